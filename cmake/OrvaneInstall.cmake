@@ -1,0 +1,25 @@
+# The installed package: the public headers flat in one folder, the library, and what find_package() needs.
+include(CMakePackageConfigHelpers)
+
+set(ORVANE_CMAKE_DIRECTORY "${CMAKE_INSTALL_LIBDIR}/cmake/OrvaneInterface")
+
+install(TARGETS OrvaneInterface EXPORT OrvaneInterfaceTargets
+    RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT runtime
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+install(FILES
+    interface/OrvaneExport.h
+    interface/OrvaneInterface.h
+    server/OrvaneServer.h
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/OrvaneInterface" COMPONENT development)
+install(EXPORT OrvaneInterfaceTargets
+    NAMESPACE OrvaneInterface::
+    DESTINATION "${ORVANE_CMAKE_DIRECTORY}" COMPONENT development)
+
+configure_package_config_file(cmake/OrvaneInterfaceConfig.cmake.in OrvaneInterfaceConfig.cmake
+    INSTALL_DESTINATION "${ORVANE_CMAKE_DIRECTORY}")
+write_basic_package_version_file(OrvaneInterfaceConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+    "${CMAKE_CURRENT_BINARY_DIR}/OrvaneInterfaceConfig.cmake"
+    "${CMAKE_CURRENT_BINARY_DIR}/OrvaneInterfaceConfigVersion.cmake"
+    DESTINATION "${ORVANE_CMAKE_DIRECTORY}" COMPONENT development)

@@ -1,0 +1,26 @@
+# orvane_set_up_target(<target>): the language, the Qt settings and the warnings of all our own targets.
+function(orvane_set_up_target target)
+    target_compile_features(${target} PRIVATE cxx_std_20)
+    set_target_properties(${target} PROPERTIES
+        CXX_EXTENSIONS OFF
+        AUTOMOC ON)
+    target_compile_definitions(${target} PRIVATE
+        QT_NO_CAST_FROM_ASCII
+        QT_NO_CAST_TO_ASCII
+        QT_NO_CAST_FROM_BYTEARRAY
+        QT_NO_URL_CAST_FROM_STRING
+        QT_NO_FOREACH
+        QT_NO_KEYWORDS
+        QT_STRICT_ITERATORS)
+
+    if(MSVC)
+        target_compile_options(${target} PRIVATE /W4 /permissive- $<$<BOOL:${ORVANE_WARNINGS_AS_ERRORS}>:/WX>)
+        return()
+    endif()
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wpedantic -Wshadow=local -Wconversion -Wsign-conversion -Wdouble-promotion
+        -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wcast-align -Wcast-qual -Wformat=2
+        -Wimplicit-fallthrough -Wunused -Wextra-semi -Wredundant-decls -Wundef
+        $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op;-Wduplicated-cond;-Wduplicated-branches;-Wsuggest-override>
+        $<$<BOOL:${ORVANE_WARNINGS_AS_ERRORS}>:-Werror>)
+endfunction()

@@ -1,0 +1,62 @@
+#include "OrvaneInterface.h"
+
+#include <utility>
+
+// Everything here is out of line so that the library exports it and a host never compiles its own copy in.
+namespace OrvaneInterface {
+
+OrvaneInterface::OrvaneInterface() = default;
+OrvaneInterface::OrvaneInterface(const OrvaneInterface& other) = default;
+OrvaneInterface::OrvaneInterface(OrvaneInterface&& other) noexcept = default;
+OrvaneInterface& OrvaneInterface::operator=(const OrvaneInterface& other) = default;
+OrvaneInterface& OrvaneInterface::operator=(OrvaneInterface&& other) noexcept = default;
+
+// The moves of the records spell out what the standard containers leave open: a moved-from record is empty, and moving
+// a record onto itself changes nothing.
+
+OrvaneInterface::RecorderEntry::RecorderEntry() = default;
+OrvaneInterface::RecorderEntry::RecorderEntry(const RecorderEntry& other) = default;
+OrvaneInterface::RecorderEntry& OrvaneInterface::RecorderEntry::operator=(const RecorderEntry& other) = default;
+OrvaneInterface::RecorderEntry::~RecorderEntry() = default;
+
+OrvaneInterface::RecorderEntry::RecorderEntry(RecorderEntry&& other) noexcept
+    : name(std::exchange(other.name, {}))
+    , ip(std::exchange(other.ip, {}))
+    , userName(std::exchange(other.userName, {}))
+    , password(std::exchange(other.password, {}))
+    , tracks(std::exchange(other.tracks, {}))
+    , maxNumChannels(other.maxNumChannels)
+{
+}
+
+OrvaneInterface::RecorderEntry& OrvaneInterface::RecorderEntry::operator=(RecorderEntry&& other) noexcept
+{
+    if (this == &other)
+        return *this;
+    name = std::exchange(other.name, {});
+    ip = std::exchange(other.ip, {});
+    userName = std::exchange(other.userName, {});
+    password = std::exchange(other.password, {});
+    tracks = std::exchange(other.tracks, {});
+    maxNumChannels = other.maxNumChannels;
+    return *this;
+}
+
+OrvaneInterface::PresetEntry::PresetEntry() = default;
+OrvaneInterface::PresetEntry::PresetEntry(const PresetEntry& other) = default;
+OrvaneInterface::PresetEntry& OrvaneInterface::PresetEntry::operator=(const PresetEntry& other) = default;
+OrvaneInterface::PresetEntry::~PresetEntry() = default;
+
+OrvaneInterface::PresetEntry::PresetEntry(PresetEntry&& other) noexcept
+    : name(std::exchange(other.name, {}))
+{
+}
+
+OrvaneInterface::PresetEntry& OrvaneInterface::PresetEntry::operator=(PresetEntry&& other) noexcept
+{
+    if (this != &other)
+        name = std::exchange(other.name, {});
+    return *this;
+}
+
+} // namespace OrvaneInterface
