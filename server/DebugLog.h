@@ -1,0 +1,10 @@
+#pragma once
+
+#include <QDebug>
+#include <QLoggingCategory>
+
+/// The category of plain qDebug(). Through qCDebug() nothing is formatted while the host has its debug level off.
+inline const QLoggingCategory& defaultLog()
+{
+    return *QLoggingCategory::defaultCategory();
+}

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "XMLSocket.h"
+
+#include <QObject>
+#include <QString>
+#include <QTcpSocket>
+
+#include <memory>
+
+class XmlCommandReader;
+
+namespace OrvaneInterface {
+
+class OrvaneInterface;
+
+/**
+ * One connected client: its socket, its login, and the commands that it sends.
+ *
+ * Takes complete messages from its XMLSocket and carries them out one at a time, each with its reply, in the order of
+ * arrival. The command operations are defined in commands/, one file for a group.
+ *
+ * During a host call anything may happen: the host may run an event loop, in which the client can go, and it may
+ * destroy the server. So:
+ * 1. While a message is being dispatched no other message of this client is begun.
+ * 2. While a message is being dispatched neither this object nor its socket is deleted; the release is noted, and the
+ *    deletion follows when the dispatch is over. Command operations need no check of their own after a host call.
+ * 3. After the release nothing is sent and the socket is not touched, but for scheduling its deletion.
+ *
+ * Thread: that of the server.
+ */
+class OrvaneConnection : public QObject {
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(OrvaneConnection)
+
+public:
+    /**
+     * \param hostInterface not owned, may be null: every message is then ignored
+     * \param socket a child of the server; from now on this object closes it and schedules its deletion
+     * \param userName user name of the account that the host grants
+     * \param password password of that account
+     * \param parent the server
+     */
+    OrvaneConnection(
+        OrvaneInterface* hostInterface, QTcpSocket* socket, QString userName, QString password, QObject* parent);
+    ~OrvaneConnection() override;
+
+    /// Sends one message to the client; does nothing when the socket has been released.
+    void sendMessage(const QString& message);
+
+private:
+    friend class OrvaneServer; // reads socketAttached, keeps recorderUpdatePending, calls handleServerDestroyed()
+
+    void handleReadyRead();
+    void handleDisconnected();
+    void handleServerDestroyed();
+    void finishDispatching();
+
+    void handleCommand(const QString& message);
+    void handleLoginClient(const XmlCommandReader& reader);
+    void runCommand(const QString& commandName, XmlCommandReader& reader);
+    void handleUpdateRecorderContents();
+    void handleGetRecorderList();
+    void handleGetPresetsList();
+    void handleShowLive(XmlCommandReader& reader);
+    void handleShowTrack(XmlCommandReader& reader);
+    void handleSetPreset(XmlCommandReader& reader);
+    void handleSetSplitMode(XmlCommandReader& reader);
+    void handleSetDetailViews(XmlCommandReader& reader);
+    void handleShowLiveAtSubsplit(XmlCommandReader& reader);
+    void handleGetPertinentInfo(XmlCommandReader& reader);
+
+    void sendCommandAccepted(const QString& commandName);
+    void sendCommandRejected(const QString& commandName, const QString& reason);
+    void sendAcceptedWithSplit(XmlCommandReader& reader, int splitId);
+
+    OrvaneInterface* hostInterface; ///< not owned, may be null
+    QTcpSocket* socket; ///< child of the server; dangling once the release has scheduled its deletion
+    std::unique_ptr<XMLSocket> xmlSocket; ///< null after the release
+    bool socketAttached = true; ///< until the release
+    bool orvaneLoggedIn = false; ///< with the system account; never cleared
+    bool thirdPartyLoggedIn = false; ///< with the account that the host grants; never cleared
+    bool recorderUpdatePending = false; ///< the client waits for the end of a refresh
+    QString userName;
+    QString password;
+    bool dispatching = false; ///< handleReadyRead() is on the stack
+};
+
+} // namespace OrvaneInterface

@@ -1,0 +1,107 @@
+#include "OrvaneServer.h"
+
+#include "DebugLog.h"
+#include "OrvaneConnection.h"
+#include "ReplyTemplates.h"
+
+#include <QFile>
+#include <QNetworkProxy>
+#include <QSslSocket>
+#include <QVariant>
+
+#include <utility>
+
+namespace OrvaneInterface {
+
+const unsigned short OrvaneServer::OrvaneDefaultPort = 5679;
+
+OrvaneServer::OrvaneServer(
+    OrvaneInterface* hostInterface, quint16 port, QString userName, QString password, QObject* parent)
+    : QTcpServer(parent)
+    , hostInterface(hostInterface)
+    , port(port == 0 ? OrvaneDefaultPort : port)
+    , certificate(QByteArray(), QSsl::Pem)
+    , userName(std::move(userName))
+    , password(std::move(password))
+{
+    qRegisterMetaType<QList<QSslError>>();
+
+    QFile keyFile(QStringLiteral(":/Halden/Resources/hxkey.pem"));
+    if (keyFile.open(QIODevice::ReadOnly))
+        privateKey = QSslKey(keyFile.readAll(), QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey);
+
+    QFile certificateFile(QStringLiteral(":/Halden/Resources/hxcert.pem"));
+    if (certificateFile.open(QIODevice::ReadOnly))
+        certificate = QSslCertificate(certificateFile.readAll(), QSsl::Pem);
+
+    connect(this, &QTcpServer::newConnection, this, &OrvaneServer::handleNewConnection);
+    connect(this, &QTcpServer::acceptError, this,
+        [](QAbstractSocket::SocketError error) { qCDebug(defaultLog) << "OrvaneConnection server error:" << error; });
+}
+
+OrvaneServer::~OrvaneServer()
+{
+    close();
+    // Not the registry: a connection that it has dropped can still be in the middle of a host call.
+    const auto all = findChildren<OrvaneConnection*>(QString(), Qt::FindDirectChildrenOnly);
+    for (OrvaneConnection* connection : all)
+        connection->handleServerDestroyed();
+}
+
+void OrvaneServer::startListeningForConnection()
+{
+    listen(QHostAddress::Any, port);
+}
+
+void OrvaneServer::incomingConnection(qintptr socketDescriptor)
+{
+    auto* socket = new QSslSocket(this);
+    connect(socket, qOverload<const QList<QSslError>&>(&QSslSocket::sslErrors), this, &OrvaneServer::sslErrors);
+    socket->setProtocol(QSsl::SecureProtocols);
+    socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
+    socket->setPrivateKey(privateKey);
+    socket->setLocalCertificate(certificate);
+    socket->setPeerVerifyMode(QSslSocket::VerifyNone);
+    socket->startServerEncryption();
+    addPendingConnection(socket);
+}
+
+void OrvaneServer::handleNewConnection()
+{
+    const std::lock_guard lock(connectionsMutex);
+    removeDisconnectedConnections();
+    while (hasPendingConnections()) {
+        QTcpSocket* socket = nextPendingConnection();
+        socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
+        socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        socket->setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
+        connections.push_back(new OrvaneConnection(hostInterface, socket, userName, password, this));
+    }
+}
+
+/// The caller holds connectionsMutex. The connections that are dropped live on as children of the server.
+void OrvaneServer::removeDisconnectedConnections()
+{
+    std::erase_if(connections, [](const OrvaneConnection* connection) { return !connection->socketAttached; });
+}
+
+void OrvaneServer::handleUpdateAllTreeDevicesFinished()
+{
+    const std::lock_guard lock(connectionsMutex);
+    const QString notice = replyElement(QLatin1String("updateRecorderContentsFinished"));
+    for (OrvaneConnection* connection : connections) {
+        // A client that went away while it waited stays in the registry until the next one comes.
+        if (!connection->recorderUpdatePending || !connection->socketAttached)
+            continue;
+        connection->sendMessage(notice);
+        connection->recorderUpdatePending = false;
+    }
+}
+
+void OrvaneServer::sslErrors(const QList<QSslError>& errors)
+{
+    for (const QSslError& error : errors)
+        qCDebug(defaultLog) << error.errorString();
+}
+
+} // namespace OrvaneInterface

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "OrvaneExport.h"
+
+#include <QList>
+#include <QSslCertificate>
+#include <QSslError>
+#include <QSslKey>
+#include <QString>
+#include <QTcpServer>
+
+#include <mutex>
+#include <vector>
+
+namespace OrvaneInterface {
+
+class OrvaneConnection;
+class OrvaneInterface;
+
+/**
+ * The TLS server through which Orvane reaches the host: the one object that a host creates.
+ *
+ * Calling order: construct, startListeningForConnection(), any number of handleUpdateAllTreeDevicesFinished(), destroy.
+ * All of it, and every call on the host's OrvaneInterface, happens on the thread that owns the server, which needs a
+ * running Qt event loop.
+ *
+ * The host application carries the TLS key and certificate as Qt resources: ":/Halden/Resources/hxkey.pem" (an RSA
+ * private key in PEM without pass phrase) and ":/Halden/Resources/hxcert.pem" (the certificate in PEM). They are read
+ * once, by the constructor. Where one is missing the server listens all the same, and no client's TLS handshake can
+ * succeed.
+ *
+ * The server owns its clients' sockets and connections. It may be destroyed at any time, also with clients attached and
+ * from inside a call on the host's OrvaneInterface.
+ */
+class ORVANE_INTERFACE_EXPORT OrvaneServer : public QTcpServer {
+    Q_OBJECT
+
+public:
+    /**
+     * Reads the key and the certificate; does not listen yet.
+     *
+     * \param hostInterface the host's implementation. Not owned; must outlive the server. With a null pointer every
+     *        message of every client is ignored.
+     * \param port the TCP port to listen on, 0 for the default, 5679
+     * \param userName user name of the account that the host grants, beside the fixed system account. With an empty
+     *        name and an empty password a login without both is accepted.
+     * \param password password of that account
+     * \param parent the Qt parent, which deletes the server; may be null
+     */
+    OrvaneServer(OrvaneInterface* hostInterface, quint16 port, QString userName, QString password, QObject* parent);
+
+    /// Stops listening, ends all connections and deletes their sockets.
+    ~OrvaneServer() override;
+
+    /**
+     * Listens on all local addresses.
+     *
+     * Reports nothing: ask isListening() afterwards, and errorString() for the reason when it is false.
+     */
+    void startListeningForConnection();
+
+public Q_SLOTS:
+    /**
+     * Tells every client that is waiting for it that the refresh of the recorder list has finished.
+     *
+     * Call it when a refresh that OrvaneInterface::updateRecorderContents() started has finished, from inside that
+     * operation at the earliest. Without a waiting client it does nothing.
+     */
+    void handleUpdateAllTreeDevicesFinished();
+
+protected:
+    void incomingConnection(qintptr socketDescriptor) override;
+
+private Q_SLOTS:
+    void sslErrors(const QList<QSslError>& errors);
+
+private:
+    void handleNewConnection();
+    void removeDisconnectedConnections();
+
+    /// The port that a host gets with 0.
+    static const unsigned short OrvaneDefaultPort;
+
+    OrvaneInterface* hostInterface; ///< not owned, may be null
+    std::vector<OrvaneConnection*> connections; ///< in order of acceptance; children of the server
+    quint16 port;
+    QSslKey privateKey; ///< null while there is none
+    QSslCertificate certificate; ///< null while there is none
+    QString userName;
+    QString password;
+    std::mutex connectionsMutex; ///< guards connections; taken before the write mutex of any client
+};
+
+} // namespace OrvaneInterface

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QLatin1String>
+#include <QList>
+#include <QMutex>
+#include <QString>
+
+class QTcpSocket;
+
+/// The end of every message on the wire, in both directions: an empty line.
+inline constexpr QLatin1String MessageTerminator("\r\n\r\n");
+
+/**
+ * Frames the byte stream of one client into messages, each UTF-8 text ended by MessageTerminator.
+ *
+ * Knows nothing of XML and sets no bound on a message. Each read is decoded on its own, before it is joined to what
+ * came earlier: a character whose bytes are spread over two reads becomes replacement characters.
+ *
+ * Invariant: after readMessages() receiveBuffer holds no complete terminator.
+ *
+ * Thread: that of the socket; only writeMessage() is guarded by a lock.
+ */
+class XMLSocket {
+    Q_DISABLE_COPY_MOVE(XMLSocket)
+
+public:
+    /// \a socket is not owned and must outlive this object.
+    explicit XMLSocket(QTcpSocket* socket);
+    virtual ~XMLSocket();
+
+    /// Reads what the socket has; the messages that are now complete replace the content of messages.
+    void readMessages();
+
+    /// Writes one message, with the terminator unless it already ends with it. A write that fails is not reported.
+    void writeMessage(const QString& message);
+
+private:
+    QMutex mutex; ///< held while one message is written; taken after the server's registry mutex
+    QTcpSocket* socket; ///< not owned
+    QString receiveBuffer; ///< what has come since the last terminator
+
+public:
+    /// Complete messages, oldest first, without their terminators. The owner empties it after each readMessages().
+    QList<QString> messages;
+
+private:
+    void splitReceiveBuffer(qsizetype firstTerminator);
+
+    qsizetype searchedLength = 0; ///< no terminator begins before this position in receiveBuffer
+};

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QLatin1String>
+#include <QString>
+
+// The texts of which replies are made. Every reply is one element, without XML declaration and without white space
+// between its elements; its root binds the prefix p to the protocol's namespace.
+
+/// The beginning of a reply's start tag, up to the namespace: `<p:name xmlns:p="..."`.
+QString replyStart(QLatin1String name);
+
+/// A whole reply without content: `<p:name xmlns:p="..." />`.
+QString replyElement(QLatin1String name);
+
+/// \a text as it may stand between two tags: with &, < and > as entities, and nothing else changed.
+QString escapedText(const QString& text);
+
+/// The short acceptance of a command; \a commandName may be anything that a client sent.
+QString commandAcceptedReply(const QString& commandName);
+
+/// The rejection of a command; \a commandName may be anything that a client sent.
+QString commandRejectedReply(const QString& commandName, const QString& reason);

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <QMap>
+#include <QString>
+#include <QStringList>
+#include <QStringView>
+#include <QXmlStreamReader>
+
+class ElementPath;
+
+/**
+ * One received command document, as a command name and a flat map of parameters.
+ *
+ * Knows no commands; one rule serves every document. The root element's local name is the command. Every element below
+ * it gives a key, the element names from the root's child down joined by "/", and every attribute a key of its
+ * element's path, "/" and its name. An element whose path has been met n times before has n appended to its own
+ * segment: "subsplits/subsplit", "subsplits/subsplit1", ... The content of an element "paramvalue" is stored as XML
+ * text under that key. Namespaces are ignored, keys are case-sensitive, values are kept as they are.
+ *
+ * Strange but relied upon:
+ * - an element's text is stored only when it comes right after the start tag; in a container that is written with line
+ *   breaks that is the white space before the first child;
+ * - a child without attributes right after its parent's start tag is not counted, so that in a list without white space
+ *   the second child overwrites the first.
+ *
+ * Order of calls: construct, parseCommand() once, any reads and setParameter(), acceptedReply(). Thread: any one.
+ */
+class XmlCommandReader {
+    Q_DISABLE_COPY_MOVE(XmlCommandReader)
+
+public:
+    XmlCommandReader();
+    virtual ~XmlCommandReader();
+
+    /**
+     * Reads a document.
+     *
+     * \return true for a well-formed document. After false the name and the parameters that came before the first error
+     *         can be read all the same.
+     */
+    bool parseCommand(const QString& text);
+
+    /// The command; empty when there was an error before the root element.
+    QString commandName() const { return rootName; }
+    /// The text given to parseCommand(), unchanged.
+    QString documentText() const { return document; }
+
+    bool hasParameter(const QString& key) const;
+    /// The value, which may be empty, or \a defaultValue when there is none.
+    QString stringParameter(const QString& key, const QString& defaultValue = QString()) const;
+    /// The value as decimal, or hexadecimal after "0x"; 0 when it is no number, \a defaultValue when there is none.
+    int intParameter(const QString& key, int defaultValue) const;
+    /// Adds the parameter, or replaces its value.
+    void setParameter(const QString& key, const QString& value);
+
+    /**
+     * The long acceptance of the command.
+     *
+     * \param remark left out when empty
+     * \param echoNames the parameters to echo, those that are there, in this order; "commandtag" always comes last
+     * \param namespaceUri the namespace of the reply
+     */
+    QString acceptedReply(const QString& remark, const QStringList& echoNames, const QString& namespaceUri) const;
+
+private:
+    bool readRootElement();
+    void readParameters();
+    void readElement(ElementPath& path);
+    void readElementText(ElementPath& path);
+    void captureParamValue(ElementPath& path);
+    bool isParamValue() const;
+    QString echoTags(const QStringList& names) const;
+
+    QXmlStreamReader xmlReader;
+    QString rootName;
+    QString document;
+    QMap<QString, QString> parameters;
+    QMap<QString, int> occurrenceCounts; ///< by path + "/index": how often that path has been met
+};

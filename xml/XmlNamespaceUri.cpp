@@ -1,0 +1,4 @@
+#include "XmlNamespaceUri.h"
+
+// Owns its text, unlike a QStringLiteral, which would point into a library that the host may unload.
+const QString XmlNamespaceUri = QString::fromLatin1("http://www.halden.example/ravo_1_0/");

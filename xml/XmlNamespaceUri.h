@@ -1,0 +1,6 @@
+#pragma once
+
+#include <QString>
+
+/// The protocol's XML namespace, to which every reply binds the prefix p. Documents of clients are not checked for it.
+extern const QString XmlNamespaceUri;
