@@ -7,6 +7,7 @@
 #include <QXmlStreamReader>
 
 class ElementPath;
+class tst_xml_command_reader;
 
 /**
  * One received command document, as a command name and a flat map of parameters.
@@ -63,6 +64,8 @@ public:
     QString acceptedReply(const QString& remark, const QStringList& echoNames, const QString& namespaceUri) const;
 
 private:
+    friend class tst_xml_command_reader; // looks at all parameters and counts
+
     bool readRootElement();
     void readParameters();
     void readElement(ElementPath& path);

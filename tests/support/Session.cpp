@@ -1,0 +1,27 @@
+#include "Session.h"
+
+#include <QTest>
+
+Session::Session()
+    : server(std::make_unique<OrvaneInterface::OrvaneServer>(
+        &host, freePort(), QStringLiteral("operator"), QStringLiteral("secret"), nullptr))
+{
+    server->startListeningForConnection();
+}
+
+std::unique_ptr<TlsClient> Session::connectedClient()
+{
+    auto client = std::make_unique<TlsClient>();
+    client->open(server->serverPort());
+    if (!QTest::qWaitFor([&] { return client->isEncrypted(); }))
+        return nullptr;
+    return client;
+}
+
+std::unique_ptr<TlsClient> Session::orvaneClient()
+{
+    auto client = connectedClient();
+    if (client)
+        client->loginAsOrvane();
+    return client;
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "RecordingHost.h"
+#include "TlsClient.h"
+
+#include <OrvaneServer.h>
+
+#include <memory>
+
+/// A host with its server, as a test needs them: listening on a free loopback port, with the account "operator".
+class Session {
+public:
+    Session();
+
+    /// A client with its handshake done, known to the server; null when that did not succeed.
+    std::unique_ptr<TlsClient> connectedClient();
+    /// The same, logged in with the system account.
+    std::unique_ptr<TlsClient> orvaneClient();
+
+    RecordingHost host;
+    std::unique_ptr<OrvaneInterface::OrvaneServer> server;
+};

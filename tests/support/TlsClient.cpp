@@ -1,0 +1,53 @@
+#include "TlsClient.h"
+
+#include <QTcpServer>
+
+TlsClient::TlsClient(QObject* parent)
+    : QSslSocket(parent)
+{
+    setPeerVerifyMode(QSslSocket::VerifyNone);
+    connect(this, &QIODevice::readyRead, this, [this] { received += readAll(); });
+}
+
+void TlsClient::open(quint16 port)
+{
+    connectToHostEncrypted(QStringLiteral("127.0.0.1"), port);
+}
+
+void TlsClient::send(const QByteArray& document)
+{
+    write(document + "\r\n\r\n");
+}
+
+void TlsClient::loginAsOrvane()
+{
+    login("Orvane", "157b25b09a99c70fc75a6e79412a00b2");
+}
+
+void TlsClient::login(const QByteArray& user, const QByteArray& password)
+{
+    send("<loginClient><username>" + user + "</username><password>" + password + "</password></loginClient>");
+}
+
+quint16 freePort()
+{
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost);
+    return server.serverPort();
+}
+
+QByteArray reply(const QByteArray& element, const QByteArray& content)
+{
+    return "<p:" + element + " xmlns:p=\"http://www.halden.example/ravo_1_0/\">" + content + "</p:" + element
+        + ">\r\n\r\n";
+}
+
+QByteArray shortAcceptance(const QByteArray& commandName)
+{
+    return reply("commandAccepted", "<commandname>" + commandName + "</commandname>");
+}
+
+QByteArray rejection(const QByteArray& commandName, const QByteArray& reason)
+{
+    return reply("commandRejected", "<commandname>" + commandName + "</commandname><reason>" + reason + "</reason>");
+}
