@@ -58,17 +58,17 @@ void OrvaneConnection::handleCommand(const QString& message)
 void OrvaneConnection::runCommand(const QString& commandName, XmlCommandReader& reader)
 {
     using Connection = OrvaneConnection;
-    static constexpr std::array commands{
-        Command{QLatin1String("updateRecorderContents"), call<&Connection::handleUpdateRecorderContents>},
-        Command{QLatin1String("getRecorderList"), call<&Connection::handleGetRecorderList>},
-        Command{QLatin1String("getPresetsList"), call<&Connection::handleGetPresetsList>},
-        Command{QLatin1String("showLive"), call<&Connection::handleShowLive>},
-        Command{QLatin1String("showTrack"), call<&Connection::handleShowTrack>},
-        Command{QLatin1String("setPreset"), call<&Connection::handleSetPreset>},
-        Command{QLatin1String("setSplitMode"), call<&Connection::handleSetSplitMode>},
-        Command{QLatin1String("setDetailViews"), call<&Connection::handleSetDetailViews>},
-        Command{QLatin1String("showLiveAtSubsplit"), call<&Connection::handleShowLiveAtSubsplit>},
-        Command{QLatin1String("getPertinentInfo"), call<&Connection::handleGetPertinentInfo>},
+    static constexpr std::array commands {
+        Command {QLatin1String("updateRecorderContents"), call<&Connection::handleUpdateRecorderContents>},
+        Command {QLatin1String("getRecorderList"), call<&Connection::handleGetRecorderList>},
+        Command {QLatin1String("getPresetsList"), call<&Connection::handleGetPresetsList>},
+        Command {QLatin1String("showLive"), call<&Connection::handleShowLive>},
+        Command {QLatin1String("showTrack"), call<&Connection::handleShowTrack>},
+        Command {QLatin1String("setPreset"), call<&Connection::handleSetPreset>},
+        Command {QLatin1String("setSplitMode"), call<&Connection::handleSetSplitMode>},
+        Command {QLatin1String("setDetailViews"), call<&Connection::handleSetDetailViews>},
+        Command {QLatin1String("showLiveAtSubsplit"), call<&Connection::handleShowLiveAtSubsplit>},
+        Command {QLatin1String("getPertinentInfo"), call<&Connection::handleGetPertinentInfo>},
     };
 
     const auto* const command = std::find_if(

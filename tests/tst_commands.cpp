@@ -319,7 +319,7 @@ void tst_commands::logInWithEitherAccount()
     client->send("<foo/>"); // before the login: logged, and no word about it
     client->send(login);
     client->send("<setPreset/>");
-    QStringList expected{QStringLiteral("OrvaneConnection received command:"), QStringLiteral("\"<foo/>\""),
+    QStringList expected {QStringLiteral("OrvaneConnection received command:"), QStringLiteral("\"<foo/>\""),
         QStringLiteral("OrvaneConnection received command:"), QStringLiteral("\"loginClient\"")};
     if (!logged.isEmpty())
         expected += logged;
@@ -371,7 +371,7 @@ void tst_commands::areLogged()
     client->send("<showTrack/>");
     client->send(LastCommand);
     QTRY_VERIFY(client->received.endsWith(LastReply) && client->received.size() > LastReply.size());
-    const QStringList expected{received, // and nothing more for an empty message
+    const QStringList expected {received, // and nothing more for an empty message
         received, QStringLiteral(R"("<foo a=\"1\">\n)") + QChar(0xe9) + QStringLiteral(R"(</foo>")"),
         QStringLiteral("Received unknown Orvane command:"), //
         received, QStringLiteral("\"<showTrack/>\""),

@@ -83,7 +83,7 @@ void tst_xml_command_reader::storesParameters_data()
     row("attributes by their local names", u"<a xmlns:q='urn:x' q:id='1' ID='2'>t</a>",
         {{text(u"a"), text(u"t")}, {text(u"a/id"), text(u"1")}, {text(u"a/ID"), text(u"2")}});
 
-    const Parameters subsplits{{text(u"subsplits/subsplit/id"), text(u"0")},
+    const Parameters subsplits {{text(u"subsplits/subsplit/id"), text(u"0")},
         {text(u"subsplits/subsplit/ltx"), text(u"0.5")}, {text(u"subsplits/subsplit1/id"), text(u"1")},
         {text(u"subsplits/subsplit2/id"), text(u"2")}, {text(u"subsplits/subsplit2/objectid"), text(u"7")}};
     row("a container of children with attributes",
@@ -137,7 +137,7 @@ void tst_xml_command_reader::countsOccurrences()
     XmlCommandReader reader;
     QVERIFY(reader.parseCommand(
         QStringLiteral("<r><subsplits><subsplit id='0'/><subsplit id='1'/><subsplit id='2'/></subsplits></r>")));
-    const QMap<QString, int> counts{
+    const QMap<QString, int> counts {
         {QStringLiteral("subsplits/index"), 1}, {QStringLiteral("subsplits/subsplit/index"), 3}};
     QCOMPARE(reader.occurrenceCounts, counts);
 }
@@ -149,7 +149,7 @@ void tst_xml_command_reader::keepsWhatCameBeforeAnError_data()
     QTest::addColumn<Parameters>("parameters");
 
     const Parameters none;
-    const Parameters two{{QStringLiteral("a"), QStringLiteral("1")}, {QStringLiteral("b"), QStringLiteral("2")}};
+    const Parameters two {{QStringLiteral("a"), QStringLiteral("1")}, {QStringLiteral("b"), QStringLiteral("2")}};
     QTest::newRow("no text at all") << QString() << QString() << none;
     QTest::newRow("no XML") << QStringLiteral("hello") << QString() << none;
     QTest::newRow("a prefix that nobody declared") << QStringLiteral("<p:r><a>1</a></p:r>") << QString() << none;
@@ -162,7 +162,7 @@ void tst_xml_command_reader::keepsWhatCameBeforeAnError_data()
     QTest::newRow("an entity that nobody declared")
         << QStringLiteral("<r><a>1</a><b>2</b><c>&x;</c></r>") << QStringLiteral("r") << two;
     QTest::newRow("ends inside a paramvalue") << QStringLiteral("<r><paramvalue><a/>1") << QStringLiteral("r")
-                                              << Parameters{{QStringLiteral("paramvalue"), QStringLiteral("<a/>")}};
+                                              << Parameters {{QStringLiteral("paramvalue"), QStringLiteral("<a/>")}};
 }
 
 void tst_xml_command_reader::keepsWhatCameBeforeAnError()
@@ -248,18 +248,18 @@ void tst_xml_command_reader::buildsTheLongAcceptance_data()
 
     const QString splitId = QStringLiteral("splitid");
     QTest::newRow("what is to be echoed and is there")
-        << QStringLiteral("<splitid>3</splitid><b>1</b>") << QString() << QStringList{QStringLiteral("a"), splitId}
+        << QStringLiteral("<splitid>3</splitid><b>1</b>") << QString() << QStringList {QStringLiteral("a"), splitId}
         << QStringLiteral("<command>go</command><splitid>3</splitid>");
     QTest::newRow("the client's tag comes last, before the remark")
         << QStringLiteral("<commandtag>abc</commandtag><splitid>3</splitid>") << QStringLiteral("done")
-        << QStringList{splitId, splitId}
+        << QStringList {splitId, splitId}
         << QStringLiteral("<command>go</command><splitid>3</splitid><splitid>3</splitid><commandtag>abc</commandtag>"
                           "<remark>done</remark>");
     QTest::newRow("an empty tag is no tag") << QStringLiteral("<commandtag></commandtag>") << QString() << QStringList()
                                             << QStringLiteral("<command>go</command>");
     QTest::newRow("no client text is taken for markup or for a place marker")
         << QStringLiteral("<splitid>%4%3%1</splitid><commandtag>&lt;/p>&amp;\"'%2</commandtag>")
-        << QStringLiteral("<%1>") << QStringList{splitId}
+        << QStringLiteral("<%1>") << QStringList {splitId}
         << QStringLiteral("<command>go</command><splitid>%4%3%1</splitid>"
                           "<commandtag>&lt;/p&gt;&amp;\"'%2</commandtag><remark>&lt;%1&gt;</remark>");
 }

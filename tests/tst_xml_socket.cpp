@@ -68,16 +68,16 @@ void tst_xml_socket::cutsWhereverTheReadsEnd_data()
 
     const QString a = QStringLiteral("<a/>");
     const QString b = QStringLiteral("<b/>");
-    QTest::newRow("one message") << QByteArray("<a/>\r\n\r\n") << QStringList{a};
-    QTest::newRow("two messages") << QByteArray("<a/>\r\n\r\n<b/>\r\n\r\n") << QStringList{a, b};
+    QTest::newRow("one message") << QByteArray("<a/>\r\n\r\n") << QStringList {a};
+    QTest::newRow("two messages") << QByteArray("<a/>\r\n\r\n<b/>\r\n\r\n") << QStringList {a, b};
     QTest::newRow("two terminators in a row hold an empty message")
-        << QByteArray("<a/>\r\n\r\n\r\n\r\n") << QStringList{a, QString()};
+        << QByteArray("<a/>\r\n\r\n\r\n\r\n") << QStringList {a, QString()};
     QTest::newRow("a stray line break begins the next message")
-        << QByteArray("<a/>\r\n\r\n\r\n<b/>\r\n\r\n") << QStringList{a, QStringLiteral("\r\n<b/>")};
+        << QByteArray("<a/>\r\n\r\n\r\n<b/>\r\n\r\n") << QStringList {a, QStringLiteral("\r\n<b/>")};
     QTest::newRow("a carriage return before the terminator belongs to the message")
-        << QByteArray("<a/>\r\r\n\r\n") << QStringList{QStringLiteral("<a/>\r")};
+        << QByteArray("<a/>\r\r\n\r\n") << QStringList {QStringLiteral("<a/>\r")};
     QTest::newRow("other line ends do not end a message")
-        << QByteArray("a\n\nb\r\rc\r\n\n\r\r\nd\r\n\r\n") << QStringList{QStringLiteral("a\n\nb\r\rc\r\n\n\r\r\nd")};
+        << QByteArray("a\n\nb\r\rc\r\n\n\r\r\nd\r\n\r\n") << QStringList {QStringLiteral("a\n\nb\r\rc\r\n\n\r\r\nd")};
 }
 
 void tst_xml_socket::cutsWhereverTheReadsEnd()
@@ -101,17 +101,17 @@ void tst_xml_socket::cutsWhereverTheReadsEnd()
 void tst_xml_socket::keepsAnIncompleteMessage()
 {
     QCOMPARE(receive("A\r\n"), QStringList());
-    QCOMPARE(receive("\r\nB\r\n\r"), QStringList{QStringLiteral("A")});
+    QCOMPARE(receive("\r\nB\r\n\r"), QStringList {QStringLiteral("A")});
     QCOMPARE(receive(QByteArray(100000, 'x')), QStringList());
-    QCOMPARE(receive("\r\n\r\n"), QStringList{QStringLiteral("B\r\n\r") + QString(100000, u'x')});
+    QCOMPARE(receive("\r\n\r\n"), QStringList {QStringLiteral("B\r\n\r") + QString(100000, u'x')});
 }
 
 void tst_xml_socket::decodesEachReadOnItsOwn()
 {
     const QByteArray e = "\u00e9"; // two bytes
-    QCOMPARE(receive(e + "\r\n\r\n"), QStringList{QStringLiteral("\u00e9")});
+    QCOMPARE(receive(e + "\r\n\r\n"), QStringList {QStringLiteral("\u00e9")});
     QCOMPARE(receive(e.first(1)), QStringList());
-    QCOMPARE(receive(e.last(1) + "\r\n\r\n"), QStringList{QStringLiteral("\ufffd\ufffd")});
+    QCOMPARE(receive(e.last(1) + "\r\n\r\n"), QStringList {QStringLiteral("\ufffd\ufffd")});
 }
 
 void tst_xml_socket::replacesWhatIsNotUtf8()

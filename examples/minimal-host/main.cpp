@@ -85,7 +85,7 @@ int main(int argc, char** argv)
         std::cerr << "Set ORVANE_USER and ORVANE_PASSWORD. Usage: minimal-host [PORT]" << std::endl;
         return EXIT_FAILURE;
     }
-    const quint16 port = argc > 1 ? QString::fromLocal8Bit(argv[1]).toUShort() : quint16{0}; // 0: the default, 5679
+    const quint16 port = argc > 1 ? QString::fromLocal8Bit(argv[1]).toUShort() : quint16 {0}; // 0: the default, 5679
 
     MinimalHost host; // outlives the server
     OrvaneInterface::OrvaneServer server(&host, port, user, password, nullptr);

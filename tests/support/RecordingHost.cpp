@@ -36,7 +36,7 @@ template <typename Value> QString printed(const std::map<int, Value>& map)
 
 template <typename... Arguments> void RecordingHost::record(const char* operation, const Arguments&... arguments)
 {
-    const QStringList list{printed(arguments)...};
+    const QStringList list {printed(arguments)...};
     calls += QString::fromLatin1(operation) + u'(' + list.join(QStringLiteral(", ")) + u')';
     if (duringCall)
         duringCall();
