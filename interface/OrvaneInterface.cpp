@@ -8,8 +8,8 @@ namespace OrvaneInterface {
 OrvaneInterface::OrvaneInterface() = default;
 OrvaneInterface::OrvaneInterface(const OrvaneInterface& other) = default;
 OrvaneInterface::OrvaneInterface(OrvaneInterface&& other) noexcept = default;
-OrvaneInterface& OrvaneInterface::operator=(const OrvaneInterface& other) = default;
-OrvaneInterface& OrvaneInterface::operator=(OrvaneInterface&& other) noexcept = default;
+OrvaneInterface& OrvaneInterface::operator=(const OrvaneInterface& /*other*/) = default;
+OrvaneInterface& OrvaneInterface::operator=(OrvaneInterface&& /*other*/) noexcept = default;
 
 // The moves of the records spell out what the standard containers leave open: a moved-from record is empty, and moving
 // a record onto itself changes nothing.

@@ -16,7 +16,6 @@ namespace OrvaneInterface {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 #endif
-// NOLINTBEGIN(cppcoreguidelines-virtual-class-destructor)
 
 /**
  * What a host application implements so that Orvane can drive its video display.
@@ -188,7 +187,6 @@ public:
     virtual bool getPertinentInfo(const std::string& commandDocument, std::string& answer) = 0;
 };
 
-// NOLINTEND(cppcoreguidelines-virtual-class-destructor)
 #if defined(Q_CC_GNU)
 #pragma GCC diagnostic pop
 #endif

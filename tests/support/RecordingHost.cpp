@@ -16,12 +16,16 @@ QString printed(bool value)
 
 template <typename Number, std::enable_if_t<std::is_arithmetic_v<Number>, int> = 0> QString printed(Number number)
 {
-    return QString::number(number);
+    if constexpr (std::is_floating_point_v<Number>)
+        return QString::number(static_cast<double>(number));
+    else
+        return QString::number(number);
 }
 
 QString printed(const OrvaneInterface::SubsplitRect& rect)
 {
-    return QStringLiteral("[%1 %2 %3 %4]").arg(rect.ltx).arg(rect.lty).arg(rect.rbx).arg(rect.rby);
+    return QStringLiteral("[%1 %2 %3 %4]")
+        .arg(printed(rect.ltx), printed(rect.lty), printed(rect.rbx), printed(rect.rby));
 }
 
 template <typename Value> QString printed(const std::map<int, Value>& map)

@@ -9,7 +9,7 @@ Session::Session()
     server->startListeningForConnection();
 }
 
-std::unique_ptr<TlsClient> Session::connectedClient()
+std::unique_ptr<TlsClient> Session::connectedClient() const
 {
     auto client = std::make_unique<TlsClient>();
     client->open(server->serverPort());
@@ -18,7 +18,7 @@ std::unique_ptr<TlsClient> Session::connectedClient()
     return client;
 }
 
-std::unique_ptr<TlsClient> Session::orvaneClient()
+std::unique_ptr<TlsClient> Session::orvaneClient() const
 {
     auto client = connectedClient();
     if (client)

@@ -13,9 +13,9 @@ public:
     Session();
 
     /// A client with its handshake done, known to the server; null when that did not succeed.
-    std::unique_ptr<TlsClient> connectedClient();
+    std::unique_ptr<TlsClient> connectedClient() const;
     /// The same, logged in with the system account.
-    std::unique_ptr<TlsClient> orvaneClient();
+    std::unique_ptr<TlsClient> orvaneClient() const;
 
     RecordingHost host;
     std::unique_ptr<OrvaneInterface::OrvaneServer> server;
