@@ -12,7 +12,7 @@ OrvaneInterface& OrvaneInterface::operator=(const OrvaneInterface& /*other*/) = 
 OrvaneInterface& OrvaneInterface::operator=(OrvaneInterface&& /*other*/) noexcept = default;
 
 // The moves of the records spell out what the standard containers leave open: a moved-from record is empty, and moving
-// a record onto itself changes nothing.
+// a record onto itself changes nothing, since each member is taken out before it is put back.
 
 OrvaneInterface::RecorderEntry::RecorderEntry() = default;
 OrvaneInterface::RecorderEntry::RecorderEntry(const RecorderEntry& other) = default;
@@ -31,8 +31,6 @@ OrvaneInterface::RecorderEntry::RecorderEntry(RecorderEntry&& other) noexcept
 
 OrvaneInterface::RecorderEntry& OrvaneInterface::RecorderEntry::operator=(RecorderEntry&& other) noexcept
 {
-    if (this == &other)
-        return *this;
     name = std::exchange(other.name, {});
     ip = std::exchange(other.ip, {});
     userName = std::exchange(other.userName, {});
@@ -54,8 +52,7 @@ OrvaneInterface::PresetEntry::PresetEntry(PresetEntry&& other) noexcept
 
 OrvaneInterface::PresetEntry& OrvaneInterface::PresetEntry::operator=(PresetEntry&& other) noexcept
 {
-    if (this != &other)
-        name = std::exchange(other.name, {});
+    name = std::exchange(other.name, {});
     return *this;
 }
 

@@ -90,10 +90,9 @@ void OrvaneServer::handleUpdateAllTreeDevicesFinished()
     const std::lock_guard lock(connectionsMutex);
     const QString notice = replyElement(QLatin1String("updateRecorderContentsFinished"));
     for (OrvaneConnection* connection : connections) {
-        // A client that went away while it waited stays in the registry until the next one comes.
-        if (!connection->recorderUpdatePending || !connection->socketAttached)
+        if (!connection->recorderUpdatePending)
             continue;
-        connection->sendMessage(notice);
+        connection->sendMessage(notice); // reaches nobody where the client has left since: it is still in the registry
         connection->recorderUpdatePending = false;
     }
 }

@@ -20,6 +20,7 @@ private Q_SLOTS:
     void logInWithEitherAccount_data();
     void logInWithEitherAccount();
     void acceptAnEmptyAccount();
+    void neverTryTheSystemAccountsNameElsewhere();
     void keepALogin();
     void areLogged();
     void areIgnoredWithoutHost();
@@ -341,6 +342,21 @@ void tst_commands::acceptAnEmptyAccount()
     client.send("<loginClient/>");
     client.send("<setPreset/>");
     QTRY_COMPARE(client.received, shortAcceptance("setPreset"));
+}
+
+void tst_commands::neverTryTheSystemAccountsNameElsewhere()
+{
+    RecordingHost host;
+    OrvaneInterface::OrvaneServer server(
+        &host, freePort(), QStringLiteral("Orvane"), QStringLiteral("secret"), nullptr);
+    server.startListeningForConnection();
+    TlsClient client;
+    client.open(server.serverPort());
+    client.login("Orvane", "secret");
+    client.send("<setPreset/>");
+    client.loginAsOrvane();
+    client.send(LastCommand);
+    QTRY_COMPARE(client.received, LastReply);
 }
 
 void tst_commands::keepALogin()

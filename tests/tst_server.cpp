@@ -305,7 +305,7 @@ void tst_server::keepsOrderInTheHostsEventLoops()
             const auto* plainSocket = socket->findChild<QTcpSocket*>(); // below the TLS
             client->send(setPreset(number + 2));
             runEventLoop([&] { return plainSocket->bytesAvailable() > 0; });
-            if (number == 1) {
+            if (number == 2) {
                 // Writing makes the TLS layer look for what has come, and report it although it is in its own signal.
                 session.server->handleUpdateAllTreeDevicesFinished();
                 runEventLoop([&] { return socket->bytesAvailable() > 0; });
@@ -314,7 +314,7 @@ void tst_server::keepsOrderInTheHostsEventLoops()
         running = false;
     };
     client->write(setPreset(1) + "\r\n\r\n" + setPreset(2) + "\r\n\r\n");
-    QTRY_COMPARE(client->received, Notice + shortAcceptance("setPreset").repeated(4));
+    QTRY_COMPARE(client->received, shortAcceptance("setPreset") + Notice + shortAcceptance("setPreset").repeated(3));
     QStringList calls;
     for (int number = 1; number <= 4; ++number)
         calls += QStringLiteral("setPreset(\"%1\")").arg(number);

@@ -257,6 +257,9 @@ void tst_xml_command_reader::buildsTheLongAcceptance_data()
                           "<remark>done</remark>");
     QTest::newRow("an empty tag is no tag") << QStringLiteral("<commandtag></commandtag>") << QString() << QStringList()
                                             << QStringLiteral("<command>go</command>");
+    QTest::newRow("an empty line in a value does not end the reply")
+        << QStringLiteral("<splitid>a&#13;\n&#13;\nb</splitid>") << QString() << QStringList {splitId}
+        << QStringLiteral("<command>go</command><splitid>a&#13;\n&#13;\nb</splitid>");
     QTest::newRow("no client text is taken for markup or for a place marker")
         << QStringLiteral("<splitid>%4%3%1</splitid><commandtag>&lt;/p>&amp;\"'%2</commandtag>")
         << QStringLiteral("<%1>") << QStringList {splitId}

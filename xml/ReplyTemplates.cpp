@@ -23,6 +23,8 @@ QString escapedText(const QString& text)
             escaped += QLatin1String("&lt;");
         else if (character == u'>')
             escaped += QLatin1String("&gt;");
+        else if (character == u'\r')
+            escaped += QLatin1String("&#13;");
         else
             escaped += character;
     }

@@ -12,7 +12,8 @@ QString replyStart(QLatin1String name);
 /// A whole reply without content: `<p:name xmlns:p="..." />`.
 QString replyElement(QLatin1String name);
 
-/// \a text as it may stand between two tags: with &, < and > as entities, and nothing else changed.
+/// \a text as it may stand between two tags: with &, < and > as entities, and the carriage return as a reference, so
+/// that a text with an empty line in it does not end the message. Nothing else is changed.
 QString escapedText(const QString& text);
 
 /// The short acceptance of a command; \a commandName may be anything that a client sent.
