@@ -11,13 +11,13 @@
 namespace {
 
 constexpr int Padding = 7;
-constexpr int Wrapped = Qt::AlignLeft | Qt::TextWrapAnywhere | Qt::TextWordWrap;
+constexpr int Wrapped = Qt::AlignLeft | Qt::TextWordWrap;
 /// What wraps to more is cut off: a client may send any length.
-constexpr int MostTextLines = 4;
+constexpr int MostTextLines = 5;
 
 QFont smaller(QFont font)
 {
-    font.setPixelSize(std::max(9, font.pixelSize() - 1));
+    font.setPixelSize(std::max(9, font.pixelSize() - 2));
     return font;
 }
 

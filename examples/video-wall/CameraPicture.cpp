@@ -1,6 +1,7 @@
 #include "CameraPicture.h"
 
 #include <QColor>
+#include <QHash>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
@@ -14,6 +15,8 @@ namespace {
 
 /// The scenes are drawn in these units.
 constexpr QSizeF Scene{160, 90};
+constexpr qreal RoadHorizon = 34;
+constexpr int MoversInScene = 3;
 constexpr qint64 MillisecondsPerDay = 24LL * 60 * 60 * 1000;
 constexpr qreal Pi = 3.14159265358979;
 
@@ -21,8 +24,10 @@ quint32 seedOf(const CameraSource& source)
 {
     quint32 seed = 0;
     for (const QChar character : source.recorder)
-        seed = seed * 31 + character.unicode();
-    return seed + static_cast<quint32>(source.camera);
+        seed = seed * 33 + character.unicode();
+    // Names of recorders tend to be alike; spread them.
+    seed = (seed ^ (seed >> 15)) * 0x2c1b3c6dU;
+    return (seed ^ (seed >> 12)) + static_cast<quint32>(source.camera);
 }
 
 void fill(QPainter& painter, const QRectF& rect, const QColor& top, const QColor& bottom)
@@ -98,7 +103,7 @@ void paintPerson(QPainter& painter, const QPointF& foot, qreal height, qreal ste
     painter.drawEllipse(QPointF(hip.x(), foot.y() - height * 0.91), height * 0.085, height * 0.095);
 }
 
-QColor paint(quint32 number)
+QColor bodyColor(quint32 number)
 {
     static constexpr std::array<QColor, 6> colors{QColor(171, 66, 58), QColor(62, 98, 140), QColor(206, 210, 212),
         QColor(70, 76, 82), QColor(196, 158, 84), QColor(78, 120, 100)};
@@ -107,8 +112,22 @@ QColor paint(quint32 number)
 
 } // namespace
 
+CameraPicture::SceneKind CameraPicture::sceneOf(const CameraSource& source)
+{
+    using enum SceneKind;
+    static const QHash<QString, SceneKind> homes{{QStringLiteral("North gate"), Road},
+        {QStringLiteral("Car park"), CarPark}, {QStringLiteral("Harbour basin"), Harbour},
+        {QStringLiteral("Main hall"), Hall}};
+    // Every other camera looks at what the recorder is named after, the rest at this and that.
+    if (source.camera % 2 != 0 && homes.contains(source.recorder))
+        return homes.value(source.recorder);
+    static constexpr std::array sequence{Road, Harbour, Hall, CarPark, Road, Harbour, TestCard, CarPark, Hall};
+    return sequence.at(seedOf(source) % sequence.size());
+}
+
 CameraPicture::CameraPicture(const CameraSource& source, qint64 time)
     : seed(seedOf(source))
+    , scene(sceneOf(source))
     , seconds(static_cast<qreal>(time % MillisecondsPerDay) / 1000.0)
 {
 }
@@ -143,32 +162,81 @@ void CameraPicture::paintCutOut(QPainter& painter, const QRectF& target, const Q
 
 QRectF CameraPicture::objectRect(qint64 objectId) const
 {
-    const qreal offset = static_cast<qreal>(objectId % 89) / 89;
-    const QPointF center(
-        0.5 + 0.28 * std::sin(2 * Pi * phase(17, offset)), 0.56 + 0.16 * std::sin(2 * Pi * phase(11, offset * 3)));
-    return {center.x() - 0.11, center.y() - 0.11, 0.22, 0.22};
+    const Mover mover = sceneMover(static_cast<int>(std::abs(objectId % MoversInScene)));
+    const qreal height = std::clamp(mover.size * 1.7, 12.0, 60.0);
+    const QSizeF size(height * Scene.width() / Scene.height(), height);
+    const QPointF corner(std::clamp(mover.center.x() - size.width() / 2, 0.0, Scene.width() - size.width()),
+        std::clamp(mover.center.y() - size.height() / 2, 0.0, Scene.height() - size.height()));
+    return {corner.x() / Scene.width(), corner.y() / Scene.height(), size.width() / Scene.width(),
+        size.height() / Scene.height()};
+}
+
+CameraPicture::Mover CameraPicture::sceneMover(int index) const
+{
+    switch (scene) {
+    case SceneKind::Road: {
+        const Mover car = roadCar(index);
+        return {car.center - QPointF(0, car.size * 0.4), car.size};
+    }
+    case SceneKind::Harbour:
+        return {boat().center + QPointF(20, -2), 30};
+    case SceneKind::CarPark:
+        return carOnLane(index);
+    case SceneKind::Hall: {
+        const Mover person = hallPerson(index);
+        return {person.center - QPointF(0, person.size / 2), person.size};
+    }
+    case SceneKind::TestCard:
+        break;
+    }
+    return {{80, 45}, 30};
+}
+
+CameraPicture::Mover CameraPicture::roadCar(int index) const
+{
+    const qreal way = 0.1 + phase(7, index / 3.0) * 1.1;
+    const bool left = index != 1;
+    return {{81 + (left ? -30 : 28) * way * way, RoadHorizon + 56 * way * way}, 2 + 20 * way * way};
+}
+
+CameraPicture::Mover CameraPicture::boat() const
+{
+    return {{-40 + 230 * phase(30), 68 + 0.7 * std::sin(2 * Pi * phase(3))}, 40};
+}
+
+CameraPicture::Mover CameraPicture::hallPerson(int index) const
+{
+    const qreal way = 0.5 - 0.5 * std::cos(2 * Pi * phase(22, index * 0.37));
+    return {{80 + (index - 1) * (9 + 24 * way), 54 + 33 * way * way}, 12 + 30 * way * way};
+}
+
+CameraPicture::Mover CameraPicture::carOnLane(int index) const
+{
+    if (index == 0)
+        return {{-20 + 200 * phase(12), 52.5}, 18};
+    return {{180 - 200 * phase(17, 0.4), 38}, 18};
 }
 
 void CameraPicture::paintScene(QPainter& painter) const
 {
-    switch (seed % 5) {
-    case 0:
+    switch (scene) {
+    case SceneKind::Road:
         return paintRoad(painter);
-    case 1:
+    case SceneKind::Harbour:
         return paintHarbour(painter);
-    case 2:
+    case SceneKind::CarPark:
         return paintCarPark(painter);
-    case 3:
+    case SceneKind::Hall:
         return paintHall(painter);
-    default:
+    case SceneKind::TestCard:
         return paintTestCard(painter);
     }
 }
 
 void CameraPicture::paintRoad(QPainter& painter) const
 {
-    const bool night = (seed / 5) % 2 == 1;
-    const qreal horizon = 34;
+    const bool night = (seed / 9) % 2 == 1;
+    const qreal horizon = RoadHorizon;
     fill(painter, QRectF(0, 0, 160, horizon), night ? QColor(12, 18, 34) : QColor(108, 132, 158),
         night ? QColor(44, 50, 72) : QColor(206, 200, 190));
     for (int building = 0; building < 13; ++building) {
@@ -200,16 +268,14 @@ void CameraPicture::paintRoad(QPainter& painter) const
             paintGlow(painter, {foot.x() - 8 * way, foot.y() - 43 * way}, 13 * way, QColor(255, 214, 140, 120));
     }
     for (const int car : {0, 1, 2}) {
-        const qreal way = 0.1 + phase(7, car / 3.0) * 1.1;
-        const bool left = car != 1;
-        paintCarFromFront(painter, {81 + (left ? -30 : 28) * way * way, roadY(way)}, 2 + 20 * way * way,
-            ::paint(seed + static_cast<quint32>(car)));
+        const Mover mover = roadCar(car);
+        paintCarFromFront(painter, mover.center, mover.size, bodyColor(seed + static_cast<quint32>(car)));
     }
 }
 
 void CameraPicture::paintHarbour(QPainter& painter) const
 {
-    const bool dusk = (seed / 5) % 2 == 1;
+    const bool dusk = (seed / 9) % 2 == 1;
     const qreal horizon = 40;
     fill(painter, QRectF(0, 0, 160, horizon), dusk ? QColor(54, 56, 92) : QColor(122, 150, 172),
         dusk ? QColor(222, 142, 104) : QColor(214, 220, 220));
@@ -239,28 +305,28 @@ void CameraPicture::paintHarbour(QPainter& painter) const
     const qreal trolley = 34 + 24 * (0.5 + 0.5 * std::sin(2 * Pi * phase(16)));
     painter.drawLine(QPointF(trolley, 14), QPointF(trolley, 30));
     painter.setPen(Qt::NoPen);
-    painter.fillRect(QRectF(trolley - 4, 30, 8, 4), ::paint(seed));
+    painter.fillRect(QRectF(trolley - 4, 30, 8, 4), bodyColor(seed));
     painter.setBrush(dusk ? QColor(38, 36, 48) : QColor(112, 114, 112));
     painter.drawPolygon(QPolygonF{{0, 53}, {52, 53}, {38, 62}, {0, 64}});
     for (int box = 0; box < 6; ++box)
         painter.fillRect(
-            QRectF(1 + box % 3 * 6.2, 49 - box / 3 * 4.2, 5.8, 4), ::paint(seed + static_cast<quint32>(box)));
+            QRectF(1 + box % 3 * 6.2, 49 - box / 3 * 4.2, 5.8, 4), bodyColor(seed + static_cast<quint32>(box)));
 
-    const qreal x = -40 + 230 * phase(30);
-    const qreal y = 68 + 0.7 * std::sin(2 * Pi * phase(3));
+    const qreal x = boat().center.x();
+    const qreal y = boat().center.y();
     painter.setBrush(QColor(0, 0, 0, 60));
     painter.drawEllipse(QRectF(x - 2, y + 4, 42, 5));
     painter.setBrush(QColor(236, 238, 238));
     painter.drawRect(QRectF(x + 7, y - 8, 14, 9));
     painter.drawRect(QRectF(x + 10, y - 12, 8, 5));
     painter.fillRect(QRectF(x + 11, y - 11, 6, 2), QColor(40, 54, 66));
-    painter.setBrush(::paint(seed + 1));
+    painter.setBrush(bodyColor(seed + 1));
     painter.drawPolygon(QPolygonF{{x, y}, {x + 40, y - 1.5}, {x + 34, y + 7}, {x + 4, y + 7}});
 }
 
 void CameraPicture::paintHall(QPainter& painter) const
 {
-    const QColor wall = (seed / 5) % 2 == 1 ? QColor(150, 146, 136) : QColor(140, 152, 162);
+    const QColor wall = (seed / 9) % 2 == 1 ? QColor(150, 146, 136) : QColor(140, 152, 162);
     painter.fillRect(QRectF(0, 0, 160, 90), wall);
     const QRectF end(62, 28, 36, 24);
     painter.setBrush(wall.lighter(128));
@@ -293,16 +359,15 @@ void CameraPicture::paintHall(QPainter& painter) const
     painter.fillRect(QRectF(80.4, 34, 7.6, 18), QColor(96, 112, 122));
     painter.fillRect(QRectF(77, 30, 6, 2.6), QColor(70, 190, 130));
     for (const int person : {0, 1, 2}) {
-        const qreal way = 0.5 - 0.5 * std::cos(2 * Pi * phase(22, person * 0.37));
-        const QPointF foot(80 + (person - 1) * (9 + 24 * way), 54 + 33 * way * way);
-        paintPerson(
-            painter, foot, 12 + 30 * way * way, phase(1.1, person * 0.3), ::paint(seed + static_cast<quint32>(person)));
+        const Mover mover = hallPerson(person);
+        paintPerson(painter, mover.center, mover.size, phase(1.1, person * 0.3),
+            bodyColor(seed + static_cast<quint32>(person)));
     }
 }
 
 void CameraPicture::paintCarPark(QPainter& painter) const
 {
-    const bool infrared = (seed / 5) % 2 == 1;
+    const bool infrared = (seed / 9) % 2 == 1;
     fill(painter, QRectF(0, 0, 160, 90), QColor(82, 88, 92), QColor(62, 67, 72));
     painter.setBrush(QColor(82, 104, 76));
     painter.drawRect(QRectF(0, 0, 160, 6));
@@ -322,18 +387,20 @@ void CameraPicture::paintCarPark(QPainter& painter) const
         painter.save();
         painter.translate(12.75 + (bay % 11) * 13.5, bay < 11 ? 19 : 71);
         painter.rotate(bay < 11 ? -90 : 90);
-        paintCarFromAbove(painter, {0, 0}, 17, ::paint(seed + bay * bay + bay / 3));
+        paintCarFromAbove(painter, {0, 0}, 17, bodyColor(seed + bay * bay + bay / 3));
         painter.restore();
     }
-    const qreal x = -20 + 200 * phase(12);
-    QPolygonF beam{{x + 8, 51}, {x + 34, 47}, {x + 34, 58}, {x + 8, 54}};
+    const Mover rightward = carOnLane(0);
+    const qreal x = rightward.center.x();
+    const QPolygonF beam{{x + 8, 51}, {x + 34, 47}, {x + 34, 58}, {x + 8, 54}};
     painter.setBrush(QColor(255, 246, 210, 46));
     painter.drawPolygon(beam);
-    paintCarFromAbove(painter, {x, 52.5}, 18, ::paint(seed + 2));
+    paintCarFromAbove(painter, rightward.center, rightward.size, bodyColor(seed + 2));
     painter.save();
-    painter.translate(180 - 200 * phase(17, 0.4), 38);
+    const Mover leftward = carOnLane(1);
+    painter.translate(leftward.center);
     painter.rotate(180);
-    paintCarFromAbove(painter, {0, 0}, 18, ::paint(seed + 4));
+    paintCarFromAbove(painter, {0, 0}, leftward.size, bodyColor(seed + 4));
     painter.restore();
     if (infrared)
         painter.fillRect(QRectF(0, 0, 160, 90), QColor(10, 22, 30, 130));

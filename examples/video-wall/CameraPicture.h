@@ -27,6 +27,20 @@ public:
     QRectF objectRect(qint64 objectId) const;
 
 private:
+    enum class SceneKind { Road, Harbour, Hall, CarPark, TestCard };
+
+    /// Something in the scene that moves, in the scene's units.
+    struct Mover {
+        QPointF center; ///< where it stands, for what stands
+        qreal size;
+    };
+
+    static SceneKind sceneOf(const CameraSource& source);
+    Mover sceneMover(int index) const;
+    Mover roadCar(int index) const;
+    Mover boat() const;
+    Mover hallPerson(int index) const;
+    Mover carOnLane(int index) const;
     void paintScene(QPainter& painter) const;
     void paintRoad(QPainter& painter) const;
     void paintHarbour(QPainter& painter) const;
@@ -37,5 +51,6 @@ private:
     qreal phase(qreal period, qreal offset = 0) const;
 
     quint32 seed; ///< the same for the same camera
+    SceneKind scene;
     qreal seconds;
 };

@@ -31,7 +31,7 @@ void showPlayback(WallHost& host, int splitId)
 
 void showDetails(WallHost& host, int splitId)
 {
-    host.setDetailViews(splitId, {{0, {0.55F, 0.9F, 0.3F, 0.5F}}, {1, {0.05F, 0.2F, 0.3F, 0.5F}}}, {{2, 4711}});
+    host.setDetailViews(splitId, {{0, {0.42F, 0.4F, 0.06F, 0.04F}}, {1, {0, 0.5F, 0.28F, 0.74F}}}, {{2, 4711}});
 }
 
 using Steps = std::function<void(WallHost&)>;

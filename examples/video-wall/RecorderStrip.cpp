@@ -25,6 +25,14 @@ QString counted(qsizetype count, const QString& thing)
     return QStringLiteral("%1 %2%3").arg(count).arg(thing, count == 1 ? QString() : QStringLiteral("s"));
 }
 
+void paintLine(QPainter& painter, const QRectF& line, const QString& text, const QFont& font, const QColor& color)
+{
+    painter.setFont(font);
+    painter.setPen(color);
+    painter.drawText(
+        line, Qt::AlignLeft | Qt::AlignVCenter, QFontMetricsF(font).elidedText(text, Qt::ElideRight, line.width()));
+}
+
 } // namespace
 
 RecorderStrip::RecorderStrip(const WallState& state, QWidget* parent)
@@ -38,7 +46,7 @@ RecorderStrip::RecorderStrip(const WallState& state, QWidget* parent)
 QSize RecorderStrip::sizeHint() const
 {
     const int line = fontMetrics().height();
-    return {20 * line, 4 * line};
+    return {20 * line, 5 * line};
 }
 
 void RecorderStrip::paintEvent(QPaintEvent* /*event*/)
@@ -82,19 +90,24 @@ void RecorderStrip::paintRecorder(QPainter& painter, const QRectF& card, int ind
     painter.setPen(QPen(WallColors::Line, 1));
     painter.setBrush(WallColors::Panel);
     painter.drawRoundedRect(card.adjusted(0.5, 0.5, -0.5, -0.5), 5, 5);
-    const QRectF text = card.adjusted(Gap, 4, -Gap, -4);
     QFont bold = font();
     bold.setBold(true);
-    painter.setFont(bold);
-    painter.setPen(WallColors::Text);
-    painter.drawText(QRectF(text.topLeft(), QSizeF(text.width(), text.height() / 2)), Qt::AlignLeft | Qt::AlignVCenter,
-        QFontMetricsF(bold).elidedText(recorder.name, Qt::ElideRight, text.width()));
-    painter.setFont(smaller(font()));
-    painter.setPen(WallColors::MutedText);
+    const QFont small = smaller(font());
+    const qreal boldHeight = QFontMetricsF(bold).height();
+    const qreal smallHeight = QFontMetricsF(small).height();
+    QRectF line = card.adjusted(Gap, 0, -Gap, 0);
+    line.setTop(card.center().y() - boldHeight / 2 - smallHeight);
+    line.setHeight(boldHeight);
+    paintLine(painter, line, recorder.name, bold, WallColors::Text);
+    line.translate(0, boldHeight);
+    line.setHeight(smallHeight);
     const QString facts = QStringLiteral("%1 \u00b7 %2")
                               .arg(counted(recorder.channels, QStringLiteral("camera")),
                                   counted(recorder.tracks.size(), QStringLiteral("track")));
-    painter.drawText(QRectF(text.left(), text.center().y(), text.width(), text.height() / 2),
-        Qt::AlignLeft | Qt::AlignVCenter,
-        QFontMetricsF(painter.font()).elidedText(facts, Qt::ElideRight, text.width()));
+    paintLine(painter, line, facts, small, WallColors::MutedText.lighter(115));
+    QStringList tracks;
+    for (const Track& track : recorder.tracks)
+        tracks.append(track.name);
+    paintLine(
+        painter, line.translated(0, smallHeight), tracks.join(QStringLiteral(", ")), small, WallColors::MutedText);
 }

@@ -36,7 +36,7 @@ TilePainter::TilePainter(QPainter& painter, const QRectF& tile, qint64 now)
     : painter(painter)
     , tile(tile)
     , now(now)
-    , textSize(std::clamp(tile.height() * 0.048, 9.0, 26.0))
+    , textSize(std::clamp(tile.height() * 0.054, 9.5, 24.0))
     , margin(std::clamp(tile.height() * 0.035, 5.0, 20.0))
 {
 }
@@ -58,6 +58,8 @@ void TilePainter::paint(int splitId, const Split& split)
     } else {
         const CameraPicture picture(*split.source, pictureTime(split));
         paintPicture(*split.source, split.fault, pictureTime(split), tile);
+        if (split.alarm)
+            paintAlarmFrame();
         paintCaption(split);
         paintSplitNumber(splitId);
         paintInsets(split, picture);
@@ -65,8 +67,6 @@ void TilePainter::paint(int splitId, const Split& split)
     }
     if (split.isFree() && !split.insets.isEmpty())
         paintInsets(split, CameraPicture(CameraSource(), now));
-    if (split.alarm)
-        paintAlarmFrame();
     painter.restore();
 }
 
@@ -164,9 +164,12 @@ void TilePainter::paintCaption(const Split& split)
     const QFont smallFont = textFont(0.92);
     const qreal line = QFontMetricsF(nameFont).height();
     const qreal barHeight = std::max(3.0, textSize * 0.3);
-    const qreal playbackHeight = split.playback ? line * 2.2 + barHeight : 0;
+    const bool running = split.playback && split.fault.isEmpty();
+    const qreal playbackHeight = running ? line * 2.2 + barHeight : 0;
     const qreal height = line + margin * 2 + playbackHeight;
-    const QRectF shade(tile.x(), tile.bottom() - height * 1.3, tile.width(), height * 1.3);
+    // Inside of an alarm frame.
+    const qreal inset = split.alarm ? alarmFrameWidth() : 0;
+    const QRectF shade(tile.x() + inset, tile.bottom() - height * 1.3, tile.width() - 2 * inset, height * 1.3 - inset);
     QLinearGradient gradient(shade.topLeft(), shade.bottomLeft());
     gradient.setColorAt(0, QColor(6, 9, 12, 0));
     gradient.setColorAt(0.35, QColor(6, 9, 12, 165));
@@ -179,7 +182,7 @@ void TilePainter::paintCaption(const Split& split)
     paintTextLine(text.adjusted(0, 0, -cameraWidth, 0), Qt::AlignLeft | Qt::AlignVCenter, split.source->recorder,
         nameFont, WallColors::Text);
     paintTextLine(text, Qt::AlignRight | Qt::AlignVCenter, camera, smallFont, QColor(205, 214, 222));
-    if (!split.playback)
+    if (!running)
         return;
 
     text.translate(0, line * 1.05);
@@ -278,14 +281,19 @@ void TilePainter::paintInset(const Inset& inset, int subsplitId, const QRectF& t
     paintLabel(target.topLeft(), QFontMetricsF(font).elidedText(label, Qt::ElideRight, room), color, font);
 }
 
+qreal TilePainter::alarmFrameWidth() const
+{
+    return std::max(4.0, tile.height() * 0.024);
+}
+
 void TilePainter::paintAlarmFrame()
 {
     const qreal pulse = static_cast<qreal>(now % AlarmPulseMilliseconds) / AlarmPulseMilliseconds;
-    const qreal strength = 0.72 + 0.28 * std::cos(2 * M_PI * pulse);
-    const qreal width = std::max(4.0, tile.height() * 0.024);
+    const qreal strength = 0.86 + 0.14 * std::cos(2 * M_PI * pulse);
+    const qreal width = alarmFrameWidth();
     QColor color = WallColors::Alarm;
     painter.setBrush(Qt::NoBrush);
-    color.setAlphaF(static_cast<float>(0.22 * strength));
+    color.setAlphaF(static_cast<float>(0.16 + 0.7 * (strength - 0.72)));
     painter.setPen(QPen(color, width * 3.4, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
     painter.drawRect(tile.adjusted(width * 1.7, width * 1.7, -width * 1.7, -width * 1.7));
     color = WallColors::Alarm;

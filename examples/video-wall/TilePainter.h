@@ -29,6 +29,7 @@ private:
     void paintInset(const Inset& inset, int subsplitId, const QRectF& target, const CameraPicture* picture);
     void paintMark(const Inset& inset, int subsplitId, const CameraPicture& picture);
     void paintAlarmFrame();
+    qreal alarmFrameWidth() const;
     qint64 pictureTime(const Split& split) const;
     QRectF onTile(const QRectF& part) const;
     void paintLabel(const QPointF& topLeft, const QString& text, const QColor& color, const QFont& font);

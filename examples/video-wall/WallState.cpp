@@ -91,7 +91,7 @@ int WallState::showPlayback(const PlaybackRequest& request, bool alarm, int want
     const Recorder* recorder = catalogue.find(split.source->recorder);
     const Track* track = recorder ? findTrack(*recorder, request.track) : nullptr;
     if (recorder && !track) {
-        split.fault = QStringLiteral("No such track");
+        split.fault = QStringLiteral("No track \"%1\"").arg(trackLabel(request, nullptr));
         Q_EMIT noted(QStringLiteral("%1 has no track \"%2\"").arg(recorder->name, trackLabel(request, nullptr)));
     }
     split.playback = playbackOf(request, track ? *track : Track(), QDateTime::currentMSecsSinceEpoch());

@@ -34,7 +34,7 @@ void WallView::paintEvent(QPaintEvent* /*event*/)
 {
     QPainter painter(this);
     const QSizeF size = QSizeF(16, 9).scaled(rect().size(), Qt::KeepAspectRatio);
-    const QRectF area(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size);
+    const QRectF area(QPointF((width() - size.width()) / 2, 0), size);
     const qreal gap = std::clamp(size.height() * 0.008, 3.0, 10.0);
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     for (int splitId = 0; splitId < state.layout().splitCount(); ++splitId) {

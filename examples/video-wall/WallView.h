@@ -4,7 +4,7 @@
 
 class WallState;
 
-/// The splits: the largest area of 16:9 that has room.
+/// The splits, in the largest area of 16:9 that has room.
 class WallView : public QWidget {
     Q_OBJECT
 
@@ -13,8 +13,6 @@ public:
     explicit WallView(const WallState& state, QWidget* parent = nullptr);
 
     QSize sizeHint() const override { return {960, 540}; }
-    bool hasHeightForWidth() const override { return true; }
-    int heightForWidth(int width) const override { return width * 9 / 16; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;

@@ -169,11 +169,13 @@ void WallWindow::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
     QFont base(QStringLiteral("DejaVu Sans"));
-    base.setPixelSize(std::clamp(std::min(event->size().height() / 58, event->size().width() / 98), 10, 22));
+    base.setPixelSize(std::clamp(std::min(event->size().height() / 55, event->size().width() / 96), 10, 22));
     setFont(base);
+    activityList->setFont(base); // a style sheet stands in the way of the window's font
+    banner->setFont(base);
     QFont title = base;
     title.setPixelSize(base.pixelSize() * 3 / 2);
     title.setBold(true);
     titleLabel->setFont(title);
-    activityPanel->setFixedWidth(std::clamp(event->size().width() * 23 / 100, 200, 520));
+    activityPanel->setFixedWidth(std::clamp(event->size().width() / 5, 200, 520));
 }
