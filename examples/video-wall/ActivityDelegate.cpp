@@ -57,6 +57,7 @@ void ActivityDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opti
         painter->drawText(item, Qt::AlignRight, index.data(ActivityModel::TimeRole).toString());
         QFont bold = option.font;
         bold.setBold(true);
+        bold.setPixelSize(std::max(9, bold.pixelSize() - 1));
         painter->setFont(bold);
         painter->setPen(WallColors::DetailView);
         painter->drawText(item, Qt::AlignLeft, command);

@@ -179,7 +179,7 @@ CameraPicture::Mover CameraPicture::sceneMover(int index) const
         return {car.center - QPointF(0, car.size * 0.4), car.size};
     }
     case SceneKind::Harbour:
-        return {boat().center + QPointF(20, -2), 30};
+        return {boat().center + QPointF(20, -2), 23};
     case SceneKind::CarPark:
         return carOnLane(index);
     case SceneKind::Hall: {

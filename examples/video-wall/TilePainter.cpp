@@ -276,7 +276,7 @@ void TilePainter::paintInset(const Inset& inset, int subsplitId, const QRectF& t
     painter.drawRect(target);
     painter.setPen(QPen(color, std::max(1.5, tile.height() * 0.006)));
     painter.drawRect(target);
-    const QFont font = textFont(0.74, true);
+    const QFont font = textFont(tile.height() > 300 ? 0.6 : 0.74, true);
     const qreal room = target.width() - QFontMetricsF(font).height();
     paintLabel(target.topLeft(), QFontMetricsF(font).elidedText(label, Qt::ElideRight, room), color, font);
 }

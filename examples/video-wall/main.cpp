@@ -73,10 +73,18 @@ int main(int argc, char** argv)
     WallState state;
     WallHost host(state); // outlives the server
     ActivityModel activity;
-    connectActivity(host, state, activity);
     WallWindow window(state, activity);
     window.resize(options.size);
     window.show();
+
+    SnapshotWriter writer(window);
+    if (!options.snapshotDirectory.isEmpty()) {
+        if (const QString failure = writer.setDirectory(options.snapshotDirectory); !failure.isEmpty())
+            return fail(failure);
+        connectSnapshots(host, state, writer);
+    }
+    // After the snapshots: the picture of one call is written before the next one is listed.
+    connectActivity(host, state, activity);
 
     OrvaneInterface::OrvaneServer server(&host, options.port, account.user, account.password, nullptr);
     QObject::connect(&state, &WallState::refreshFinished, &server,
@@ -89,9 +97,9 @@ int main(int argc, char** argv)
         window.showProblem(problem.problem, problem.remedy);
     else
         window.showListening(server.serverPort(), account);
+    writer.writeSoon(QStringLiteral("start"));
     DemoState::apply(options.demoState, host);
 
-    SnapshotWriter writer(window);
     if (!options.snapshotFile.isEmpty()) {
         QApplication::processEvents(); // lets the window lay itself out
         if (const QString failure = writer.write(options.snapshotFile); !failure.isEmpty())
@@ -106,12 +114,6 @@ int main(int argc, char** argv)
     if (!options.snapshotFile.isEmpty())
         return EXIT_SUCCESS;
 
-    if (!options.snapshotDirectory.isEmpty()) {
-        if (const QString failure = writer.setDirectory(options.snapshotDirectory); !failure.isEmpty())
-            return fail(failure);
-        connectSnapshots(host, state, writer);
-        writer.writeSoon(QStringLiteral("start"));
-    }
     if (!problem)
         sayListening(server.serverPort(), account);
     return QApplication::exec();
