@@ -54,8 +54,8 @@ QStringList sourceParts(const CameraSource& source, int splitId, bool alarm)
 QStringList playbackParts(const PlaybackRequest& request)
 {
     const int* id = std::get_if<int>(&request.track);
-    QStringList parts{id ? QStringLiteral("track %1").arg(*id)
-                         : QStringLiteral("track %1").arg(quoted(std::get<QString>(request.track)))};
+    QStringList parts{id != nullptr ? QStringLiteral("track %1").arg(*id)
+                                    : QStringLiteral("track %1").arg(quoted(std::get<QString>(request.track)))};
     parts.append(
         request.time < 0 ? QStringLiteral("from the start") : QStringLiteral("from ") + timeText(request.time));
     if (request.limitStart > 0)
@@ -68,6 +68,12 @@ QStringList playbackParts(const PlaybackRequest& request)
 QString rectText(const QRectF& rect)
 {
     return QStringLiteral("(%1, %2) to (%3, %4)").arg(rect.left()).arg(rect.top()).arg(rect.right()).arg(rect.bottom());
+}
+
+/// Keeps the corners as they are, also when they are reversed.
+QRectF toQRectF(const OrvaneInterface::SubsplitRect& rect)
+{
+    return {QPointF(qreal{rect.ltx}, qreal{rect.lty}), QPointF(qreal{rect.rbx}, qreal{rect.rby})};
 }
 
 QString viewsText(int splitId, const QMap<int, Inset>& views)
@@ -189,7 +195,7 @@ void WallHost::setDetailViews(int splitId, std::map<int, SubsplitRect> rects, st
 {
     QMap<int, Inset> views;
     for (const auto& [id, rect] : rects)
-        views[id].cutOut = QRectF(QPointF(rect.ltx, rect.lty), QPointF(rect.rbx, rect.rby));
+        views[id].cutOut = toQRectF(rect);
     for (const auto& [id, objectId] : objectIds)
         views[id].objectId = objectId;
     Q_EMIT called(QStringLiteral("setDetailViews"), viewsText(splitId, views));
