@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QAbstractListModel>
+#include <QList>
+#include <QString>
+#include <QTime>
+
+/// What happened on the wall, oldest first. Only the latest entries are kept.
+class ActivityModel : public QAbstractListModel {
+    Q_OBJECT
+
+public:
+    enum Role { TimeRole = Qt::UserRole, CommandRole, TextRole };
+
+    using QAbstractListModel::QAbstractListModel;
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+
+    /// A host call and its arguments, in words.
+    void addCall(const QString& command, const QString& arguments);
+    /// What the wall has to say about it.
+    void addNote(const QString& text);
+
+private:
+    struct Entry {
+        QTime time;
+        QString command; ///< empty: a note
+        QString text;
+    };
+
+    void add(const Entry& entry);
+
+    QList<Entry> entries;
+};

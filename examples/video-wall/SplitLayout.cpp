@@ -1,0 +1,83 @@
+#include "SplitLayout.h"
+
+#include <QStringList>
+
+#include <algorithm>
+
+SplitLayout::SplitLayout(const QString& name, int gridSize, const QList<QRect>& cells)
+    : layoutName(name)
+    , gridSize(gridSize)
+    , cells(cells)
+{
+}
+
+SplitLayout SplitLayout::equalSplits(const QString& name, int gridSize)
+{
+    QList<QRect> cells;
+    for (int row = 0; row < gridSize; ++row) {
+        for (int column = 0; column < gridSize; ++column)
+            cells.append(QRect(column, row, 1, 1));
+    }
+    return {name, gridSize, cells};
+}
+
+QList<SplitLayout> SplitLayout::all()
+{
+    const QRect unit(0, 0, 1, 1);
+    const auto at = [unit](int column, int row) { return unit.translated(column, row); };
+    return {
+        equalSplits(QStringLiteral("one"), 1),
+        equalSplits(QStringLiteral("four"), 2),
+        equalSplits(QStringLiteral("nine"), 3),
+        equalSplits(QStringLiteral("sixteen"), 4),
+        {QStringLiteral("one-large-five-small"), 3, {{0, 0, 2, 2}, at(2, 0), at(2, 1), at(0, 2), at(1, 2), at(2, 2)}},
+        {QStringLiteral("one-large-seven-small"), 4,
+            {{0, 0, 3, 3}, at(3, 0), at(3, 1), at(3, 2), at(0, 3), at(1, 3), at(2, 3), at(3, 3)}},
+        {QStringLiteral("two-large-eight-small"), 4,
+            {{0, 0, 2, 2}, {2, 0, 2, 2}, at(0, 2), at(1, 2), at(2, 2), at(3, 2), at(0, 3), at(1, 3), at(2, 3),
+                at(3, 3)}},
+    };
+}
+
+std::optional<SplitLayout> SplitLayout::ofSplitMode(int splitMode)
+{
+    switch (splitMode) {
+    case 1:
+        return named(QStringLiteral("one"));
+    case 4:
+        return named(QStringLiteral("four"));
+    case 9:
+        return named(QStringLiteral("nine"));
+    case 16:
+        return named(QStringLiteral("sixteen"));
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<SplitLayout> SplitLayout::named(const QString& name)
+{
+    const QList<SplitLayout> layouts = all();
+    const auto found = std::find_if(layouts.begin(), layouts.end(),
+        [&name](const SplitLayout& layout) { return layout.layoutName.compare(name, Qt::CaseInsensitive) == 0; });
+    if (found == layouts.end())
+        return std::nullopt;
+    return *found;
+}
+
+QStringList SplitLayout::names()
+{
+    QStringList names;
+    for (const SplitLayout& layout : all())
+        names.append(layout.layoutName);
+    return names;
+}
+
+QRectF SplitLayout::splitRect(int splitId, const QRectF& area, qreal gap) const
+{
+    const QRect cell = cells.at(splitId);
+    const qreal stepX = (area.width() + gap) / gridSize;
+    const qreal stepY = (area.height() + gap) / gridSize;
+    return {area.x() + cell.x() * stepX, area.y() + cell.y() * stepY, cell.width() * stepX - gap,
+        cell.height() * stepY - gap};
+}

@@ -1,0 +1,181 @@
+#include "WallWindow.h"
+
+#include "ActivityDelegate.h"
+#include "ActivityModel.h"
+#include "ControlServer.h"
+#include "RecorderStrip.h"
+#include "WallColors.h"
+#include "WallState.h"
+#include "WallView.h"
+
+#include <QDateTime>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListView>
+#include <QPalette>
+#include <QResizeEvent>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <chrono>
+
+namespace {
+
+constexpr std::chrono::milliseconds HeaderInterval{200};
+
+QPalette wallPalette()
+{
+    QPalette palette;
+    palette.setColor(QPalette::Window, WallColors::Window);
+    palette.setColor(QPalette::Base, WallColors::Panel);
+    palette.setColor(QPalette::WindowText, WallColors::Text);
+    palette.setColor(QPalette::Text, WallColors::Text);
+    palette.setColor(QPalette::Button, WallColors::Panel);
+    palette.setColor(QPalette::ButtonText, WallColors::Text);
+    palette.setColor(QPalette::Mid, WallColors::Line);
+    palette.setColor(QPalette::Dark, WallColors::Line);
+    palette.setColor(QPalette::Light, WallColors::Line);
+    palette.setColor(QPalette::Highlight, WallColors::Line);
+    return palette;
+}
+
+QLabel* makeLabel(const QColor& color, QWidget* parent)
+{
+    auto* label = new QLabel(parent);
+    label->setTextFormat(Qt::PlainText); // names come from clients
+    QPalette palette = label->palette();
+    palette.setColor(QPalette::WindowText, color);
+    label->setPalette(palette);
+    return label;
+}
+
+} // namespace
+
+WallWindow::WallWindow(const WallState& state, ActivityModel& activity, QWidget* parent)
+    : QWidget(parent)
+    , state(state)
+{
+    setWindowTitle(QStringLiteral("Video wall"));
+    setPalette(wallPalette());
+    setAutoFillBackground(true);
+
+    banner = new QLabel(this);
+    banner->setStyleSheet(QStringLiteral("background: #7a1f22; color: white; padding: 12px; border-radius: 5px;"));
+    banner->setWordWrap(true);
+    banner->hide();
+    statusLabel = makeLabel(WallColors::MutedText, this);
+    statusLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+
+    auto* left = new QVBoxLayout;
+    left->setSpacing(12);
+    left->addWidget(new WallView(state, this), 1);
+    left->addWidget(new RecorderStrip(state, this));
+    auto* middle = new QHBoxLayout;
+    middle->setSpacing(14);
+    middle->addLayout(left, 1);
+    middle->addWidget(makeActivityPanel(activity));
+    auto* all = new QVBoxLayout(this);
+    all->setContentsMargins(14, 10, 14, 8);
+    all->setSpacing(10);
+    all->addWidget(makeHeader());
+    all->addWidget(banner);
+    all->addLayout(middle, 1);
+    all->addWidget(statusLabel);
+
+    connect(&state, &WallState::changed, this, &WallWindow::updateHeader);
+    auto* clock = new QTimer(this);
+    connect(clock, &QTimer::timeout, this, &WallWindow::updateHeader);
+    clock->start(HeaderInterval);
+    updateHeader();
+}
+
+QWidget* WallWindow::makeHeader()
+{
+    auto* header = new QWidget(this);
+    titleLabel = makeLabel(WallColors::Text, header);
+    titleLabel->setText(QStringLiteral("Video wall"));
+    layoutLabel = makeLabel(WallColors::MutedText, header);
+    refreshLabel = makeLabel(WallColors::DetailView, header);
+    clockLabel = makeLabel(WallColors::Text, header);
+    auto* row = new QHBoxLayout(header);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(16);
+    row->addWidget(titleLabel);
+    row->addWidget(layoutLabel);
+    row->addStretch(1);
+    row->addWidget(refreshLabel);
+    row->addWidget(clockLabel);
+    return header;
+}
+
+QWidget* WallWindow::makeActivityPanel(ActivityModel& activity)
+{
+    activityPanel = new QWidget(this);
+    auto* heading = makeLabel(WallColors::MutedText, activityPanel);
+    heading->setText(QStringLiteral("Activity"));
+    activityList = new QListView(activityPanel);
+    activityList->setModel(&activity);
+    activityList->setItemDelegate(new ActivityDelegate(activityList));
+    activityList->setResizeMode(QListView::Adjust);
+    activityList->setSelectionMode(QAbstractItemView::NoSelection);
+    activityList->setFocusPolicy(Qt::NoFocus);
+    activityList->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    activityList->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    activityList->setStyleSheet(
+        QStringLiteral("QListView { background: #141a21; border: 1px solid #262f3a; border-radius: 5px; }"
+                       "QScrollBar:vertical { background: transparent; width: 8px; margin: 2px; }"
+                       "QScrollBar::handle:vertical { background: #33404e; border-radius: 2px; min-height: 24px; }"
+                       "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
+                       "QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }"));
+    connect(&activity, &QAbstractItemModel::rowsInserted, activityList, &QAbstractItemView::scrollToBottom);
+    auto* column = new QVBoxLayout(activityPanel);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(6);
+    column->addWidget(heading);
+    column->addWidget(activityList, 1);
+    return activityPanel;
+}
+
+void WallWindow::updateHeader()
+{
+    const int count = state.layout().splitCount();
+    layoutLabel->setText(QStringLiteral("Layout %1 \u00b7 %2 split%3")
+                             .arg(state.layout().name())
+                             .arg(count)
+                             .arg(count == 1 ? QString() : QStringLiteral("s")));
+    refreshLabel->setText(state.isRefreshing() ? QStringLiteral("\u27f3  Refresh running") : QString());
+    clockLabel->setText(QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM-dd  HH:mm:ss 'UTC'")));
+    if (state.isRefreshing())
+        findChild<RecorderStrip*>()->update();
+}
+
+void WallWindow::showListening(quint16 port, const ControlAccount& account)
+{
+    const QString password = account.passwordMadeUp ? QStringLiteral("Password for this run: %1").arg(account.password)
+                                                    : QStringLiteral("Password from ORVANE_PASSWORD");
+    statusLabel->setText(
+        QStringLiteral("Listening on port %1      User: %2      %3").arg(port).arg(account.user, password));
+}
+
+void WallWindow::showProblem(const QString& problem, const QString& remedy)
+{
+    banner->setText(QStringLiteral("<b>%1</b><br>%2").arg(problem.toHtmlEscaped(), remedy.toHtmlEscaped()));
+    banner->show();
+    statusLabel->setText(QStringLiteral("Not listening: Orvane cannot reach this wall"));
+}
+
+void WallWindow::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    QFont base(QStringLiteral("DejaVu Sans"));
+    base.setPixelSize(std::clamp(std::min(event->size().height() / 55, event->size().width() / 96), 10, 22));
+    setFont(base);
+    activityList->setFont(base); // a style sheet stands in the way of the window's font
+    banner->setFont(base);
+    QFont title = base;
+    title.setPixelSize(base.pixelSize() * 3 / 2);
+    title.setBold(true);
+    titleLabel->setFont(title);
+    activityPanel->setFixedWidth(std::clamp(event->size().width() / 5, 200, 520));
+}
