@@ -6,11 +6,11 @@ namespace OrvaneClient {
 
 namespace {
 
-constexpr CommandKey Recorder{QLatin1String("recorder"), QLatin1String("name of the recorder (default: empty)")};
-constexpr CommandKey SplitId{QLatin1String("splitid"), QLatin1String("split to use (default: -1, none given)")};
-constexpr CommandKey Camera{QLatin1String("camera"), QLatin1String("number of the camera (default: -1, none given)")};
-constexpr CommandKey Alarm{QLatin1String("alarm"), QLatin1String("not 0: show it as an alarm (default: 0)")};
-constexpr CommandKey CommandTag{
+constexpr CommandKey Recorder {QLatin1String("recorder"), QLatin1String("name of the recorder (default: empty)")};
+constexpr CommandKey SplitId {QLatin1String("splitid"), QLatin1String("split to use (default: -1, none given)")};
+constexpr CommandKey Camera {QLatin1String("camera"), QLatin1String("number of the camera (default: -1, none given)")};
+constexpr CommandKey Alarm {QLatin1String("alarm"), QLatin1String("not 0: show it as an alarm (default: 0)")};
+constexpr CommandKey CommandTag {
     QLatin1String("commandtag"), QLatin1String("text of yours that comes back in the answer (default: none)")};
 
 std::vector<KnownCommand> makeKnownCommands()

@@ -41,7 +41,7 @@ QStringList keysFor(const KnownCommand& command, const QStringList& wordsBefore)
 QStringList candidates(const QStringList& wordsBefore, const QString& word)
 {
     if (wordsBefore.isEmpty())
-        return commandNames() + QStringList{QStringLiteral("help"), QStringLiteral("quit")};
+        return commandNames() + QStringList {QStringLiteral("help"), QStringLiteral("quit")};
     if (wordsBefore.first() == QLatin1String("help"))
         return commandNames();
     const KnownCommand* const command = findKnownCommand(wordsBefore.first());

@@ -34,7 +34,7 @@ QString valueFault(const QString& key, const QString& value)
 /// The parts between the commas that have no backslash before them.
 QStringList groupParts(const QString& text)
 {
-    QStringList parts(QString{});
+    QStringList parts(QString {});
     for (qsizetype i = 0; i < text.size(); ++i) {
         const bool escaped = text[i] == u'\\' && i + 1 < text.size() && (text[i + 1] == u',' || text[i + 1] == u'\\');
         if (escaped)
@@ -139,7 +139,7 @@ Result<CommandRequest> requestFromWords(const QStringList& words)
         if (!fault.isEmpty())
             return Request::failure(fault);
     }
-    return CommandRequest{command, builder.document(command).toUtf8()};
+    return CommandRequest {command, builder.document(command).toUtf8()};
 }
 
 Result<CommandRequest> requestFromLine(const QByteArray& line)
@@ -165,7 +165,7 @@ Result<CommandRequest> requestFromDocument(const QByteArray& document)
             QStringLiteral("the document holds an empty line (CR LF CR LF), where a host would cut it in two"));
     QXmlStreamReader reader(trimmed);
     reader.readNextStartElement();
-    return CommandRequest{reader.name().toString(), trimmed};
+    return CommandRequest {reader.name().toString(), trimmed};
 }
 
 Result<CommandRequest> loginRequest(const QString& user, const QString& password)

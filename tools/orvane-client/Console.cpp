@@ -31,8 +31,9 @@ void Console::write(std::FILE* stream, const QByteArray& bytes)
 {
     if (prompt)
         prompt->hide();
-    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
-    std::fflush(stream);
+    // Nobody is left to be told when this fails.
+    static_cast<void>(std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream));
+    static_cast<void>(std::fflush(stream));
     if (prompt)
         prompt->restore();
 }

@@ -27,7 +27,7 @@ struct Options {
     Action action = Action::Lines;
     QString host;
     quint16 port = 0;
-    std::chrono::milliseconds timeout{0};
+    std::chrono::milliseconds timeout {0};
     ServerTrust trust = ServerTrust::systemAuthorities();
     Account account = Account::System;
     QString user;

@@ -21,7 +21,7 @@ bool mayBeRemembered(const QByteArray& line)
 Expectation expectationAtPrompt(const QString& command)
 {
     const KnownCommand* const known = findKnownCommand(command);
-    const bool comesLater = known && known->answer == AnswerKind::LaterNotice;
+    const bool comesLater = known != nullptr && known->answer == AnswerKind::LaterNotice;
     return comesLater ? Expectation::nothing() : Expectation::answerOf(command);
 }
 

@@ -7,12 +7,11 @@
 
 namespace OrvaneClient {
 
-SingleCommand::SingleCommand(
-    HostSession& session, Console& console, CommandRequest request, const Expectation& expectation)
+SingleCommand::SingleCommand(HostSession& session, Console& console, CommandRequest request, Expectation expectation)
     : session(session)
     , console(console)
     , request(std::move(request))
-    , expectation(expectation)
+    , expectation(std::move(expectation))
 {
     connect(&session, &HostSession::ready, this, [this] { this->session.exchange(this->request, this->expectation); });
     connect(&session, &HostSession::replyReceived, this, [this](const Reply& reply) { this->console.reply(reply); });

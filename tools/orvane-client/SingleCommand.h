@@ -16,7 +16,7 @@ class SingleCommand : public QObject {
     Q_OBJECT
 
 public:
-    SingleCommand(HostSession& session, Console& console, CommandRequest request, const Expectation& expectation);
+    SingleCommand(HostSession& session, Console& console, CommandRequest request, Expectation expectation);
 
 Q_SIGNALS:
     void ended(ExitStatus status);

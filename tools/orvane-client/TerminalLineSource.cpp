@@ -51,8 +51,15 @@ char** completeWord(const char* word, int start, int /*end*/)
     const QByteArray lineBefore(rl_line_buffer, start);
     completions = completionsOf(QString::fromUtf8(lineBefore), QString::fromUtf8(word));
     const bool isKey = completions.size() == 1 && completions.first().endsWith(u'=');
-    rl_completion_append_character = isKey ? '\0' : ' ';
+    rl_completion_append_character = isKey ? 0 : int {u' '};
     return rl_completion_matches(word, nextCompletion);
+}
+
+/// Past the line editor, which writes to the same stream.
+void writeToTerminal(const QByteArray& text)
+{
+    static_cast<void>(std::fputs(text.constData(), stdout));
+    static_cast<void>(std::fflush(stdout));
 }
 
 /// On which line of the screen, counted from the prompt's, the cursor stands.
@@ -104,7 +111,7 @@ void TerminalLineSource::handleEditedLine(char* line)
         return;
     activeSource->takePromptAway();
     if (!line) {
-        std::fputs("\n", stdout);
+        writeToTerminal("\n");
         Q_EMIT activeSource->ended();
         return;
     }
@@ -127,10 +134,9 @@ void TerminalLineSource::hide()
 {
     if (!promptShown)
         return;
-    if (const int row = cursorRow(); row > 0)
-        std::printf("\x1b[%dA", row);
-    std::fputs("\r\x1b[J", stdout);
-    std::fflush(stdout);
+    const int row = cursorRow();
+    const QByteArray upToPrompt = row > 0 ? "\x1b[" + QByteArray::number(row) + 'A' : QByteArray();
+    writeToTerminal(upToPrompt + "\r\x1b[J");
 }
 
 void TerminalLineSource::restore()
@@ -166,11 +172,11 @@ void TerminalLineSource::watchInterrupts()
     connect(notifier, &QSocketNotifier::activated, this, [this, notifier] {
         notifier->setEnabled(false);
         takePromptAway();
-        std::fputs("\n", stdout);
+        writeToTerminal("\n");
         Q_EMIT ended();
     });
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        std::signal(signal, handleInterrupt);
+        static_cast<void>(std::signal(signal, handleInterrupt));
 }
 
 } // namespace OrvaneClient

@@ -22,7 +22,7 @@ QString visible(QChar character)
     if (character == u'\n')
         return QStringLiteral("\\n");
     const bool control = character.unicode() < 0x20 || (character.unicode() >= 0x7F && character.unicode() < 0xA0);
-    return control ? QStringLiteral("\\x%1").arg(int{character.unicode()}, 2, 16, QChar(u'0')) : QString(character);
+    return control ? QStringLiteral("\\x%1").arg(int {character.unicode()}, 2, 16, QChar(u'0')) : QString(character);
 }
 
 QString trace(QLatin1String mark, const QString& text)
