@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QLatin1String>
+#include <QString>
+
+#include <vector>
+
+namespace OrvaneClient {
+
+/// A parameter of a command, as the client writes it.
+struct CommandKey {
+    QLatin1String name;
+    QLatin1String meaning; ///< with the default that the host takes when the key is absent
+};
+
+enum class AnswerKind {
+    Never,
+    AtOnce,
+    LaterNotice, ///< nothing at once when all is well, a notice when the host has finished
+};
+
+struct KnownCommand {
+    QLatin1String name;
+    QLatin1String purpose;
+    AnswerKind answer;
+    QLatin1String answerRoot; ///< local name of the answer's root element; empty: the host chooses it
+    std::vector<CommandKey> keys;
+    std::vector<CommandKey> groupFields = {}; ///< fields of the repeated group, where the command has one
+};
+
+constexpr QLatin1String LoginCommand("loginClient");
+constexpr QLatin1String RefreshFinishedNotice("updateRecorderContentsFinished");
+/// The one group that the commands know: the detail views of setDetailViews.
+constexpr QLatin1String DetailViewGroup("subsplit");
+
+/// The protocol's commands, in the order of the help. The help and the completion are made from this table.
+const std::vector<KnownCommand>& knownCommands();
+
+/// Null for a name that the protocol does not have; such a command can be sent all the same.
+const KnownCommand* findKnownCommand(const QString& name);
+
+} // namespace OrvaneClient

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Result.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+namespace OrvaneClient {
+
+/// One command, ready to be sent.
+struct CommandRequest {
+    QString command; ///< local name of the root element; empty when the document has none that can be read
+    QByteArray document; ///< without the end of message
+};
+
+/**
+ * The document for a command's name and its parameters, which is well-formed whatever the values are.
+ *
+ * A parameter is "key=value", an element; or a group "name:field=value,field=value", an element "name" with attributes,
+ * collected with the others of its name in one element "names". In a group "\," is a comma and "\\" a backslash.
+ */
+Result<CommandRequest> requestFromWords(const QStringList& words);
+
+/// The same for one line, with quotes and backslashes as in a shell.
+Result<CommandRequest> requestFromLine(const QByteArray& line);
+
+/// A document that somebody else wrote, sent as it is: it may be anything but empty or more than one message.
+Result<CommandRequest> requestFromDocument(const QByteArray& document);
+
+/// The document of the login.
+Result<CommandRequest> loginRequest(const QString& user, const QString& password);
+
+} // namespace OrvaneClient

@@ -1,0 +1,107 @@
+#include "HelpText.h"
+
+#include "CommandCatalogue.h"
+#include "Options.h"
+
+#include <QCommandLineParser>
+
+namespace OrvaneClient {
+
+namespace {
+
+constexpr QLatin1String Notation(
+    R"(A parameter is key=value; it becomes an element of the document, and its value is escaped. Repeated groups are
+name:field=value,field=value, one for each; "\," in a value is a comma. Any other command or key is sent as well.
+)");
+
+constexpr QLatin1String Examples(
+    R"(
+Examples:
+  orvane-client --show-certificate
+  orvane-client --fingerprint 5E:0B:... showLive recorder=R1 camera=3 commandtag=x
+  ORVANE_PASSWORD=... orvane-client --ca host.pem --user operator getRecorderList
+  orvane-client --insecure setDetailViews splitid=1 subsplit:id=0,ltx=0,lty=0,rbx=0.5,rby=0.5 subsplit:id=1,objectid=77
+  orvane-client --insecure --timeout 60 --wait updateRecorderContentsFinished updateRecorderContents
+  orvane-client --insecure --file question.xml
+  orvane-client --insecure --trace < commands.txt
+
+Interactive mode:
+  Lines are commands as above, with quotes and backslashes as in a shell; help and quit are lines too. The tabulator
+  key completes commands and keys. Lines are kept for the next time, except those with a password. From a pipe, lines
+  that begin with # are comments, each command waits for its answer, and all are sent even when one fails.
+
+Environment:
+  ORVANE_USER, ORVANE_PASSWORD   the account to log in with
+
+Exit status:
+  0  the command was accepted, or its answer came (from a pipe: all were)
+  1  wrong usage: an option, a command or a file
+  2  the command was rejected
+  3  no answer within the timeout, or the connection was closed before it; hosts do not answer without a valid login
+  4  no connection: refused, no TLS, or the certificate is not trusted
+  5  the answer is no well-formed XML; it is printed all the same
+  From a pipe the status is that of the first command that failed.
+)");
+
+constexpr int NameWidth = 25;
+
+QString row(int indent, QLatin1String name, const QString& text)
+{
+    return QString(indent, u' ') + QString(name).leftJustified(NameWidth - indent) + text + u'\n';
+}
+
+QString keysOf(const KnownCommand& command)
+{
+    QString text;
+    for (const CommandKey& key : command.keys)
+        text += row(6, key.name, key.meaning);
+    if (command.groupFields.empty())
+        return text;
+    text += row(6, QLatin1String("subsplit:..."), QStringLiteral("a detail view; repeat it for more. Its fields:"));
+    for (const CommandKey& field : command.groupFields)
+        text += row(8, field.name, field.meaning);
+    return text;
+}
+
+QString textOf(const KnownCommand& command)
+{
+    return row(2, command.name, command.purpose) + keysOf(command);
+}
+
+} // namespace
+
+QString programHelp()
+{
+    QCommandLineParser parser;
+    addOptions(parser);
+    parser.setApplicationDescription(QStringLiteral(
+        "Drives a host of the Orvane interface as the control system would: logs in over TLS, sends a command, and\n"
+        "prints the answer. Without a command it reads commands at a prompt or from a pipe."));
+    parser.addPositionalArgument(
+        QStringLiteral("command"), QStringLiteral("Command to send, see below."), QStringLiteral("[command"));
+    parser.addPositionalArgument(QStringLiteral("key=value"), QStringLiteral("Its parameters, in any number."),
+        QStringLiteral("[key=value...]]"));
+
+    QString text = parser.helpText() + QLatin1String("\nCommands:\n");
+    for (const KnownCommand& command : knownCommands())
+        text += textOf(command);
+    return text + u'\n' + Notation + Examples;
+}
+
+QString commandsHelp()
+{
+    QString text;
+    for (const KnownCommand& command : knownCommands())
+        text += row(0, command.name, command.purpose);
+    text += row(0, QLatin1String("help COMMAND"), QStringLiteral("show the keys of a command"));
+    text += row(0, QLatin1String("quit"), QStringLiteral("end"));
+    return text + Notation;
+}
+
+QString commandHelp(const QString& name)
+{
+    const KnownCommand* const command = findKnownCommand(name);
+    return command ? textOf(*command) : QString();
+}
+
+} // namespace OrvaneClient

@@ -1,0 +1,124 @@
+#include "HostConnection.h"
+
+#include "DurationText.h"
+#include "Trace.h"
+
+#include <sys/socket.h>
+
+namespace OrvaneClient {
+
+HostConnection::HostConnection(const ServerTrust& trust, bool traced, QObject* parent)
+    : QObject(parent)
+    , trust(trust)
+    , isTraced(traced)
+{
+    socket.setSslConfiguration(trust.configuration());
+    timer.setSingleShot(true);
+    connect(&timer, &QTimer::timeout, this, &HostConnection::handleTimeout);
+    // The errors are judged when the handshake is done, together with the certificate; nothing is sent before.
+    connect(&socket, &QSslSocket::sslErrors, this, [this] { socket.ignoreSslErrors(); });
+    connect(&socket, &QSslSocket::encrypted, this, &HostConnection::handleEncrypted);
+    connect(&socket, &QSslSocket::errorOccurred, this, &HostConnection::handleError);
+    connect(&socket, &QSslSocket::disconnected, this, &HostConnection::handleDisconnected);
+    connect(&socket, &QSslSocket::readyRead, this, &HostConnection::handleReadyRead);
+    // Queued: the signals come while encrypted bytes still stand where no count of the socket shows them.
+    connect(&socket, &QSslSocket::bytesWritten, this, &HostConnection::bytesSent, Qt::QueuedConnection);
+    connect(&socket, &QSslSocket::encryptedBytesWritten, this, &HostConnection::bytesSent, Qt::QueuedConnection);
+}
+
+HostConnection::~HostConnection()
+{
+    socket.disconnect(this); // it closes when it is destroyed, which is no news any more
+}
+
+void HostConnection::open(const QString& host, quint16 port, std::chrono::milliseconds timeout)
+{
+    hostName = host;
+    hostPort = port;
+    timer.start(timeout);
+    socket.connectToHostEncrypted(host, port);
+}
+
+void HostConnection::send(const QByteArray& message)
+{
+    const QByteArray bytes = message + MessageTerminator.toByteArray();
+    if (isTraced)
+        Q_EMIT traced(traceOfSent(bytes));
+    socket.write(bytes);
+}
+
+void HostConnection::endSending()
+{
+    ::shutdown(static_cast<int>(socket.socketDescriptor()), SHUT_WR);
+}
+
+bool HostConnection::allSent() const
+{
+    return socket.bytesToWrite() == 0 && socket.encryptedBytesToWrite() == 0;
+}
+
+void HostConnection::handleEncrypted()
+{
+    timer.stop();
+    const QString refusal = trust.refusal(socket.peerCertificate(), socket.sslHandshakeErrors());
+    if (!refusal.isEmpty()) {
+        fail(QStringLiteral("the certificate of %1 is refused: %2").arg(peer(), refusal));
+        return;
+    }
+    state = State::Ready;
+    Q_EMIT ready();
+}
+
+void HostConnection::handleError()
+{
+    if (state != State::Connecting)
+        return; // disconnected() follows
+    const bool reached = socket.mode() != QSslSocket::UnencryptedMode;
+    const QString what = reached ? QStringLiteral("no TLS with %1: %2") : QStringLiteral("cannot connect to %1: %2");
+    fail(what.arg(peer(), socket.errorString().simplified()));
+}
+
+void HostConnection::handleDisconnected()
+{
+    if (state == State::Connecting)
+        fail(QStringLiteral("no TLS with %1: it closed the connection").arg(peer()));
+    if (state != State::Ready)
+        return;
+    handleReadyRead();
+    state = State::Ended;
+    Q_EMIT closed();
+}
+
+void HostConnection::handleReadyRead()
+{
+    const QByteArray bytes = socket.readAll();
+    if (state != State::Ready || bytes.isEmpty())
+        return;
+    if (isTraced)
+        Q_EMIT traced(traceOfReceived(bytes));
+    for (const QByteArray& message : cutter.add(bytes))
+        Q_EMIT messageReceived(message);
+}
+
+void HostConnection::handleTimeout()
+{
+    const bool reached = socket.state() == QAbstractSocket::ConnectedState;
+    const QString what =
+        reached ? QStringLiteral("no TLS with %1 within %2") : QStringLiteral("no connection to %1 within %2");
+    fail(what.arg(peer(), durationText(timer.intervalAsDuration())));
+}
+
+void HostConnection::fail(const QString& reason)
+{
+    state = State::Ended;
+    timer.stop();
+    socket.abort();
+    Q_EMIT failed(reason);
+}
+
+QString HostConnection::peer() const
+{
+    return QStringLiteral("%1:%2").arg(hostName).arg(hostPort);
+}
+
+} // namespace OrvaneClient

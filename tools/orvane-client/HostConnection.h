@@ -1,0 +1,66 @@
+#pragma once
+
+#include "MessageCutter.h"
+#include "ServerTrust.h"
+
+#include <QObject>
+#include <QSslSocket>
+#include <QTimer>
+
+#include <chrono>
+
+namespace OrvaneClient {
+
+/// A TLS connection to a host: it judges the certificate before a byte is sent, and cuts what arrives into messages.
+/// Knows neither XML nor commands.
+class HostConnection : public QObject {
+    Q_OBJECT
+
+public:
+    HostConnection(const ServerTrust& trust, bool traced, QObject* parent);
+    ~HostConnection() override;
+    Q_DISABLE_COPY_MOVE(HostConnection)
+
+    void open(const QString& host, quint16 port, std::chrono::milliseconds timeout);
+    /// Sends one message; the end of message is added.
+    void send(const QByteArray& message);
+    /// Tells the host that nothing more comes, and goes on reading until it closes too; closed() follows then. Closing
+    /// at once could make the system drop what the host has not read yet.
+    void endSending();
+
+    bool allSent() const;
+    qsizetype incompleteLength() const { return cutter.incompleteLength(); }
+    QSslCertificate certificate() const { return socket.peerCertificate(); }
+
+Q_SIGNALS:
+    void ready();
+    /// There is no connection, or no trust in it. The last signal.
+    void failed(const QString& reason);
+    /// The connection has ended after it was ready. The last signal.
+    void closed();
+    void messageReceived(const QByteArray& message);
+    void bytesSent();
+    void traced(const QString& lines);
+
+private:
+    enum class State { Connecting, Ready, Ended };
+
+    void handleEncrypted();
+    void handleError();
+    void handleDisconnected();
+    void handleReadyRead();
+    void handleTimeout();
+    void fail(const QString& reason);
+    QString peer() const;
+
+    QSslSocket socket;
+    QTimer timer;
+    ServerTrust trust;
+    MessageCutter cutter;
+    QString hostName;
+    quint16 hostPort = 0;
+    State state = State::Connecting;
+    bool isTraced;
+};
+
+} // namespace OrvaneClient

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QByteArray>
+#include <QObject>
+
+namespace OrvaneClient {
+
+/// Where the commands of a shell come from, one line at a time and each only when it is asked for.
+class LineSource : public QObject {
+    Q_OBJECT
+
+public:
+    using QObject::QObject;
+
+    /// lineRead() or ended() follows, never before the call has returned.
+    virtual void askForLine() = 0;
+    /// Whether a person is waiting at a prompt.
+    virtual bool isInteractive() const { return false; }
+    /// Keeps a line for a person to come back to.
+    virtual void remember(const QByteArray& /*line*/) { }
+    /// Takes the prompt off the screen, and puts it back with what is typed; nothing when none is shown.
+    virtual void hide() { }
+    virtual void restore() { }
+
+Q_SIGNALS:
+    void lineRead(const QByteArray& line);
+    void ended();
+};
+
+} // namespace OrvaneClient

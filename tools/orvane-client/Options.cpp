@@ -1,0 +1,201 @@
+#include "Options.h"
+
+#include "XmlText.h"
+
+#include <cmath>
+
+namespace OrvaneClient {
+
+namespace {
+
+constexpr QLatin1String DefaultHost("127.0.0.1");
+constexpr quint16 DefaultPort = 5679;
+constexpr QLatin1String DefaultTimeoutSeconds("5");
+constexpr double LongestTimeoutSeconds = 24.0 * 60 * 60; ///< far below what a timer's milliseconds can hold
+
+using ParsedOptions = Result<Options>;
+
+bool isSet(const QCommandLineParser& parser, const char* name)
+{
+    return parser.isSet(QString::fromLatin1(name));
+}
+
+QString valueOf(const QCommandLineParser& parser, const char* name)
+{
+    return parser.value(QString::fromLatin1(name));
+}
+
+/// The two options of a list that stand together though they exclude each other; empty when no two do.
+QString conflictIn(const QCommandLineParser& parser, const QStringList& exclusive)
+{
+    QStringList given;
+    for (const QString& name : exclusive) {
+        if (parser.isSet(name))
+            given.append(QLatin1String("--") + name);
+    }
+    return given.size() < 2 ? QString() : QStringLiteral("%1 and %2 exclude each other").arg(given[0], given[1]);
+}
+
+QString conflictIn(const QCommandLineParser& parser)
+{
+    const QList<QStringList> exclusiveLists = {
+        {QStringLiteral("fingerprint"), QStringLiteral("ca"), QStringLiteral("insecure")},
+        {QStringLiteral("user"), QStringLiteral("system"), QStringLiteral("no-login")},
+        {QStringLiteral("raw"), QStringLiteral("pretty")},
+        {QStringLiteral("wait"), QStringLiteral("no-reply")},
+        {QStringLiteral("file"), QStringLiteral("interactive"), QStringLiteral("show-certificate")},
+    };
+    for (const QStringList& exclusive : exclusiveLists) {
+        QString conflict = conflictIn(parser, exclusive);
+        if (!conflict.isEmpty())
+            return conflict;
+    }
+    return {};
+}
+
+QString readAddress(const QCommandLineParser& parser, Options& options)
+{
+    options.host = valueOf(parser, "host");
+    if (options.host.isEmpty())
+        return QStringLiteral("--host is empty");
+    bool isNumber = false;
+    options.port = valueOf(parser, "port").toUShort(&isNumber);
+    if (!isNumber || options.port == 0)
+        return QStringLiteral("\"%1\" is no port: it takes a number from 1 to 65535").arg(valueOf(parser, "port"));
+    return {};
+}
+
+QString readTimeout(const QCommandLineParser& parser, Options& options)
+{
+    bool isNumber = false;
+    const double seconds = valueOf(parser, "timeout").toDouble(&isNumber);
+    if (!isNumber || !(seconds > 0 && seconds <= LongestTimeoutSeconds))
+        return QStringLiteral("\"%1\" is no timeout: it takes seconds, above 0 and up to %2")
+            .arg(valueOf(parser, "timeout"))
+            .arg(LongestTimeoutSeconds, 0, 'f', 0);
+    options.timeout = std::chrono::milliseconds(std::llround(std::ceil(seconds * 1000)));
+    return {};
+}
+
+QString readTrust(const QCommandLineParser& parser, Options& options)
+{
+    if (isSet(parser, "insecure"))
+        options.trust = ServerTrust::anyCertificate();
+    if (!isSet(parser, "fingerprint") && !isSet(parser, "ca"))
+        return {};
+    const Result<ServerTrust> trust = isSet(parser, "ca") ? ServerTrust::authoritiesFrom(valueOf(parser, "ca"))
+                                                          : ServerTrust::pinned(valueOf(parser, "fingerprint"));
+    if (!trust)
+        return trust.error();
+    options.trust = *trust;
+    return {};
+}
+
+QString readAccount(const QCommandLineParser& parser, Options& options)
+{
+    if (isSet(parser, "no-login"))
+        options.account = Account::None;
+    if (isSet(parser, "system") || isSet(parser, "no-login"))
+        return {};
+    options.user = isSet(parser, "user") ? valueOf(parser, "user") : qEnvironmentVariable("ORVANE_USER");
+    if (isSet(parser, "user") && options.user.isEmpty())
+        return QStringLiteral("--user is empty");
+    if (!options.user.isEmpty())
+        options.account = Account::Named;
+    return {};
+}
+
+QString readCommand(const QCommandLineParser& parser, Options& options)
+{
+    options.words = parser.positionalArguments();
+    options.fileName = valueOf(parser, "file");
+    options.waitFor = valueOf(parser, "wait");
+    options.noReply = isSet(parser, "no-reply");
+    if (isSet(parser, "file") && options.fileName.isEmpty())
+        return QStringLiteral("--file is empty");
+    if (isSet(parser, "wait") && !isXmlName(options.waitFor))
+        return QStringLiteral("\"%1\" is no XML name to wait for").arg(options.waitFor);
+
+    const bool goesWithoutCommand =
+        isSet(parser, "file") || isSet(parser, "interactive") || isSet(parser, "show-certificate");
+    if (goesWithoutCommand && !options.words.isEmpty())
+        return QStringLiteral("\"%1\" is one command too many beside --file, --interactive or --show-certificate")
+            .arg(options.words.first());
+
+    if (isSet(parser, "show-certificate"))
+        options.action = Action::ShowCertificate;
+    else if (isSet(parser, "file") || !options.words.isEmpty())
+        options.action = Action::OneCommand;
+    if (options.action != Action::OneCommand && (isSet(parser, "wait") || options.noReply))
+        return QStringLiteral("--wait and --no-reply go with one command only");
+    return {};
+}
+
+} // namespace
+
+void addOptions(QCommandLineParser& parser)
+{
+    const auto option = [&parser](const QStringList& names, const char* description, const char* valueName = nullptr,
+                            const QString& defaultValue = {}) {
+        parser.addOption(
+            QCommandLineOption(names, QString::fromLatin1(description), QString::fromLatin1(valueName), defaultValue));
+    };
+    const auto name = [](const char* text) { return QStringList(QString::fromLatin1(text)); };
+
+    option({QStringLiteral("h"), QStringLiteral("help")}, "Show this help.");
+    option(name("version"), "Show the version.");
+    option(name("host"), "Name or address of the host (default: 127.0.0.1).", "HOST", DefaultHost);
+    option(name("port"), "Port of the host (default: 5679).", "PORT", QString::number(DefaultPort));
+    option(name("user"),
+        "Log in with this account; the password is taken from the environment (ORVANE_PASSWORD) or "
+        "asked for at the terminal (default: ORVANE_USER when it is set, else --system).",
+        "NAME");
+    option(name("system"),
+        "Log in with the system account of the protocol, which needs no password and also sees "
+        "the recorders' credentials.");
+    option(name("no-login"), "Send without logging in first.");
+    option(name("fingerprint"), "Trust the host with this certificate only; colons and case do not matter.", "SHA256");
+    option(name("ca"), "Trust the certificates of this PEM file, and those that they signed, only.", "FILE");
+    option(name("insecure"), "Trust any certificate. Whoever is in between reads and changes everything.");
+    option(name("show-certificate"), "Show the host's certificate with its fingerprint, and end.");
+    option(name("file"), "Send the document of this file as it is; - is standard input.", "FILE");
+    option(name("wait"),
+        "Wait for a message with this root element (such as updateRecorderContentsFinished) instead "
+        "of the command's own answer.",
+        "NAME");
+    option(name("no-reply"), "Wait for no answer: end when all has been sent.");
+    option(name("timeout"), "How long connecting may take, and the answer after it (default: 5; decimals are allowed).",
+        "SECONDS", DefaultTimeoutSeconds);
+    option(name("pretty"), "Print answers indented (default on a terminal).");
+    option(name("raw"), "Print answers as they came (default elsewhere).");
+    option(name("trace"), "Show what is sent (>) and received (<) on standard error, without the login's password.");
+    option({QStringLiteral("i"), QStringLiteral("interactive")},
+        "Read commands at a prompt (default without a command), or from standard input when it is no terminal.");
+}
+
+Result<Options> readOptions(const QStringList& arguments)
+{
+    QCommandLineParser parser;
+    addOptions(parser);
+    if (!parser.parse(arguments))
+        return ParsedOptions::failure(parser.errorText());
+
+    Options options;
+    if (isSet(parser, "help") || isSet(parser, "version")) {
+        options.action = isSet(parser, "help") ? Action::Help : Action::Version;
+        return options;
+    }
+    if (QString conflict = conflictIn(parser); !conflict.isEmpty())
+        return ParsedOptions::failure(conflict);
+    for (const auto read : {readAddress, readTimeout, readTrust, readAccount, readCommand}) {
+        const QString fault = read(parser, options);
+        if (!fault.isEmpty())
+            return ParsedOptions::failure(fault);
+    }
+    options.trace = isSet(parser, "trace");
+    if (isSet(parser, "raw") || isSet(parser, "pretty"))
+        options.indented = isSet(parser, "pretty");
+    return options;
+}
+
+} // namespace OrvaneClient

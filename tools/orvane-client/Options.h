@@ -1,0 +1,48 @@
+#pragma once
+
+#include "Result.h"
+#include "ServerTrust.h"
+
+#include <QCommandLineParser>
+#include <QString>
+#include <QStringList>
+
+#include <chrono>
+#include <optional>
+
+namespace OrvaneClient {
+
+enum class Action {
+    Help,
+    Version,
+    ShowCertificate,
+    OneCommand,
+    Lines, ///< commands from the terminal or from a pipe
+};
+
+enum class Account { None, System, Named };
+
+/// What the command line asks for, checked; the password comes from elsewhere.
+struct Options {
+    Action action = Action::Lines;
+    QString host;
+    quint16 port = 0;
+    std::chrono::milliseconds timeout {0};
+    ServerTrust trust = ServerTrust::systemAuthorities();
+    Account account = Account::System;
+    QString user;
+    QStringList words; ///< the command with its parameters
+    QString fileName; ///< or the file of its document; "-" is standard input
+    QString waitFor;
+    bool noReply = false;
+    bool trace = false;
+    std::optional<bool> indented; ///< unset: as it fits the output
+};
+
+/// The options that the program knows, for reading them and for the help.
+void addOptions(QCommandLineParser& parser);
+
+/// \a arguments begin with the program's name.
+Result<Options> readOptions(const QStringList& arguments);
+
+} // namespace OrvaneClient

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Result.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QSslCertificate>
+#include <QSslConfiguration>
+#include <QSslError>
+#include <QString>
+
+namespace OrvaneClient {
+
+/// Pairs of hexadecimal digits with colons between them.
+QString fingerprintOf(const QSslCertificate& certificate);
+
+/// Which certificates of a host are good enough. Hosts mostly have self-signed ones, so that there is more to choose
+/// from than the authorities of the system.
+class ServerTrust {
+public:
+    static ServerTrust systemAuthorities();
+    static ServerTrust anyCertificate();
+    /// Exactly the certificate with this SHA-256 fingerprint; colons and the case of the digits do not matter.
+    static Result<ServerTrust> pinned(const QString& fingerprint);
+    /// Certificates of a PEM file, or signed by one of them.
+    static Result<ServerTrust> authoritiesFrom(const QString& fileName);
+
+    QSslConfiguration configuration() const;
+
+    /// Why the certificate is not good enough; empty when it is.
+    QString refusal(const QSslCertificate& certificate, const QList<QSslError>& errors) const;
+
+private:
+    ServerTrust() = default;
+
+    bool acceptsAny = false;
+    QByteArray digest;
+    QList<QSslCertificate> authorities;
+};
+
+} // namespace OrvaneClient

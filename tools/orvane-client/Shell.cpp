@@ -1,0 +1,115 @@
+#include "Shell.h"
+
+#include "CommandCatalogue.h"
+#include "Console.h"
+#include "HelpText.h"
+#include "HostSession.h"
+#include "LineSource.h"
+
+namespace OrvaneClient {
+
+namespace {
+
+/// A misspelt login has a password too.
+bool mayBeRemembered(const QByteArray& line)
+{
+    const QByteArray lowerCase = line.toLower();
+    return !lowerCase.contains("password") && !lowerCase.contains("login");
+}
+
+/// At a prompt nobody waits for a notice: it is shown when it comes.
+Expectation expectationAtPrompt(const QString& command)
+{
+    const KnownCommand* const known = findKnownCommand(command);
+    const bool comesLater = known != nullptr && known->answer == AnswerKind::LaterNotice;
+    return comesLater ? Expectation::nothing() : Expectation::answerOf(command);
+}
+
+} // namespace
+
+Shell::Shell(HostSession& session, LineSource& source, Console& console)
+    : session(session)
+    , source(source)
+    , console(console)
+{
+    connect(&session, &HostSession::ready, this, &Shell::handleReady);
+    connect(&session, &HostSession::replyReceived, this, [this](const Reply& reply) { this->console.reply(reply); });
+    connect(&session, &HostSession::exchangeFinished, this, &Shell::handleFinished);
+    connect(&session, &HostSession::broken, this, &Shell::handleBroken);
+    connect(&session, &HostSession::finished, this, [this] { Q_EMIT ended(status); });
+    connect(&source, &LineSource::lineRead, this, &Shell::handleLine);
+    connect(&source, &LineSource::ended, &session, &HostSession::finish);
+}
+
+void Shell::handleReady()
+{
+    if (source.isInteractive())
+        console.text(QStringLiteral("Connected. \"help\" lists the commands, \"quit\" ends.\n"));
+    source.askForLine();
+}
+
+void Shell::handleLine(const QByteArray& line)
+{
+    const QByteArray trimmed = line.trimmed();
+    if (trimmed.isEmpty() || trimmed.startsWith('#')) {
+        source.askForLine();
+        return;
+    }
+    if (mayBeRemembered(trimmed))
+        source.remember(trimmed);
+    if (!runOwnCommand(trimmed))
+        sendCommand(trimmed);
+}
+
+bool Shell::runOwnCommand(const QByteArray& line)
+{
+    if (line == "quit") {
+        session.finish();
+        return true;
+    }
+    const bool isHelp = line == "help" || line.startsWith("help ");
+    if (!isHelp)
+        return false;
+    const QString topic = QString::fromUtf8(line.mid(4).trimmed());
+    const QString text = topic.isEmpty() ? commandsHelp() : commandHelp(topic);
+    if (text.isEmpty())
+        console.problem(QStringLiteral("the protocol has no command \"%1\"").arg(topic));
+    else
+        console.text(text);
+    source.askForLine();
+    return true;
+}
+
+void Shell::sendCommand(const QByteArray& line)
+{
+    const Result<CommandRequest> request = requestFromLine(line);
+    if (!request) {
+        noteFailure(ExitStatus::UsageError, request.error());
+        source.askForLine();
+        return;
+    }
+    session.exchange(*request,
+        source.isInteractive() ? expectationAtPrompt(request->command) : Expectation::answerOf(request->command));
+}
+
+void Shell::handleFinished(ExitStatus result, const QString& problem)
+{
+    if (result != ExitStatus::Success)
+        noteFailure(result, problem);
+    source.askForLine();
+}
+
+void Shell::handleBroken(ExitStatus result, const QString& problem)
+{
+    noteFailure(result, problem);
+    Q_EMIT ended(source.isInteractive() ? result : status);
+}
+
+void Shell::noteFailure(ExitStatus result, const QString& problem)
+{
+    console.problem(problem);
+    if (status == ExitStatus::Success && !source.isInteractive())
+        status = result;
+}
+
+} // namespace OrvaneClient

@@ -1,0 +1,182 @@
+#include "TerminalLineSource.h"
+
+#include "CommandCompletion.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <editline/readline.h>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace OrvaneClient {
+
+namespace {
+
+constexpr const char* Prompt = "orvane> ";
+constexpr int HistoryLines = 1000;
+
+TerminalLineSource* activeSource = nullptr;
+
+/// Signals leave a byte here: a handler itself may do next to nothing.
+std::array<int, 2> interruptPipe = {-1, -1};
+
+void handleInterrupt(int /*signal*/)
+{
+    const int savedError = errno;
+    [[maybe_unused]] const ssize_t written = write(interruptPipe[1], "!", 1);
+    errno = savedError;
+}
+
+QStringList completions;
+
+/// Called with 0 first and then with growing numbers; the editor frees what it gets.
+char* nextCompletion(const char* /*word*/, int index)
+{
+    return index < completions.size() ? strdup(completions[index].toUtf8().constData()) : nullptr;
+}
+
+char** completeWord(const char* word, int start, int /*end*/)
+{
+    rl_attempted_completion_over = 1; // or file names would be tried next
+    const QByteArray lineBefore(rl_line_buffer, start);
+    completions = completionsOf(QString::fromUtf8(lineBefore), QString::fromUtf8(word));
+    const bool isKey = completions.size() == 1 && completions.first().endsWith(u'=');
+    rl_completion_append_character = isKey ? 0 : int {u' '};
+    return rl_completion_matches(word, nextCompletion);
+}
+
+/// Past the line editor, which writes to the same stream.
+void writeToTerminal(const QByteArray& text)
+{
+    static_cast<void>(std::fputs(text.constData(), stdout));
+    static_cast<void>(std::fflush(stdout));
+}
+
+/// On which line of the screen, counted from the prompt's, the cursor stands.
+int cursorRow()
+{
+    winsize size = {};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
+        return 0;
+    return (static_cast<int>(std::strlen(Prompt)) + rl_point) / size.ws_col;
+}
+
+} // namespace
+
+TerminalLineSource::TerminalLineSource(QObject* parent)
+    : LineSource(parent)
+    , keys(STDIN_FILENO, QSocketNotifier::Read)
+{
+    activeSource = this;
+    keys.setEnabled(false);
+    connect(&keys, &QSocketNotifier::activated, this, [] { rl_callback_read_char(); });
+    rl_readline_name = "orvane-client";
+    rl_catch_signals = 0;
+    rl_initialize();
+    static std::array<char, 3> wordBreaks = {' ', '\t', '\0'};
+    rl_basic_word_break_characters = wordBreaks.data();
+    rl_completer_word_break_characters = wordBreaks.data();
+    rl_attempted_completion_function = completeWord;
+    openHistory();
+    watchInterrupts();
+}
+
+TerminalLineSource::~TerminalLineSource()
+{
+    takePromptAway();
+    activeSource = nullptr;
+}
+
+void TerminalLineSource::askForLine()
+{
+    rl_callback_handler_install(Prompt, &TerminalLineSource::handleEditedLine);
+    promptShown = true;
+    keys.setEnabled(true);
+}
+
+/// Null at the end of the input.
+void TerminalLineSource::handleEditedLine(char* line)
+{
+    if (!activeSource)
+        return;
+    activeSource->takePromptAway();
+    if (!line) {
+        writeToTerminal("\n");
+        Q_EMIT activeSource->ended();
+        return;
+    }
+    const QByteArray text = QByteArray(line).trimmed();
+    std::free(line); // NOLINT(cppcoreguidelines-no-malloc): the editor allocated it
+    Q_EMIT activeSource->lineRead(text);
+}
+
+/// Also puts the terminal back into the state in which other programs want it.
+void TerminalLineSource::takePromptAway()
+{
+    if (!promptShown)
+        return;
+    promptShown = false;
+    keys.setEnabled(false);
+    rl_callback_handler_remove();
+}
+
+void TerminalLineSource::hide()
+{
+    if (!promptShown)
+        return;
+    const int row = cursorRow();
+    const QByteArray upToPrompt = row > 0 ? "\x1b[" + QByteArray::number(row) + 'A' : QByteArray();
+    writeToTerminal(upToPrompt + "\r\x1b[J");
+}
+
+void TerminalLineSource::restore()
+{
+    if (promptShown)
+        rl_forced_update_display();
+}
+
+void TerminalLineSource::openHistory()
+{
+    using_history();
+    stifle_history(HistoryLines);
+    historyFile = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QLatin1String("/history");
+    QDir().mkpath(QFileInfo(historyFile).path());
+    // Made before the editor writes to it, so that others never can read it.
+    QFile file(historyFile);
+    if (file.open(QIODevice::ReadWrite))
+        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    read_history(QFile::encodeName(historyFile).constData());
+}
+
+void TerminalLineSource::remember(const QByteArray& line)
+{
+    add_history(line.constData());
+    write_history(QFile::encodeName(historyFile).constData());
+}
+
+void TerminalLineSource::watchInterrupts()
+{
+    if (pipe2(interruptPipe.data(), O_CLOEXEC | O_NONBLOCK) != 0)
+        return;
+    auto* const notifier = new QSocketNotifier(interruptPipe[0], QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, [this, notifier] {
+        notifier->setEnabled(false);
+        takePromptAway();
+        writeToTerminal("\n");
+        Q_EMIT ended();
+    });
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        static_cast<void>(std::signal(signal, handleInterrupt));
+}
+
+} // namespace OrvaneClient

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "LineSource.h"
+
+#include <QSocketNotifier>
+#include <QString>
+
+namespace OrvaneClient {
+
+/// Lines that a person edits at a prompt, with completion and a history that outlives the program. The line editor has
+/// global state, so there is at most one.
+class TerminalLineSource : public LineSource {
+    Q_OBJECT
+
+public:
+    explicit TerminalLineSource(QObject* parent);
+    ~TerminalLineSource() override;
+    Q_DISABLE_COPY_MOVE(TerminalLineSource)
+
+    void askForLine() override;
+    bool isInteractive() const override { return true; }
+    void remember(const QByteArray& line) override;
+    void hide() override;
+    void restore() override;
+
+private:
+    static void handleEditedLine(char* line);
+    void takePromptAway();
+    void openHistory();
+    void watchInterrupts();
+
+    QSocketNotifier keys;
+    QString historyFile;
+    bool promptShown = false;
+};
+
+} // namespace OrvaneClient

@@ -1,0 +1,68 @@
+#include "XmlText.h"
+
+#include <QXmlStreamReader>
+
+#include <algorithm>
+
+namespace OrvaneClient {
+
+namespace {
+
+bool isXmlCharacter(char32_t character)
+{
+    if (character < 0x20)
+        return character == u'\t' || character == u'\n' || character == u'\r';
+    const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
+    return !surrogate && character != 0xFFFE && character != 0xFFFF;
+}
+
+QString escapedCharacter(QChar character)
+{
+    switch (character.unicode()) {
+    case u'&':
+        return QStringLiteral("&amp;");
+    case u'<':
+        return QStringLiteral("&lt;");
+    case u'>':
+        return QStringLiteral("&gt;");
+    case u'"':
+        return QStringLiteral("&quot;");
+    case u'\t':
+    case u'\n':
+    case u'\r':
+        return QStringLiteral("&#%1;").arg(character.unicode());
+    default:
+        return character;
+    }
+}
+
+} // namespace
+
+bool isXmlName(const QString& name)
+{
+    if (name.contains(u':'))
+        return false;
+    // The reader knows what a name is; whatever else it makes of the text is not the text as a name.
+    QXmlStreamReader reader(u'<' + name + QLatin1String("/>"));
+    return reader.readNextStartElement() && reader.name() == name && reader.attributes().isEmpty();
+}
+
+QString characterNotInXml(const QString& text)
+{
+    const QList<uint> characters = text.toUcs4();
+    const auto bad = std::find_if_not(characters.begin(), characters.end(), isXmlCharacter);
+    if (bad == characters.end())
+        return {};
+    return QStringLiteral("U+%1").arg(QString::number(*bad, 16).toUpper(), 4, u'0');
+}
+
+QString escapedXml(const QString& text)
+{
+    QString escaped;
+    escaped.reserve(text.size());
+    for (const QChar character : text)
+        escaped += escapedCharacter(character);
+    return escaped;
+}
+
+} // namespace OrvaneClient

@@ -1,0 +1,169 @@
+#include "Console.h"
+#include "HelpText.h"
+#include "HostSession.h"
+#include "Options.h"
+#include "PasswordPrompt.h"
+#include "PipeLineSource.h"
+#include "Shell.h"
+#include "SingleCommand.h"
+#include "TerminalLineSource.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+#include <memory>
+
+#include <unistd.h>
+
+using namespace OrvaneClient;
+
+namespace {
+
+/// Known to every client of Orvane: part of the protocol, not a secret.
+constexpr QLatin1String SystemUser("Orvane");
+constexpr QLatin1String SystemPassword("157b25b09a99c70fc75a6e79412a00b2");
+
+int exitCode(ExitStatus status)
+{
+    return static_cast<int>(status);
+}
+
+int usageError(Console& console, const QString& problem)
+{
+    console.problem(problem + QStringLiteral(" (--help tells more)"));
+    return exitCode(ExitStatus::UsageError);
+}
+
+Result<CommandRequest> makeLogin(const Options& options)
+{
+    if (options.account == Account::System)
+        return loginRequest(SystemUser, SystemPassword);
+    if (qEnvironmentVariableIsSet("ORVANE_PASSWORD"))
+        return loginRequest(options.user, qEnvironmentVariable("ORVANE_PASSWORD"));
+    const std::optional<QString> password = askForPassword(options.user);
+    if (!password)
+        return Result<CommandRequest>::failure(
+            QStringLiteral("no password for \"%1\": set ORVANE_PASSWORD, or give it at a terminal").arg(options.user));
+    return loginRequest(options.user, *password);
+}
+
+Result<CommandRequest> makeRequest(const Options& options)
+{
+    if (!options.words.isEmpty())
+        return requestFromWords(options.words);
+    QFile file(options.fileName);
+    const bool opened =
+        options.fileName == QLatin1String("-") ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
+    if (!opened)
+        return Result<CommandRequest>::failure(
+            QStringLiteral("cannot read \"%1\": %2").arg(options.fileName, file.errorString()));
+    Result<CommandRequest> request = requestFromDocument(file.readAll());
+    return request ? request
+                   : Result<CommandRequest>::failure(
+                       QStringLiteral("cannot send \"%1\": %2").arg(options.fileName, request.error()));
+}
+
+Expectation makeExpectation(const Options& options, const QString& command)
+{
+    if (options.noReply)
+        return Expectation::nothing();
+    return options.waitFor.isEmpty() ? Expectation::answerOf(command) : Expectation::notice(command, options.waitFor);
+}
+
+QString certificateText(const QSslCertificate& certificate)
+{
+    const auto date = [](const QDateTime& time) { return time.toUTC().toString(Qt::ISODate); };
+    return QStringLiteral("Subject: %1\nIssuer: %2\nValid from: %3\nValid until: %4\nSHA-256 fingerprint: %5\n")
+        .arg(certificate.subjectDisplayName(), certificate.issuerDisplayName(), date(certificate.effectiveDate()),
+            date(certificate.expiryDate()), fingerprintOf(certificate));
+}
+
+void exitWith(ExitStatus status)
+{
+    QCoreApplication::exit(exitCode(status));
+}
+
+/// Asks for no trust: it is what the user decides with.
+int showCertificate(Options options, Console& console)
+{
+    options.trust = ServerTrust::anyCertificate();
+    HostSession session(options, std::nullopt, nullptr);
+    QObject::connect(&session, &HostSession::ready, &session, [&] {
+        console.text(certificateText(session.certificate()));
+        exitWith(ExitStatus::Success);
+    });
+    QObject::connect(&session, &HostSession::broken, &session, [&](ExitStatus status, const QString& problem) {
+        console.problem(problem);
+        exitWith(status);
+    });
+    session.start();
+    return QCoreApplication::exec();
+}
+
+int runOneCommand(HostSession& session, Console& console, const Options& options)
+{
+    const Result<CommandRequest> request = makeRequest(options);
+    if (!request)
+        return usageError(console, request.error());
+    SingleCommand command(session, console, *request, makeExpectation(options, request->command));
+    QObject::connect(&command, &SingleCommand::ended, &command, exitWith);
+    session.start();
+    return QCoreApplication::exec();
+}
+
+int runLines(HostSession& session, Console& console)
+{
+    std::unique_ptr<LineSource> source;
+    if (isatty(STDIN_FILENO) != 0)
+        source = std::make_unique<TerminalLineSource>(nullptr);
+    else
+        source = std::make_unique<PipeLineSource>(nullptr);
+    console.setPrompt(source.get());
+    Shell shell(session, *source, console);
+    QObject::connect(&shell, &Shell::ended, &shell, exitWith);
+    session.start();
+    const int code = QCoreApplication::exec();
+    console.setPrompt(nullptr);
+    return code;
+}
+
+int run(const Options& options)
+{
+    Console console(options.indented.value_or(isatty(STDOUT_FILENO) != 0));
+    if (options.action == Action::ShowCertificate)
+        return showCertificate(options, console);
+
+    std::optional<CommandRequest> login;
+    if (options.account != Account::None) {
+        const Result<CommandRequest> made = makeLogin(options);
+        if (!made)
+            return usageError(console, made.error());
+        login = *made;
+    }
+    HostSession session(options, login, nullptr);
+    QObject::connect(&session, &HostSession::traced, &session, [&](const QString& lines) { console.trace(lines); });
+    return options.action == Action::OneCommand ? runOneCommand(session, console, options) : runLines(session, console);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("orvane-client"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(ORVANE_CLIENT_VERSION));
+
+    Console console(false);
+    const Result<Options> options = readOptions(QCoreApplication::arguments());
+    if (!options)
+        return usageError(console, options.error());
+    if (options->action == Action::Help) {
+        console.text(programHelp());
+        return exitCode(ExitStatus::Success);
+    }
+    if (options->action == Action::Version) {
+        console.text(QStringLiteral("orvane-client %1\n").arg(QCoreApplication::applicationVersion()));
+        return exitCode(ExitStatus::Success);
+    }
+    return run(*options);
+}
