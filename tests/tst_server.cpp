@@ -10,6 +10,11 @@
 
 #include <array>
 
+#ifdef Q_OS_UNIX
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
+
 using OrvaneInterface::OrvaneServer;
 
 /// The server and its connections over real TLS: who is served, told and let go, whatever clients and host do.
@@ -29,6 +34,9 @@ private Q_SLOTS:
     void goesOnWhenAClientMisbehaves_data();
     void goesOnWhenAClientMisbehaves();
     void logsATlsFailure();
+    void acceptsAgainAfterALackOfDescriptors_data();
+    void acceptsAgainAfterALackOfDescriptors();
+    void staysPausedWhenTheHostHasPausedIt();
     void keepsOrderInTheHostsEventLoops();
     void servesOthersInTheHostsEventLoops();
     void letsAClientGoInsideAHostCall();
@@ -281,6 +289,74 @@ void tst_server::logsATlsFailure()
     QStringList lines;
     QTRY_COMPARE((lines += LogCapture::take()).value(1), error);
     QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
+}
+
+void tst_server::acceptsAgainAfterALackOfDescriptors_data()
+{
+    QTest::addColumn<bool>("servedBefore"); // Qt reports only the first error, and "nobody to accept" is one
+    QTest::newRow("that is the first thing to go wrong") << false;
+    QTest::newRow("after others were accepted") << true;
+}
+
+void tst_server::acceptsAgainAfterALackOfDescriptors()
+{
+#ifdef Q_OS_UNIX
+    QFETCH(const bool, servedBefore);
+
+    Session session;
+    auto leaving = std::make_unique<TlsClient>();
+    leaving->connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
+    QVERIFY(leaving->waitForConnected()); // by the system, not yet by the server
+    if (servedBefore)
+        QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 1);
+    TlsClient waiting;
+    waiting.connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
+    QVERIFY(waiting.waitForConnected());
+
+    rlimit before {};
+    QCOMPARE(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const int lowestFree = dup(0);
+    close(lowestFree);
+    rlimit enoughForOne = before;
+    enoughForOne.rlim_cur = static_cast<rlim_t>(lowestFree + (servedBefore ? 0 : 1));
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &enoughForOne), 0);
+    const auto restore = qScopeGuard([&before] { setrlimit(RLIMIT_NOFILE, &before); });
+
+    const LogCapture log;
+    QStringList lines;
+    const QStringList errors {QStringLiteral("OrvaneConnection server error: QAbstractSocket::SocketResourceError")};
+    QTRY_COMPARE((lines += LogCapture::take()).filter(QStringLiteral("server error:")), errors);
+    QCOMPARE(session.server->findChildren<QSslSocket*>().size(), 1);
+
+    setrlimit(RLIMIT_NOFILE, &before); // the TLS of the waiting client opens files, too
+    QCoreApplication::processEvents();
+    QCOMPARE(session.server->findChildren<QSslSocket*>().size(), 1); // nothing has told the server yet
+    leaving.reset();
+    waiting.startClientEncryption();
+    waiting.loginAsOrvane();
+    waiting.send("<setPreset/>");
+    QTRY_COMPARE(waiting.received, shortAcceptance("setPreset"));
+    QVERIFY(!LogCapture::take().contains(errors.first())); // it was reported once
+#else
+    QSKIP("needs a limit on descriptors");
+#endif
+}
+
+void tst_server::staysPausedWhenTheHostHasPausedIt()
+{
+    Session session;
+    auto leaving = session.orvaneClient();
+    QVERIFY(leaving);
+    session.server->pauseAccepting();
+    leaving.reset();
+    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
+    TlsClient client;
+    client.open(session.server->serverPort());
+    QTRY_COMPARE(client.state(), QAbstractSocket::ConnectedState); // by the system
+    QCoreApplication::processEvents();
+    QCOMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
+    session.server->resumeAccepting();
+    QTRY_VERIFY(client.isEncrypted());
 }
 
 void tst_server::keepsOrderInTheHostsEventLoops()
