@@ -2,7 +2,6 @@
 #include "Session.h"
 
 #include <QEventLoop>
-#include <QMetaMethod>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QTcpServer>
@@ -24,7 +23,7 @@ class tst_server : public QObject {
 private Q_SLOTS:
     void listensOnThePortItIsGiven();
     void saysNothingWhenThePortIsTaken();
-    void isKnownToTheMetaObjectSystem();
+    void canBeCalledByTheNamesOfItsSlots();
     void greetsNobodyAndLogsEachClient();
     void answersInOrder();
     void tellsThoseWhoWaitForARefresh();
@@ -122,20 +121,12 @@ void tst_server::saysNothingWhenThePortIsTaken()
     QCOMPARE(LogCapture::take(), QStringList());
 }
 
-void tst_server::isKnownToTheMetaObjectSystem()
+void tst_server::canBeCalledByTheNamesOfItsSlots()
 {
-    const QMetaObject& metaObject = OrvaneServer::staticMetaObject;
-    QCOMPARE(metaObject.methodCount() - metaObject.methodOffset(), 2);
-    const QMetaMethod first = metaObject.method(metaObject.methodOffset());
-    const QMetaMethod second = metaObject.method(metaObject.methodOffset() + 1);
-    QCOMPARE(first.methodSignature(), QByteArray("handleUpdateAllTreeDevicesFinished()"));
-    QCOMPARE(first.access(), QMetaMethod::Public);
-    QCOMPARE(second.methodSignature(), QByteArray("sslErrors(QList<QSslError>)"));
-    QCOMPARE(second.access(), QMetaMethod::Private);
-
     const Session session;
     QVERIFY(QMetaType::fromName("QList<QSslError>").isValid());
     QVERIFY(QMetaObject::invokeMethod(session.server.get(), "sslErrors", Q_ARG(QList<QSslError>, {})));
+    QVERIFY(QMetaObject::invokeMethod(session.server.get(), "handleUpdateAllTreeDevicesFinished"));
 }
 
 void tst_server::greetsNobodyAndLogsEachClient()
