@@ -14,7 +14,7 @@
 namespace {
 
 /// The scenes are drawn in these units.
-constexpr QSizeF Scene{160, 90};
+constexpr QSizeF Scene {160, 90};
 constexpr qreal RoadHorizon = 34;
 constexpr int MoversInScene = 3;
 constexpr qint64 MillisecondsPerDay = 24LL * 60 * 60 * 1000;
@@ -105,7 +105,7 @@ void paintPerson(QPainter& painter, const QPointF& foot, qreal height, qreal ste
 
 QColor bodyColor(quint32 number)
 {
-    static constexpr std::array<QColor, 6> colors{QColor(171, 66, 58), QColor(62, 98, 140), QColor(206, 210, 212),
+    static constexpr std::array<QColor, 6> colors {QColor(171, 66, 58), QColor(62, 98, 140), QColor(206, 210, 212),
         QColor(70, 76, 82), QColor(196, 158, 84), QColor(78, 120, 100)};
     return colors.at(number % colors.size());
 }
@@ -115,13 +115,13 @@ QColor bodyColor(quint32 number)
 CameraPicture::SceneKind CameraPicture::sceneOf(const CameraSource& source)
 {
     using enum SceneKind;
-    static const QHash<QString, SceneKind> homes{{QStringLiteral("North gate"), Road},
+    static const QHash<QString, SceneKind> homes {{QStringLiteral("North gate"), Road},
         {QStringLiteral("Car park"), CarPark}, {QStringLiteral("Harbour basin"), Harbour},
         {QStringLiteral("Main hall"), Hall}};
     // Every other camera looks at what the recorder is named after, the rest at this and that.
     if (source.camera % 2 != 0 && homes.contains(source.recorder))
         return homes.value(source.recorder);
-    static constexpr std::array sequence{Road, Harbour, Hall, CarPark, Road, Harbour, TestCard, CarPark, Hall};
+    static constexpr std::array sequence {Road, Harbour, Hall, CarPark, Road, Harbour, TestCard, CarPark, Hall};
     return sequence.at(seedOf(source) % sequence.size());
 }
 
@@ -243,20 +243,23 @@ void CameraPicture::paintRoad(QPainter& painter) const
         const qreal height = 6 + static_cast<qreal>((seed * 7 + static_cast<quint32>(building * building) * 13) % 17);
         const QRectF block(building * 13 - 4, horizon - height, 11.5, height);
         painter.fillRect(block, night ? QColor(24, 29, 44) : QColor(112, 122, 134));
-        for (qreal y = block.top() + 2; night && y < horizon - 2; y += 3.4)
+        const int litWindows = night ? static_cast<int>((height - 4) / 3.4) + 1 : 0;
+        for (int window = 0; window < litWindows; ++window) {
+            const qreal y = block.top() + 2 + window * 3.4;
             painter.fillRect(QRectF(block.x() + 2 + std::fmod(y * 7, 6), y, 1.6, 1.4), QColor(240, 205, 130, 150));
+        }
     }
     fill(painter, QRectF(0, horizon, 160, 56), night ? QColor(26, 34, 32) : QColor(112, 124, 102),
         night ? QColor(14, 20, 19) : QColor(76, 92, 70));
     painter.setBrush(night ? QColor(36, 39, 46) : QColor(88, 92, 98));
-    painter.drawPolygon(QPolygonF{{74, horizon}, {88, horizon}, {158, 90}, {2, 90}});
+    painter.drawPolygon(QPolygonF {{74, horizon}, {88, horizon}, {158, 90}, {2, 90}});
 
     const auto roadY = [horizon](qreal way) { return horizon + 56 * way * way; };
     painter.setBrush(QColor(225, 225, 215, night ? 120 : 190));
     for (int dash = 0; dash < 9; ++dash) {
         const qreal near = std::min(1.0, (dash + phase(1.6)) / 9);
         const qreal far = std::max(0.0, near - 0.045);
-        painter.drawPolygon(QPolygonF{{81 - near * 1.1, roadY(near)}, {81 + near * 1.1, roadY(near)},
+        painter.drawPolygon(QPolygonF {{81 - near * 1.1, roadY(near)}, {81 + near * 1.1, roadY(near)},
             {81 + far * 1.1, roadY(far)}, {81 - far * 1.1, roadY(far)}});
     }
     for (int lamp = 3; lamp >= 1; --lamp) {
@@ -283,7 +286,7 @@ void CameraPicture::paintHarbour(QPainter& painter) const
         paintGlow(painter, {112, horizon - 3}, 22, QColor(255, 214, 150, 200));
     painter.setBrush(dusk ? QColor(52, 46, 68) : QColor(120, 136, 146));
     painter.drawPolygon(
-        QPolygonF{{0, horizon}, {0, 33}, {26, 29}, {50, 35}, {84, 31}, {122, 36}, {160, 30}, {160, horizon}});
+        QPolygonF {{0, horizon}, {0, 33}, {26, 29}, {50, 35}, {84, 31}, {122, 36}, {160, 30}, {160, horizon}});
     fill(painter, QRectF(0, horizon, 160, 50), dusk ? QColor(122, 92, 98) : QColor(96, 130, 142),
         dusk ? QColor(24, 32, 54) : QColor(32, 66, 82));
     painter.setBrush(QColor(255, 255, 255, 34));
@@ -307,10 +310,13 @@ void CameraPicture::paintHarbour(QPainter& painter) const
     painter.setPen(Qt::NoPen);
     painter.fillRect(QRectF(trolley - 4, 30, 8, 4), bodyColor(seed));
     painter.setBrush(dusk ? QColor(38, 36, 48) : QColor(112, 114, 112));
-    painter.drawPolygon(QPolygonF{{0, 53}, {52, 53}, {38, 62}, {0, 64}});
-    for (int box = 0; box < 6; ++box)
+    painter.drawPolygon(QPolygonF {{0, 53}, {52, 53}, {38, 62}, {0, 64}});
+    for (int box = 0; box < 6; ++box) {
+        const int column = box % 3;
+        const int layer = box / 3;
         painter.fillRect(
-            QRectF(1 + box % 3 * 6.2, 49 - box / 3 * 4.2, 5.8, 4), bodyColor(seed + static_cast<quint32>(box)));
+            QRectF(1 + column * 6.2, 49 - layer * 4.2, 5.8, 4), bodyColor(seed + static_cast<quint32>(box)));
+    }
 
     const qreal x = boat().center.x();
     const qreal y = boat().center.y();
@@ -321,7 +327,7 @@ void CameraPicture::paintHarbour(QPainter& painter) const
     painter.drawRect(QRectF(x + 10, y - 12, 8, 5));
     painter.fillRect(QRectF(x + 11, y - 11, 6, 2), QColor(40, 54, 66));
     painter.setBrush(bodyColor(seed + 1));
-    painter.drawPolygon(QPolygonF{{x, y}, {x + 40, y - 1.5}, {x + 34, y + 7}, {x + 4, y + 7}});
+    painter.drawPolygon(QPolygonF {{x, y}, {x + 40, y - 1.5}, {x + 34, y + 7}, {x + 4, y + 7}});
 }
 
 void CameraPicture::paintHall(QPainter& painter) const
@@ -330,16 +336,16 @@ void CameraPicture::paintHall(QPainter& painter) const
     painter.fillRect(QRectF(0, 0, 160, 90), wall);
     const QRectF end(62, 28, 36, 24);
     painter.setBrush(wall.lighter(128));
-    painter.drawPolygon(QPolygonF{{0, 0}, {160, 0}, end.topRight(), end.topLeft()});
+    painter.drawPolygon(QPolygonF {{0, 0}, {160, 0}, end.topRight(), end.topLeft()});
     painter.setBrush(wall.darker(122));
-    painter.drawPolygon(QPolygonF{{0, 0}, end.topLeft(), end.bottomLeft(), {0, 90}});
+    painter.drawPolygon(QPolygonF {{0, 0}, end.topLeft(), end.bottomLeft(), {0, 90}});
     painter.setBrush(wall.darker(112));
-    painter.drawPolygon(QPolygonF{{160, 0}, end.topRight(), end.bottomRight(), {160, 90}});
+    painter.drawPolygon(QPolygonF {{160, 0}, end.topRight(), end.bottomRight(), {160, 90}});
     QLinearGradient floor(0, 50, 0, 90);
     floor.setColorAt(0, QColor(112, 106, 98));
     floor.setColorAt(1, QColor(66, 64, 62));
     painter.setBrush(floor);
-    painter.drawPolygon(QPolygonF{end.bottomLeft(), end.bottomRight(), {160, 90}, {0, 90}});
+    painter.drawPolygon(QPolygonF {end.bottomLeft(), end.bottomRight(), {160, 90}, {0, 90}});
     painter.setPen(QPen(QColor(255, 255, 255, 26), 0.5));
     for (int line = -6; line <= 6; ++line)
         painter.drawLine(QPointF(80 + line * 3, 52), QPointF(80 + line * 13.4, 90));
@@ -349,12 +355,12 @@ void CameraPicture::paintHall(QPainter& painter) const
     painter.setBrush(QColor(255, 252, 238));
     for (const qreal way : {0.12, 0.4, 0.75}) {
         const qreal y = 26 - 25 * way;
-        painter.drawPolygon(QPolygonF{
+        painter.drawPolygon(QPolygonF {
             {76 - 9 * way, y}, {84 + 9 * way, y}, {84 + 12 * way, y - 5 * way}, {76 - 12 * way, y - 5 * way}});
     }
     painter.setBrush(QColor(82, 94, 104));
-    painter.drawPolygon(QPolygonF{{18, 25}, {36, 30}, {36, 67}, {18, 79}});
-    painter.drawPolygon(QPolygonF{{142, 25}, {124, 30}, {124, 67}, {142, 79}});
+    painter.drawPolygon(QPolygonF {{18, 25}, {36, 30}, {36, 67}, {18, 79}});
+    painter.drawPolygon(QPolygonF {{142, 25}, {124, 30}, {124, 67}, {142, 79}});
     painter.fillRect(QRectF(72, 34, 7.6, 18), QColor(96, 112, 122));
     painter.fillRect(QRectF(80.4, 34, 7.6, 18), QColor(96, 112, 122));
     painter.fillRect(QRectF(77, 30, 6, 2.6), QColor(70, 190, 130));
@@ -392,7 +398,7 @@ void CameraPicture::paintCarPark(QPainter& painter) const
     }
     const Mover rightward = carOnLane(0);
     const qreal x = rightward.center.x();
-    const QPolygonF beam{{x + 8, 51}, {x + 34, 47}, {x + 34, 58}, {x + 8, 54}};
+    const QPolygonF beam {{x + 8, 51}, {x + 34, 47}, {x + 34, 58}, {x + 8, 54}};
     painter.setBrush(QColor(255, 246, 210, 46));
     painter.drawPolygon(beam);
     paintCarFromAbove(painter, rightward.center, rightward.size, bodyColor(seed + 2));
@@ -420,7 +426,7 @@ void CameraPicture::paintTestCard(QPainter& painter) const
     painter.setPen(Qt::NoPen);
     painter.save();
     painter.setClipPath(circle, Qt::IntersectClip);
-    static constexpr std::array<QColor, 7> bars{QColor(190, 190, 184), QColor(184, 176, 62), QColor(62, 168, 172),
+    static constexpr std::array<QColor, 7> bars {QColor(190, 190, 184), QColor(184, 176, 62), QColor(62, 168, 172),
         QColor(66, 160, 84), QColor(160, 76, 152), QColor(172, 66, 62), QColor(58, 74, 156)};
     for (std::size_t bar = 0; bar < bars.size(); ++bar)
         painter.fillRect(QRectF(40 + static_cast<qreal>(bar) * 80 / 7, 5, 80.0 / 7 + 0.2, 40), bars.at(bar));
@@ -442,6 +448,7 @@ void CameraPicture::paintTestCard(QPainter& painter) const
     for (int square = 0; square < 18; ++square) {
         const QColor color =
             (square + static_cast<int>(seconds * 2)) % 2 == 0 ? QColor(225, 228, 230) : QColor(28, 32, 36);
-        painter.fillRect(QRectF(square % 2 == 0 ? 0 : 154, square / 2 * 10.0, 6, 10), color);
+        const int row = square / 2;
+        painter.fillRect(QRectF(square % 2 == 0 ? 0 : 154, row * 10.0, 6, 10), color);
     }
 }

@@ -38,7 +38,7 @@ using Steps = std::function<void(WallHost&)>;
 
 const QMap<QString, Steps>& states()
 {
-    static const QMap<QString, Steps> all{
+    static const QMap<QString, Steps> all {
         {QStringLiteral("one"),
             [](WallHost& host) {
                 host.setSplitMode(1);

@@ -11,7 +11,7 @@ SplitLayout layoutNamed(const char* name)
 /// \a count cameras, taken from all recorders in turn.
 QList<CameraSource> cameraRound(int count)
 {
-    const QStringList recorders{QStringLiteral("North gate"), QStringLiteral("Harbour basin"),
+    const QStringList recorders {QStringLiteral("North gate"), QStringLiteral("Harbour basin"),
         QStringLiteral("Car park"), QStringLiteral("Main hall")};
     QList<CameraSource> sources;
     for (int index = 0; index < count; ++index)

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds Delay{80};
+constexpr std::chrono::milliseconds Delay {80};
 
 } // namespace
 

@@ -3,11 +3,12 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <utility>
 
-SplitLayout::SplitLayout(const QString& name, int gridSize, const QList<QRect>& cells)
-    : layoutName(name)
+SplitLayout::SplitLayout(QString name, int gridSize, QList<QRect> cells)
+    : layoutName(std::move(name))
     , gridSize(gridSize)
-    , cells(cells)
+    , cells(std::move(cells))
 {
 }
 

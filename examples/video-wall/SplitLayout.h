@@ -27,7 +27,7 @@ public:
     QRectF splitRect(int splitId, const QRectF& area, qreal gap) const;
 
 private:
-    SplitLayout(const QString& name, int gridSize, const QList<QRect>& cells);
+    SplitLayout(QString name, int gridSize, QList<QRect> cells);
     static QList<SplitLayout> all();
     static SplitLayout equalSplits(const QString& name, int gridSize);
 

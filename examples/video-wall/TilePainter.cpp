@@ -223,9 +223,10 @@ void TilePainter::paintInsets(const Split& split, const CameraPicture& picture)
     for (auto inset = split.insets.begin(); hasPicture && inset != split.insets.end(); ++inset)
         paintMark(inset.value(), inset.key(), picture);
     for (auto inset = split.insets.begin(); place < shown; ++inset, ++place) {
+        const int column = place / InsetRows; // from the right
+        const int row = place % InsetRows;
         const QPointF corner(
-            tile.right() - margin - (place / InsetRows + 1) * size.width() - place / InsetRows * margin,
-            top + place % InsetRows * (size.height() + margin * 0.7));
+            tile.right() - (column + 1) * (size.width() + margin), top + row * (size.height() + margin * 0.7));
         paintInset(inset.value(), inset.key(), QRectF(corner, size), hasPicture ? &picture : nullptr);
     }
     if (split.insets.size() <= MostInsets)

@@ -44,7 +44,7 @@ QString listed(const QStringList& parts)
 
 QStringList sourceParts(const CameraSource& source, int splitId, bool alarm)
 {
-    QStringList parts{quoted(source.recorder), QStringLiteral("camera %1").arg(source.camera),
+    QStringList parts {quoted(source.recorder), QStringLiteral("camera %1").arg(source.camera),
         QStringLiteral("split %1").arg(splitId)};
     if (alarm)
         parts.append(QStringLiteral("ALARM"));
@@ -54,8 +54,8 @@ QStringList sourceParts(const CameraSource& source, int splitId, bool alarm)
 QStringList playbackParts(const PlaybackRequest& request)
 {
     const int* id = std::get_if<int>(&request.track);
-    QStringList parts{id != nullptr ? QStringLiteral("track %1").arg(*id)
-                                    : QStringLiteral("track %1").arg(quoted(std::get<QString>(request.track)))};
+    QStringList parts {id != nullptr ? QStringLiteral("track %1").arg(*id)
+                                     : QStringLiteral("track %1").arg(quoted(std::get<QString>(request.track)))};
     parts.append(
         request.time < 0 ? QStringLiteral("from the start") : QStringLiteral("from ") + timeText(request.time));
     if (request.limitStart > 0)
@@ -73,12 +73,12 @@ QString rectText(const QRectF& rect)
 /// Keeps the corners as they are, also when they are reversed.
 QRectF toQRectF(const OrvaneInterface::SubsplitRect& rect)
 {
-    return {QPointF(qreal{rect.ltx}, qreal{rect.lty}), QPointF(qreal{rect.rbx}, qreal{rect.rby})};
+    return {QPointF(qreal {rect.ltx}, qreal {rect.lty}), QPointF(qreal {rect.rbx}, qreal {rect.rby})};
 }
 
 QString viewsText(int splitId, const QMap<int, Inset>& views)
 {
-    QStringList parts{QStringLiteral("split %1").arg(splitId)};
+    QStringList parts {QStringLiteral("split %1").arg(splitId)};
     if (views.isEmpty())
         parts.append(QStringLiteral("no views"));
     for (auto view = views.begin(); view != views.end(); ++view) {
@@ -130,7 +130,7 @@ void WallHost::getPresetsList(std::vector<PresetEntry>& presets)
 
 void WallHost::showLive(std::string recorder, int camera, bool alarm, int& splitId)
 {
-    const CameraSource source{name(recorder), camera};
+    const CameraSource source {name(recorder), camera};
     Q_EMIT called(QStringLiteral("showLive"), listed(sourceParts(source, splitId, alarm)));
     splitId = state.showLive(source, alarm, splitId);
     Q_EMIT displayCalled(QStringLiteral("showLive"));

@@ -12,7 +12,7 @@
 namespace {
 
 /// Long enough to be seen, short enough to wait for.
-constexpr std::chrono::milliseconds RefreshDuration{1800};
+constexpr std::chrono::milliseconds RefreshDuration {1800};
 
 /// The end of the year 9999: later times have no readable form, and sums with them could overflow.
 constexpr qint64 LatestTime = 253'402'300'799'999;
@@ -132,7 +132,7 @@ int WallState::chooseSplit(int wantedSplit)
 int WallState::firstFreeOrOldest() const
 {
     const auto rank = [](const Split& split) {
-        return std::make_tuple(!split.isFree(), split.alarm, split.isFree() ? quint64{0} : split.shownInOrder);
+        return std::make_tuple(!split.isFree(), split.alarm, split.isFree() ? quint64 {0} : split.shownInOrder);
     };
     const auto best = std::min_element(splits.begin(), splits.end(),
         [&rank](const Split& left, const Split& right) { return rank(left) < rank(right); });

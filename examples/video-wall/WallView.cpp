@@ -14,7 +14,7 @@
 namespace {
 
 /// Smooth enough for a stand-in, and cheap: sixteen drawn pictures cost what sixteen videos do not.
-constexpr std::chrono::milliseconds FrameInterval{66};
+constexpr std::chrono::milliseconds FrameInterval {66};
 
 } // namespace
 

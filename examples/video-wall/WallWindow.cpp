@@ -22,7 +22,7 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds HeaderInterval{200};
+constexpr std::chrono::milliseconds HeaderInterval {200};
 
 QPalette wallPalette()
 {
