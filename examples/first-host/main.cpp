@@ -40,5 +40,6 @@ int main(int argc, char** argv)
         qCritical() << "Cannot listen:" << server.errorString();
         return 1;
     }
+    qInfo() << "Listening on port" << server.serverPort();
     return QCoreApplication::exec();
 }
