@@ -34,6 +34,31 @@ template <auto handler> void call(OrvaneConnection& connection, [[maybe_unused]]
 
 } // namespace
 
+/// What a client can ask for once it has logged in; the documents describe the commands in this order.
+struct OrvaneConnection::CommandTable {
+    using Connection = OrvaneConnection;
+    static constexpr std::array commands {
+        Command {QLatin1String("updateRecorderContents"), call<&Connection::handleUpdateRecorderContents>},
+        Command {QLatin1String("getRecorderList"), call<&Connection::handleGetRecorderList>},
+        Command {QLatin1String("getPresetsList"), call<&Connection::handleGetPresetsList>},
+        Command {QLatin1String("showLive"), call<&Connection::handleShowLive>},
+        Command {QLatin1String("showTrack"), call<&Connection::handleShowTrack>},
+        Command {QLatin1String("setPreset"), call<&Connection::handleSetPreset>},
+        Command {QLatin1String("setSplitMode"), call<&Connection::handleSetSplitMode>},
+        Command {QLatin1String("setDetailViews"), call<&Connection::handleSetDetailViews>},
+        Command {QLatin1String("showLiveAtSubsplit"), call<&Connection::handleShowLiveAtSubsplit>},
+        Command {QLatin1String("getPertinentInfo"), call<&Connection::handleGetPertinentInfo>},
+    };
+};
+
+QStringList OrvaneConnection::commandNames()
+{
+    QStringList names(LoginCommand);
+    for (const Command& command : CommandTable::commands)
+        names += command.name;
+    return names;
+}
+
 void OrvaneConnection::handleCommand(const QString& message)
 {
     qCDebug(defaultLog) << "OrvaneConnection received command:";
@@ -57,20 +82,7 @@ void OrvaneConnection::handleCommand(const QString& message)
 /// What a client can do once it has logged in.
 void OrvaneConnection::runCommand(const QString& commandName, XmlCommandReader& reader)
 {
-    using Connection = OrvaneConnection;
-    static constexpr std::array commands {
-        Command {QLatin1String("updateRecorderContents"), call<&Connection::handleUpdateRecorderContents>},
-        Command {QLatin1String("getRecorderList"), call<&Connection::handleGetRecorderList>},
-        Command {QLatin1String("getPresetsList"), call<&Connection::handleGetPresetsList>},
-        Command {QLatin1String("showLive"), call<&Connection::handleShowLive>},
-        Command {QLatin1String("showTrack"), call<&Connection::handleShowTrack>},
-        Command {QLatin1String("setPreset"), call<&Connection::handleSetPreset>},
-        Command {QLatin1String("setSplitMode"), call<&Connection::handleSetSplitMode>},
-        Command {QLatin1String("setDetailViews"), call<&Connection::handleSetDetailViews>},
-        Command {QLatin1String("showLiveAtSubsplit"), call<&Connection::handleShowLiveAtSubsplit>},
-        Command {QLatin1String("getPertinentInfo"), call<&Connection::handleGetPertinentInfo>},
-    };
-
+    const auto& commands = CommandTable::commands;
     const auto* const command = std::find_if(
         commands.begin(), commands.end(), [&](const Command& candidate) { return candidate.name == commandName; });
     if (command != commands.end()) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+/// All that the library exports.
 namespace OrvaneInterface {
 
 // The class has virtual operations and, on purpose, no virtual destructor: the library never destroys the host's
@@ -41,12 +42,15 @@ public:
     struct ORVANE_INTERFACE_EXPORT RecorderEntry {
         /// All texts and the track list empty, maxNumChannels 0.
         RecorderEntry();
+        /// All fields of \a other.
         RecorderEntry(const RecorderEntry& other);
         /// Leaves the texts and the track list of \a other empty.
         RecorderEntry(RecorderEntry&& other) noexcept;
+        /// All fields of \a other.
         RecorderEntry& operator=(const RecorderEntry& other);
         /// Leaves the texts and the track list of \a other empty, unless it is this entry itself.
         RecorderEntry& operator=(RecorderEntry&& other) noexcept;
+        /// Frees the texts and the list.
         ~RecorderEntry();
 
         /// Name of the recorder; the texts of an entry reach the client unescaped, so no `"`, `&` or `<` in them.
@@ -67,12 +71,15 @@ public:
     struct ORVANE_INTERFACE_EXPORT PresetEntry {
         /// An empty name.
         PresetEntry();
+        /// The name of \a other.
         PresetEntry(const PresetEntry& other);
         /// Leaves the name of \a other empty.
         PresetEntry(PresetEntry&& other) noexcept;
+        /// The name of \a other.
         PresetEntry& operator=(const PresetEntry& other);
         /// Leaves the name of \a other empty, unless it is this entry itself.
         PresetEntry& operator=(PresetEntry&& other) noexcept;
+        /// Frees the name.
         ~PresetEntry();
 
         /// Name of the preset, the one that setPreset() is called with; reaches the client unescaped.
@@ -87,10 +94,15 @@ public:
         float rby = 0; ///< y of the right-bottom corner
     };
 
+    /// Nothing to set up: the class has no data.
     OrvaneInterface();
+    /// Takes nothing from \a other. A server that has the other one does not learn of the copy.
     OrvaneInterface(const OrvaneInterface& other);
+    /// Takes nothing from \a other, to which a server keeps its pointer.
     OrvaneInterface(OrvaneInterface&& other) noexcept;
+    /// Takes nothing from \a other.
     OrvaneInterface& operator=(const OrvaneInterface& other);
+    /// Takes nothing from \a other.
     OrvaneInterface& operator=(OrvaneInterface&& other) noexcept;
 
     /**

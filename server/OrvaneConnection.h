@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <QTcpSocket>
 
 #include <memory>
@@ -48,7 +49,11 @@ public:
     /// Sends one message to the client; does nothing when the socket has been released.
     void sendMessage(const QString& message);
 
+    /// The names of all commands: the login, then the others in the order of their table.
+    static QStringList commandNames();
+
 private:
+    struct CommandTable; // the handlers are private, and so is what lists them
     friend class OrvaneServer; // reads socketAttached, keeps recorderUpdatePending, calls handleServerDestroyed()
 
     void handleReadyRead();

@@ -70,6 +70,7 @@ public Q_SLOTS:
     void handleUpdateAllTreeDevicesFinished();
 
 protected:
+    /// For Qt: starts TLS on the accepted socket \a socketDescriptor. A host does not call it.
     void incomingConnection(qintptr socketDescriptor) override;
 
 private Q_SLOTS:

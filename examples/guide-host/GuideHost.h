@@ -1,0 +1,54 @@
+#pragma once
+
+#include <OrvaneInterface.h>
+#include <OrvaneServer.h>
+
+#include <QFileSystemWatcher>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+#include <memory>
+
+// Inside a class derived from it, OrvaneInterface is that base and no longer the namespace. So the server needs another
+// name there, and so does the base itself: moc repeats it inside the class, where it would name the constructor.
+using HostInterface = OrvaneInterface::OrvaneInterface;
+using HostServer = OrvaneInterface::OrvaneServer;
+
+class GuideHost final : public QObject, public HostInterface {
+    Q_OBJECT
+
+public:
+    /// \a tlsFile: a binary resource file with the key and the certificate.
+    explicit GuideHost(const QString& tlsFile, QObject* parent = nullptr);
+
+    /// Port 0: the default, 5679. False when no client can connect; the reason has been printed.
+    bool startServer(quint16 serverPort);
+
+    bool updateRecorderContents() override;
+    void getRecorderList(std::vector<RecorderEntry>& recorders) override;
+    void getPresetsList(std::vector<PresetEntry>& presets) override;
+    void showLive(std::string recorder, int camera, bool alarm, int& splitId) override;
+    void showLiveAtSubsplit(int splitId, int camera, int subsplitIndex) override;
+    void showTrackByName(std::string recorder, std::string trackName, int camera, qint64 time, bool alarm, int& splitId,
+        qint64 limitStart, qint64 limitEnd) override;
+    void showTrackById(std::string recorder, int trackId, int camera, qint64 time, bool alarm, int& splitId,
+        qint64 limitStart, qint64 limitEnd) override;
+    void setPreset(std::string presetName) override;
+    void setSplitMode(int splitMode) override;
+    void setSplitModeByName(int windowId, const std::string& commandDocument) override;
+    void setDetailViews(int splitId, std::map<int, SubsplitRect> rects, std::map<int, qint64> objectIds) override;
+    bool getPertinentInfo(const std::string& commandDocument, std::string& answer) override;
+
+Q_SIGNALS:
+    void refreshFinished();
+
+private:
+    void renewCertificate();
+
+    QString tlsFile;
+    quint16 port = 0;
+    QFileSystemWatcher tlsFileWatcher;
+    QTimer refresh;
+    std::unique_ptr<HostServer> server;
+};

@@ -1,0 +1,64 @@
+#include "DocumentBlocks.h"
+
+#include <QtTest>
+
+/// Every piece of code in the documents for writers of hosts stands in an example, but for the indentation.
+class tst_document_snippets : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void areThoseOfTheExamples_data();
+    void areThoseOfTheExamples();
+};
+
+namespace {
+
+const QString SourceDirectory = QStringLiteral(ORVANE_SOURCE_DIRECTORY "/");
+
+QString withoutIndentation(const QStringList& lines)
+{
+    QString text(u'\n');
+    for (const QString& line : lines)
+        text += line.trimmed() + u'\n';
+    return text;
+}
+
+/// What of the examples is written in a language.
+QStringList exampleFiles(const QString& language)
+{
+    if (language == QStringLiteral("cmake"))
+        return {QStringLiteral("first-host/CMakeLists.txt")};
+    if (language == QStringLiteral("xml"))
+        return {QStringLiteral("first-host/tls.qrc")};
+    return {QStringLiteral("first-host/main.cpp"), QStringLiteral("guide-host/GuideHost.cpp"),
+        QStringLiteral("guide-host/GuideHost.h"), QStringLiteral("guide-host/main.cpp")};
+}
+
+} // namespace
+
+void tst_document_snippets::areThoseOfTheExamples_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QStringList>("lines");
+    for (const QString& document : {QStringLiteral("README.md"), QStringLiteral("docs/hosting.md")}) {
+        for (const QString& language : {QStringLiteral("cpp"), QStringLiteral("cmake"), QStringLiteral("xml")}) {
+            for (const DocumentBlock& block : documentBlocks(SourceDirectory + document, language))
+                QTest::newRow(qPrintable(block.place)) << language << block.lines;
+        }
+    }
+}
+
+void tst_document_snippets::areThoseOfTheExamples()
+{
+    QFETCH(const QString, language);
+    QFETCH(const QStringList, lines);
+    const QString snippet = withoutIndentation(lines);
+    for (const QString& file : exampleFiles(language)) {
+        if (withoutIndentation(documentLines(SourceDirectory + QStringLiteral("examples/") + file)).contains(snippet))
+            return;
+    }
+    QFAIL(qPrintable(QStringLiteral("In no example:") + snippet));
+}
+
+QTEST_GUILESS_MAIN(tst_document_snippets)
+#include "tst_document_snippets.moc"

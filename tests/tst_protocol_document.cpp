@@ -1,0 +1,195 @@
+#include "DocumentBlocks.h"
+#include "Session.h"
+
+#include <QtTest>
+
+/// Plays every exchange of docs/protocol.md against the library, in the notation that the document explains.
+class tst_protocol_document : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void saysWhatHappens_data();
+    void saysWhatHappens();
+};
+
+namespace {
+
+const QString ProtocolDocument = QStringLiteral(ORVANE_SOURCE_DIRECTORY "/docs/protocol.md");
+
+// After the last line of an exchange: nothing more may come before the reply to this.
+const QByteArray LastCommand = "<theLast/>";
+const QByteArray LastReply = rejection("theLast", "Unknown command");
+
+/// The cells of the table that begins with this heading, without the heading and the line under it.
+QList<QStringList> tableRows(const QString& heading)
+{
+    const QStringList lines = documentLines(ProtocolDocument);
+    QList<QStringList> rows;
+    for (qsizetype i = lines.indexOf(heading) + 2; i < lines.size() && lines.at(i).startsWith(u'|'); ++i) {
+        QStringList cells;
+        for (const QString& cell : lines.at(i).split(u'|').mid(1))
+            cells += cell.trimmed();
+        rows += cells;
+    }
+    return rows;
+}
+
+std::vector<RecordingHost::RecorderEntry> documentRecorders()
+{
+    std::vector<RecordingHost::RecorderEntry> recorders;
+    for (const QStringList& cells :
+        tableRows(QStringLiteral("| Recorder | Address | User | Password | Channels | Tracks |"))) {
+        RecordingHost::RecorderEntry& recorder = recorders.emplace_back();
+        recorder.name = cells.at(0).toStdString();
+        recorder.ip = cells.at(1).toStdString();
+        recorder.userName = cells.at(2).toStdString();
+        recorder.password = cells.at(3).toStdString();
+        recorder.maxNumChannels = cells.at(4).toInt();
+        for (const QString& track : cells.at(5).split(QStringLiteral(", "), Qt::SkipEmptyParts))
+            recorder.tracks.push_back(track.toStdString());
+    }
+    return recorders;
+}
+
+std::vector<RecordingHost::PresetEntry> documentPresets()
+{
+    const QString begin = QStringLiteral("and these presets: ");
+    std::vector<RecordingHost::PresetEntry> presets;
+    for (const QString& line : documentLines(ProtocolDocument).filter(begin)) {
+        const QStringList parts = line.mid(begin.size()).split(u'`');
+        for (qsizetype i = 1; i < parts.size(); i += 2)
+            presets.emplace_back().name = parts.at(i).toStdString();
+    }
+    return presets;
+}
+
+/// One exchange, on a connection of its own.
+class Exchange {
+public:
+    explicit Exchange(const QStringList& lines)
+        : lines(lines)
+    {
+        session.host.recorders = documentRecorders();
+        session.host.presets = documentPresets();
+    }
+
+    void play()
+    {
+        client = session.connectedClient();
+        QVERIFY(client);
+        begin();
+        for (line = 1; line < lines.size() && !QTest::currentTestFailed(); ++line)
+            playLine(lines.at(line));
+        if (!QTest::currentTestFailed())
+            expectNothingMore();
+    }
+
+private:
+    void begin()
+    {
+        if (lines.first() == QStringLiteral("(logged in as Orvane)"))
+            client->loginAsOrvane();
+        else if (lines.first() == QStringLiteral("(logged in as operator)"))
+            client->login("operator", "secret");
+        else
+            QCOMPARE(lines.first(), QStringLiteral("(connected)"));
+    }
+
+    void playLine(const QString& text)
+    {
+        if (text.startsWith(u'>'))
+            send(text.mid(2));
+        else if (text == QStringLiteral("< (nothing)"))
+            expectNothing();
+        else if (text.startsWith(QStringLiteral("< ")))
+            expect(text.mid(2).toUtf8() + "\r\n\r\n");
+        else if (text.startsWith(HostIsAsked))
+            expectCall(text.mid(HostIsAsked.size()).section(Answers, 0, 0));
+        else if (text == QStringLiteral("* host reports the end of the refresh"))
+            session.server->handleUpdateAllTreeDevicesFinished();
+        else
+            QFAIL(qPrintable(QStringLiteral("A line that nobody understands: ") + text));
+    }
+
+    void send(const QString& document)
+    {
+        lastDocument = document;
+        const QString next = lines.value(line + 1);
+        if (next.startsWith(HostIsAsked))
+            prepareAnswer(next.section(Answers, 1));
+        client->send(document.toUtf8());
+    }
+
+    /// What the host is going to answer; the call comes before the next line is played.
+    void prepareAnswer(const QString& answer)
+    {
+        const QString split = QStringLiteral("split ");
+        session.host.usedSplit.reset();
+        session.host.refreshStarts = answer == QStringLiteral("true");
+        session.host.answer.reset();
+        if (answer.startsWith(split))
+            session.host.usedSplit = answer.mid(split.size()).toInt();
+        else if (answer.startsWith(u'<'))
+            session.host.answer = answer.toStdString();
+    }
+
+    void expectCall(QString call)
+    {
+        call.replace(QStringLiteral("the document"), u'"' + lastDocument + u'"');
+        QTRY_COMPARE(session.host.calls.size(), 1);
+        QCOMPARE(session.host.calls.takeFirst().replace(QStringLiteral("(0 entries)"), QStringLiteral("()")), call);
+    }
+
+    void expect(const QByteArray& message)
+    {
+        QTRY_VERIFY(client->received.size() >= message.size());
+        QCOMPARE(client->received.left(message.size()), message);
+        client->received.remove(0, message.size());
+    }
+
+    /// Of a client without login nobody can tell before the next reply that comes.
+    void expectNothing()
+    {
+        if (lines.first() == QStringLiteral("(connected)"))
+            return;
+        client->send(LastCommand);
+        expect(LastReply);
+    }
+
+    void expectNothingMore()
+    {
+        client->loginAsOrvane();
+        client->send(LastCommand);
+        QTRY_COMPARE(client->received, LastReply);
+        QCOMPARE(session.host.calls, QStringList());
+    }
+
+    const QString HostIsAsked = QStringLiteral("* host: ");
+    const QString Answers = QStringLiteral(" -> ");
+
+    QStringList lines;
+    qsizetype line = 0;
+    QString lastDocument;
+    Session session;
+    std::unique_ptr<TlsClient> client;
+};
+
+} // namespace
+
+void tst_protocol_document::saysWhatHappens_data()
+{
+    QTest::addColumn<QStringList>("lines");
+    const QList<DocumentBlock> exchanges = documentBlocks(ProtocolDocument, QStringLiteral("exchange"));
+    QVERIFY(!exchanges.isEmpty());
+    for (const DocumentBlock& exchange : exchanges)
+        QTest::newRow(qPrintable(exchange.place)) << exchange.lines;
+}
+
+void tst_protocol_document::saysWhatHappens()
+{
+    QFETCH(const QStringList, lines);
+    Exchange(lines).play();
+}
+
+QTEST_GUILESS_MAIN(tst_protocol_document)
+#include "tst_protocol_document.moc"
