@@ -1,0 +1,75 @@
+#include "ServerProcess.h"
+
+#include "TlsClient.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace soak {
+
+namespace {
+constexpr int PatienceMs = 60000;
+}
+
+ServerProcess::ServerProcess()
+    : serverPort(freePort())
+{
+}
+
+ServerProcess::~ServerProcess()
+{
+    if (isRunning())
+        stop();
+}
+
+bool ServerProcess::start()
+{
+    process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--serve"), QString::number(serverPort)});
+    if (process.waitForReadyRead(PatienceMs) && process.readAllStandardOutput().startsWith("listening"))
+        return true;
+    std::fprintf(stderr, "The server did not start: %s\n", process.readAllStandardError().constData());
+    return false;
+}
+
+bool ServerProcess::stop()
+{
+    process.closeWriteChannel();
+    return process.waitForFinished(PatienceMs) && process.exitStatus() == QProcess::NormalExit
+        && process.exitCode() == 0;
+}
+
+int ServerProcess::openDescriptors() const
+{
+    const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(process.processId()));
+    return static_cast<int>(descriptors.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size());
+}
+
+qint64 ServerProcess::residentBytes() const
+{
+    QFile file(QStringLiteral("/proc/%1/statm").arg(process.processId()));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    return file.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);
+}
+
+bool ServerProcess::limitDescriptors(int count) const
+{
+    const auto pid = static_cast<pid_t>(process.processId());
+    rlimit limit {};
+    if (prlimit(pid, RLIMIT_NOFILE, nullptr, &limit) != 0)
+        return false;
+    limit.rlim_cur = static_cast<rlim_t>(count);
+    return prlimit(pid, RLIMIT_NOFILE, &limit, nullptr) == 0;
+}
+
+QStringList ServerProcess::errorLines()
+{
+    errors += process.readAllStandardError();
+    return QString::fromUtf8(errors).split(u'\n', Qt::SkipEmptyParts);
+}
+
+} // namespace soak
