@@ -21,8 +21,8 @@ void Report::beginStage(const QString& title)
 
 void Report::progress(const QString& what, int done, int total)
 {
-    const int step = std::max(1, total / 10);
-    if (done % step == 0)
+    constexpr int signs = 5;
+    if (total >= signs && done % (total / signs) == 0)
         print(QStringLiteral("   %1: %2 of %3").arg(what).arg(done).arg(total));
 }
 

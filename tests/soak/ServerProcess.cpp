@@ -44,8 +44,13 @@ bool ServerProcess::stop()
 
 int ServerProcess::openDescriptors() const
 {
-    const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(process.processId()));
-    return static_cast<int>(descriptors.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size());
+    return static_cast<int>(descriptors().size());
+}
+
+QStringList ServerProcess::descriptors() const
+{
+    const QDir directory(QStringLiteral("/proc/%1/fd").arg(process.processId()));
+    return directory.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
 }
 
 qint64 ServerProcess::residentBytes() const
@@ -56,13 +61,19 @@ qint64 ServerProcess::residentBytes() const
     return file.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);
 }
 
-bool ServerProcess::limitDescriptors(int count) const
+bool ServerProcess::forbidMoreDescriptors() const
 {
+    // The limit is on the number of a new descriptor, which is the lowest that is free.
+    const QStringList open = descriptors();
+    int lowestFree = 0;
+    while (open.contains(QString::number(lowestFree)))
+        ++lowestFree;
+
     const auto pid = static_cast<pid_t>(process.processId());
     rlimit limit {};
     if (prlimit(pid, RLIMIT_NOFILE, nullptr, &limit) != 0)
         return false;
-    limit.rlim_cur = static_cast<rlim_t>(count);
+    limit.rlim_cur = static_cast<rlim_t>(lowestFree);
     return prlimit(pid, RLIMIT_NOFILE, &limit, nullptr) == 0;
 }
 

@@ -20,12 +20,14 @@ public:
     quint16 port() const { return serverPort; }
     int openDescriptors() const;
     qint64 residentBytes() const;
-    /// Sets the number of descriptors that the process may have.
-    bool limitDescriptors(int count) const;
+    /// Lets the process keep its descriptors and open no more.
+    bool forbidMoreDescriptors() const;
     /// What it has written to its standard error so far.
     QStringList errorLines();
 
 private:
+    QStringList descriptors() const;
+
     QProcess process;
     quint16 serverPort;
     QByteArray errors;

@@ -315,7 +315,8 @@ void runWithoutDescriptors(const Options&, Report& report)
     for (const auto& client : clients)
         client->loginAsOrvane();
     isServed(*clients.front()); // so that all that the server opens on the way is open
-    server.limitDescriptors(server.openDescriptors());
+    if (!report.check(server.forbidMoreDescriptors(), QStringLiteral("the server can open nothing more")))
+        return;
 
     TlsClient waiting;
     waiting.open(server.port());
