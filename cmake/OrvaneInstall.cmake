@@ -23,3 +23,9 @@ install(FILES
     "${CMAKE_CURRENT_BINARY_DIR}/OrvaneInterfaceConfig.cmake"
     "${CMAKE_CURRENT_BINARY_DIR}/OrvaneInterfaceConfigVersion.cmake"
     DESTINATION "${ORVANE_CMAKE_DIRECTORY}" COMPONENT development)
+
+# Relative to itself, so that it is right whatever prefix the installation is given.
+file(RELATIVE_PATH ORVANE_PREFIX_FROM_PKGCONFIG "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+configure_file(cmake/orvane-interface.pc.in orvane-interface.pc @ONLY)
+install(FILES "${CMAKE_CURRENT_BINARY_DIR}/orvane-interface.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)

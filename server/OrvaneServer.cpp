@@ -1,5 +1,6 @@
 #include "OrvaneServer.h"
 
+#include "AcceptWatch.h"
 #include "DebugLog.h"
 #include "OrvaneConnection.h"
 #include "ReplyTemplates.h"
@@ -23,6 +24,7 @@ OrvaneServer::OrvaneServer(
     , certificate(QByteArray(), QSsl::Pem)
     , userName(std::move(userName))
     , password(std::move(password))
+    , acceptWatch(new AcceptWatch(this))
 {
     qRegisterMetaType<QList<QSslError>>();
 
@@ -35,8 +37,6 @@ OrvaneServer::OrvaneServer(
         certificate = QSslCertificate(certificateFile.readAll(), QSsl::Pem);
 
     connect(this, &QTcpServer::newConnection, this, &OrvaneServer::handleNewConnection);
-    connect(this, &QTcpServer::acceptError, this,
-        [](QAbstractSocket::SocketError error) { qCDebug(defaultLog) << "OrvaneConnection server error:" << error; });
 }
 
 OrvaneServer::~OrvaneServer()
@@ -50,7 +50,8 @@ OrvaneServer::~OrvaneServer()
 
 void OrvaneServer::startListeningForConnection()
 {
-    listen(QHostAddress::Any, port);
+    if (listen(QHostAddress::Any, port))
+        acceptWatch->handleListening();
 }
 
 void OrvaneServer::incomingConnection(qintptr socketDescriptor)
@@ -76,6 +77,7 @@ void OrvaneServer::handleNewConnection()
         socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
         socket->setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
         connections.push_back(new OrvaneConnection(hostInterface, socket, userName, password, this));
+        connect(socket, &QAbstractSocket::disconnected, acceptWatch, &AcceptWatch::handleClientGone);
     }
 }
 

@@ -14,6 +14,7 @@
 
 namespace OrvaneInterface {
 
+class AcceptWatch;
 class OrvaneConnection;
 class OrvaneInterface;
 
@@ -89,6 +90,7 @@ private:
     QString userName;
     QString password;
     std::mutex connectionsMutex; ///< guards connections; taken before the write mutex of any client
+    AcceptWatch* acceptWatch; ///< child of the server
 };
 
 } // namespace OrvaneInterface

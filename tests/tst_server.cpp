@@ -2,13 +2,17 @@
 #include "Session.h"
 
 #include <QEventLoop>
-#include <QMetaMethod>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QtTest>
 
 #include <array>
+
+#ifdef Q_OS_UNIX
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
 
 using OrvaneInterface::OrvaneServer;
 
@@ -19,7 +23,7 @@ class tst_server : public QObject {
 private Q_SLOTS:
     void listensOnThePortItIsGiven();
     void saysNothingWhenThePortIsTaken();
-    void isKnownToTheMetaObjectSystem();
+    void canBeCalledByTheNamesOfItsSlots();
     void greetsNobodyAndLogsEachClient();
     void answersInOrder();
     void tellsThoseWhoWaitForARefresh();
@@ -29,6 +33,9 @@ private Q_SLOTS:
     void goesOnWhenAClientMisbehaves_data();
     void goesOnWhenAClientMisbehaves();
     void logsATlsFailure();
+    void acceptsAgainAfterALackOfDescriptors_data();
+    void acceptsAgainAfterALackOfDescriptors();
+    void staysPausedWhenTheHostHasPausedIt();
     void keepsOrderInTheHostsEventLoops();
     void servesOthersInTheHostsEventLoops();
     void letsAClientGoInsideAHostCall();
@@ -114,20 +121,12 @@ void tst_server::saysNothingWhenThePortIsTaken()
     QCOMPARE(LogCapture::take(), QStringList());
 }
 
-void tst_server::isKnownToTheMetaObjectSystem()
+void tst_server::canBeCalledByTheNamesOfItsSlots()
 {
-    const QMetaObject& metaObject = OrvaneServer::staticMetaObject;
-    QCOMPARE(metaObject.methodCount() - metaObject.methodOffset(), 2);
-    const QMetaMethod first = metaObject.method(metaObject.methodOffset());
-    const QMetaMethod second = metaObject.method(metaObject.methodOffset() + 1);
-    QCOMPARE(first.methodSignature(), QByteArray("handleUpdateAllTreeDevicesFinished()"));
-    QCOMPARE(first.access(), QMetaMethod::Public);
-    QCOMPARE(second.methodSignature(), QByteArray("sslErrors(QList<QSslError>)"));
-    QCOMPARE(second.access(), QMetaMethod::Private);
-
     const Session session;
     QVERIFY(QMetaType::fromName("QList<QSslError>").isValid());
     QVERIFY(QMetaObject::invokeMethod(session.server.get(), "sslErrors", Q_ARG(QList<QSslError>, {})));
+    QVERIFY(QMetaObject::invokeMethod(session.server.get(), "handleUpdateAllTreeDevicesFinished"));
 }
 
 void tst_server::greetsNobodyAndLogsEachClient()
@@ -281,6 +280,74 @@ void tst_server::logsATlsFailure()
     QStringList lines;
     QTRY_COMPARE((lines += LogCapture::take()).value(1), error);
     QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
+}
+
+void tst_server::acceptsAgainAfterALackOfDescriptors_data()
+{
+    QTest::addColumn<bool>("servedBefore"); // Qt reports only the first error, and "nobody to accept" is one
+    QTest::newRow("that is the first thing to go wrong") << false;
+    QTest::newRow("after others were accepted") << true;
+}
+
+void tst_server::acceptsAgainAfterALackOfDescriptors()
+{
+#ifdef Q_OS_UNIX
+    QFETCH(const bool, servedBefore);
+
+    Session session;
+    auto leaving = std::make_unique<TlsClient>();
+    leaving->connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
+    QVERIFY(leaving->waitForConnected()); // by the system, not yet by the server
+    if (servedBefore)
+        QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 1);
+    TlsClient waiting;
+    waiting.connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
+    QVERIFY(waiting.waitForConnected());
+
+    rlimit before {};
+    QCOMPARE(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const int lowestFree = dup(0);
+    close(lowestFree);
+    rlimit enoughForOne = before;
+    enoughForOne.rlim_cur = static_cast<rlim_t>(lowestFree + (servedBefore ? 0 : 1));
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &enoughForOne), 0);
+    const auto restore = qScopeGuard([&before] { setrlimit(RLIMIT_NOFILE, &before); });
+
+    const LogCapture log;
+    QStringList lines;
+    const QStringList errors {QStringLiteral("OrvaneConnection server error: QAbstractSocket::SocketResourceError")};
+    QTRY_COMPARE((lines += LogCapture::take()).filter(QStringLiteral("server error:")), errors);
+    QCOMPARE(session.server->findChildren<QSslSocket*>().size(), 1);
+
+    setrlimit(RLIMIT_NOFILE, &before); // the TLS of the waiting client opens files, too
+    QCoreApplication::processEvents();
+    QCOMPARE(session.server->findChildren<QSslSocket*>().size(), 1); // nothing has told the server yet
+    leaving.reset();
+    waiting.startClientEncryption();
+    waiting.loginAsOrvane();
+    waiting.send("<setPreset/>");
+    QTRY_COMPARE(waiting.received, shortAcceptance("setPreset"));
+    QVERIFY(!LogCapture::take().contains(errors.first())); // it was reported once
+#else
+    QSKIP("needs a limit on descriptors");
+#endif
+}
+
+void tst_server::staysPausedWhenTheHostHasPausedIt()
+{
+    Session session;
+    auto leaving = session.orvaneClient();
+    QVERIFY(leaving);
+    session.server->pauseAccepting();
+    leaving.reset();
+    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
+    TlsClient client;
+    client.open(session.server->serverPort());
+    QTRY_COMPARE(client.state(), QAbstractSocket::ConnectedState); // by the system
+    QCoreApplication::processEvents();
+    QCOMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
+    session.server->resumeAccepting();
+    QTRY_VERIFY(client.isEncrypted());
 }
 
 void tst_server::keepsOrderInTheHostsEventLoops()

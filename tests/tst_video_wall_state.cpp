@@ -105,7 +105,7 @@ void TestVideoWallState::cleanup()
 void TestVideoWallState::usesTheWantedSplit()
 {
     QCOMPARE(showLive(2, 3), 3);
-    QCOMPARE(state->split(3).source, (CameraSource{NorthGate, 2}));
+    QCOMPARE(state->split(3).source, (CameraSource {NorthGate, 2}));
     QVERIFY(state->split(0).isFree());
     QCOMPARE(notes->size(), 0);
 }
@@ -139,7 +139,7 @@ void TestVideoWallState::clearsAnAlarmWithTheNextPicture()
 void TestVideoWallState::completesWhatTheClientLeftOut()
 {
     state->showLive({QString(), -1}, false, 0);
-    QCOMPARE(state->split(0).source, (CameraSource{state->recorders().first().name, 1}));
+    QCOMPARE(state->split(0).source, (CameraSource {state->recorders().first().name, 1}));
     QCOMPARE(state->split(0).fault, QString());
 }
 
@@ -238,7 +238,7 @@ void TestVideoWallState::dropsWhatTheNewLayoutHasNoSplitFor()
     state->showLiveAtSubsplit(0, 5, 2);
     state->showLiveAtSubsplit(3, 5, 2);
     state->setSplitMode(1);
-    QCOMPARE(state->split(0).insets.value(2).live, (CameraSource{NorthGate, 5}));
+    QCOMPARE(state->split(0).insets.value(2).live, (CameraSource {NorthGate, 5}));
     state->setSplitMode(4);
     QCOMPARE(state->split(0).insets.size(), 1);
     QVERIFY(state->split(3).isFree());
@@ -272,7 +272,7 @@ void TestVideoWallState::replacesTheDetailViewsOfASplit()
     showLive(1, 0);
     state->setDetailViews(0, {{0, cutOut(0, 0, 0.5, 0.5)}, {1, object(7)}});
     state->setDetailViews(0, {{2, object(8)}});
-    QCOMPARE(state->split(0).insets.keys(), QList<int>{2});
+    QCOMPARE(state->split(0).insets.keys(), QList<int> {2});
     state->setDetailViews(0, {});
     QVERIFY(state->split(0).insets.isEmpty());
     state->setDetailViews(9, {{2, object(8)}});
@@ -296,7 +296,7 @@ void TestVideoWallState::dropsViewsOfThePictureWithThePicture()
     showLive(1, 0, true);
     QCOMPARE(state->split(0).insets.size(), 2); // still the same camera
     showLive(2, 0);
-    QCOMPARE(state->split(0).insets.keys(), QList<int>{1});
+    QCOMPARE(state->split(0).insets.keys(), QList<int> {1});
 }
 
 void TestVideoWallState::playsWithinTheLimits_data()
@@ -311,14 +311,14 @@ void TestVideoWallState::playsWithinTheLimits_data()
     const qint64 minute = 60'000;
     const qint64 largest = std::numeric_limits<qint64>::max();
     const qint64 latest = 253'402'300'799'999;
-    QTest::newRow("from the start of the track") << qint64{-1} << qint64{0} << qint64{0} << track << track + minute;
+    QTest::newRow("from the start of the track") << qint64 {-1} << qint64 {0} << qint64 {0} << track << track + minute;
     QTest::newRow("from the start of the limits")
-        << qint64{-1} << track + 5 << track + minute << track + 5 << track + minute;
-    QTest::newRow("from a time") << track + 9 << qint64{0} << qint64{0} << track + 9 << track + 9 + minute;
-    QTest::newRow("a time before the track") << qint64{9} << qint64{0} << qint64{0} << qint64{9} << 9 + minute;
-    QTest::newRow("a time before the limits") << qint64{9} << track << qint64{0} << track << track + minute;
+        << qint64 {-1} << track + 5 << track + minute << track + 5 << track + minute;
+    QTest::newRow("from a time") << track + 9 << qint64 {0} << qint64 {0} << track + 9 << track + 9 + minute;
+    QTest::newRow("a time before the track") << qint64 {9} << qint64 {0} << qint64 {0} << qint64 {9} << 9 + minute;
+    QTest::newRow("a time before the limits") << qint64 {9} << track << qint64 {0} << track << track + minute;
     QTest::newRow("limits the wrong way round") << track << track + minute << track + 5 << track + 5 << track + minute;
-    QTest::newRow("a time beyond all calendars") << largest << qint64{0} << largest << latest << latest;
+    QTest::newRow("a time beyond all calendars") << largest << qint64 {0} << largest << latest << latest;
 }
 
 void TestVideoWallState::playsWithinTheLimits()
