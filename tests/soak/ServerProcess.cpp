@@ -61,6 +61,18 @@ qint64 ServerProcess::residentBytes() const
     return file.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);
 }
 
+qint64 ServerProcess::processorMs() const
+{
+    QFile file(QStringLiteral("/proc/%1/stat").arg(process.processId()));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    const QByteArray all = file.readAll();
+    const QList<QByteArray> fields = all.sliced(all.lastIndexOf(')') + 2).split(' '); // from the third on
+    constexpr qsizetype user = 11;
+    constexpr qsizetype system = 12;
+    return (fields.value(user).toLongLong() + fields.value(system).toLongLong()) * 1000 / sysconf(_SC_CLK_TCK);
+}
+
 bool ServerProcess::forbidMoreDescriptors() const
 {
     // The limit is on the number of a new descriptor, which is the lowest that is free.

@@ -20,6 +20,8 @@ public:
     quint16 port() const { return serverPort; }
     int openDescriptors() const;
     qint64 residentBytes() const;
+    /// The time that the process has computed.
+    qint64 processorMs() const;
     /// Lets the process keep its descriptors and open no more.
     bool forbidMoreDescriptors() const;
     /// What it has written to its standard error so far.

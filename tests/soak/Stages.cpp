@@ -329,6 +329,12 @@ void runWithoutDescriptors(const Options&, Report& report)
     for (const auto& client : clients)
         served += isServed(*client) ? 1 : 0;
     report.check(served == places, QStringLiteral("the %1 clients that are there are served").arg(served));
+    constexpr int observationMs = 2000;
+    const qint64 computed = server.processorMs();
+    waitFor([] { return false; }, observationMs);
+    const qint64 spent = server.processorMs() - computed;
+    report.check(spent < observationMs / 4,
+        QStringLiteral("the server has computed for %1 ms in the next %2 s").arg(spent).arg(observationMs / 1000));
     report.check(!waiting.isEncrypted(), QStringLiteral("the one that came too late is not served"));
 
     clients.pop_back();
