@@ -323,8 +323,8 @@ void runWithoutDescriptors(const Options&, Report& report)
     const auto errorIsLogged = [&] {
         return !server.errorLines().filter(QStringLiteral("OrvaneConnection server error:")).isEmpty();
     };
-    report.check(waitFor(errorIsLogged, 10000),
-        QStringLiteral("the accept error is logged: %1").arg(server.errorLines().join(u'|')));
+    const bool isLogged = waitFor(errorIsLogged, 10000);
+    report.check(isLogged, QStringLiteral("the accept error is logged: %1").arg(server.errorLines().join(u'|')));
     int served = 0;
     for (const auto& client : clients)
         served += isServed(*client) ? 1 : 0;
