@@ -61,6 +61,12 @@ void ClientModel::check()
             .arg(QString::fromUtf8(traffic->writes.join('|')), QString::fromUtf8(expected.join('|'))));
 }
 
+void ClientModel::checkAllIsRead() const
+{
+    if (!released && callInProgress.isEmpty())
+        require(socket->bytesAvailable() == 0, QStringLiteral("what came during a call is not read"));
+}
+
 /// Dispatches up to the message that calls the host; empty when none does.
 QString ClientModel::nextHostCall()
 {

@@ -41,6 +41,8 @@ public:
     void endRefresh();
     /// The connection ends here.
     void release();
+    /// Everything that has come was read, unless the host is in the middle of a call.
+    void checkAllIsRead() const;
     /// What has been written is what had to be.
     void check();
 

@@ -326,6 +326,7 @@ void Session::reportReadyRead()
     reading.push_back(sender);
     Q_EMIT sender->socket->readyRead();
     reading.pop_back();
+    sender->checkAllIsRead();
     sender->check();
 }
 
