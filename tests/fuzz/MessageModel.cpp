@@ -1,0 +1,13 @@
+#include "MessageModel.h"
+
+QStringList MessageModel::take(const QByteArray& read)
+{
+    const QString terminator = QStringLiteral("\r\n\r\n");
+    rest += QString::fromUtf8(read);
+    QStringList messages;
+    for (qsizetype end = rest.indexOf(terminator); end >= 0; end = rest.indexOf(terminator)) {
+        messages += rest.left(end);
+        rest = rest.mid(end + terminator.size());
+    }
+    return messages;
+}

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+/// The definition of a message, as plainly as it can be written: a read is decoded on its own, joined to what came
+/// before, and each empty line ends a message.
+class MessageModel {
+public:
+    /// The messages that \a read completes.
+    QStringList take(const QByteArray& read);
+
+private:
+    QString rest;
+};

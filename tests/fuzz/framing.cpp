@@ -1,0 +1,61 @@
+#include "MemorySocket.h"
+#include "MessageModel.h"
+#include "Require.h"
+#include "Target.h"
+#include "XMLSocket.h"
+
+#include <utility>
+
+// Any bytes, in any cuts, are framed into the messages that the definition of a message gives; and a message that is
+// written ends with exactly one terminator. In the input a '|' ends a read, and "||" is the character itself.
+
+namespace {
+
+QList<QByteArray> readsOf(const QByteArray& input)
+{
+    QList<QByteArray> reads(1);
+    for (qsizetype i = 0; i < input.size(); ++i) {
+        if (input[i] != '|')
+            reads.last() += input[i];
+        else if (i + 1 < input.size() && input[i + 1] == '|')
+            reads.last() += input[i++];
+        else
+            reads.emplaceBack();
+    }
+    return reads;
+}
+
+void requireOneTerminator(XMLSocket& framing, MemorySocket& socket, const QString& message)
+{
+    framing.writeMessage(message);
+    const QByteArray terminator = "\r\n\r\n";
+    QByteArray expected = message.toUtf8();
+    if (!expected.endsWith(terminator))
+        expected += terminator;
+    require(socket.traffic->writes == QList<QByteArray> {expected},
+        QStringLiteral("the message is not written in one write, with one terminator"));
+    socket.traffic->writes.clear();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
+    MemorySocket socket;
+    XMLSocket framing(&socket);
+    MessageModel model;
+    const QList<QByteArray> reads = readsOf(input);
+    for (const QByteArray& read : reads) {
+        socket.put(read);
+        framing.readMessages();
+        const QStringList messages = std::exchange(framing.messages, {});
+        require(messages == model.take(read), QStringLiteral("other messages than the definition gives"));
+        for (const QString& message : messages) {
+            requireOneTerminator(framing, socket, message);
+            requireOneTerminator(framing, socket, message + MessageTerminator);
+            requireOneTerminator(framing, socket, message + QStringLiteral("\r\n\r"));
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,84 @@
+#include "Client.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QTimer>
+
+#include <sys/socket.h>
+
+namespace soak {
+
+bool waitFor(const std::function<bool()>& condition, int milliseconds)
+{
+    constexpr int wakeUpMs = 50; // so that a condition is looked at that no event goes with
+    QTimer wakeUp;
+    wakeUp.start(wakeUpMs);
+    const QDeadlineTimer deadline(milliseconds);
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+    }
+    return true;
+}
+
+void reset(QAbstractSocket& socket)
+{
+    const linger option {1, 0};
+    setsockopt(static_cast<int>(socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &option, sizeof option);
+    socket.abort();
+}
+
+Cycle::Cycle(quint16 port, Leaving leaving)
+    : leaving(leaving)
+{
+    connect(&socket, &QAbstractSocket::disconnected, this, [this] { done = true; });
+    connect(&socket, &QAbstractSocket::errorOccurred, this, [this] { failed = done = true; });
+    if (leaving == Leaving::InMidHandshake || leaving == Leaving::ByResetInMidHandshake) {
+        connect(&socket, &QAbstractSocket::connected, this, &Cycle::startHandshake);
+        socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
+        return;
+    }
+    connect(&socket, &QSslSocket::encrypted, this, &Cycle::talk);
+    connect(&socket, &QIODevice::readyRead, this, &Cycle::handleReply);
+    socket.open(port);
+}
+
+void Cycle::startHandshake()
+{
+    socket.write(QByteArrayLiteral("\x16\x03\x01\x02\x00\x01")); // a ClientHello breaks off in its header
+    socket.flush();
+    leave(leaving == Leaving::ByResetInMidHandshake);
+}
+
+void Cycle::talk()
+{
+    socket.loginAsOrvane();
+    if (leaving == Leaving::InMidMessage) {
+        socket.write("<setPreset><presetn");
+        leave(false);
+        return;
+    }
+    socket.send("<setPreset/>");
+}
+
+void Cycle::handleReply()
+{
+    const QByteArray expected = shortAcceptance("setPreset");
+    if (socket.received.size() < expected.size())
+        return;
+    failed = socket.received != expected;
+    leave(leaving == Leaving::ByResetAfterReply);
+}
+
+void Cycle::leave(bool byReset)
+{
+    if (byReset) {
+        reset(socket);
+        done = true;
+    } else {
+        socket.disconnectFromHost();
+    }
+}
+
+} // namespace soak

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "TlsClient.h"
+
+#include <functional>
+
+namespace soak {
+
+/// Runs the event loop until \a condition holds, waking up at every event. \return false when that took too long
+bool waitFor(const std::function<bool()>& condition, int milliseconds = 120000);
+
+/// Ends a connection with a reset instead of a close.
+void reset(QAbstractSocket& socket);
+
+/// One way of coming and going again.
+class Cycle : public QObject {
+    Q_OBJECT
+
+public:
+    enum class Leaving { AfterReply, InMidMessage, ByResetAfterReply, InMidHandshake, ByResetInMidHandshake };
+    static constexpr int LeavingCount = 5;
+
+    Cycle(quint16 port, Leaving leaving);
+
+    bool isDone() const { return done; }
+    bool wentWrong() const { return failed; }
+
+private:
+    void startHandshake();
+    void talk();
+    void handleReply();
+    void leave(bool byReset);
+
+    TlsClient socket;
+    Leaving leaving;
+    bool done = false;
+    bool failed = false;
+};
+
+} // namespace soak

@@ -1,0 +1,98 @@
+#include "ServerProcess.h"
+
+#include "TlsClient.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace soak {
+
+namespace {
+constexpr int PatienceMs = 60000;
+}
+
+ServerProcess::ServerProcess()
+    : serverPort(freePort())
+{
+}
+
+ServerProcess::~ServerProcess()
+{
+    if (isRunning())
+        stop();
+}
+
+bool ServerProcess::start()
+{
+    process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--serve"), QString::number(serverPort)});
+    if (process.waitForReadyRead(PatienceMs) && process.readAllStandardOutput().startsWith("listening"))
+        return true;
+    std::fprintf(stderr, "The server did not start: %s\n", process.readAllStandardError().constData());
+    return false;
+}
+
+bool ServerProcess::stop()
+{
+    process.closeWriteChannel();
+    return process.waitForFinished(PatienceMs) && process.exitStatus() == QProcess::NormalExit
+        && process.exitCode() == 0;
+}
+
+int ServerProcess::openDescriptors() const
+{
+    return static_cast<int>(descriptors().size());
+}
+
+QStringList ServerProcess::descriptors() const
+{
+    const QDir directory(QStringLiteral("/proc/%1/fd").arg(process.processId()));
+    return directory.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+}
+
+qint64 ServerProcess::residentBytes() const
+{
+    QFile file(QStringLiteral("/proc/%1/statm").arg(process.processId()));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    return file.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);
+}
+
+qint64 ServerProcess::processorMs() const
+{
+    QFile file(QStringLiteral("/proc/%1/stat").arg(process.processId()));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    const QByteArray all = file.readAll();
+    const QList<QByteArray> fields = all.sliced(all.lastIndexOf(')') + 2).split(' '); // from the third on
+    constexpr qsizetype user = 11;
+    constexpr qsizetype system = 12;
+    return (fields.value(user).toLongLong() + fields.value(system).toLongLong()) * 1000 / sysconf(_SC_CLK_TCK);
+}
+
+bool ServerProcess::forbidMoreDescriptors() const
+{
+    // The limit is on the number of a new descriptor, which is the lowest that is free.
+    const QStringList open = descriptors();
+    int lowestFree = 0;
+    while (open.contains(QString::number(lowestFree)))
+        ++lowestFree;
+
+    const auto pid = static_cast<pid_t>(process.processId());
+    rlimit limit {};
+    if (prlimit(pid, RLIMIT_NOFILE, nullptr, &limit) != 0)
+        return false;
+    limit.rlim_cur = static_cast<rlim_t>(lowestFree);
+    return prlimit(pid, RLIMIT_NOFILE, &limit, nullptr) == 0;
+}
+
+QStringList ServerProcess::errorLines()
+{
+    errors += process.readAllStandardError();
+    return QString::fromUtf8(errors).split(u'\n', Qt::SkipEmptyParts);
+}
+
+} // namespace soak

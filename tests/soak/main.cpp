@@ -1,0 +1,90 @@
+#include "Host.h"
+#include "Stages.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+
+#include <cstdio>
+#include <optional>
+#include <sys/resource.h>
+
+namespace {
+
+constexpr int UsageStatus = 2;
+
+/// The value of a number option, at least 1; nothing, with a message, when it is none.
+std::optional<int> number(const QCommandLineParser& parser, const QString& option)
+{
+    bool isNumber = false;
+    const int value = parser.value(option).toInt(&isNumber);
+    if (isNumber && value > 0)
+        return value;
+    std::fprintf(stderr, "--%s: not a number above 0: \"%s\"\n", qPrintable(option), qPrintable(parser.value(option)));
+    return {};
+}
+
+/// Server and clients both need one descriptor for each client.
+bool raiseDescriptorLimit(int clients)
+{
+    constexpr rlim_t others = 64;
+    const rlim_t needed = static_cast<rlim_t>(clients) + others;
+    rlimit limit {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur >= needed)
+        return true;
+    limit.rlim_cur = needed;
+    if (needed <= limit.rlim_max && setrlimit(RLIMIT_NOFILE, &limit) == 0)
+        return true;
+    std::fprintf(stderr,
+        "%d clients need %llu open files, but only %llu are allowed: raise the limit (ulimit -Hn %llu, as root), or "
+        "take fewer (--clients).\n",
+        clients, static_cast<unsigned long long>(needed), static_cast<unsigned long long>(limit.rlim_max),
+        static_cast<unsigned long long>(needed));
+    return false;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    const QCoreApplication application(argc, argv);
+    const soak::Options defaults;
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Puts the server under load over TLS on the loopback address: many clients at once, many that come and go,\n"
+        "clients that misbehave, and a lack of descriptors. Ends with status 0 when every check passed, else with 1."));
+    parser.addHelpOption();
+    parser.addOptions({
+        {QStringLiteral("clients"), QStringLiteral("Clients at once."), QStringLiteral("number"),
+            QString::number(defaults.clients)},
+        {QStringLiteral("cycles"), QStringLiteral("Clients that come and go."), QStringLiteral("number"),
+            QString::number(defaults.cycles)},
+        {QStringLiteral("round-trips"), QStringLiteral("Commands that are timed while clients misbehave."),
+            QStringLiteral("number"), QString::number(defaults.roundTrips)},
+    });
+    QCommandLineOption serve(QStringLiteral("serve"), QString(), QStringLiteral("port"));
+    serve.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOption(serve);
+    parser.process(application);
+    if (!parser.positionalArguments().isEmpty()) {
+        std::fprintf(stderr, "Unexpected argument: %s\n", qPrintable(parser.positionalArguments().constFirst()));
+        return UsageStatus;
+    }
+    if (parser.isSet(serve))
+        return soak::serve(parser.value(serve).toUShort());
+
+    const auto clients = number(parser, QStringLiteral("clients"));
+    const auto cycles = number(parser, QStringLiteral("cycles"));
+    const auto roundTrips = number(parser, QStringLiteral("round-trips"));
+    if (!clients || !cycles || !roundTrips || !raiseDescriptorLimit(*clients))
+        return UsageStatus;
+
+    const soak::Options options {*clients, *cycles, *roundTrips};
+    soak::Report report;
+    soak::runCycles(options, report);
+    soak::runManyClients(options, report);
+    soak::runMisbehaviour(options, report);
+    soak::runWithoutDescriptors(options, report);
+    report.end();
+    return report.passed() ? 0 : 1;
+}
