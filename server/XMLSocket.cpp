@@ -1,10 +1,25 @@
 #include "XMLSocket.h"
 
 #include <QMutexLocker>
+#include <QStringDecoder>
 #include <QTcpSocket>
 
 #include <algorithm>
 #include <utility>
+
+namespace {
+
+/// Goes from one carriage return to the next: looking for a single character is what Qt does many at a time.
+qsizetype findTerminator(QStringView text, qsizetype from)
+{
+    for (qsizetype position = from; (position = text.indexOf(u'\r', position)) >= 0; ++position) {
+        if (text.mid(position, MessageTerminator.size()) == MessageTerminator)
+            return position;
+    }
+    return -1;
+}
+
+} // namespace
 
 XMLSocket::XMLSocket(QTcpSocket* socket)
     : socket(socket)
@@ -19,9 +34,9 @@ XMLSocket::~XMLSocket()
 
 void XMLSocket::readMessages()
 {
-    receiveBuffer += QString::fromUtf8(socket->readAll());
+    decodeIntoReceiveBuffer(socket->readAll());
 
-    const qsizetype firstTerminator = receiveBuffer.indexOf(MessageTerminator, searchedLength);
+    const qsizetype firstTerminator = findTerminator(receiveBuffer, searchedLength);
     if (firstTerminator < 0) {
         // The last three characters may be the beginning of a terminator; the text before them is never searched again.
         searchedLength = std::max<qsizetype>(0, receiveBuffer.size() - (MessageTerminator.size() - 1));
@@ -30,15 +45,31 @@ void XMLSocket::readMessages()
     splitReceiveBuffer(firstTerminator);
 }
 
+/// The result is that of appending QString::fromUtf8(bytes), without the text in between.
+void XMLSocket::decodeIntoReceiveBuffer(const QByteArray& bytes)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const qsizetype length = receiveBuffer.size();
+    receiveBuffer.resize(length + decoder.requiredSpace(bytes.size()));
+    const QChar* const end = decoder.appendToBuffer(receiveBuffer.data() + length, bytes);
+    receiveBuffer.truncate(end - receiveBuffer.constData());
+}
+
 void XMLSocket::splitReceiveBuffer(qsizetype firstTerminator)
 {
-    // The first message takes the buffer over instead of copying from it: it is the one that can be large.
-    const qsizetype rest = firstTerminator + MessageTerminator.size();
-    messages = QStringView(receiveBuffer).mid(rest).toString().split(MessageTerminator, Qt::KeepEmptyParts);
-    receiveBuffer.truncate(firstTerminator);
-    messages.prepend(std::exchange(receiveBuffer, {}));
-    receiveBuffer = messages.takeLast();
+    QString received = std::exchange(receiveBuffer, {});
     searchedLength = 0;
+
+    messages.clear();
+    messages.append(QString());
+    qsizetype begin = firstTerminator + MessageTerminator.size();
+    for (qsizetype end; (end = findTerminator(received, begin)) >= 0; begin = end + MessageTerminator.size())
+        messages.append(received.mid(begin, end - begin));
+    receiveBuffer = received.mid(begin);
+
+    // The first message takes the text over instead of copying from it: it is the one that can be large.
+    received.truncate(firstTerminator);
+    messages.first() = std::move(received);
 }
 
 void XMLSocket::writeMessage(const QString& message)

@@ -5,12 +5,19 @@
 
 #include <QXmlStreamWriter>
 
+namespace {
+
+constexpr QStringView ParamValueName = u"paramvalue";
+
+} // namespace
+
 XmlCommandReader::XmlCommandReader() = default;
 XmlCommandReader::~XmlCommandReader() = default;
 
 bool XmlCommandReader::parseCommand(const QString& text)
 {
     document = text;
+    parameters.reserve(text.size());
     xmlReader.addData(text);
     if (readRootElement())
         readParameters();
@@ -53,17 +60,17 @@ void XmlCommandReader::readParameters()
 
 void XmlCommandReader::readElement(ElementPath& path)
 {
-    path.enter(xmlReader.name());
-    int& count = occurrenceCounts[path.key(u"index")];
-    if (count > 0)
-        path.appendOccurrence(count);
-    ++count;
+    path.enter(parameters.nextOccurrence(parameters.child(path.key(), xmlReader.name())));
+    readAttributes(path.key());
+    readElementText(path);
+}
 
+/// The list of the attributes is let go before the next token: the XML reader would make itself another one.
+void XmlCommandReader::readAttributes(ParameterTree::Node element)
+{
     const QXmlStreamAttributes attributes = xmlReader.attributes();
     for (const QXmlStreamAttribute& attribute : attributes)
-        parameters.insert(path.key(attribute.name()), attribute.value().toString());
-
-    readElementText(path);
+        parameters.setValue(parameters.child(element, attribute.name()), attribute.value());
 }
 
 void XmlCommandReader::readElementText(ElementPath& path)
@@ -71,12 +78,12 @@ void XmlCommandReader::readElementText(ElementPath& path)
     xmlReader.readNext();
     if (xmlReader.isStartElement() && xmlReader.attributes().isEmpty()) {
         // Not counted, and not captured where it is a "paramvalue". A child with attributes is left to the walk.
-        path.enter(xmlReader.name());
+        path.enter(parameters.child(path.key(), xmlReader.name()));
         xmlReader.readNext();
     }
     if (!xmlReader.isCharacters())
         return;
-    parameters.insert(path.text(), xmlReader.text().toString());
+    parameters.setValue(path.key(), xmlReader.text());
     xmlReader.readNext();
 }
 
@@ -105,38 +112,46 @@ void XmlCommandReader::captureParamValue(ElementPath& path)
     } while (!xmlReader.hasError());
 
     if (!content.isEmpty())
-        parameters.insert(QStringLiteral("paramvalue"), content);
+        parameters.setValue(parameters.node(ParamValueName), content);
 }
 
 bool XmlCommandReader::isParamValue() const
 {
-    return xmlReader.name() == QLatin1String("paramvalue");
+    return xmlReader.name() == ParamValueName;
+}
+
+/// The node of a parameter that is there.
+std::optional<ParameterTree::Node> XmlCommandReader::find(QStringView key) const
+{
+    const std::optional<ParameterTree::Node> node = parameters.find(key);
+    return node && parameters.hasValue(*node) ? node : std::nullopt;
 }
 
 bool XmlCommandReader::hasParameter(const QString& key) const
 {
-    return parameters.contains(key);
+    return find(key).has_value();
 }
 
 QString XmlCommandReader::stringParameter(const QString& key, const QString& defaultValue) const
 {
-    return parameters.value(key, defaultValue);
+    const auto parameter = find(key);
+    return parameter ? parameters.value(*parameter).toString() : defaultValue;
 }
 
 int XmlCommandReader::intParameter(const QString& key, int defaultValue) const
 {
-    const auto parameter = parameters.constFind(key);
-    if (parameter == parameters.constEnd())
+    const auto parameter = find(key);
+    if (!parameter)
         return defaultValue;
-    const QString& value = parameter.value();
+    const QStringView value = parameters.value(*parameter);
     if (value.startsWith(QLatin1String("0x")))
-        return static_cast<int>(value.mid(2).toUpper().toUInt(nullptr, 16)); // eight F digits are -1
+        return static_cast<int>(value.mid(2).toString().toUpper().toUInt(nullptr, 16)); // eight F digits are -1
     return value.toInt();
 }
 
 void XmlCommandReader::setParameter(const QString& key, const QString& value)
 {
-    parameters.insert(key, value);
+    parameters.setValue(parameters.node(key), value);
 }
 
 QString XmlCommandReader::acceptedReply(
@@ -152,9 +167,8 @@ QString XmlCommandReader::echoTags(const QStringList& names) const
 {
     QString tags;
     for (const QString& name : names + QStringList(QStringLiteral("commandtag"))) {
-        const auto parameter = parameters.constFind(name);
-        if (parameter != parameters.constEnd())
-            tags += QStringLiteral("<%1>%2</%1>").arg(name, escapedText(parameter.value()));
+        if (const auto parameter = find(name))
+            tags += QStringLiteral("<%1>%2</%1>").arg(name, escapedText(parameters.value(*parameter).toString()));
     }
     return tags;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QMap>
+#include "ParameterTree.h"
+
 #include <QString>
 #include <QStringList>
 #include <QStringView>
@@ -69,14 +70,15 @@ private:
     bool readRootElement();
     void readParameters();
     void readElement(ElementPath& path);
+    void readAttributes(ParameterTree::Node element);
     void readElementText(ElementPath& path);
     void captureParamValue(ElementPath& path);
     bool isParamValue() const;
+    std::optional<ParameterTree::Node> find(QStringView key) const;
     QString echoTags(const QStringList& names) const;
 
     QXmlStreamReader xmlReader;
     QString rootName;
     QString document;
-    QMap<QString, QString> parameters;
-    QMap<QString, int> occurrenceCounts; ///< by path + "/index": how often that path has been met
+    ParameterTree parameters;
 };
