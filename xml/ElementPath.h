@@ -12,10 +12,8 @@
  */
 class ElementPath {
 public:
-    /// Enters a child element with a key of its own.
+    /// Enters a child element; with the current key it adds no segment to the keys of its content.
     void enter(ParameterTree::Node key);
-    /// Enters a child element that adds no segment to the keys of its content.
-    void enterWithoutSegment() { enter(current); }
     /// Leaves the element entered last. At the root there is none, and its end tag changes nothing.
     void leave();
 

@@ -91,12 +91,13 @@ void ParameterTree::setValue(Node node, QStringView value)
 
 qsizetype ParameterTree::size() const
 {
-    return sizeOfNode(0, texts.size()) + (entries.size() - 1) * sizeOfNode(0, 0);
+    return sizeOf(entries.size(), texts.size());
 }
 
-qsizetype ParameterTree::sizeOfNode(qsizetype segmentLength, qsizetype valueLength)
+qsizetype ParameterTree::sizeOf(qsizetype nodes, qsizetype characters)
 {
-    return qsizetype(sizeof(Entry) + 2 * sizeof(Node)) + (segmentLength + valueLength) * qsizetype(sizeof(char16_t));
+    constexpr auto nodeSize = static_cast<qsizetype>(sizeof(Entry) + 2 * sizeof(Node));
+    return nodes * nodeSize + characters * static_cast<qsizetype>(sizeof(QChar));
 }
 
 QMap<QString, QString> ParameterTree::values() const

@@ -49,8 +49,8 @@ public:
 
     /// What the tree holds, in bytes.
     qsizetype size() const;
-    /// An upper bound of what a node with a segment and a value of these lengths, in characters, adds to size().
-    static qsizetype sizeOfNode(qsizetype segmentLength, qsizetype valueLength);
+    /// What a number of nodes with that many characters in all take, in bytes.
+    static qsizetype sizeOf(qsizetype nodes, qsizetype characters);
 
     /// All values by their keys, for whoever wants to look at all of them.
     QMap<QString, QString> values() const;

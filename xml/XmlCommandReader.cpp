@@ -1,5 +1,6 @@
 #include "XmlCommandReader.h"
 
+#include "DocumentLimits.h"
 #include "ElementPath.h"
 #include "ReplyTemplates.h"
 
@@ -8,6 +9,9 @@
 namespace {
 
 constexpr QStringView ParamValueName = u"paramvalue";
+
+/// The most that an occurrence adds to a name.
+constexpr qsizetype OccurrenceDigits = 10;
 
 } // namespace
 
@@ -18,7 +22,10 @@ bool XmlCommandReader::parseCommand(const QString& text)
 {
     document = text;
     parameters.reserve(text.size());
-    xmlReader.addData(text);
+    budget = parameterBudget(text);
+    xmlReader.setEntityExpansionLimit(DoctypeExpansionLimit);
+    const qsizetype length = readableLength(text);
+    xmlReader.addData(length == text.size() ? text : text.first(length));
     if (readRootElement())
         readParameters();
     return !xmlReader.hasError();
@@ -30,6 +37,8 @@ bool XmlCommandReader::readRootElement()
         if (xmlReader.atEnd())
             return false;
         xmlReader.readNext();
+        if (xmlReader.isDTD())
+            checkDoctype();
     }
 
     // The local name of a well-formed root holds no colon.
@@ -38,6 +47,37 @@ bool XmlCommandReader::readRootElement()
         rootName = rootName.section(u':', 1, 1);
     xmlReader.readNext();
     return true;
+}
+
+void XmlCommandReader::checkDoctype()
+{
+    if (xmlReader.text().size() > MaximumDoctypeLength)
+        xmlReader.raiseError(QStringLiteral("Document type declaration too long"));
+    xmlReader.setEntityExpansionLimit(entityExpansionLimit(document));
+}
+
+/// Whether the parameters may take that many characters more, in up to two nodes; an error otherwise.
+bool XmlCommandReader::hasRoomFor(qsizetype characters)
+{
+    if (parameters.size() + ParameterTree::sizeOf(2, characters) <= budget)
+        return true;
+    xmlReader.raiseError(QStringLiteral("Parameters too large for the document"));
+    return false;
+}
+
+bool XmlCommandReader::enter(ElementPath& path, ParameterTree::Node key)
+{
+    path.enter(key);
+    if (path.depth() <= MaximumDepth)
+        return true;
+    xmlReader.raiseError(QStringLiteral("Elements nested too deep"));
+    return false;
+}
+
+void XmlCommandReader::store(ParameterTree::Node key, QStringView value)
+{
+    if (hasRoomFor(value.size()))
+        parameters.setValue(key, value);
 }
 
 void XmlCommandReader::readParameters()
@@ -60,7 +100,11 @@ void XmlCommandReader::readParameters()
 
 void XmlCommandReader::readElement(ElementPath& path)
 {
-    path.enter(parameters.nextOccurrence(parameters.child(path.key(), xmlReader.name())));
+    const QStringView name = xmlReader.name();
+    if (!hasRoomFor(2 * (name.size() + OccurrenceDigits)))
+        return;
+    if (!enter(path, parameters.nextOccurrence(parameters.child(path.key(), name))))
+        return;
     readAttributes(path.key());
     readElementText(path);
 }
@@ -69,8 +113,11 @@ void XmlCommandReader::readElement(ElementPath& path)
 void XmlCommandReader::readAttributes(ParameterTree::Node element)
 {
     const QXmlStreamAttributes attributes = xmlReader.attributes();
-    for (const QXmlStreamAttribute& attribute : attributes)
+    for (const QXmlStreamAttribute& attribute : attributes) {
+        if (!hasRoomFor(attribute.name().size() + attribute.value().size()))
+            return;
         parameters.setValue(parameters.child(element, attribute.name()), attribute.value());
+    }
 }
 
 void XmlCommandReader::readElementText(ElementPath& path)
@@ -78,12 +125,13 @@ void XmlCommandReader::readElementText(ElementPath& path)
     xmlReader.readNext();
     if (xmlReader.isStartElement() && xmlReader.attributes().isEmpty()) {
         // Not counted, and not captured where it is a "paramvalue". A child with attributes is left to the walk.
-        path.enter(parameters.child(path.key(), xmlReader.name()));
+        if (!hasRoomFor(xmlReader.name().size()) || !enter(path, parameters.child(path.key(), xmlReader.name())))
+            return;
         xmlReader.readNext();
     }
     if (!xmlReader.isCharacters())
         return;
-    parameters.setValue(path.key(), xmlReader.text());
+    store(path.key(), xmlReader.text());
     xmlReader.readNext();
 }
 
@@ -92,13 +140,14 @@ void XmlCommandReader::captureParamValue(ElementPath& path)
 {
     QString content;
     QXmlStreamWriter writer(&content);
-    path.enterWithoutSegment();
+    path.enter(path.key());
     do {
         xmlReader.readNext();
         if (xmlReader.isStartElement()) {
             if (isParamValue())
                 break;
-            path.enterWithoutSegment();
+            if (!enter(path, path.key()))
+                break;
             writer.writeStartElement(xmlReader.name().toString());
             writer.writeAttributes(xmlReader.attributes());
         } else if (xmlReader.isEndElement()) {
@@ -109,10 +158,12 @@ void XmlCommandReader::captureParamValue(ElementPath& path)
         } else if (xmlReader.isCharacters()) {
             writer.writeCharacters(xmlReader.text().toString());
         }
+        if (content.size() > ParamValueCharactersPerCharacter * document.size())
+            xmlReader.raiseError(QStringLiteral("A paramvalue too large for the document"));
     } while (!xmlReader.hasError());
 
     if (!content.isEmpty())
-        parameters.setValue(parameters.node(ParamValueName), content);
+        store(parameters.node(ParamValueName), content);
 }
 
 bool XmlCommandReader::isParamValue() const

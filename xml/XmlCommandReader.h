@@ -37,6 +37,9 @@ public:
     /**
      * Reads a document.
      *
+     * A document that would cost more than an honest one can, by the bounds of DocumentLimits.h, is taken for malformed
+     * from there on.
+     *
      * \return true for a well-formed document. After false the name and the parameters that came before the first error
      *         can be read all the same.
      */
@@ -69,6 +72,10 @@ private:
 
     bool readRootElement();
     void readParameters();
+    void checkDoctype();
+    bool hasRoomFor(qsizetype characters);
+    bool enter(ElementPath& path, ParameterTree::Node key);
+    void store(ParameterTree::Node key, QStringView value);
     void readElement(ElementPath& path);
     void readAttributes(ParameterTree::Node element);
     void readElementText(ElementPath& path);
@@ -81,4 +88,5 @@ private:
     QString rootName;
     QString document;
     ParameterTree parameters;
+    qsizetype budget = 0; ///< the most that the parameters of the document may take, in bytes
 };
