@@ -1,12 +1,15 @@
 #include "ComparisonTable.h"
 #include "Documents.h"
+#include "HostileDocuments.h"
 #include "OrvaneConnection.h"
 #include "OrvaneInterface.h"
+#include "RecorderListReply.h"
 #include "ReplaySocket.h"
 #include "XMLSocket.h"
 #include "XmlCommandReader.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QXmlStreamReader>
 
 #include <benchmark/benchmark.h>
@@ -92,9 +95,72 @@ Comparison receiving(qsizetype size, double atMost)
         [message](State& state) { receiveByAppending(state, message); }};
 }
 
+/// 1,000 recorders with 16 tracks each.
+std::vector<RecorderEntry> recorders()
+{
+    std::vector<RecorderEntry> list(1000);
+    for (size_t index = 0; index < list.size(); ++index) {
+        RecorderEntry& recorder = list[index];
+        recorder.name = "Recorder number " + std::to_string(index);
+        recorder.ip = "192.0.2." + std::to_string(index % 256);
+        recorder.userName = "operator";
+        recorder.password = "a password";
+        recorder.maxNumChannels = 16;
+        for (int track = 0; track < 16; ++track)
+            recorder.tracks.push_back("Camera " + std::to_string(track) + " at the entrance");
+    }
+    return list;
+}
+
+void buildRecorderList(State& state)
+{
+    const std::vector<RecorderEntry> list = recorders();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(OrvaneInterface::recorderListReply(list, true).size());
+}
+
+void joinRecorderTexts(State& state)
+{
+    const std::vector<RecorderEntry> list = recorders();
+    for (auto _ : state) {
+        QString text;
+        const auto append = [&](const std::string& part) { text += QString::fromStdString(part); };
+        for (const RecorderEntry& recorder : list) {
+            append(recorder.name);
+            append(recorder.ip);
+            append(recorder.userName);
+            append(recorder.password);
+            text += QString::number(recorder.maxNumChannels);
+            for (const std::string& track : recorder.tracks)
+                append(track);
+        }
+        benchmark::DoNotOptimize(text.size());
+    }
+}
+
+/// The time of the slowest of three runs for each document.
+void measureHostileDocuments(ComparisonTable& table)
+{
+    constexpr double allowed = 1000;
+    constexpr int runs = 3;
+    const QList<HostileDocument> documents = hostileDocuments(MiB);
+    for (const HostileDocument& document : documents) {
+        double slowest = 0;
+        for (int repetition = 0; repetition < runs; ++repetition) {
+            QElapsedTimer timer;
+            timer.start();
+            XmlCommandReader reader;
+            reader.parseCommand(document.text);
+            slowest = std::max(slowest, static_cast<double>(timer.nsecsElapsed()) / 1e6);
+        }
+        table.add({QLatin1String("1 MiB: ") + QLatin1String(document.shape), slowest, QStringLiteral("one second"),
+            allowed, QStringLiteral("ms"), 1});
+    }
+}
+
 void run(benchmark::internal::Benchmark* benchmark)
 {
-    benchmark->Unit(benchmark::kMicrosecond)->MinTime(0.05)->Repetitions(9)->ReportAggregatesOnly();
+    benchmark->Unit(benchmark::kMicrosecond)->MinTime(0.05)->Repetitions(15)->ReportAggregatesOnly();
 }
 
 /// Collects the medians by the names of the benchmarks, instead of printing everything.
@@ -123,6 +189,8 @@ std::vector<Comparison> comparisons()
         receiving(4 * MiB, 1.5),
         receiving(16 * MiB, 1.5),
         receiving(64 * MiB, 1.5),
+        {"build the list of 1,000 recorders with 16 tracks each", "converting and joining the same texts", 2,
+            buildRecorderList, joinRecorderTexts},
     };
 }
 
@@ -147,6 +215,7 @@ int main(int argc, char** argv)
             QString::fromStdString(comparison.limitedBy), reporter.medians[comparison.what + "|limit"],
             QStringLiteral("us"), comparison.atMost});
     }
+    measureHostileDocuments(table);
     ComparisonTable::printHeading();
     table.print();
 }

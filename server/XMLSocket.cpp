@@ -1,7 +1,8 @@
 #include "XMLSocket.h"
 
+#include "AppendUtf8.h"
+
 #include <QMutexLocker>
-#include <QStringDecoder>
 #include <QTcpSocket>
 
 #include <algorithm>
@@ -34,7 +35,7 @@ XMLSocket::~XMLSocket()
 
 void XMLSocket::readMessages()
 {
-    decodeIntoReceiveBuffer(socket->readAll());
+    appendUtf8(receiveBuffer, socket->readAll());
 
     const qsizetype firstTerminator = findTerminator(receiveBuffer, searchedLength);
     if (firstTerminator < 0) {
@@ -43,16 +44,6 @@ void XMLSocket::readMessages()
         return;
     }
     splitReceiveBuffer(firstTerminator);
-}
-
-/// The result is that of appending QString::fromUtf8(bytes), without the text in between.
-void XMLSocket::decodeIntoReceiveBuffer(const QByteArray& bytes)
-{
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const qsizetype length = receiveBuffer.size();
-    receiveBuffer.resize(length + decoder.requiredSpace(bytes.size()));
-    const QChar* const end = decoder.appendToBuffer(receiveBuffer.data() + length, bytes);
-    receiveBuffer.truncate(end - receiveBuffer.constData());
 }
 
 void XMLSocket::splitReceiveBuffer(qsizetype firstTerminator)

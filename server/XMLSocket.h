@@ -44,7 +44,6 @@ public:
     QList<QString> messages;
 
 private:
-    void decodeIntoReceiveBuffer(const QByteArray& bytes);
     void splitReceiveBuffer(qsizetype firstTerminator);
 
     qsizetype searchedLength = 0; ///< no terminator begins before this position in receiveBuffer

@@ -80,9 +80,14 @@ void tst_hostile_documents::keepsWhatCameBefore_data()
     QTest::newRow("an element with too many attributes")
         << QStringLiteral("<c") + attributes + QStringLiteral("/>") + closed;
     QTest::newRow("elements nested too deep")
-        << QStringLiteral("<c>").repeated(33) + QStringLiteral("</c>").repeated(33) + closed;
+        << QStringLiteral("<c>").repeated(65) + QStringLiteral("</c>").repeated(65) + closed;
+    QString namespaces;
+    for (int number = 0; number < 9; ++number)
+        namespaces += QStringLiteral(" xmlns:n%1='u'").arg(number);
+    QTest::newRow("an element that declares too many namespaces")
+        << QStringLiteral("<c") + namespaces + QStringLiteral("/>") + closed;
     QTest::newRow("elements nested too deep in a paramvalue") << QStringLiteral("<paramvalue>")
-            + QStringLiteral("<c>").repeated(32) + QStringLiteral("</c>").repeated(32) + QStringLiteral("</paramvalue>")
+            + QStringLiteral("<c>").repeated(64) + QStringLiteral("</c>").repeated(64) + QStringLiteral("</paramvalue>")
             + closed;
 }
 

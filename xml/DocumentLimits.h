@@ -7,11 +7,15 @@
 // bound is far from what the control system sends; a document is malformed from the point where it exceeds one.
 
 /// Elements inside one another, below the root. The commands have two; the content of a "paramvalue" some more.
-constexpr qsizetype MaximumDepth = 32;
+constexpr qsizetype MaximumDepth = 64;
 
 /// Attributes of one element. A subsplit has six. The XML reader compares each attribute of an element with each other
-/// one, and each prefix with each declaration around it: both grow with the square of this.
+/// one, which grows with the square of this.
 constexpr qsizetype MaximumAttributes = 64;
+
+/// Namespaces that one element declares. The control system declares one. The XML reader looks through all those that
+/// the elements around have declared whenever it meets a name.
+constexpr qsizetype MaximumNamespaceDeclarations = 8;
 
 /// Characters of a document type declaration, which the control system never sends. One that only names a document
 /// type is much shorter. Each default attribute that it declares is looked at again for each element.

@@ -68,9 +68,9 @@ bool XmlCommandReader::hasRoomFor(qsizetype characters)
 bool XmlCommandReader::enter(ElementPath& path, ParameterTree::Node key)
 {
     path.enter(key);
-    if (path.depth() <= MaximumDepth)
+    if (path.depth() <= MaximumDepth && xmlReader.namespaceDeclarations().size() <= MaximumNamespaceDeclarations)
         return true;
-    xmlReader.raiseError(QStringLiteral("Elements nested too deep"));
+    xmlReader.raiseError(QStringLiteral("Elements nested too deep, or too many namespaces"));
     return false;
 }
 

@@ -40,10 +40,10 @@ inline QList<HostileDocument> hostileDocuments(qsizetype size)
             QStringLiteral("<r") + numbered(QStringLiteral(" b%1=''"), size) + QStringLiteral("/>")},
         {"elements with as many attributes as are allowed",
             root(repeated(
-                QStringLiteral("<a") + numbered(QStringLiteral(" b%1=''"), 64 * 7) + QStringLiteral("/>"), size))},
+                QStringLiteral("<a") + numbered(QStringLiteral(" b%1=''"), 60 * 7) + QStringLiteral("/>"), size))},
         {"very many namespaces that every element looks through",
             QStringLiteral("<r>")
-                + repeated(QStringLiteral("<a") + numbered(QStringLiteral(" xmlns:b%1='u'"), 50 * 14) + u'>', 30 * 740)
+                + repeated(QStringLiteral("<a") + numbered(QStringLiteral(" xmlns:b%1='u'"), 7 * 13) + u'>', 60 * 93)
                 + repeated(QStringLiteral("<b/>"), size)},
         {"very many empty elements", root(repeated(QStringLiteral("<a/>"), size))},
         {"very many elements of different names", root(numbered(QStringLiteral("<a%1/>"), size))},
@@ -72,10 +72,12 @@ inline QList<HostileDocument> hostileDocuments(qsizetype size)
             QStringLiteral("<!DOCTYPE r [<!ATTLIST a b CDATA '") + QString(900, u'x') + QStringLiteral("'>]>")
                 + root(repeated(QStringLiteral("<a/>"), size))},
         {"many default attributes that every element has",
-            QStringLiteral("<!DOCTYPE r [<!ATTLIST a") + numbered(QStringLiteral(" b%1 CDATA ''"), 900)
+            QStringLiteral("<!DOCTYPE r [<!ATTLIST a") + numbered(QStringLiteral(" b%1 CDATA ''"), 450)
+                + QStringLiteral("><!ATTLIST a") + numbered(QStringLiteral(" c%1 CDATA ''"), 450)
                 + QStringLiteral(">]>") + root(repeated(QStringLiteral("<a/>"), size))},
         {"many default attributes of other elements",
-            QStringLiteral("<!DOCTYPE r [<!ATTLIST b") + numbered(QStringLiteral(" b%1 CDATA ''"), 900)
+            QStringLiteral("<!DOCTYPE r [<!ATTLIST b") + numbered(QStringLiteral(" b%1 CDATA ''"), 450)
+                + QStringLiteral("><!ATTLIST b") + numbered(QStringLiteral(" c%1 CDATA ''"), 450)
                 + QStringLiteral(">]>") + root(repeated(QStringLiteral("<a/>"), size))},
     };
 }
