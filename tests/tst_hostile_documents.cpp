@@ -84,8 +84,8 @@ void tst_hostile_documents::keepsWhatCameBefore_data()
     QString namespaces;
     for (int number = 0; number < 9; ++number)
         namespaces += QStringLiteral(" xmlns:n%1='u'").arg(number);
-    QTest::newRow("an element that declares too many namespaces")
-        << QStringLiteral("<c") + namespaces + QStringLiteral("/>") + closed;
+    QTest::newRow("an element that declares too many namespaces") << QStringLiteral("<c>").repeated(4)
+            + QStringLiteral("<c") + namespaces + QStringLiteral("/>") + QStringLiteral("</c>").repeated(4) + closed;
     QTest::newRow("elements nested too deep in a paramvalue") << QStringLiteral("<paramvalue>")
             + QStringLiteral("<c>").repeated(64) + QStringLiteral("</c>").repeated(64) + QStringLiteral("</paramvalue>")
             + closed;

@@ -17,6 +17,10 @@ constexpr qsizetype MaximumAttributes = 64;
 /// the elements around have declared whenever it meets a name.
 constexpr qsizetype MaximumNamespaceDeclarations = 8;
 
+/// Elements inside one another whose namespaces are not counted: asking for them costs time at each element, the
+/// commands go no deeper, and so few elements can declare few.
+constexpr qsizetype DepthWithoutNamespaceCheck = 4;
+
 /// Characters of a document type declaration, which the control system never sends. One that only names a document
 /// type is much shorter. Each default attribute that it declares is looked at again for each element.
 constexpr qsizetype MaximumDoctypeLength = 1024;

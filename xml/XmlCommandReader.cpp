@@ -65,9 +65,12 @@ bool XmlCommandReader::hasRoomFor(qsizetype characters)
     return false;
 }
 
+/// An error when the element stands too deep or declares too many namespaces.
 bool XmlCommandReader::enter(ElementPath& path, ParameterTree::Node key)
 {
     path.enter(key);
+    if (path.depth() <= DepthWithoutNamespaceCheck)
+        return true;
     if (path.depth() <= MaximumDepth && xmlReader.namespaceDeclarations().size() <= MaximumNamespaceDeclarations)
         return true;
     xmlReader.raiseError(QStringLiteral("Elements nested too deep, or too many namespaces"));
