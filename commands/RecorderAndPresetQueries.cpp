@@ -1,6 +1,8 @@
 #include "OrvaneConnection.h"
 
+#include "AppendUtf8.h"
 #include "OrvaneInterface.h"
+#include "RecorderListReply.h"
 #include "ReplyTemplates.h"
 #include "XmlCommandReader.h"
 
@@ -21,37 +23,26 @@ constexpr QLatin1String PresetListName("getPresetsListResponse");
 /// The length of an attribute without its value, more than enough; for reserving only.
 constexpr size_t AttributeLength = 24;
 
-void appendAttribute(QString& reply, QLatin1String name, const QString& value)
+void appendText(QString& reply, QLatin1String before, const std::string& text)
 {
-    reply += u' ';
-    reply += name;
-    reply += QLatin1String("=\"");
-    reply += value;
-    reply += u'"';
-}
-
-/// An element with nothing but a name.
-void appendNamedElement(QString& reply, QLatin1String element, const std::string& name)
-{
-    reply += u'<';
-    reply += element;
-    appendAttribute(reply, QLatin1String("name"), QString::fromStdString(name));
-    reply += QLatin1String(" />");
+    reply += before;
+    appendUtf8(reply, text);
 }
 
 void appendRecorder(QString& reply, const RecorderEntry& recorder, bool withCredentials)
 {
-    reply += QLatin1String("<recorder");
-    appendAttribute(reply, QLatin1String("name"), QString::fromStdString(recorder.name));
-    appendAttribute(reply, QLatin1String("ip"), QString::fromStdString(recorder.ip));
+    appendText(reply, QLatin1String("<recorder name=\""), recorder.name);
+    appendText(reply, QLatin1String("\" ip=\""), recorder.ip);
     if (withCredentials) {
-        appendAttribute(reply, QLatin1String("usename"), QString::fromStdString(recorder.userName)); // not "username"
-        appendAttribute(reply, QLatin1String("password"), QString::fromStdString(recorder.password));
-        appendAttribute(reply, QLatin1String("maxnumchannels"), QString::number(recorder.maxNumChannels));
+        appendText(reply, QLatin1String("\" usename=\""), recorder.userName); // not "username"
+        appendText(reply, QLatin1String("\" password=\""), recorder.password);
+        appendText(reply, QLatin1String("\" maxnumchannels=\""), std::to_string(recorder.maxNumChannels));
     }
-    reply += u'>';
-    for (const std::string& track : recorder.tracks)
-        appendNamedElement(reply, QLatin1String("track"), track);
+    reply += QLatin1String("\">");
+    for (const std::string& track : recorder.tracks) {
+        appendText(reply, QLatin1String("<track name=\""), track);
+        reply += QLatin1String("\" />");
+    }
     reply += QLatin1String("</recorder>");
 }
 
@@ -84,6 +75,17 @@ qsizetype lengthOf(const std::vector<RecorderEntry>& recorders)
 
 } // namespace
 
+QString recorderListReply(const std::vector<RecorderEntry>& recorders, bool withCredentials)
+{
+    QString reply;
+    reply.reserve(lengthOf(recorders));
+    appendListStart(reply, RecorderListName);
+    for (const RecorderEntry& recorder : recorders)
+        appendRecorder(reply, recorder, withCredentials);
+    appendListEnd(reply, RecorderListName);
+    return reply;
+}
+
 void OrvaneConnection::handleUpdateRecorderContents()
 {
     // Set first: the host may report the end of the refresh before the call returns.
@@ -99,14 +101,7 @@ void OrvaneConnection::handleGetRecorderList()
 {
     std::vector<RecorderEntry> recorders;
     hostInterface->getRecorderList(recorders);
-
-    QString reply;
-    reply.reserve(lengthOf(recorders));
-    appendListStart(reply, RecorderListName);
-    for (const RecorderEntry& recorder : recorders)
-        appendRecorder(reply, recorder, orvaneLoggedIn);
-    appendListEnd(reply, RecorderListName);
-    sendMessage(reply);
+    sendMessage(recorderListReply(recorders, orvaneLoggedIn));
 }
 
 void OrvaneConnection::handleGetPresetsList()
@@ -116,8 +111,10 @@ void OrvaneConnection::handleGetPresetsList()
 
     QString reply;
     appendListStart(reply, PresetListName);
-    for (const PresetEntry& preset : presets)
-        appendNamedElement(reply, QLatin1String("preset"), preset.name);
+    for (const PresetEntry& preset : presets) {
+        appendText(reply, QLatin1String("<preset name=\""), preset.name);
+        reply += QLatin1String("\" />");
+    }
     appendListEnd(reply, PresetListName);
     sendMessage(reply);
 }

@@ -1,10 +1,26 @@
 #include "XMLSocket.h"
 
+#include "AppendUtf8.h"
+
 #include <QMutexLocker>
 #include <QTcpSocket>
 
 #include <algorithm>
 #include <utility>
+
+namespace {
+
+/// Goes from one carriage return to the next: looking for a single character is what Qt does many at a time.
+qsizetype findTerminator(QStringView text, qsizetype from)
+{
+    for (qsizetype position = from; (position = text.indexOf(u'\r', position)) >= 0; ++position) {
+        if (text.mid(position, MessageTerminator.size()) == MessageTerminator)
+            return position;
+    }
+    return -1;
+}
+
+} // namespace
 
 XMLSocket::XMLSocket(QTcpSocket* socket)
     : socket(socket)
@@ -19,9 +35,9 @@ XMLSocket::~XMLSocket()
 
 void XMLSocket::readMessages()
 {
-    receiveBuffer += QString::fromUtf8(socket->readAll());
+    appendUtf8(receiveBuffer, socket->readAll());
 
-    const qsizetype firstTerminator = receiveBuffer.indexOf(MessageTerminator, searchedLength);
+    const qsizetype firstTerminator = findTerminator(receiveBuffer, searchedLength);
     if (firstTerminator < 0) {
         // The last three characters may be the beginning of a terminator; the text before them is never searched again.
         searchedLength = std::max<qsizetype>(0, receiveBuffer.size() - (MessageTerminator.size() - 1));
@@ -32,13 +48,19 @@ void XMLSocket::readMessages()
 
 void XMLSocket::splitReceiveBuffer(qsizetype firstTerminator)
 {
-    // The first message takes the buffer over instead of copying from it: it is the one that can be large.
-    const qsizetype rest = firstTerminator + MessageTerminator.size();
-    messages = QStringView(receiveBuffer).mid(rest).toString().split(MessageTerminator, Qt::KeepEmptyParts);
-    receiveBuffer.truncate(firstTerminator);
-    messages.prepend(std::exchange(receiveBuffer, {}));
-    receiveBuffer = messages.takeLast();
+    QString received = std::exchange(receiveBuffer, {});
     searchedLength = 0;
+
+    messages.clear();
+    messages.append(QString());
+    qsizetype begin = firstTerminator + MessageTerminator.size();
+    for (qsizetype end; (end = findTerminator(received, begin)) >= 0; begin = end + MessageTerminator.size())
+        messages.append(received.mid(begin, end - begin));
+    receiveBuffer = received.mid(begin);
+
+    // The first message takes the text over instead of copying from it: it is the one that can be large.
+    received.truncate(firstTerminator);
+    messages.first() = std::move(received);
 }
 
 void XMLSocket::writeMessage(const QString& message)

@@ -1,37 +1,15 @@
 #include "ElementPath.h"
 
-void ElementPath::enter(QStringView name)
+void ElementPath::enter(ParameterTree::Node key)
 {
-    enterWithoutSegment();
-    if (!path.isEmpty())
-        path += u'/';
-    path += name;
-}
-
-void ElementPath::enterWithoutSegment()
-{
-    parentLengths.append(path.size());
+    parents.append(current);
+    current = key;
 }
 
 void ElementPath::leave()
 {
-    if (parentLengths.isEmpty())
+    if (parents.isEmpty())
         return;
-    path.truncate(parentLengths.last());
-    parentLengths.removeLast();
-}
-
-void ElementPath::appendOccurrence(int number)
-{
-    path += QString::number(number);
-}
-
-QString ElementPath::key(QStringView name) const
-{
-    QString key;
-    key.reserve(path.size() + 1 + name.size());
-    key += path;
-    key += u'/';
-    key += name;
-    return key;
+    current = parents.last();
+    parents.removeLast();
 }

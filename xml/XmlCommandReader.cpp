@@ -1,9 +1,19 @@
 #include "XmlCommandReader.h"
 
+#include "DocumentLimits.h"
 #include "ElementPath.h"
 #include "ReplyTemplates.h"
 
 #include <QXmlStreamWriter>
+
+namespace {
+
+constexpr QStringView ParamValueName = u"paramvalue";
+
+/// The most that an occurrence adds to a name.
+constexpr qsizetype OccurrenceDigits = 10;
+
+} // namespace
 
 XmlCommandReader::XmlCommandReader() = default;
 XmlCommandReader::~XmlCommandReader() = default;
@@ -11,7 +21,11 @@ XmlCommandReader::~XmlCommandReader() = default;
 bool XmlCommandReader::parseCommand(const QString& text)
 {
     document = text;
-    xmlReader.addData(text);
+    parameters.reserve(text.size());
+    budget = parameterBudget(text);
+    xmlReader.setEntityExpansionLimit(DoctypeExpansionLimit);
+    const qsizetype length = readableLength(text);
+    xmlReader.addData(length == text.size() ? text : text.first(length));
     if (readRootElement())
         readParameters();
     return !xmlReader.hasError();
@@ -23,6 +37,8 @@ bool XmlCommandReader::readRootElement()
         if (xmlReader.atEnd())
             return false;
         xmlReader.readNext();
+        if (xmlReader.isDTD())
+            checkDoctype();
     }
 
     // The local name of a well-formed root holds no colon.
@@ -31,6 +47,40 @@ bool XmlCommandReader::readRootElement()
         rootName = rootName.section(u':', 1, 1);
     xmlReader.readNext();
     return true;
+}
+
+void XmlCommandReader::checkDoctype()
+{
+    if (xmlReader.text().size() > MaximumDoctypeLength)
+        xmlReader.raiseError(QStringLiteral("Document type declaration too long"));
+    xmlReader.setEntityExpansionLimit(entityExpansionLimit(document));
+}
+
+/// Whether the parameters may take that many characters more, in up to two nodes; an error otherwise.
+bool XmlCommandReader::hasRoomFor(qsizetype characters)
+{
+    if (parameters.size() + ParameterTree::sizeOf(2, characters) <= budget)
+        return true;
+    xmlReader.raiseError(QStringLiteral("Parameters too large for the document"));
+    return false;
+}
+
+/// An error when the element stands too deep or declares too many namespaces.
+bool XmlCommandReader::enter(ElementPath& path, ParameterTree::Node key)
+{
+    path.enter(key);
+    if (path.depth() <= DepthWithoutNamespaceCheck)
+        return true;
+    if (path.depth() <= MaximumDepth && xmlReader.namespaceDeclarations().size() <= MaximumNamespaceDeclarations)
+        return true;
+    xmlReader.raiseError(QStringLiteral("Elements nested too deep, or too many namespaces"));
+    return false;
+}
+
+void XmlCommandReader::store(ParameterTree::Node key, QStringView value)
+{
+    if (hasRoomFor(value.size()))
+        parameters.setValue(key, value);
 }
 
 void XmlCommandReader::readParameters()
@@ -53,17 +103,24 @@ void XmlCommandReader::readParameters()
 
 void XmlCommandReader::readElement(ElementPath& path)
 {
-    path.enter(xmlReader.name());
-    int& count = occurrenceCounts[path.key(u"index")];
-    if (count > 0)
-        path.appendOccurrence(count);
-    ++count;
-
-    const QXmlStreamAttributes attributes = xmlReader.attributes();
-    for (const QXmlStreamAttribute& attribute : attributes)
-        parameters.insert(path.key(attribute.name()), attribute.value().toString());
-
+    const QStringView name = xmlReader.name();
+    if (!hasRoomFor(2 * (name.size() + OccurrenceDigits)))
+        return;
+    if (!enter(path, parameters.nextOccurrence(parameters.child(path.key(), name))))
+        return;
+    readAttributes(path.key());
     readElementText(path);
+}
+
+/// The list of the attributes is let go before the next token: the XML reader would make itself another one.
+void XmlCommandReader::readAttributes(ParameterTree::Node element)
+{
+    const QXmlStreamAttributes attributes = xmlReader.attributes();
+    for (const QXmlStreamAttribute& attribute : attributes) {
+        if (!hasRoomFor(attribute.name().size() + attribute.value().size()))
+            return;
+        parameters.setValue(parameters.child(element, attribute.name()), attribute.value());
+    }
 }
 
 void XmlCommandReader::readElementText(ElementPath& path)
@@ -71,12 +128,13 @@ void XmlCommandReader::readElementText(ElementPath& path)
     xmlReader.readNext();
     if (xmlReader.isStartElement() && xmlReader.attributes().isEmpty()) {
         // Not counted, and not captured where it is a "paramvalue". A child with attributes is left to the walk.
-        path.enter(xmlReader.name());
+        if (!hasRoomFor(xmlReader.name().size()) || !enter(path, parameters.child(path.key(), xmlReader.name())))
+            return;
         xmlReader.readNext();
     }
     if (!xmlReader.isCharacters())
         return;
-    parameters.insert(path.text(), xmlReader.text().toString());
+    store(path.key(), xmlReader.text());
     xmlReader.readNext();
 }
 
@@ -85,13 +143,14 @@ void XmlCommandReader::captureParamValue(ElementPath& path)
 {
     QString content;
     QXmlStreamWriter writer(&content);
-    path.enterWithoutSegment();
+    path.enter(path.key());
     do {
         xmlReader.readNext();
         if (xmlReader.isStartElement()) {
             if (isParamValue())
                 break;
-            path.enterWithoutSegment();
+            if (!enter(path, path.key()))
+                break;
             writer.writeStartElement(xmlReader.name().toString());
             writer.writeAttributes(xmlReader.attributes());
         } else if (xmlReader.isEndElement()) {
@@ -102,41 +161,51 @@ void XmlCommandReader::captureParamValue(ElementPath& path)
         } else if (xmlReader.isCharacters()) {
             writer.writeCharacters(xmlReader.text().toString());
         }
+        if (content.size() > ParamValueCharactersPerCharacter * document.size())
+            xmlReader.raiseError(QStringLiteral("A paramvalue too large for the document"));
     } while (!xmlReader.hasError());
 
     if (!content.isEmpty())
-        parameters.insert(QStringLiteral("paramvalue"), content);
+        store(parameters.node(ParamValueName), content);
 }
 
 bool XmlCommandReader::isParamValue() const
 {
-    return xmlReader.name() == QLatin1String("paramvalue");
+    return xmlReader.name() == ParamValueName;
+}
+
+/// The node of a parameter that is there.
+std::optional<ParameterTree::Node> XmlCommandReader::find(QStringView key) const
+{
+    const std::optional<ParameterTree::Node> node = parameters.find(key);
+    return node && parameters.hasValue(*node) ? node : std::nullopt;
 }
 
 bool XmlCommandReader::hasParameter(const QString& key) const
 {
-    return parameters.contains(key);
+    return find(key).has_value();
 }
 
 QString XmlCommandReader::stringParameter(const QString& key, const QString& defaultValue) const
 {
-    return parameters.value(key, defaultValue);
+    const auto parameter = find(key);
+    return parameter ? parameters.value(*parameter).toString() : defaultValue;
 }
 
 int XmlCommandReader::intParameter(const QString& key, int defaultValue) const
 {
-    const auto parameter = parameters.constFind(key);
-    if (parameter == parameters.constEnd())
+    const auto parameter = find(key);
+    if (!parameter)
         return defaultValue;
-    const QString& value = parameter.value();
+    const QStringView value = parameters.value(*parameter);
     if (value.startsWith(QLatin1String("0x")))
-        return static_cast<int>(value.mid(2).toUpper().toUInt(nullptr, 16)); // eight F digits are -1
+        return static_cast<int>(value.mid(2).toString().toUpper().toUInt(nullptr, 16)); // eight F digits are -1
     return value.toInt();
 }
 
 void XmlCommandReader::setParameter(const QString& key, const QString& value)
 {
-    parameters.insert(key, value);
+    parameters.setValue(parameters.node(key), value);
 }
 
 QString XmlCommandReader::acceptedReply(
@@ -152,9 +221,8 @@ QString XmlCommandReader::echoTags(const QStringList& names) const
 {
     QString tags;
     for (const QString& name : names + QStringList(QStringLiteral("commandtag"))) {
-        const auto parameter = parameters.constFind(name);
-        if (parameter != parameters.constEnd())
-            tags += QStringLiteral("<%1>%2</%1>").arg(name, escapedText(parameter.value()));
+        if (const auto parameter = find(name))
+            tags += QStringLiteral("<%1>%2</%1>").arg(name, escapedText(parameters.value(*parameter).toString()));
     }
     return tags;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QMap>
+#include "ParameterTree.h"
+
 #include <QString>
 #include <QStringList>
 #include <QStringView>
@@ -36,6 +37,9 @@ public:
     /**
      * Reads a document.
      *
+     * A document that would cost more than an honest one can, by the bounds of DocumentLimits.h, is taken for malformed
+     * from there on.
+     *
      * \return true for a well-formed document. After false the name and the parameters that came before the first error
      *         can be read all the same.
      */
@@ -68,15 +72,21 @@ private:
 
     bool readRootElement();
     void readParameters();
+    void checkDoctype();
+    bool hasRoomFor(qsizetype characters);
+    bool enter(ElementPath& path, ParameterTree::Node key);
+    void store(ParameterTree::Node key, QStringView value);
     void readElement(ElementPath& path);
+    void readAttributes(ParameterTree::Node element);
     void readElementText(ElementPath& path);
     void captureParamValue(ElementPath& path);
     bool isParamValue() const;
+    std::optional<ParameterTree::Node> find(QStringView key) const;
     QString echoTags(const QStringList& names) const;
 
     QXmlStreamReader xmlReader;
     QString rootName;
     QString document;
-    QMap<QString, QString> parameters;
-    QMap<QString, int> occurrenceCounts; ///< by path + "/index": how often that path has been met
+    ParameterTree parameters;
+    qsizetype budget = 0; ///< the most that the parameters of the document may take, in bytes
 };

@@ -1,0 +1,47 @@
+#include "ComparisonTable.h"
+
+#include <QTextStream>
+
+#include <cstdio>
+
+namespace {
+
+constexpr int WhatWidth = 58;
+constexpr int NumberWidth = 12;
+constexpr int FactorWidth = 9;
+
+QString rowText(const QString& what, const QString& figure, const QString& limit, const QString& factor,
+    const QString& atMost, const QString& limitedBy)
+{
+    return what.leftJustified(WhatWidth) + figure.rightJustified(NumberWidth) + limit.rightJustified(NumberWidth)
+        + factor.rightJustified(FactorWidth) + atMost.rightJustified(FactorWidth) + QLatin1String("  ") + limitedBy
+        + u'\n';
+}
+
+QString number(double value, const QString& unit)
+{
+    return QString::number(value, 'f', value < 100 ? 2 : 0) + u' ' + unit;
+}
+
+QString times(double factor)
+{
+    return QString::number(factor, 'f', 2) + QLatin1String(" x");
+}
+
+} // namespace
+
+void ComparisonTable::printHeading()
+{
+    QTextStream(stdout) << rowText(QStringLiteral("what"), QStringLiteral("measured"), QStringLiteral("limit"),
+        QStringLiteral("factor"), QStringLiteral("at most"), QStringLiteral("the limit is"));
+}
+
+void ComparisonTable::print() const
+{
+    QTextStream out(stdout);
+    for (const Row& row : rows) {
+        const double factor = row.figure / row.limit;
+        out << rowText(row.what, number(row.figure, row.unit), number(row.limit, row.unit), times(factor),
+            times(row.atMost) + (factor > row.atMost ? QLatin1String(" !") : QLatin1String("  ")), row.limitedBy);
+    }
+}

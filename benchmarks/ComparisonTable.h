@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+
+/**
+ * What the benchmarks print: each figure beside the limit that it is held against, both measured in the same run.
+ *
+ * The rows of one program make one table; several programs print one after the other.
+ */
+class ComparisonTable {
+public:
+    struct Row {
+        QString what;
+        double figure; ///< in the unit
+        QString limitedBy;
+        double limit; ///< in the unit
+        QString unit;
+        double atMost; ///< times the limit
+    };
+
+    void add(const Row& row) { rows.append(row); }
+    void print() const;
+
+    static void printHeading();
+
+private:
+    QList<Row> rows;
+};

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QString>
+
+// The documents that the benchmarks work with.
+
+/// showLive with five parameters.
+inline QString showLiveDocument()
+{
+    return QStringLiteral("<p:showLive xmlns:p=\"http://www.halden.example/ravo_1_0/\"><recorder>Recorder 1</recorder>"
+                          "<camera>3</camera><splitid>2</splitid><alarm>0</alarm><commandtag>4711</commandtag>"
+                          "</p:showLive>");
+}
+
+/// setDetailViews with subsplits of six attributes each.
+inline QString detailViewsDocument(int subsplits)
+{
+    QString document = QStringLiteral("<p:setDetailViews xmlns:p=\"http://www.halden.example/ravo_1_0/\">"
+                                      "<splitid>2</splitid><subsplits>");
+    for (int id = 0; id < subsplits; ++id) {
+        document +=
+            QStringLiteral("<subsplit id=\"%1\" objectid=\"0\" ltx=\"0.125\" lty=\"0.25\" rbx=\"0.5\" rby=\"0.75\"/>")
+                .arg(id);
+    }
+    return document + QStringLiteral("</subsplits></p:setDetailViews>");
+}

@@ -1,0 +1,221 @@
+#include "ComparisonTable.h"
+#include "Documents.h"
+#include "HostileDocuments.h"
+#include "OrvaneConnection.h"
+#include "OrvaneInterface.h"
+#include "RecorderListReply.h"
+#include "ReplaySocket.h"
+#include "XMLSocket.h"
+#include "XmlCommandReader.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QXmlStreamReader>
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+// What runs without a network. Every comparison is two benchmarks, the measured thing and its limit, whose repetitions
+// are mixed at random, so that a busy moment of the machine meets both; the table shows the medians.
+
+namespace {
+
+using RecorderEntry = OrvaneInterface::OrvaneInterface::RecorderEntry;
+using State = benchmark::State;
+
+struct Comparison {
+    std::string what;
+    std::string limitedBy;
+    double atMost;
+    std::function<void(State&)> measured;
+    std::function<void(State&)> limit;
+};
+
+void parseWithCommandReader(State& state, const QString& document)
+{
+    for (auto _ : state) {
+        XmlCommandReader reader;
+        benchmark::DoNotOptimize(reader.parseCommand(document));
+    }
+}
+
+void parseWithXmlReader(State& state, const QString& document)
+{
+    for (auto _ : state) {
+        QXmlStreamReader reader;
+        reader.addData(document);
+        while (!reader.atEnd())
+            reader.readNext();
+        benchmark::DoNotOptimize(reader.hasError());
+    }
+}
+
+Comparison parsing(const std::string& what, const QString& document, double atMost)
+{
+    return {"parse " + what, "QXmlStreamReader that only reads the tokens", atMost,
+        [document](State& state) { parseWithCommandReader(state, document); },
+        [document](State& state) { parseWithXmlReader(state, document); }};
+}
+
+constexpr qsizetype ReadSize = 16 * 1024;
+constexpr qsizetype MiB = 1024 * 1024;
+
+void receiveWithFraming(State& state, const QByteArray& message)
+{
+    for (auto _ : state) {
+        ReplaySocket socket(message, ReadSize);
+        XMLSocket framing(&socket);
+        for (; !socket.isFinished(); socket.nextRead())
+            framing.readMessages();
+        benchmark::DoNotOptimize(framing.messages.size());
+    }
+}
+
+void receiveByAppending(State& state, const QByteArray& message)
+{
+    for (auto _ : state) {
+        ReplaySocket socket(message, ReadSize);
+        QString text;
+        for (; !socket.isFinished(); socket.nextRead())
+            text += QString::fromUtf8(socket.readAll());
+        benchmark::DoNotOptimize(text.size());
+    }
+}
+
+Comparison receiving(qsizetype size, double atMost)
+{
+    const QByteArray text = detailViewsDocument(10000).toUtf8();
+    const QByteArray message = text.repeated(size / text.size() + 1).first(size - 4) + "\r\n\r\n";
+    return {"receive a message of " + std::to_string(size / MiB) + " MiB", "QString::fromUtf8 and append", atMost,
+        [message](State& state) { receiveWithFraming(state, message); },
+        [message](State& state) { receiveByAppending(state, message); }};
+}
+
+/// 1,000 recorders with 16 tracks each.
+std::vector<RecorderEntry> recorders()
+{
+    std::vector<RecorderEntry> list(1000);
+    for (size_t index = 0; index < list.size(); ++index) {
+        RecorderEntry& recorder = list[index];
+        recorder.name = "Recorder number " + std::to_string(index);
+        recorder.ip = "192.0.2." + std::to_string(index % 256);
+        recorder.userName = "operator";
+        recorder.password = "a password";
+        recorder.maxNumChannels = 16;
+        for (int track = 0; track < 16; ++track)
+            recorder.tracks.push_back("Camera " + std::to_string(track) + " at the entrance");
+    }
+    return list;
+}
+
+void buildRecorderList(State& state)
+{
+    const std::vector<RecorderEntry> list = recorders();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(OrvaneInterface::recorderListReply(list, true).size());
+}
+
+void joinRecorderTexts(State& state)
+{
+    const std::vector<RecorderEntry> list = recorders();
+    for (auto _ : state) {
+        QString text;
+        const auto append = [&](const std::string& part) { text += QString::fromStdString(part); };
+        for (const RecorderEntry& recorder : list) {
+            append(recorder.name);
+            append(recorder.ip);
+            append(recorder.userName);
+            append(recorder.password);
+            text += QString::number(recorder.maxNumChannels);
+            for (const std::string& track : recorder.tracks)
+                append(track);
+        }
+        benchmark::DoNotOptimize(text.size());
+    }
+}
+
+/// The time of the slowest of three runs for each document.
+void measureHostileDocuments(ComparisonTable& table)
+{
+    constexpr double allowed = 1000;
+    constexpr int runs = 3;
+    const QList<HostileDocument> documents = hostileDocuments(MiB);
+    for (const HostileDocument& document : documents) {
+        double slowest = 0;
+        for (int repetition = 0; repetition < runs; ++repetition) {
+            QElapsedTimer timer;
+            timer.start();
+            XmlCommandReader reader;
+            reader.parseCommand(document.text);
+            slowest = std::max(slowest, static_cast<double>(timer.nsecsElapsed()) / 1e6);
+        }
+        table.add({QLatin1String("1 MiB: ") + QLatin1String(document.shape), slowest, QStringLiteral("one second"),
+            allowed, QStringLiteral("ms"), 1});
+    }
+}
+
+void run(benchmark::internal::Benchmark* benchmark)
+{
+    benchmark->Unit(benchmark::kMicrosecond)->MinTime(0.05)->Repetitions(15)->ReportAggregatesOnly();
+}
+
+/// Collects the medians by the names of the benchmarks, instead of printing everything.
+class MedianReporter : public benchmark::BenchmarkReporter {
+public:
+    bool ReportContext(const Context& /*context*/) override { return true; }
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        for (const Run& run : runs) {
+            if (run.aggregate_name == "median")
+                medians[run.run_name.function_name] = run.GetAdjustedCPUTime();
+        }
+    }
+
+    std::map<std::string, double> medians; ///< processor time in microseconds
+};
+
+std::vector<Comparison> comparisons()
+{
+    return {
+        parsing("showLive with five parameters", showLiveDocument(), 1.25),
+        parsing("setDetailViews with 8 subsplits", detailViewsDocument(8), 1.6),
+        parsing("setDetailViews with 1,000 subsplits", detailViewsDocument(1000), 1.6),
+        parsing("setDetailViews with 100,000 subsplits", detailViewsDocument(100000), 1.6),
+        receiving(1 * MiB, 1.5),
+        receiving(4 * MiB, 1.5),
+        receiving(16 * MiB, 1.5),
+        receiving(64 * MiB, 1.5),
+        {"build the list of 1,000 recorders with 16 tracks each", "converting and joining the same texts", 2,
+            buildRecorderList, joinRecorderTexts},
+    };
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const QCoreApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+
+    const std::vector<Comparison> all = comparisons();
+    for (const Comparison& comparison : all) {
+        run(benchmark::RegisterBenchmark((comparison.what + "|measured").c_str(), comparison.measured));
+        run(benchmark::RegisterBenchmark((comparison.what + "|limit").c_str(), comparison.limit));
+    }
+    MedianReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+
+    ComparisonTable table;
+    for (const Comparison& comparison : all) {
+        table.add({QString::fromStdString(comparison.what), reporter.medians[comparison.what + "|measured"],
+            QString::fromStdString(comparison.limitedBy), reporter.medians[comparison.what + "|limit"],
+            QStringLiteral("us"), comparison.atMost});
+    }
+    measureHostileDocuments(table);
+    ComparisonTable::printHeading();
+    table.print();
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QByteArrayView>
+#include <QString>
+#include <QStringDecoder>
+
+/// Does what `text += QString::fromUtf8(bytes)` does, without the text in between.
+inline void appendUtf8(QString& text, QByteArrayView bytes)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const qsizetype length = text.size();
+    text.resize(length + decoder.requiredSpace(bytes.size()));
+    const QChar* const end = decoder.appendToBuffer(text.data() + length, bytes);
+    text.truncate(end - text.constData());
+}

@@ -1,0 +1,58 @@
+#include "DocumentLimits.h"
+
+#include <algorithm>
+
+namespace {
+
+/// What the XML reader allows by itself.
+constexpr qsizetype LargestExpansion = 4096;
+
+/// The shortest attribute is ` a=""`.
+constexpr qsizetype ShortestAttribute = 5;
+
+/// How many attributes a tag has, as quoted texts up to the end of the tag.
+qsizetype attributeCount(QStringView tag)
+{
+    qsizetype count = 0;
+    QChar quote;
+    for (const QChar character : tag) {
+        if (!quote.isNull()) {
+            if (character == quote)
+                quote = QChar();
+        } else if (character == u'"' || character == u'\'') {
+            quote = character;
+            ++count;
+        } else if (character == u'>') {
+            break;
+        }
+    }
+    return count;
+}
+
+} // namespace
+
+qsizetype readableLength(QStringView document)
+{
+    // Every start tag begins with a "<", and there is no other one before its end.
+    constexpr qsizetype shortestSuspect = MaximumAttributes * ShortestAttribute;
+    qsizetype begin = document.indexOf(u'<');
+    while (begin >= 0) {
+        const qsizetype next = document.indexOf(u'<', begin + 1);
+        const qsizetype end = next < 0 ? document.size() : next;
+        if (end - begin > shortestSuspect && attributeCount(document.mid(begin, end - begin)) > MaximumAttributes)
+            return begin;
+        begin = next;
+    }
+    return document.size();
+}
+
+int entityExpansionLimit(QStringView document)
+{
+    const qsizetype references = std::count(document.begin(), document.end(), u'&');
+    return static_cast<int>(std::min(LargestExpansion, document.size() / std::max<qsizetype>(1, references)));
+}
+
+qsizetype parameterBudget(QStringView document)
+{
+    return std::clamp(document.size() * ParameterBytesPerCharacter, SmallestParameterBudget, LargestParameterBudget);
+}

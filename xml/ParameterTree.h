@@ -1,0 +1,90 @@
+#pragma once
+
+#include <QList>
+#include <QMap>
+#include <QString>
+#include <QStringView>
+
+#include <optional>
+
+/**
+ * The parameters of one document by their keys, and how often each key has been met as an element.
+ *
+ * A key is a text of segments joined by "/". No segment holds a "/" itself, so a key and its way down a tree are the
+ * same thing: every beginning of a key is a node, which is found by its parent and its segment. A key is therefore
+ * never built, compared or stored as a whole, and what a node costs does not depend on how deep it stands.
+ *
+ * All texts stand behind one another in one buffer. A child is looked for among its siblings, which for the few
+ * attributes of an element lie side by side in memory; only a parent that has many children has them in a hash table.
+ *
+ * Thread: any one at a time.
+ */
+class ParameterTree {
+    Q_DISABLE_COPY_MOVE(ParameterTree)
+
+public:
+    using Node = quint32;
+    static constexpr Node Root = 0; ///< parent of all keys; no key itself
+
+    ParameterTree();
+    ~ParameterTree();
+
+    /// Makes room for what a document of this length, in characters, can be expected to hold.
+    void reserve(qsizetype documentLength);
+
+    /// The node of a key, if there is one.
+    std::optional<Node> find(QStringView key) const;
+    /// The node of a key, added when it is new.
+    Node node(QStringView key);
+    /// The node one segment below \a parent, added when it is new.
+    Node child(Node parent, QStringView segment);
+    /// Counts the node as met once more. Gives the node itself the first time; from then on its sibling that has the
+    /// number of times it was met before appended to the segment.
+    Node nextOccurrence(Node node);
+
+    bool hasValue(Node node) const;
+    /// Valid until the tree is changed.
+    QStringView value(Node node) const;
+    void setValue(Node node, QStringView value);
+
+    /// What the tree holds, in bytes.
+    qsizetype size() const;
+    /// What a number of nodes with that many characters in all take, in bytes.
+    static qsizetype sizeOf(qsizetype nodes, qsizetype characters);
+
+    /// All values by their keys, for whoever wants to look at all of them.
+    QMap<QString, QString> values() const;
+    /// All counts that are not 0 by their keys followed by "/index".
+    QMap<QString, int> occurrenceCounts() const;
+
+private:
+    struct Text {
+        quint32 start; ///< in texts
+        quint32 length;
+    };
+    struct Entry {
+        Node parent = Root;
+        Node firstChild = Root; ///< the newest one; Root: none
+        Node nextSibling = Root; ///< the next older one; Root: none
+        quint32 children = 0;
+        Text segment {0, 0};
+        Text value = NoValue;
+        quint32 occurrences = 0; ///< how often the key has been met as an element
+    };
+    static constexpr Text NoValue {~quint32(0), 0};
+
+    Node findChild(Node parent, QStringView segment) const;
+    Node addChild(Node parent, QStringView segment);
+    static quint32 hashOf(Node parent, QStringView segment);
+    qsizetype slotOf(Node parent, QStringView segment) const;
+    void addToTable(Node node);
+    void growTable();
+    QStringView view(Text text) const;
+    Text append(QStringView text);
+    QString key(Node node) const;
+
+    QString texts;
+    QList<Entry> entries; ///< by node; the first one is the root
+    QList<Node> table; ///< children of parents with many; linear probing, at most half full; Root is a free slot
+    qsizetype tableEntries = 0;
+};
