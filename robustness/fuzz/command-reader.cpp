@@ -1,4 +1,5 @@
 #include "CommandModel.h"
+#include "DocumentLimits.h"
 #include "Require.h"
 #include "Target.h"
 #include "XmlCommandReader.h"
@@ -12,31 +13,13 @@
 /// The reader shows all of its parameters to its friend of this name alone.
 class tst_xml_command_reader {
 public:
-    static const QMap<QString, QString>& parameters(const XmlCommandReader& reader) { return reader.parameters; }
-    static const QMap<QString, int>& occurrenceCounts(const XmlCommandReader& reader)
-    {
-        return reader.occurrenceCounts;
-    }
+    static QMap<QString, QString> parameters(const XmlCommandReader& reader) { return reader.parameters.values(); }
+    static qsizetype size(const XmlCommandReader& reader) { return reader.parameters.size(); }
 };
 
 namespace {
 
 using Friend = tst_xml_command_reader;
-
-/// How many characters the reader may hold of a document: this many for each of its characters and as many thousands.
-constexpr qsizetype ParsedContentFactor = 64;
-
-qsizetype contentSize(const XmlCommandReader& reader)
-{
-    qsizetype size = reader.commandName().size();
-    const auto& parameters = Friend::parameters(reader);
-    for (auto it = parameters.constKeyValueBegin(); it != parameters.constKeyValueEnd(); ++it)
-        size += it->first.size() + it->second.size();
-    const auto& counts = Friend::occurrenceCounts(reader);
-    for (auto it = counts.constKeyValueBegin(); it != counts.constKeyValueEnd(); ++it)
-        size += it->first.size();
-    return size;
-}
 
 bool isNameWithNumber(const QString& segment, const QSet<QString>& names)
 {
@@ -64,7 +47,7 @@ void requireKeysOfTheDocument(const XmlCommandReader& reader, const QSet<QString
 
 void requirePartOf(const CommandModel& model, const XmlCommandReader& reader)
 {
-    const auto& parameters = Friend::parameters(reader);
+    const auto parameters = Friend::parameters(reader);
     for (auto it = parameters.constKeyValueBegin(); it != parameters.constKeyValueEnd(); ++it) {
         // Where the refusal comes inside a "paramvalue", its value is the beginning of the one in the document.
         const bool stored =
@@ -81,8 +64,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     XmlCommandReader reader;
     const bool accepted = reader.parseCommand(document);
     require(reader.documentText() == document, QStringLiteral("the document is not kept as it is"));
-    require(contentSize(reader) <= ParsedContentFactor * (document.size() + 1000),
-        QStringLiteral("%1 characters of a document of %2").arg(contentSize(reader)).arg(document.size()));
+    require(Friend::size(reader) <= parameterBudget(document),
+        QStringLiteral("%1 bytes for a document of %2 characters").arg(Friend::size(reader)).arg(document.size()));
 
     XmlCommandReader again;
     require(again.parseCommand(document) == accepted && again.commandName() == reader.commandName()
