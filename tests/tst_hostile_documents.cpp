@@ -14,6 +14,7 @@ private Q_SLOTS:
     void costsLittle();
     void keepsWhatCameBefore_data();
     void keepsWhatCameBefore();
+    void takesNoQuotesForAttributes();
     void readsAVeryLongListWhole();
 };
 
@@ -100,6 +101,16 @@ void tst_hostile_documents::keepsWhatCameBefore()
     QCOMPARE(reader.commandName(), QStringLiteral("go"));
     QCOMPARE(reader.stringParameter(QStringLiteral("a")), QStringLiteral("1"));
     QVERIFY(!reader.hasParameter(QStringLiteral("b")));
+}
+
+void tst_hostile_documents::takesNoQuotesForAttributes()
+{
+    const QString quotes = QStringLiteral(R"({"key": 'value'}, )").repeated(100);
+    XmlCommandReader reader;
+    QVERIFY(reader.parseCommand(QStringLiteral("<go><!-- ") + quotes + QStringLiteral("--><a><![CDATA[") + quotes
+        + QStringLiteral("]]></a><b>") + quotes + QStringLiteral("</b></go>")));
+    QCOMPARE(reader.stringParameter(QStringLiteral("a")), quotes);
+    QCOMPARE(reader.stringParameter(QStringLiteral("b")), quotes);
 }
 
 void tst_hostile_documents::readsAVeryLongListWhole()

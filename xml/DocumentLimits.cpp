@@ -10,9 +10,13 @@ constexpr qsizetype LargestExpansion = 4096;
 /// The shortest attribute is ` a=""`.
 constexpr qsizetype ShortestAttribute = 5;
 
-/// How many attributes a tag has, as quoted texts up to the end of the tag.
+/// How many attributes a start tag has, as quoted texts up to its end. What else begins with a "<" has none, although
+/// it may be full of quotes: a comment, a CDATA section.
 qsizetype attributeCount(QStringView tag)
 {
+    if (tag.size() < 2 || tag[1] == u'!' || tag[1] == u'?')
+        return 0;
+
     qsizetype count = 0;
     QChar quote;
     for (const QChar character : tag) {
