@@ -28,7 +28,7 @@ set(DOXYGEN_SHOW_INCLUDE_FILES NO)
 
 doxygen_add_docs(docs
     README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
-    docs/hosting.md docs/protocol.md
+    docs/hosting.md docs/protocol.md docs/performance.md
     interface/OrvaneExport.h interface/OrvaneInterface.h server/OrvaneServer.h
     WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}"
     COMMENT "Building the reference in ${DOXYGEN_OUTPUT_DIRECTORY}/html")
