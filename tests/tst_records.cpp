@@ -64,7 +64,8 @@ void tst_records::newRecorderIsEmpty()
 void tst_records::copyHasAllFields()
 {
     const RecorderEntry original = fullRecorder();
-    const RecorderEntry constructed(original);
+    const RecorderEntry constructed(
+        original); // NOLINT(performance-unnecessary-copy-initialization): the copy is the point
     RecorderEntry assigned;
     assigned = original;
     QVERIFY(isFull(constructed));

@@ -309,7 +309,7 @@ void tst_server::acceptsAgainAfterALackOfDescriptors()
     const int lowestFree = dup(0);
     close(lowestFree);
     rlimit enoughForOne = before;
-    enoughForOne.rlim_cur = static_cast<rlim_t>(lowestFree + (servedBefore ? 0 : 1));
+    enoughForOne.rlim_cur = static_cast<rlim_t>(lowestFree) + (servedBefore ? 0 : 1);
     QCOMPARE(setrlimit(RLIMIT_NOFILE, &enoughForOne), 0);
     const auto restore = qScopeGuard([&before] { setrlimit(RLIMIT_NOFILE, &before); });
 

@@ -107,8 +107,12 @@ void TilePainter::paintNoPicture(const QRectF& target, const QString& fault)
     painter.save();
     painter.setClipRect(target, Qt::IntersectClip);
     painter.setPen(QPen(QColor(255, 255, 255, 9), target.height() * 0.05));
-    for (qreal x = -target.height(); x < target.width(); x += target.height() * 0.14)
+    const qreal distance = target.height() * 0.14;
+    const int stripes = static_cast<int>((target.height() + target.width()) / distance) + 1;
+    for (int stripe = 0; stripe < stripes; ++stripe) {
+        const qreal x = stripe * distance - target.height();
         painter.drawLine(target.bottomLeft() + QPointF(x, 0), target.topLeft() + QPointF(x + target.height(), 0));
+    }
     painter.restore();
     const QFont title = textFont(1.25, true);
     const qreal line = QFontMetricsF(title).height();

@@ -73,7 +73,8 @@ QString rectText(const QRectF& rect)
 /// Keeps the corners as they are, also when they are reversed.
 QRectF toQRectF(const OrvaneInterface::SubsplitRect& rect)
 {
-    return {QPointF(qreal {rect.ltx}, qreal {rect.lty}), QPointF(qreal {rect.rbx}, qreal {rect.rby})};
+    const auto point = [](float x, float y) { return QPointF(static_cast<qreal>(x), static_cast<qreal>(y)); };
+    return {point(rect.ltx, rect.lty), point(rect.rbx, rect.rby)};
 }
 
 QString viewsText(int splitId, const QMap<int, Inset>& views)

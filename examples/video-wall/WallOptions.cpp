@@ -7,8 +7,8 @@
 #include <QCoreApplication>
 #include <QRegularExpression>
 
-#include <cstdio>
 #include <cstdlib>
+#include <iostream>
 
 namespace {
 
@@ -19,7 +19,7 @@ constexpr int LargestSide = 8192;
 [[noreturn]] void refuse(const QString& option, const QString& value, const QString& expected)
 {
     const QString text = QStringLiteral("video-wall: --%1: \"%2\" is not %3\n").arg(option, value, expected);
-    std::fputs(qPrintable(text), stderr);
+    std::cerr << text.toStdString();
     std::exit(EXIT_FAILURE); // NOLINT(concurrency-mt-unsafe): there is one thread
 }
 
@@ -92,8 +92,8 @@ WallOptions::WallOptions(const QCoreApplication& application)
     parser.addOptions({portOption, userOption, sizeOption, snapshotOption, directoryOption, demoOption});
     parser.process(application);
     if (!parser.positionalArguments().isEmpty()) {
-        std::fprintf(stderr, "video-wall: unexpected argument \"%s\"; see --help\n",
-            qPrintable(parser.positionalArguments().first()));
+        std::cerr << "video-wall: unexpected argument \"" << parser.positionalArguments().first().toStdString()
+                  << "\"; see --help\n";
         std::exit(EXIT_FAILURE); // NOLINT(concurrency-mt-unsafe): there is one thread
     }
 

@@ -30,7 +30,7 @@ const Track* findTrack(const Recorder& recorder, const std::variant<QString, int
 {
     if (const int* id = std::get_if<int>(&track))
         return *id >= 1 && *id <= recorder.tracks.size() ? &recorder.tracks.at(*id - 1) : nullptr;
-    const QString& name = std::get<QString>(track);
+    const auto& name = std::get<QString>(track);
     const auto found = std::find_if(recorder.tracks.begin(), recorder.tracks.end(),
         [&name](const Track& candidate) { return candidate.name == name; });
     return found == recorder.tracks.end() ? nullptr : &*found;
