@@ -5,6 +5,8 @@
 #include <QResource>
 #include <QXmlStreamReader>
 
+#include <utility>
+
 namespace {
 
 constexpr int RefreshMilliseconds = 500;
@@ -13,9 +15,9 @@ constexpr int Splits = 9;
 
 } // namespace
 
-GuideHost::GuideHost(const QString& tlsFile, QObject* parent)
+GuideHost::GuideHost(QString tlsFile, QObject* parent)
     : QObject(parent)
-    , tlsFile(tlsFile)
+    , tlsFile(std::move(tlsFile))
 {
     connect(&tlsFileWatcher, &QFileSystemWatcher::fileChanged, this, &GuideHost::renewCertificate);
     refresh.setSingleShot(true);

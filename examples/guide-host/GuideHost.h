@@ -20,7 +20,7 @@ class GuideHost final : public QObject, public HostInterface {
 
 public:
     /// \a tlsFile: a binary resource file with the key and the certificate.
-    explicit GuideHost(const QString& tlsFile, QObject* parent = nullptr);
+    explicit GuideHost(QString tlsFile, QObject* parent = nullptr);
 
     /// Port 0: the default, 5679. False when no client can connect; the reason has been printed.
     bool startServer(quint16 serverPort);
