@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 // The documents that the benchmarks work with.
@@ -23,4 +24,17 @@ inline QString detailViewsDocument(int subsplits)
                 .arg(id);
     }
     return document + QStringLiteral("</subsplits></p:setDetailViews>");
+}
+
+/// What a host that keeps the split makes the library answer to showLiveDocument().
+inline QByteArray showLiveReply()
+{
+    return "<p:commandAccepted xmlns:p=\"http://www.halden.example/ravo_1_0/\"><command>showLive</command>"
+           "<splitid>2</splitid><commandtag>4711</commandtag></p:commandAccepted>\r\n\r\n";
+}
+
+/// What the end of a refresh sends to each client that waits for it.
+inline QByteArray refreshFinishedNotice()
+{
+    return "<p:updateRecorderContentsFinished xmlns:p=\"http://www.halden.example/ravo_1_0/\" />\r\n\r\n";
 }

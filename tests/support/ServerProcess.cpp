@@ -5,18 +5,20 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QThread>
 
+#include <ctime>
 #include <sys/resource.h>
 #include <unistd.h>
-
-namespace soak {
+#include <utility>
 
 namespace {
 constexpr int PatienceMs = 60000;
 }
 
-ServerProcess::ServerProcess()
-    : serverPort(freePort())
+ServerProcess::ServerProcess(QString option)
+    : option(std::move(option))
+    , serverPort(freePort())
 {
 }
 
@@ -28,7 +30,7 @@ ServerProcess::~ServerProcess()
 
 bool ServerProcess::start()
 {
-    process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--serve"), QString::number(serverPort)});
+    process.start(QCoreApplication::applicationFilePath(), {option, QString::number(serverPort)});
     if (process.waitForReadyRead(PatienceMs) && process.readAllStandardOutput().startsWith("listening"))
         return true;
     std::fprintf(stderr, "The server did not start: %s\n", process.readAllStandardError().constData());
@@ -61,16 +63,33 @@ qint64 ServerProcess::residentBytes() const
     return file.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);
 }
 
-qint64 ServerProcess::processorMs() const
+qint64 ServerProcess::processorNs() const
 {
-    QFile file(QStringLiteral("/proc/%1/stat").arg(process.processId()));
-    if (!file.open(QIODevice::ReadOnly))
+    clockid_t clock {};
+    timespec time {};
+    if (clock_getcpuclockid(static_cast<pid_t>(process.processId()), &clock) != 0 || clock_gettime(clock, &time) != 0)
         return 0;
-    const QByteArray all = file.readAll();
-    const QList<QByteArray> fields = all.sliced(all.lastIndexOf(')') + 2).split(' '); // from the third on
-    constexpr qsizetype user = 11;
-    constexpr qsizetype system = 12;
-    return (fields.value(user).toLongLong() + fields.value(system).toLongLong()) * 1000 / sysconf(_SC_CLK_TCK);
+    return qint64(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+}
+
+void ServerProcess::waitUntilIdle() const
+{
+    constexpr unsigned long observationMs = 50;
+    qint64 before = -1;
+    for (qint64 now = processorNs(); now != before; now = processorNs()) {
+        before = now;
+        QThread::msleep(observationMs);
+    }
+}
+
+QByteArray ServerProcess::ask(const QByteArray& line)
+{
+    process.write(line + '\n');
+    while (!process.canReadLine()) {
+        if (!process.waitForReadyRead(PatienceMs))
+            return {};
+    }
+    return process.readLine().trimmed();
 }
 
 bool ServerProcess::forbidMoreDescriptors() const
@@ -94,5 +113,3 @@ QStringList ServerProcess::errorLines()
     errors += process.readAllStandardError();
     return QString::fromUtf8(errors).split(u'\n', Qt::SkipEmptyParts);
 }
-
-} // namespace soak

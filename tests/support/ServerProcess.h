@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QProcess>
+#include <QStringList>
+
+/// This program once more, as a process with nothing but a server in it, and what Linux shows of it.
+class ServerProcess {
+public:
+    /// \a option is what makes the program such a process; its value is the port. The process prints "listening" when
+    /// it does, and ends with status 0 when its standard input ends.
+    explicit ServerProcess(QString option = QStringLiteral("--serve"));
+    ~ServerProcess();
+    Q_DISABLE_COPY_MOVE(ServerProcess)
+
+    /// \return false, with a message, when it did not listen in time
+    bool start();
+    /// Has the server destroyed and the process end. \return false when it ended otherwise than with status 0
+    bool stop();
+    bool isRunning() const { return process.state() == QProcess::Running; }
+
+    quint16 port() const { return serverPort; }
+    int openDescriptors() const;
+    qint64 residentBytes() const;
+    /// The time that the process has computed, in nanoseconds.
+    qint64 processorNs() const;
+    /// Waits until the process has not computed for a while; it must not need this process for what it does.
+    void waitUntilIdle() const;
+    /// Sends the process a line on its standard input. \return the line that it answers with; empty when none came
+    QByteArray ask(const QByteArray& line);
+    /// Lets the process keep its descriptors and open no more.
+    bool forbidMoreDescriptors() const;
+    /// What it has written to its standard error so far.
+    QStringList errorLines();
+
+private:
+    QStringList descriptors() const;
+
+    QString option;
+    QProcess process;
+    quint16 serverPort;
+    QByteArray errors;
+};
