@@ -37,13 +37,21 @@ qsizetype attributeCount(QStringView tag)
 
 qsizetype readableLength(QStringView document)
 {
-    // Every start tag begins with a "<", and there is no other one before its end.
+    // Every start tag begins with a "<", and there is no other one before its end. So one that has too many attributes
+    // is followed by nothing of the kind for a long way, and what has another one on that way need not be looked at.
     constexpr qsizetype shortestSuspect = MaximumAttributes * ShortestAttribute;
+    if (document.size() <= shortestSuspect)
+        return document.size();
     qsizetype begin = document.indexOf(u'<');
     while (begin >= 0) {
+        const qsizetype lastOnTheWay = document.mid(begin + 1, shortestSuspect).lastIndexOf(u'<');
+        if (lastOnTheWay >= 0) {
+            begin += 1 + lastOnTheWay;
+            continue;
+        }
         const qsizetype next = document.indexOf(u'<', begin + 1);
         const qsizetype end = next < 0 ? document.size() : next;
-        if (end - begin > shortestSuspect && attributeCount(document.mid(begin, end - begin)) > MaximumAttributes)
+        if (attributeCount(document.mid(begin, end - begin)) > MaximumAttributes)
             return begin;
         begin = next;
     }

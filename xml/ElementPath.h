@@ -13,9 +13,20 @@
 class ElementPath {
 public:
     /// Enters a child element; with the current key it adds no segment to the keys of its content.
-    void enter(ParameterTree::Node key);
+    void enter(ParameterTree::Node key)
+    {
+        parents.append(current);
+        current = key;
+    }
+
     /// Leaves the element entered last. At the root there is none, and its end tag changes nothing.
-    void leave();
+    void leave()
+    {
+        if (parents.isEmpty())
+            return;
+        current = parents.last();
+        parents.removeLast();
+    }
 
     /// The key of the current element; the tree's root at the root element.
     ParameterTree::Node key() const { return current; }

@@ -2,7 +2,6 @@
 
 #include <QHash>
 #include <QStringList>
-#include <QVarLengthArray>
 
 #include <algorithm>
 #include <limits>
@@ -19,6 +18,15 @@ constexpr qsizetype FirstTableSize = 64;
 constexpr qsizetype DocumentCharactersPerNode = 12;
 constexpr qsizetype DocumentCharactersPerTextCharacter = 2;
 
+/// Takes the first segment off \a key, which is null after the last one.
+QStringView takeSegment(QStringView& key)
+{
+    const auto* const separator = std::find(key.begin(), key.end(), u'/');
+    const QStringView segment(key.begin(), separator);
+    key = separator == key.end() ? QStringView() : QStringView(separator + 1, key.end());
+    return segment;
+}
+
 } // namespace
 
 ParameterTree::ParameterTree() = default;
@@ -33,19 +41,20 @@ void ParameterTree::reserve(qsizetype documentLength)
 std::optional<ParameterTree::Node> ParameterTree::find(QStringView key) const
 {
     Node node = Root;
-    for (const QStringView segment : key.tokenize(u'/')) {
-        node = findChild(node, segment);
+    do {
+        node = findChild(node, takeSegment(key));
         if (node == Root)
             return std::nullopt;
-    }
+    } while (!key.isNull());
     return node;
 }
 
 ParameterTree::Node ParameterTree::node(QStringView key)
 {
     Node node = Root;
-    for (const QStringView segment : key.tokenize(u'/'))
-        node = child(node, segment);
+    do
+        node = child(node, takeSegment(key));
+    while (!key.isNull());
     return node;
 }
 
@@ -74,30 +83,9 @@ ParameterTree::Node ParameterTree::nextOccurrence(Node node)
     return child(entries.at(node).parent, QStringView(numbered.data(), numbered.size()));
 }
 
-bool ParameterTree::hasValue(Node node) const
-{
-    return entries.at(node).value.start != NoValue.start;
-}
-
-QStringView ParameterTree::value(Node node) const
-{
-    return view(entries.at(node).value);
-}
-
 void ParameterTree::setValue(Node node, QStringView value)
 {
     entries[node].value = append(value);
-}
-
-qsizetype ParameterTree::size() const
-{
-    return sizeOf(entries.size(), texts.size());
-}
-
-qsizetype ParameterTree::sizeOf(qsizetype nodes, qsizetype characters)
-{
-    constexpr auto nodeSize = static_cast<qsizetype>(sizeof(Entry) + 2 * sizeof(Node));
-    return nodes * nodeSize + characters * static_cast<qsizetype>(sizeof(QChar));
 }
 
 QMap<QString, QString> ParameterTree::values() const
@@ -196,15 +184,10 @@ void ParameterTree::growTable()
     }
 }
 
-QStringView ParameterTree::view(Text text) const
-{
-    return QStringView(texts).mid(text.start, text.length);
-}
-
 ParameterTree::Text ParameterTree::append(QStringView text)
 {
     const Text appended {static_cast<quint32>(texts.size()), static_cast<quint32>(text.size())};
-    texts.append(text);
+    texts.append(text.utf16(), text.size());
     return appended;
 }
 

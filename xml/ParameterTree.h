@@ -4,6 +4,7 @@
 #include <QMap>
 #include <QString>
 #include <QStringView>
+#include <QVarLengthArray>
 
 #include <optional>
 
@@ -42,15 +43,19 @@ public:
     /// number of times it was met before appended to the segment.
     Node nextOccurrence(Node node);
 
-    bool hasValue(Node node) const;
+    bool hasValue(Node node) const { return entries.at(node).value.start != NoValue.start; }
     /// Valid until the tree is changed.
-    QStringView value(Node node) const;
+    QStringView value(Node node) const { return view(entries.at(node).value); }
     void setValue(Node node, QStringView value);
 
     /// What the tree holds, in bytes.
-    qsizetype size() const;
+    qsizetype size() const { return sizeOf(entries.size(), texts.size()); }
     /// What a number of nodes with that many characters in all take, in bytes.
-    static qsizetype sizeOf(qsizetype nodes, qsizetype characters);
+    static constexpr qsizetype sizeOf(qsizetype nodes, qsizetype characters)
+    {
+        constexpr auto nodeSize = static_cast<qsizetype>(sizeof(Entry) + 2 * sizeof(Node));
+        return nodes * nodeSize + characters * static_cast<qsizetype>(sizeof(char16_t));
+    }
 
     /// All values by their keys, for whoever wants to look at all of them.
     QMap<QString, QString> values() const;
@@ -79,12 +84,13 @@ private:
     qsizetype slotOf(Node parent, QStringView segment) const;
     void addToTable(Node node);
     void growTable();
-    QStringView view(Text text) const;
+    QStringView view(Text text) const { return {texts.constData() + text.start, qsizetype(text.length)}; }
     Text append(QStringView text);
     QString key(Node node) const;
 
-    QString texts;
-    QList<Entry> entries; ///< by node; the first one is the root
+    // Room for a command without a list, such as showLive, without an allocation.
+    QVarLengthArray<char16_t, 256> texts;
+    QVarLengthArray<Entry, 24> entries; ///< by node; the first one is the root
     QList<Node> table; ///< children of parents with many; linear probing, at most half full; Root is a free slot
     qsizetype tableEntries = 0;
 };

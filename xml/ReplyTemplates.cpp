@@ -2,45 +2,82 @@
 
 #include "XmlNamespaceUri.h"
 
+#include <QStringBuilder>
+
+#include <algorithm>
+
+// Put together with %, which makes room for its parts at once, and never with arg(), which would look for its markers
+// in what a client has sent.
+
+namespace {
+
+QLatin1String entityOf(QChar character)
+{
+    switch (character.unicode()) {
+    case u'&':
+        return QLatin1String("&amp;");
+    case u'<':
+        return QLatin1String("&lt;");
+    case u'>':
+        return QLatin1String("&gt;");
+    case u'\r':
+        return QLatin1String("&#13;");
+    default:
+        return {};
+    }
+}
+
+} // namespace
+
 QString replyStart(QLatin1String name)
 {
-    return QLatin1String("<p:") + name + QLatin1String(" xmlns:p=\"") + XmlNamespaceUri + QLatin1Char('"');
+    QString reply;
+    reply.reserve(UsualReplyLength);
+    reply += QLatin1String("<p:") % name % QLatin1String(" xmlns:p=\"") % XmlNamespaceUri % QLatin1Char('"');
+    return reply;
 }
 
 QString replyElement(QLatin1String name)
 {
-    return replyStart(name) + QLatin1String(" />");
+    return replyStart(name) % QLatin1String(" />");
 }
 
-QString escapedText(const QString& text)
+void appendEscaped(QString& reply, QStringView text)
 {
-    QString escaped;
-    escaped.reserve(text.size());
-    for (const QChar character : text) {
-        if (character == u'&')
-            escaped += QLatin1String("&amp;");
-        else if (character == u'<')
-            escaped += QLatin1String("&lt;");
-        else if (character == u'>')
-            escaped += QLatin1String("&gt;");
-        else if (character == u'\r')
-            escaped += QLatin1String("&#13;");
-        else
-            escaped += character;
+    const auto isSpecial = [](QChar character) { return !entityOf(character).isNull(); };
+    const auto* rest = text.begin();
+    for (;;) {
+        const auto* const special = std::find_if(rest, text.end(), isSpecial);
+        reply += QStringView(rest, special);
+        if (special == text.end())
+            return;
+        reply += entityOf(*special);
+        rest = special + 1;
     }
-    return escaped;
 }
 
-// One arg() call fills all markers at once, so that no text put in is looked at again.
+void appendElement(QString& reply, QStringView name, QStringView text)
+{
+    reply += QLatin1Char('<') % name % QLatin1Char('>');
+    appendEscaped(reply, text);
+    reply += QLatin1String("</") % name % QLatin1Char('>');
+}
 
 QString commandAcceptedReply(const QString& commandName)
 {
-    return QStringLiteral("%1><commandname>%2</commandname></p:commandAccepted>")
-        .arg(replyStart(QLatin1String("commandAccepted")), escapedText(commandName));
+    QString reply = replyStart(QLatin1String("commandAccepted"));
+    reply += u'>';
+    appendElement(reply, u"commandname", commandName);
+    reply += QLatin1String("</p:commandAccepted>");
+    return reply;
 }
 
 QString commandRejectedReply(const QString& commandName, const QString& reason)
 {
-    return QStringLiteral("%1><commandname>%2</commandname><reason>%3</reason></p:commandRejected>")
-        .arg(replyStart(QLatin1String("commandRejected")), escapedText(commandName), escapedText(reason));
+    QString reply = replyStart(QLatin1String("commandRejected"));
+    reply += u'>';
+    appendElement(reply, u"commandname", commandName);
+    appendElement(reply, u"reason", reason);
+    reply += QLatin1String("</p:commandRejected>");
+    return reply;
 }

@@ -2,9 +2,13 @@
 
 #include <QLatin1String>
 #include <QString>
+#include <QStringView>
 
 // The texts of which replies are made. Every reply is one element, without XML declaration and without white space
 // between its elements; its root binds the prefix p to the protocol's namespace.
+
+/// Characters that hold most acknowledgements with what clients put into them; for reserving only.
+constexpr qsizetype UsualReplyLength = 256;
 
 /// The beginning of a reply's start tag, up to the namespace: `<p:name xmlns:p="..."`.
 QString replyStart(QLatin1String name);
@@ -12,9 +16,12 @@ QString replyStart(QLatin1String name);
 /// A whole reply without content: `<p:name xmlns:p="..." />`.
 QString replyElement(QLatin1String name);
 
-/// \a text as it may stand between two tags: with &, < and > as entities, and the carriage return as a reference, so
-/// that a text with an empty line in it does not end the message. Nothing else is changed.
-QString escapedText(const QString& text);
+/// Appends \a text as it may stand between two tags: with &, < and > as entities, and the carriage return as a
+/// reference, so that a text with an empty line in it does not end the message. Nothing else is changed.
+void appendEscaped(QString& reply, QStringView text);
+
+/// Appends an element without attributes, with \a text as its escaped content.
+void appendElement(QString& reply, QStringView name, QStringView text);
 
 /// The short acceptance of a command; \a commandName may be anything that a client sent.
 QString commandAcceptedReply(const QString& commandName);

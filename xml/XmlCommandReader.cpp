@@ -4,6 +4,7 @@
 #include "ElementPath.h"
 #include "ReplyTemplates.h"
 
+#include <QStringBuilder>
 #include <QXmlStreamWriter>
 
 namespace {
@@ -211,18 +212,27 @@ void XmlCommandReader::setParameter(const QString& key, const QString& value)
 QString XmlCommandReader::acceptedReply(
     const QString& remark, const QStringList& echoNames, const QString& namespaceUri) const
 {
-    const QString remarkElement =
-        remark.isEmpty() ? QString() : QStringLiteral("<remark>%1</remark>").arg(escapedText(remark));
-    return QStringLiteral("<p:commandAccepted xmlns:p=\"%1\"><command>%2</command>%3%4</p:commandAccepted>")
-        .arg(namespaceUri, escapedText(rootName), echoTags(echoNames), remarkElement);
+    QString reply;
+    reply.reserve(UsualReplyLength);
+    reply += QLatin1String("<p:commandAccepted xmlns:p=\"") % namespaceUri % QLatin1String("\">");
+    appendElement(reply, u"command", rootName);
+    reply += echoTags(echoNames);
+    if (!remark.isEmpty())
+        appendElement(reply, u"remark", remark);
+    reply += QLatin1String("</p:commandAccepted>");
+    return reply;
 }
 
 QString XmlCommandReader::echoTags(const QStringList& names) const
 {
     QString tags;
-    for (const QString& name : names + QStringList(QStringLiteral("commandtag"))) {
+    tags.reserve(UsualReplyLength);
+    const auto echo = [&](QStringView name) {
         if (const auto parameter = find(name))
-            tags += QStringLiteral("<%1>%2</%1>").arg(name, escapedText(parameters.value(*parameter).toString()));
-    }
+            appendElement(tags, name, parameters.value(*parameter));
+    };
+    for (const QString& name : names)
+        echo(name);
+    echo(u"commandtag");
     return tags;
 }
