@@ -37,6 +37,12 @@ void OrvaneConnection::sendMessage(const QString& message)
         xmlSocket->writeMessage(message);
 }
 
+void OrvaneConnection::sendFrame(const QByteArray& bytes)
+{
+    if (socketAttached)
+        xmlSocket->writeFrame(bytes);
+}
+
 void OrvaneConnection::handleReadyRead()
 {
     // In an event loop that a host call runs, the socket reports readyRead() again. The bytes stay where they are:

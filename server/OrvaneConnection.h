@@ -48,6 +48,8 @@ public:
 
     /// Sends one message to the client; does nothing when the socket has been released.
     void sendMessage(const QString& message);
+    /// Sends what XMLSocket::frame() has made of a message that goes to many clients.
+    void sendFrame(const QByteArray& bytes);
 
     /// The names of all commands: the login, then the others in the order of their table.
     static QStringList commandNames();

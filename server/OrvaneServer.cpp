@@ -90,11 +90,11 @@ void OrvaneServer::removeDisconnectedConnections()
 void OrvaneServer::handleUpdateAllTreeDevicesFinished()
 {
     const std::lock_guard lock(connectionsMutex);
-    const QString notice = replyElement(QLatin1String("updateRecorderContentsFinished"));
+    const QByteArray notice = XMLSocket::frame(replyElement(QLatin1String("updateRecorderContentsFinished")));
     for (OrvaneConnection* connection : connections) {
         if (!connection->recorderUpdatePending)
             continue;
-        connection->sendMessage(notice); // reaches nobody where the client has left since: it is still in the registry
+        connection->sendFrame(notice); // reaches nobody where the client has left since: it is still in the registry
         connection->recorderUpdatePending = false;
     }
 }

@@ -63,12 +63,23 @@ void XMLSocket::splitReceiveBuffer(qsizetype firstTerminator)
     messages.first() = std::move(received);
 }
 
-void XMLSocket::writeMessage(const QString& message)
+QByteArray XMLSocket::frame(const QString& message)
 {
-    const QMutexLocker locker(&mutex);
     QByteArray bytes = message.toUtf8();
     const QByteArrayView terminator(MessageTerminator.data(), MessageTerminator.size());
     if (!bytes.endsWith(terminator))
         bytes.append(terminator);
+    return bytes;
+}
+
+void XMLSocket::writeMessage(const QString& message)
+{
+    const QMutexLocker locker(&mutex);
+    socket->write(frame(message));
+}
+
+void XMLSocket::writeFrame(const QByteArray& bytes)
+{
+    const QMutexLocker locker(&mutex);
     socket->write(bytes);
 }

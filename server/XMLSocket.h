@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QLatin1String>
 #include <QList>
 #include <QMutex>
@@ -18,7 +19,7 @@ inline constexpr QLatin1String MessageTerminator("\r\n\r\n");
  *
  * Invariant: after readMessages() receiveBuffer holds no complete terminator.
  *
- * Thread: that of the socket; only writeMessage() is guarded by a lock.
+ * Thread: that of the socket; only the writing is guarded by a lock.
  */
 class XMLSocket {
     Q_DISABLE_COPY_MOVE(XMLSocket)
@@ -33,6 +34,11 @@ public:
 
     /// Writes one message, with the terminator unless it already ends with it. A write that fails is not reported.
     void writeMessage(const QString& message);
+
+    /// The bytes that writeMessage() writes.
+    static QByteArray frame(const QString& message);
+    /// Writes what frame() has made: for a message to many clients, whose sockets then share the bytes.
+    void writeFrame(const QByteArray& bytes);
 
 private:
     QMutex mutex; ///< held while one message is written; taken after the server's registry mutex
