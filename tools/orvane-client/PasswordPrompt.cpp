@@ -42,7 +42,6 @@ std::optional<QString> readSilently(QFile& terminal)
     constexpr char endOfText = '\x04';
     constexpr char backspace = '\x08';
     constexpr char deleteKey = '\x7f';
-    const SilentTerminal silent(terminal.handle());
     QByteArray password;
     char key = 0;
     while (terminal.getChar(&key)) {
@@ -65,6 +64,7 @@ std::optional<QString> askForPassword(const QString& user)
     QFile terminal(QStringLiteral("/dev/tty"));
     if (!terminal.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         return std::nullopt;
+    const SilentTerminal silent(terminal.handle()); // before it asks: what is typed at once is not shown or lost
     terminal.write(QStringLiteral("Password of %1: ").arg(user).toUtf8());
     std::optional<QString> password = readSilently(terminal);
     terminal.write("\n");
