@@ -40,7 +40,8 @@ void tst_document_snippets::areThoseOfTheExamples_data()
 {
     QTest::addColumn<QString>("language");
     QTest::addColumn<QStringList>("lines");
-    for (const QString& document : {QStringLiteral("README.md"), QStringLiteral("docs/hosting.md")}) {
+    for (const QString& document :
+        {QStringLiteral("README.md"), QStringLiteral("SECURITY.md"), QStringLiteral("docs/hosting.md")}) {
         for (const QString& language : {QStringLiteral("cpp"), QStringLiteral("cmake"), QStringLiteral("xml")}) {
             for (const DocumentBlock& block : documentBlocks(SourceDirectory + document, language))
                 QTest::newRow(qPrintable(block.place)) << language << block.lines;
