@@ -16,6 +16,8 @@ constexpr qint64 AlarmPulseMilliseconds = 1000;
 /// More insets would hide the picture; the rest is only counted.
 constexpr qsizetype MostInsets = 6;
 constexpr int InsetRows = 3;
+/// In heights of its font.
+constexpr qreal LabelHeight = 1.16;
 
 QString timeText(qint64 time)
 {
@@ -49,6 +51,12 @@ QFont TilePainter::textFont(qreal scale, bool bold) const
     return font;
 }
 
+/// Of the largest badge.
+QFont TilePainter::alarmFont() const
+{
+    return textFont(1.35, true);
+}
+
 void TilePainter::paint(int splitId, const Split& split)
 {
     painter.save();
@@ -60,6 +68,8 @@ void TilePainter::paint(int splitId, const Split& split)
         paintPicture(*split.source, split.fault, pictureTime(split), tile);
         if (split.alarm)
             paintAlarmFrame();
+        if (split.fault.isEmpty())
+            paintMarks(split, picture);
         paintCaption(split);
         paintSplitNumber(splitId);
         paintInsets(split, picture);
@@ -133,7 +143,7 @@ void TilePainter::paintLabel(const QPointF& topLeft, const QString& text, const 
 {
     const QFontMetricsF metrics(font);
     const qreal padding = metrics.height() * 0.34;
-    const QRectF label(topLeft, QSizeF(metrics.horizontalAdvance(text) + 2 * padding, metrics.height() * 1.16));
+    const QRectF label(topLeft, QSizeF(metrics.horizontalAdvance(text) + 2 * padding, metrics.height() * LabelHeight));
     painter.setPen(Qt::NoPen);
     painter.setBrush(color);
     painter.drawRoundedRect(label, padding * 0.6, padding * 0.6);
@@ -145,7 +155,7 @@ void TilePainter::paintBadge(const Split& split)
 {
     const QPointF corner = tile.topLeft() + QPointF(margin, margin);
     if (split.alarm) {
-        paintLabel(corner, QStringLiteral("ALARM"), WallColors::Alarm, textFont(1.35, true));
+        paintLabel(corner, QStringLiteral("ALARM"), WallColors::Alarm, alarmFont());
         return;
     }
     if (split.playback)
@@ -180,7 +190,8 @@ void TilePainter::paintCaption(const Split& split)
     gradient.setColorAt(1, QColor(6, 9, 12, 225));
     painter.fillRect(shade, gradient);
 
-    QRectF text(tile.x() + margin, tile.bottom() - margin - playbackHeight - line, tile.width() - 2 * margin, line);
+    const qreal side = margin + inset;
+    QRectF text(tile.x() + side, tile.bottom() - margin - playbackHeight - line, tile.width() - 2 * side, line);
     const QString camera = QStringLiteral("Camera %1").arg(split.source->camera);
     const qreal cameraWidth = QFontMetricsF(smallFont).horizontalAdvance(camera) + margin;
     paintTextLine(text.adjusted(0, 0, -cameraWidth, 0), Qt::AlignLeft | Qt::AlignVCenter, split.source->recorder,
@@ -221,11 +232,9 @@ void TilePainter::paintInsets(const Split& split, const CameraPicture& picture)
     const qsizetype shown = std::min(split.insets.size(), MostInsets);
     const qreal share = shown <= 1 ? 0.38 : shown <= 2 ? 0.32 : 0.225;
     const QSizeF size = tile.size() * share;
-    const qreal top = tile.y() + margin * 1.6 + QFontMetricsF(textFont(0.95, true)).height() * 1.16;
+    const qreal top = tile.y() + margin * 1.6 + QFontMetricsF(textFont(0.95, true)).height() * LabelHeight;
     int place = 0;
     const bool hasPicture = split.fault.isEmpty() && !split.isFree();
-    for (auto inset = split.insets.begin(); hasPicture && inset != split.insets.end(); ++inset)
-        paintMark(inset.value(), inset.key(), picture);
     for (auto inset = split.insets.begin(); place < shown; ++inset, ++place) {
         const int column = place / InsetRows; // from the right
         const int row = place % InsetRows;
@@ -241,7 +250,13 @@ void TilePainter::paintInsets(const Split& split, const CameraPicture& picture)
         {tile.right() - margin - 2 * size.width() - margin, tile.top() + margin}, more, QColor(10, 14, 18, 200), font);
 }
 
-/// Shows on the picture itself what an inset is taken from.
+/// Shows on the picture itself what the insets are taken from.
+void TilePainter::paintMarks(const Split& split, const CameraPicture& picture)
+{
+    for (auto inset = split.insets.begin(); inset != split.insets.end(); ++inset)
+        paintMark(inset.value(), inset.key(), picture);
+}
+
 void TilePainter::paintMark(const Inset& inset, int subsplitId, const CameraPicture& picture)
 {
     if (inset.live)
@@ -254,7 +269,10 @@ void TilePainter::paintMark(const Inset& inset, int subsplitId, const CameraPict
     painter.drawRect(mark);
     painter.setPen(QPen(object ? WallColors::Playback : WallColors::DetailView, width));
     painter.drawRect(mark);
-    paintLabel(mark.topLeft(), object ? QStringLiteral("#%1").arg(inset.objectId) : QString::number(subsplitId),
+    // Below the row of the badge, which would cover it.
+    const qreal badgeBottom = tile.top() + margin + QFontMetricsF(alarmFont()).height() * LabelHeight;
+    paintLabel({mark.left(), std::max(mark.top(), badgeBottom)},
+        object ? QStringLiteral("#%1").arg(inset.objectId) : QString::number(subsplitId),
         object ? WallColors::Playback : WallColors::DetailView, textFont(0.72, true));
 }
 

@@ -27,6 +27,7 @@ private:
     void paintInsets(const Split& split, const CameraPicture& picture);
     /// \a picture is that of the split, null when it has none.
     void paintInset(const Inset& inset, int subsplitId, const QRectF& target, const CameraPicture* picture);
+    void paintMarks(const Split& split, const CameraPicture& picture);
     void paintMark(const Inset& inset, int subsplitId, const CameraPicture& picture);
     void paintAlarmFrame();
     qreal alarmFrameWidth() const;
@@ -35,6 +36,7 @@ private:
     void paintLabel(const QPointF& topLeft, const QString& text, const QColor& color, const QFont& font);
     void paintTextLine(const QRectF& line, int flags, const QString& text, const QFont& font, const QColor& color);
     QFont textFont(qreal scale, bool bold = false) const;
+    QFont alarmFont() const;
 
     QPainter& painter;
     QRectF tile;
