@@ -8,6 +8,7 @@
 #include <QtTest>
 
 #include <array>
+#include <functional>
 
 #ifdef Q_OS_UNIX
 #include <sys/resource.h>
@@ -79,6 +80,21 @@ QSslSocket* onlySocket(const Session& session)
 {
     const auto sockets = session.server->findChildren<QSslSocket*>();
     return sockets.size() == 1 ? sockets.first() : nullptr;
+}
+
+/// Lets the only client go inside each host call, and has \a rest happen when the server has seen it. Returns the
+/// server's socket of that client, null when there is none.
+QPointer<QSslSocket> leaveInsideHostCalls(Session& session, TlsClient& client, const std::function<void()>& rest)
+{
+    static_cast<void>(QTest::qWaitFor([&] { return onlySocket(session) != nullptr; }));
+    QPointer<QSslSocket> socket = onlySocket(session);
+    session.host.duringCall = [&client, socket, rest] {
+        client.abort();
+        runEventLoop([&] { return socket->state() == QAbstractSocket::UnconnectedState; });
+        rest();
+        QVERIFY(socket); // still inside its own signal
+    };
+    return socket;
 }
 
 /// A client that is served, to show that the server still works.
@@ -410,13 +426,8 @@ void tst_server::letsAClientGoInsideAHostCall()
     Session session;
     const auto client = session.orvaneClient();
     QVERIFY(client);
-    QTRY_VERIFY(onlySocket(session));
-    QPointer<QSslSocket> socket = onlySocket(session);
-    session.host.duringCall = [&] {
-        client->abort();
-        runEventLoop([&] { return socket->state() == QAbstractSocket::UnconnectedState; });
-        QVERIFY(socket); // still inside its own signal
-    };
+    const QPointer<QSslSocket> socket = leaveInsideHostCalls(session, *client, [] {});
+    QVERIFY(socket);
     client->write("<showLive/>\r\n\r\n<setPreset/>\r\n\r\n");
     QTRY_COMPARE(session.host.calls, QStringList(QStringLiteral("showLive(\"\", -1, false, -1)")));
     QTRY_VERIFY(!socket);
@@ -469,17 +480,13 @@ void tst_server::canBeDestroyedAfterAClientLeftInsideAHostCall()
     Session session;
     const auto client = session.orvaneClient();
     QVERIFY(client);
-    QTRY_VERIFY(onlySocket(session));
-    QPointer<QSslSocket> socket = onlySocket(session);
-    session.host.duringCall = [&] {
-        client->abort();
-        runEventLoop([&] { return socket->state() == QAbstractSocket::UnconnectedState; });
+    const QPointer<QSslSocket> socket = leaveInsideHostCalls(session, *client, [&] {
         const auto next = session.connectedClient(); // with which the server forgets the one that left
         QVERIFY(next);
         session.server.reset();
         runEventLoop([&] { return next->state() == QAbstractSocket::UnconnectedState; });
-        QVERIFY(socket);
-    };
+    });
+    QVERIFY(socket);
     client->send("<showLive/>");
     QTRY_COMPARE(session.host.calls.size(), 1);
     QTRY_VERIFY(!socket);
