@@ -57,9 +57,9 @@ void OrvaneConnection::handleShowTrack(XmlCommandReader& reader)
 /// The long acceptance, with the split that the host has used in place of the one that the client has sent.
 void OrvaneConnection::sendAcceptedWithSplit(XmlCommandReader& reader, int splitId)
 {
-    const QString splitIdKey = QStringLiteral("splitid");
-    reader.setParameter(splitIdKey, QString::number(splitId));
-    sendMessage(reader.acceptedReply(QString(), {splitIdKey}, XmlNamespaceUri));
+    static const QStringList echoNames(QStringLiteral("splitid"));
+    reader.setParameter(echoNames.first(), QString::number(splitId));
+    sendMessage(reader.acceptedReply(QString(), echoNames, XmlNamespaceUri));
 }
 
 } // namespace OrvaneInterface

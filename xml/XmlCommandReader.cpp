@@ -216,23 +216,20 @@ QString XmlCommandReader::acceptedReply(
     reply.reserve(UsualReplyLength);
     reply += QLatin1String("<p:commandAccepted xmlns:p=\"") % namespaceUri % QLatin1String("\">");
     appendElement(reply, u"command", rootName);
-    reply += echoTags(echoNames);
+    appendEchoTags(reply, echoNames);
     if (!remark.isEmpty())
         appendElement(reply, u"remark", remark);
     reply += QLatin1String("</p:commandAccepted>");
     return reply;
 }
 
-QString XmlCommandReader::echoTags(const QStringList& names) const
+void XmlCommandReader::appendEchoTags(QString& reply, const QStringList& names) const
 {
-    QString tags;
-    tags.reserve(UsualReplyLength);
     const auto echo = [&](QStringView name) {
         if (const auto parameter = find(name))
-            appendElement(tags, name, parameters.value(*parameter));
+            appendElement(reply, name, parameters.value(*parameter));
     };
     for (const QString& name : names)
         echo(name);
     echo(u"commandtag");
-    return tags;
 }

@@ -82,7 +82,7 @@ private:
     void captureParamValue(ElementPath& path);
     bool isParamValue() const;
     std::optional<ParameterTree::Node> find(QStringView key) const;
-    QString echoTags(const QStringList& names) const;
+    void appendEchoTags(QString& reply, const QStringList& names) const;
 
     QXmlStreamReader xmlReader;
     QString rootName;
