@@ -54,8 +54,13 @@ void OrvaneConnection::handleReadyRead()
     const auto finish = qScopeGuard([this] { finishDispatching(); });
     do {
         xmlSocket->readMessages();
+        const bool single = xmlSocket->messages.size() == 1;
         while (socketAttached && !xmlSocket->messages.isEmpty())
             handleCommand(xmlSocket->messages.takeFirst());
+        // A single reply leaves at once: waiting for the event loop to come round again would take longer than sending
+        // it. Several are left to the socket, which puts them together into fewer packets.
+        if (single && socketAttached)
+            socket->flush();
     } while (socketAttached && socket->bytesAvailable() > 0);
 }
 
