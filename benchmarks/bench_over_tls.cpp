@@ -15,6 +15,7 @@
 #include <ctime>
 #include <iterator>
 #include <memory>
+#include <sched.h>
 #include <sys/resource.h>
 #include <vector>
 
@@ -59,6 +60,28 @@ template <typename Condition> void waitFor(Condition condition, const char* what
         QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
     }
 }
+
+/// Keeps this process, and those that it starts meanwhile, on one processor: otherwise the time of a command depends on
+/// whether the two take turns on one processor, or each has to wake up another one that sleeps.
+class OneProcessor {
+public:
+    OneProcessor()
+    {
+        require(sched_getaffinity(0, sizeof before, &before) == 0, "the processors are not known");
+        size_t first = 0;
+        while (!CPU_ISSET(first, &before))
+            ++first;
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(first, &one);
+        require(sched_setaffinity(0, sizeof one, &one) == 0, "no processor can be chosen");
+    }
+    ~OneProcessor() { sched_setaffinity(0, sizeof before, &before); }
+    Q_DISABLE_COPY_MOVE(OneProcessor)
+
+private:
+    cpu_set_t before {};
+};
 
 /// Clients with their handshakes done.
 Clients connectClients(const ServerProcess& server, int count)
@@ -120,6 +143,7 @@ void measureCommands(ComparisonTable& table)
 {
     constexpr int repetitions = 11;
     constexpr int pipelined = 100;
+    const OneProcessor oneProcessor;
     ServerProcess library;
     ServerProcess fixed(QStringLiteral("--serve-fixed-replies"));
     require(library.start() && fixed.start(), "a server did not start");
