@@ -14,9 +14,8 @@ constexpr quint32 ManyChildren = 16;
 
 constexpr qsizetype FirstTableSize = 64;
 
-// Of the documents of the known commands; what is needed beyond is grown into.
-constexpr qsizetype DocumentCharactersPerNode = 12;
-constexpr qsizetype DocumentCharactersPerTextCharacter = 2;
+/// A list of subsplits, which is what can be long, has one for each 11; what is needed beyond is grown into.
+constexpr qsizetype DocumentCharactersPerNode = 10;
 
 /// Takes the first segment off \a key, which is null after the last one.
 QStringView takeSegment(QStringView& key)
@@ -34,7 +33,7 @@ ParameterTree::~ParameterTree() = default;
 
 void ParameterTree::reserve(qsizetype documentLength)
 {
-    texts.reserve(documentLength / DocumentCharactersPerTextCharacter);
+    texts.reserve(documentLength); // of which as much stays address space as is not used
     entries.reserve(documentLength / DocumentCharactersPerNode);
 }
 
