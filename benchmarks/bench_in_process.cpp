@@ -37,7 +37,7 @@ struct Comparison {
 
 void parseWithCommandReader(State& state, const QString& document)
 {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         XmlCommandReader reader;
         benchmark::DoNotOptimize(reader.parseCommand(document));
     }
@@ -45,7 +45,7 @@ void parseWithCommandReader(State& state, const QString& document)
 
 void parseWithXmlReader(State& state, const QString& document)
 {
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(parseBare(document));
 }
 
@@ -65,7 +65,7 @@ Comparison parsingLinearly(const std::string& what, int factor, double atMost)
     return {"parse " + what, "as many lists of 1,000 as make up the same number", atMost,
         [document](State& state) { parseWithCommandReader(state, document); },
         [shortDocument, factor](State& state) {
-            for (auto _ : state) {
+            for ([[maybe_unused]] auto _ : state) {
                 for (int list = 0; list < factor; ++list) {
                     XmlCommandReader reader;
                     benchmark::DoNotOptimize(reader.parseCommand(shortDocument));
@@ -79,7 +79,7 @@ constexpr qsizetype MiB = 1024 * 1024;
 
 void receiveWithFraming(State& state, const QByteArray& message)
 {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         ReplaySocket socket(message, ReadSize);
         XMLSocket framing(&socket);
         for (; !socket.isFinished(); socket.nextRead())
@@ -90,7 +90,7 @@ void receiveWithFraming(State& state, const QByteArray& message)
 
 void receiveByAppending(State& state, const QByteArray& message)
 {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         ReplaySocket socket(message, ReadSize);
         QString text;
         for (; !socket.isFinished(); socket.nextRead())
@@ -128,14 +128,14 @@ std::vector<RecorderEntry> recorders()
 void buildRecorderList(State& state)
 {
     const std::vector<RecorderEntry> list = recorders();
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(OrvaneInterface::recorderListReply(list, true).size());
 }
 
 void joinRecorderTexts(State& state)
 {
     const std::vector<RecorderEntry> list = recorders();
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         QString text;
         const auto append = [&](const std::string& part) { text += QString::fromStdString(part); };
         for (const RecorderEntry& recorder : list) {

@@ -33,7 +33,7 @@ constexpr int DoctypeExpansionLimit = 16;
 constexpr qsizetype ParameterBytesPerCharacter = 24;
 
 /// Bytes that the parameters may take in any case.
-constexpr qsizetype SmallestParameterBudget = 64 * 1024;
+constexpr qsizetype SmallestParameterBudget = qsizetype(64) * 1024;
 
 /// Bytes that the parameters may take in no case: their positions are kept in 32 bits.
 constexpr qsizetype LargestParameterBudget = qsizetype(4) * 1024 * 1024 * 1024;
