@@ -338,7 +338,7 @@ void tst_commands::acceptAnEmptyAccount()
     OrvaneInterface::OrvaneServer server(&host, freePort(), QString(), QString(), nullptr);
     server.startListeningForConnection();
     TlsClient client;
-    client.open(server.serverPort());
+    client.connectToPort(server.serverPort());
     client.send("<loginClient/>");
     client.send("<setPreset/>");
     QTRY_COMPARE(client.received, shortAcceptance("setPreset"));
@@ -351,7 +351,7 @@ void tst_commands::neverTryTheSystemAccountsNameElsewhere()
         &host, freePort(), QStringLiteral("Orvane"), QStringLiteral("secret"), nullptr);
     server.startListeningForConnection();
     TlsClient client;
-    client.open(server.serverPort());
+    client.connectToPort(server.serverPort());
     client.login("Orvane", "secret");
     client.send("<setPreset/>");
     client.loginAsOrvane();
@@ -402,7 +402,7 @@ void tst_commands::areIgnoredWithoutHost()
     OrvaneInterface::OrvaneServer server(nullptr, freePort(), QString(), QString(), nullptr);
     server.startListeningForConnection();
     TlsClient client;
-    client.open(server.serverPort());
+    client.connectToPort(server.serverPort());
     client.loginAsOrvane();
     client.send("<foo/>");
     QStringList lines;

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+#include <utility>
+
 /// Plays every exchange of docs/protocol.md against the library, in the notation that the document explains.
 class tst_protocol_document : public QObject {
     Q_OBJECT
@@ -66,8 +68,8 @@ std::vector<RecordingHost::PresetEntry> documentPresets()
 /// One exchange, on a connection of its own.
 class Exchange {
 public:
-    explicit Exchange(const QStringList& lines)
-        : lines(lines)
+    explicit Exchange(QStringList lines)
+        : lines(std::move(lines))
     {
         session.host.recorders = documentRecorders();
         session.host.presets = documentPresets();

@@ -64,8 +64,8 @@ void tst_records::newRecorderIsEmpty()
 void tst_records::copyHasAllFields()
 {
     const RecorderEntry original = fullRecorder();
-    const RecorderEntry constructed(
-        original); // NOLINT(performance-unnecessary-copy-initialization): the copy is the point
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is the point
+    const RecorderEntry constructed(original);
     RecorderEntry assigned;
     assigned = original;
     QVERIFY(isFull(constructed));

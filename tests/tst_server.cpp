@@ -268,7 +268,7 @@ void tst_server::goesOnWhenAClientMisbehaves()
     QVERIFY(witness);
     TlsClient client;
     if (encrypted)
-        client.open(session.server->serverPort());
+        client.connectToPort(session.server->serverPort());
     else
         client.connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
     QTRY_VERIFY(encrypted ? client.isEncrypted() : client.state() == QAbstractSocket::ConnectedState);
@@ -358,7 +358,7 @@ void tst_server::staysPausedWhenTheHostHasPausedIt()
     leaving.reset();
     QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
     TlsClient client;
-    client.open(session.server->serverPort());
+    client.connectToPort(session.server->serverPort());
     QTRY_COMPARE(client.state(), QAbstractSocket::ConnectedState); // by the system
     QCoreApplication::processEvents();
     QCOMPARE(session.server->findChildren<QSslSocket*>().size(), 0);

@@ -20,7 +20,7 @@ void tst_server_without_key::listensInSilenceAndServesNobody()
 
     TlsClient client;
     const QSignalSpy spy(&client, &QAbstractSocket::errorOccurred);
-    client.open(session.server->serverPort());
+    client.connectToPort(session.server->serverPort());
     QTRY_COMPARE(spy.count(), 1);
     QVERIFY(!client.isEncrypted());
     QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 0);

@@ -41,7 +41,7 @@ Cycle::Cycle(quint16 port, Leaving leaving)
     }
     connect(&socket, &QSslSocket::encrypted, this, &Cycle::talk);
     connect(&socket, &QIODevice::readyRead, this, &Cycle::handleReply);
-    socket.open(port);
+    socket.connectToPort(port);
 }
 
 void Cycle::startHandshake()

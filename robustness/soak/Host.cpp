@@ -18,7 +18,7 @@ namespace {
 void handleLogLine(QtMsgType type, const QMessageLogContext&, const QString& line)
 {
     if (type != QtDebugMsg || line.startsWith(QLatin1String("OrvaneConnection server error:")))
-        std::fprintf(stderr, "%s\n", qPrintable(line));
+        static_cast<void>(std::fprintf(stderr, "%s\n", qPrintable(line)));
 }
 
 } // namespace
@@ -30,13 +30,14 @@ int serve(quint16 port)
     OrvaneInterface::OrvaneServer server(&host, port, QString(), QString(), nullptr);
     server.startListeningForConnection();
     if (!server.isListening()) {
-        std::fprintf(stderr, "Cannot listen on port %d: %s\n", port, qPrintable(server.errorString()));
+        static_cast<void>(
+            std::fprintf(stderr, "Cannot listen on port %d: %s\n", port, qPrintable(server.errorString())));
         return 1;
     }
     const QSocketNotifier endOfInput(STDIN_FILENO, QSocketNotifier::Read);
     QObject::connect(&endOfInput, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
-    std::puts("listening");
-    std::fflush(stdout);
+    static_cast<void>(std::puts("listening"));
+    static_cast<void>(std::fflush(stdout));
     return QCoreApplication::exec();
 }
 

@@ -8,8 +8,8 @@ namespace {
 
 void print(const QString& line)
 {
-    std::printf("%s\n", qPrintable(line));
-    std::fflush(stdout);
+    static_cast<void>(std::printf("%s\n", qPrintable(line)));
+    static_cast<void>(std::fflush(stdout));
 }
 
 } // namespace

@@ -56,7 +56,7 @@ Clients connectClients(const ServerProcess& server, int count, Report& report)
     };
     for (int number = 1; number <= count; ++number) {
         clients.push_back(std::make_unique<TlsClient>());
-        clients.back()->open(server.port());
+        clients.back()->connectToPort(server.port());
         const int allowed = number == count ? 0 : HandshakesAtOnce;
         if (!waitFor([&] { return inHandshake() <= allowed; }))
             break;
@@ -157,7 +157,6 @@ private:
     TlsClient slow;
     TlsClient deaf;
     QTimer clock;
-    bool plainTextWasSent = false;
 };
 
 BadClients::BadClients(quint16 port)
@@ -170,7 +169,7 @@ BadClients::BadClients(quint16 port)
     sendWhenConnected(halfHandshake, port, QByteArrayLiteral("\x16\x03\x01\x02\x00\x01"));
 
     constexpr int slowByteMs = 20;
-    slow.open(port);
+    slow.connectToPort(port);
     connect(&clock, &QTimer::timeout, &slow, [this] {
         if (slow.isEncrypted())
             slow.write("<");
@@ -186,7 +185,7 @@ BadClients::BadClients(quint16 port)
         for (int count = 0; count < RecorderListsUnread; ++count)
             deaf.send("<getRecorderList/>");
     });
-    deaf.open(port);
+    deaf.connectToPort(port);
 }
 
 bool BadClients::areAllConnected() const
@@ -278,6 +277,7 @@ void runMisbehaviour(const Options& options, Report& report)
     witness.loginAsOrvane();
 
     std::vector<qint64> alone;
+    alone.reserve(static_cast<size_t>(options.roundTrips));
     for (int count = 0; count < options.roundTrips; ++count)
         alone.push_back(roundTripMicroseconds(witness));
     report.note(QStringLiteral("alone:"));
@@ -319,7 +319,7 @@ void runWithoutDescriptors(const Options&, Report& report)
         return;
 
     TlsClient waiting;
-    waiting.open(server.port());
+    waiting.connectToPort(server.port());
     const auto errorIsLogged = [&] {
         return !server.errorLines().filter(QStringLiteral("OrvaneConnection server error:")).isEmpty();
     };

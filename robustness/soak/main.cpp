@@ -19,7 +19,8 @@ std::optional<int> number(const QCommandLineParser& parser, const QString& optio
     const int value = parser.value(option).toInt(&isNumber);
     if (isNumber && value > 0)
         return value;
-    std::fprintf(stderr, "--%s: not a number above 0: \"%s\"\n", qPrintable(option), qPrintable(parser.value(option)));
+    static_cast<void>(std::fprintf(
+        stderr, "--%s: not a number above 0: \"%s\"\n", qPrintable(option), qPrintable(parser.value(option))));
     return {};
 }
 
@@ -35,11 +36,11 @@ bool raiseDescriptorLimit(int clients)
     limit.rlim_cur = needed;
     if (needed <= limit.rlim_max && setrlimit(RLIMIT_NOFILE, &limit) == 0)
         return true;
-    std::fprintf(stderr,
+    static_cast<void>(std::fprintf(stderr,
         "%d clients need %llu open files, but only %llu are allowed: raise the limit (ulimit -Hn %llu, as root), or "
         "take fewer (--clients).\n",
         clients, static_cast<unsigned long long>(needed), static_cast<unsigned long long>(limit.rlim_max),
-        static_cast<unsigned long long>(needed));
+        static_cast<unsigned long long>(needed)));
     return false;
 }
 
@@ -67,7 +68,8 @@ int main(int argc, char* argv[])
     parser.addOption(serve);
     parser.process(application);
     if (!parser.positionalArguments().isEmpty()) {
-        std::fprintf(stderr, "Unexpected argument: %s\n", qPrintable(parser.positionalArguments().constFirst()));
+        static_cast<void>(
+            std::fprintf(stderr, "Unexpected argument: %s\n", qPrintable(parser.positionalArguments().constFirst())));
         return UsageStatus;
     }
     if (parser.isSet(serve))

@@ -40,10 +40,12 @@ inline QList<HostileDocument> hostileDocuments(qsizetype size)
             QStringLiteral("<r") + numbered(QStringLiteral(" b%1=''"), size) + QStringLiteral("/>")},
         {"elements with as many attributes as are allowed",
             root(repeated(
-                QStringLiteral("<a") + numbered(QStringLiteral(" b%1=''"), 60 * 7) + QStringLiteral("/>"), size))},
+                QStringLiteral("<a") + numbered(QStringLiteral(" b%1=''"), qsizetype(60) * 7) + QStringLiteral("/>"),
+                size))},
         {"very many namespaces that every element looks through",
             QStringLiteral("<r>")
-                + repeated(QStringLiteral("<a") + numbered(QStringLiteral(" xmlns:b%1='u'"), 7 * 13) + u'>', 60 * 93)
+                + repeated(QStringLiteral("<a") + numbered(QStringLiteral(" xmlns:b%1='u'"), qsizetype(7) * 13) + u'>',
+                    qsizetype(60) * 93)
                 + repeated(QStringLiteral("<b/>"), size)},
         {"very many empty elements", root(repeated(QStringLiteral("<a/>"), size))},
         {"very many elements of different names", root(numbered(QStringLiteral("<a%1/>"), size))},

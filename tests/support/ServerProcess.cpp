@@ -33,7 +33,8 @@ bool ServerProcess::start()
     process.start(QCoreApplication::applicationFilePath(), {option, QString::number(serverPort)});
     if (process.waitForReadyRead(PatienceMs) && process.readAllStandardOutput().startsWith("listening"))
         return true;
-    std::fprintf(stderr, "The server did not start: %s\n", process.readAllStandardError().constData());
+    static_cast<void>(
+        std::fprintf(stderr, "The server did not start: %s\n", process.readAllStandardError().constData()));
     return false;
 }
 

@@ -12,7 +12,7 @@ Session::Session()
 std::unique_ptr<TlsClient> Session::connectedClient() const
 {
     auto client = std::make_unique<TlsClient>();
-    client->open(server->serverPort());
+    client->connectToPort(server->serverPort());
     if (!QTest::qWaitFor([&] { return client->isEncrypted(); }))
         return nullptr;
     return client;

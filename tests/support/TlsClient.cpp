@@ -9,7 +9,7 @@ TlsClient::TlsClient(QObject* parent)
     connect(this, &QIODevice::readyRead, this, [this] { received += readAll(); });
 }
 
-void TlsClient::open(quint16 port)
+void TlsClient::connectToPort(quint16 port)
 {
     connectToHostEncrypted(QStringLiteral("127.0.0.1"), port);
 }

@@ -11,7 +11,7 @@ public:
     explicit TlsClient(QObject* parent = nullptr);
 
     /// Begins to connect to a server on the loopback address.
-    void open(quint16 port);
+    void connectToPort(quint16 port);
     /// Sends a document with the terminator, in one write.
     void send(const QByteArray& document);
     void loginAsOrvane();
