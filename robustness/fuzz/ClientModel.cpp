@@ -73,7 +73,7 @@ QString ClientModel::nextHostCall()
     while (readsTaken < traffic->reads.size())
         messages += framing.take(traffic->reads[readsTaken++]);
     while (!messages.isEmpty()) {
-        const QString operation = dispatch(messages.takeFirst());
+        QString operation = dispatch(messages.takeFirst());
         if (!operation.isEmpty())
             return operation;
     }
@@ -95,7 +95,7 @@ QString ClientModel::dispatch(const QString& message)
 
 QString ClientModel::dispatchLoggedIn()
 {
-    const QString name = reader->commandName();
+    QString name = reader->commandName();
     if (name == QLatin1String("showTrack")) {
         if (reader->hasParameter(QStringLiteral("trackid")))
             return QStringLiteral("showTrackById");

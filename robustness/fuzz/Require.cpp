@@ -7,7 +7,7 @@ void require(bool holds, const QString& what)
 {
     if (holds)
         return;
-    std::fprintf(stderr, "FINDING: %s\n", qPrintable(what));
-    std::fflush(stderr);
+    static_cast<void>(std::fprintf(stderr, "FINDING: %s\n", qPrintable(what)));
+    static_cast<void>(std::fflush(stderr));
     std::abort();
 }

@@ -17,11 +17,12 @@ bool replayFile(const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        std::fprintf(stderr, "Cannot read %s: %s\n", qPrintable(path), qPrintable(file.errorString()));
+        static_cast<void>(
+            std::fprintf(stderr, "Cannot read %s: %s\n", qPrintable(path), qPrintable(file.errorString())));
         return false;
     }
-    std::printf("%s\n", qPrintable(path));
-    std::fflush(stdout); // a finding ends the program
+    static_cast<void>(std::printf("%s\n", qPrintable(path)));
+    static_cast<void>(std::fflush(stdout)); // a finding ends the program
     const QByteArray bytes = file.readAll();
     // A buffer of exactly this size, so that the address sanitizer sees a read beyond it.
     const std::vector<uint8_t> input(bytes.begin(), bytes.end());
@@ -54,10 +55,11 @@ int main(int argc, char* argv[])
         total += count;
     }
     if (total == 0) {
-        std::fprintf(stderr, "Usage: %s FILE_OR_DIRECTORY...\nReplays inputs; ends with status 0 without a finding.\n",
-            argc > 0 ? argv[0] : "replay");
+        static_cast<void>(std::fprintf(stderr,
+            "Usage: %s FILE_OR_DIRECTORY...\nReplays inputs; ends with status 0 without a finding.\n",
+            argc > 0 ? argv[0] : "replay"));
         return 2;
     }
-    std::printf("%d inputs without a finding\n", total);
+    static_cast<void>(std::printf("%d inputs without a finding\n", total));
     return 0;
 }

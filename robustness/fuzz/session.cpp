@@ -159,7 +159,7 @@ void Session::run()
     runEventLoop();
     for (const auto& each : clients) {
         each->check();
-        require(!each->socket, QStringLiteral("a socket is left"));
+        require(each->socket.isNull(), QStringLiteral("a socket is left"));
     }
 }
 
@@ -291,7 +291,7 @@ bool Session::getPertinentInfo(const std::string& document, std::string& answer)
     ClientModel& caller = beginCall("getPertinentInfo");
     const bool result = hostSaysYes;
     answer = usedSplit % 2 == 0 ? "<answer/>" + document + "\r\n\r\n" : std::string();
-    caller.endHostCall(0, result, answer.c_str()); // up to the first NUL byte
+    caller.endHostCall(0, result, answer.substr(0, answer.find('\0')));
     return result;
 }
 
