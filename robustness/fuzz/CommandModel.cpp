@@ -1,6 +1,10 @@
 #include "CommandModel.h"
 
+#include "DocumentLimits.h"
+
 #include <QXmlStreamWriter>
+
+#include <algorithm>
 
 CommandModel::CommandModel(const QString& document)
 {
@@ -15,12 +19,39 @@ CommandModel::CommandModel(const QString& document)
 
 void CommandModel::readTokens(const QString& document)
 {
+    // Entities grow; and in a comment or the like there may be what looks like a start tag.
+    mayBeTooMuch = document.contains(QLatin1String("<!")) || document.lastIndexOf(QLatin1String("<?")) > 0;
+
     QXmlStreamReader reader(document);
+    qsizetype depth = 0; // of the root element
     while (!reader.atEnd()) {
         const QXmlStreamReader::TokenType type = reader.readNext();
         tokens.append({type, reader.name().toString(), reader.text().toString(), reader.attributes()});
+        if (type == QXmlStreamReader::StartElement)
+            checkLimits(reader, depth++);
+        else if (type == QXmlStreamReader::EndElement)
+            --depth;
     }
     wellFormed = !reader.hasError();
+}
+
+void CommandModel::checkLimits(const QXmlStreamReader& element, qsizetype depth)
+{
+    const QXmlStreamAttributes attributes = element.attributes();
+    const qsizetype declarations = element.namespaceDeclarations().size();
+    if (attributes.size() + declarations > MaximumAttributes)
+        isTooMuch = true;
+    // Written into a "paramvalue", an attribute of a namespace brings the namespace along each time.
+    if (std::any_of(
+            attributes.begin(), attributes.end(), [](const auto& each) { return !each.namespaceUri().isEmpty(); }))
+        mayBeTooMuch = true;
+
+    if (depth <= MaximumDepth && (depth <= DepthWithoutNamespaceCheck || declarations <= MaximumNamespaceDeclarations))
+        return;
+    if (element.name() == QLatin1String("paramvalue"))
+        mayBeTooMuch = true; // looked at only where it is not captured
+    else
+        isTooMuch = true;
 }
 
 bool CommandModel::skipToRoot()

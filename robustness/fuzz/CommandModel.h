@@ -16,6 +16,10 @@ public:
     explicit CommandModel(const QString& document);
 
     bool wellFormed = false;
+    /// Some bound of DocumentLimits.h is exceeded that is told from the elements alone.
+    bool isTooMuch = false;
+    /// The document may cost more than these elements show, or look as if it did.
+    bool mayBeTooMuch = false;
     QString name;
     QMap<QString, QString> parameters;
     /// Every parameter that ever held a key, those included that a later one replaced.
@@ -32,6 +36,7 @@ private:
     };
 
     void readTokens(const QString& document);
+    void checkLimits(const QXmlStreamReader& element, qsizetype depth);
     bool skipToRoot();
     bool at(QXmlStreamReader::TokenType type) const;
     bool atParamValue() const;

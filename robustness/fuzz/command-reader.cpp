@@ -7,8 +7,8 @@
 #include <QStringList>
 
 // Whatever a text is, the reader makes the same of it as a second way of reading it, twice, in bounded memory; and each
-// key is made of names that the document holds. A document that the reader refuses as too much for a command, although
-// it is well-formed, may keep any part of what it holds, but nothing else.
+// key is made of names that the document holds. It refuses what is too much for a command and nothing else; a document
+// that it refuses, although it is well-formed, may keep any part of what it holds, but nothing else.
 
 /// The reader shows all of its parameters to its friend of this name alone.
 class tst_xml_command_reader {
@@ -68,6 +68,15 @@ void requirePartOf(const CommandModel& model, const XmlCommandReader& reader)
     }
 }
 
+void requireEachFound(const XmlCommandReader& reader)
+{
+    const auto parameters = Friend::parameters(reader);
+    for (auto it = parameters.constKeyValueBegin(); it != parameters.constKeyValueEnd(); ++it) {
+        require(reader.hasParameter(it->first) && reader.stringParameter(it->first) == it->second,
+            QStringLiteral("the parameter %1 is not found as it is").arg(it->first));
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -86,6 +95,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     const CommandModel model(document);
     require(model.wellFormed || !accepted, QStringLiteral("an error is not reported"));
+    require(!model.isTooMuch || !accepted, QStringLiteral("what is too much is not refused"));
+    require(accepted || !model.wellFormed || model.isTooMuch || model.mayBeTooMuch,
+        QStringLiteral("a document is refused that is not too much"));
+    requireEachFound(reader);
     requireKeysOfTheDocument(reader, model.names);
     requirePartOf(model, reader);
     if (model.wellFormed == accepted && !mayBeTooMuch(document, reader)) {

@@ -55,6 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             requireOneTerminator(framing, socket, message);
             requireOneTerminator(framing, socket, message + MessageTerminator);
             requireOneTerminator(framing, socket, message + QStringLiteral("\r\n\r"));
+            requireOneTerminator(framing, socket, message + QStringLiteral("\n\r\n"));
         }
     }
     return 0;
