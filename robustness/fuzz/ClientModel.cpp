@@ -162,4 +162,7 @@ void ClientModel::expect(const QString& reply)
     const QByteArray terminator = "\r\n\r\n";
     const QByteArray bytes = reply.toUtf8();
     expected += bytes.endsWith(terminator) ? bytes : bytes + terminator;
+    // Neither the texts of the client nor those of the host end a reply early.
+    require(expected.last().indexOf(terminator) == expected.last().size() - terminator.size(),
+        QStringLiteral("a terminator inside a reply: %1").arg(reply));
 }

@@ -19,6 +19,7 @@
 //
 // The input is a script of one-letter steps; a byte that is no step is skipped:
 //   n    another client comes, and is the one that the next steps are about
+//   N    two clients come at once; the next steps are about the second
 //   c0   the steps are about the first client, c1 about the second, ...
 //   ma   the client sends document a (below), mb document b, ...
 //   ha   the client sends the first half of document a; ta: the second half
@@ -65,11 +66,8 @@ public:
     {
     }
 
-    void accept(MemorySocket* socket)
-    {
-        waiting += socket;
-        QMetaObject::invokeMethod(this, "newConnection", Qt::DirectConnection);
-    }
+    void addWaiting(MemorySocket* socket) { waiting += socket; }
+    void acceptWaiting() { QMetaObject::invokeMethod(this, "newConnection", Qt::DirectConnection); }
 
     bool hasPendingConnections() const override { return !waiting.isEmpty(); }
     QTcpSocket* nextPendingConnection() override { return waiting.takeFirst(); }
@@ -125,7 +123,7 @@ private:
     void callWithoutResult(const char* operation);
     void callWithSplit(const char* operation, int& splitId);
 
-    void addClient();
+    void addClients(int count);
     void chooseClient(char digit);
     void send(const QByteArray& bytes);
     void reportReadyRead();
@@ -195,7 +193,9 @@ void Session::runStep(char step)
 {
     switch (step) {
     case 'n':
-        return addClient();
+        return addClients(1);
+    case 'N':
+        return addClients(2);
     case 'c':
         return chooseClient(take());
     case 'm':
@@ -295,13 +295,16 @@ bool Session::getPertinentInfo(const std::string& document, std::string& answer)
     return result;
 }
 
-void Session::addClient()
+void Session::addClients(int count)
 {
-    if (!server || clients.size() == MaxClients)
+    if (!server)
         return;
-    auto* socket = new MemorySocket(server.get());
-    client = clients.emplace_back(std::make_unique<ClientModel>(socket)).get();
-    server->accept(socket);
+    for (; count > 0 && clients.size() < MaxClients; --count) {
+        auto* socket = new MemorySocket(server.get());
+        client = clients.emplace_back(std::make_unique<ClientModel>(socket)).get();
+        server->addWaiting(socket);
+    }
+    server->acceptWaiting();
 }
 
 void Session::chooseClient(char digit)
