@@ -54,7 +54,7 @@ void XMLSocket::splitReceiveBuffer(qsizetype firstTerminator)
     messages.clear();
     messages.append(QString());
     qsizetype begin = firstTerminator + MessageTerminator.size();
-    for (qsizetype end; (end = findTerminator(received, begin)) >= 0; begin = end + MessageTerminator.size())
+    for (qsizetype end = 0; (end = findTerminator(received, begin)) >= 0; begin = end + MessageTerminator.size())
         messages.append(received.mid(begin, end - begin));
     receiveBuffer = received.mid(begin);
 

@@ -20,7 +20,7 @@ private Q_SLOTS:
 
 namespace {
 
-constexpr qsizetype MiB = 1024 * 1024;
+constexpr qsizetype MiB = qsizetype(1024) * 1024;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool memoryCanBeMeasured = false; // the sanitizers keep what was freed

@@ -14,10 +14,10 @@ public:
         : content(std::move(value))
     {
     }
-    static Result failure(QString reason)
+    static Result failure(const QString& reason)
     {
         Result result;
-        result.reason = std::move(reason);
+        result.reason = reason;
         return result;
     }
 
