@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <utility>
 
@@ -69,8 +70,8 @@ ParameterTree::Node ParameterTree::nextOccurrence(Node node)
     if (count == 0)
         return node;
 
-    char16_t digits[std::numeric_limits<quint32>::digits10 + 1];
-    char16_t* const end = std::end(digits);
+    std::array<char16_t, std::numeric_limits<quint32>::digits10 + 1> digits {};
+    char16_t* const end = digits.data() + digits.size();
     char16_t* begin = end;
     for (quint32 rest = count; rest > 0; rest /= 10)
         *--begin = static_cast<char16_t>(u'0' + rest % 10);
