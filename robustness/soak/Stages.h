@@ -8,6 +8,7 @@ struct Options {
     int clients = 1000; ///< at once
     int cycles = 10000; ///< of coming and going
     int roundTrips = 500; ///< measured while others misbehave
+    int longestRoundTrip = 5; ///< seconds, beyond which the server is taken for stuck
 };
 
 // Each stage has a server process of its own.

@@ -62,6 +62,8 @@ int main(int argc, char* argv[])
             QString::number(defaults.cycles)},
         {QStringLiteral("round-trips"), QStringLiteral("Commands that are timed while clients misbehave."),
             QStringLiteral("number"), QString::number(defaults.roundTrips)},
+        {QStringLiteral("longest-round-trip"), QStringLiteral("How long such a command may take."),
+            QStringLiteral("seconds"), QString::number(defaults.longestRoundTrip)},
     });
     QCommandLineOption serve(QStringLiteral("serve"), QString(), QStringLiteral("port"));
     serve.setFlags(QCommandLineOption::HiddenFromHelp);
@@ -78,10 +80,11 @@ int main(int argc, char* argv[])
     const auto clients = number(parser, QStringLiteral("clients"));
     const auto cycles = number(parser, QStringLiteral("cycles"));
     const auto roundTrips = number(parser, QStringLiteral("round-trips"));
-    if (!clients || !cycles || !roundTrips || !raiseDescriptorLimit(*clients))
+    const auto longestRoundTrip = number(parser, QStringLiteral("longest-round-trip"));
+    if (!clients || !cycles || !roundTrips || !longestRoundTrip || !raiseDescriptorLimit(*clients))
         return UsageStatus;
 
-    const soak::Options options {*clients, *cycles, *roundTrips};
+    const soak::Options options {*clients, *cycles, *roundTrips, *longestRoundTrip};
     soak::Report report;
     soak::runCycles(options, report);
     soak::runManyClients(options, report);
