@@ -93,7 +93,7 @@ Clients connectClients(const ServerProcess& server, int count)
     };
     for (int number = 1; number <= count; ++number) {
         clients.push_back(std::make_unique<TlsClient>());
-        clients.back()->open(server.port());
+        clients.back()->connectToPort(server.port());
         const int allowed = number == count ? 0 : HandshakesAtOnce;
         waitFor([&] { return inHandshake() <= allowed; }, "a handshake took too long");
     }

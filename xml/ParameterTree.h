@@ -53,7 +53,7 @@ public:
     /// What a number of nodes with that many characters in all take, in bytes.
     static constexpr qsizetype sizeOf(qsizetype nodes, qsizetype characters)
     {
-        constexpr auto nodeSize = static_cast<qsizetype>(sizeof(Entry) + 2 * sizeof(Node));
+        constexpr qsizetype nodeSize {sizeof(Entry) + 2 * sizeof(Node)};
         return nodes * nodeSize + characters * static_cast<qsizetype>(sizeof(char16_t));
     }
 
