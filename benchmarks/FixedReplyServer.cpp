@@ -37,7 +37,7 @@ void FixedReplyServer::incomingConnection(qintptr socketDescriptor)
     connect(socket, &QIODevice::readyRead, this, [this, socket, received = QByteArray()]() mutable {
         received += socket->readAll();
         qsizetype begin = 0;
-        for (qsizetype end; (end = received.indexOf(Terminator, begin)) >= 0; begin = end + Terminator.size())
+        for (qsizetype end = 0; (end = received.indexOf(Terminator, begin)) >= 0; begin = end + Terminator.size())
             socket->write(reply);
         received.remove(0, begin);
     });

@@ -25,7 +25,7 @@ using OrvaneInterface::OrvaneServer;
 int serve(QTcpServer& server, const std::function<void(const QByteArray& line)>& handleLine)
 {
     if (!server.isListening()) {
-        std::fprintf(stderr, "Cannot listen: %s\n", qPrintable(server.errorString()));
+        static_cast<void>(std::fprintf(stderr, "Cannot listen: %s\n", qPrintable(server.errorString())));
         return 1;
     }
     QFile input;
@@ -39,8 +39,8 @@ int serve(QTcpServer& server, const std::function<void(const QByteArray& line)>&
         else
             handleLine(line);
     });
-    std::puts("listening");
-    std::fflush(stdout);
+    static_cast<void>(std::puts("listening"));
+    static_cast<void>(std::fflush(stdout));
     return QCoreApplication::exec();
 }
 
@@ -65,8 +65,9 @@ void measure(const QList<QSslSocket*>& sockets, const std::function<void()>& sen
     while (!std::all_of(sockets.begin(), sockets.end(), isSent))
         QCoreApplication::processEvents();
     const qint64 sent = processorNs();
-    std::printf("%lld %lld\n", static_cast<long long>(called - begin), static_cast<long long>(sent - begin));
-    std::fflush(stdout);
+    static_cast<void>(
+        std::printf("%lld %lld\n", static_cast<long long>(called - begin), static_cast<long long>(sent - begin)));
+    static_cast<void>(std::fflush(stdout));
 }
 
 } // namespace

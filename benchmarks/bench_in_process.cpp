@@ -74,8 +74,9 @@ Comparison parsingLinearly(const std::string& what, int factor, double atMost)
         }};
 }
 
-constexpr qsizetype ReadSize = 16 * 1024;
-constexpr qsizetype MiB = 1024 * 1024;
+constexpr qsizetype KiB = 1024;
+constexpr qsizetype MiB = 1024 * KiB;
+constexpr qsizetype ReadSize = 16 * KiB;
 
 void receiveWithFraming(State& state, const QByteArray& message)
 {
