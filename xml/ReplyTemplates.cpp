@@ -27,6 +27,20 @@ QLatin1String entityOf(QChar character)
     }
 }
 
+/// As it may stand between two tags.
+QString escapedText(QStringView text)
+{
+    QString escaped;
+    escaped.reserve(text.size());
+    for (const QChar character : text) {
+        if (const QLatin1String entity = entityOf(character); entity.isNull())
+            escaped += character;
+        else
+            escaped += entity;
+    }
+    return escaped;
+}
+
 } // namespace
 
 QString replyStart(QLatin1String name)
@@ -42,25 +56,14 @@ QString replyElement(QLatin1String name)
     return replyStart(name) % QLatin1String(" />");
 }
 
-void appendEscaped(QString& reply, QStringView text)
-{
-    const auto isSpecial = [](QChar character) { return !entityOf(character).isNull(); };
-    const auto* rest = text.begin();
-    for (;;) {
-        const auto* const special = std::find_if(rest, text.end(), isSpecial);
-        reply += QStringView(rest, special);
-        if (special == text.end())
-            return;
-        reply += entityOf(*special);
-        rest = special + 1;
-    }
-}
-
 void appendElement(QString& reply, QStringView name, QStringView text)
 {
-    reply += QLatin1Char('<') % name % QLatin1Char('>');
-    appendEscaped(reply, text);
-    reply += QLatin1String("</") % name % QLatin1Char('>');
+    QString escaped; // not needed for nearly all texts
+    if (std::any_of(text.begin(), text.end(), [](QChar character) { return !entityOf(character).isNull(); })) {
+        escaped = escapedText(text);
+        text = escaped;
+    }
+    reply += QLatin1Char('<') % name % QLatin1Char('>') % text % QLatin1String("</") % name % QLatin1Char('>');
 }
 
 QString commandAcceptedReply(const QString& commandName)

@@ -16,11 +16,8 @@ QString replyStart(QLatin1String name);
 /// A whole reply without content: `<p:name xmlns:p="..." />`.
 QString replyElement(QLatin1String name);
 
-/// Appends \a text as it may stand between two tags: with &, < and > as entities, and the carriage return as a
-/// reference, so that a text with an empty line in it does not end the message. Nothing else is changed.
-void appendEscaped(QString& reply, QStringView text);
-
-/// Appends an element without attributes, with \a text as its escaped content.
+/// Appends an element without attributes. In \a text &, < and > become entities, and the carriage return a reference,
+/// so that a text with an empty line in it does not end the message. Nothing else is changed.
 void appendElement(QString& reply, QStringView name, QStringView text);
 
 /// The short acceptance of a command; \a commandName may be anything that a client sent.
