@@ -1,4 +1,5 @@
 #include "BareParse.h"
+#include "Clients.h"
 #include "ComparisonTable.h"
 #include "Documents.h"
 #include "ServedProcess.h"
@@ -15,9 +16,7 @@
 #include <ctime>
 #include <functional>
 #include <iterator>
-#include <memory>
 #include <sched.h>
-#include <sys/resource.h>
 #include <vector>
 
 // What a server costs its host, measured from the outside: the processor time and the memory of a process with nothing
@@ -26,12 +25,10 @@
 
 namespace {
 
-using Clients = std::vector<std::unique_ptr<TlsClient>>;
-
 constexpr int ClientCount = 1000;
-constexpr int HandshakesAtOnce = 40; // below the backlog of the listening socket, beyond which connecting takes seconds
 constexpr int CycleCount = 10000;
 constexpr int CycleWarmUp = 1000;
+constexpr int CyclesAtOnce = 40;
 constexpr int PatienceMs = 60000;
 
 /// What else runs on the machine only ever adds to a figure.
@@ -50,15 +47,6 @@ void require(bool condition, const char* what)
 {
     if (!condition)
         fail(what);
-}
-
-template <typename Condition> void waitFor(Condition condition, const char* what)
-{
-    const QDeadlineTimer deadline(PatienceMs);
-    while (!condition()) {
-        require(!deadline.hasExpired(), what);
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
-    }
 }
 
 /// Keeps this process, and those that it starts meanwhile, on one processor: otherwise the time of a command depends on
@@ -86,17 +74,8 @@ private:
 /// Clients with their handshakes done.
 Clients connectClients(const ServerProcess& server, int count)
 {
-    Clients clients;
-    const auto inHandshake = [&] {
-        return std::count_if(
-            clients.cbegin(), clients.cend(), [](const auto& client) { return !client->isEncrypted(); });
-    };
-    for (int number = 1; number <= count; ++number) {
-        clients.push_back(std::make_unique<TlsClient>());
-        clients.back()->connectToPort(server.port());
-        const int allowed = number == count ? 0 : HandshakesAtOnce;
-        waitFor([&] { return inHandshake() <= allowed; }, "a handshake took too long");
-    }
+    Clients clients = ::connectClients(server.port(), count);
+    require(static_cast<int>(clients.size()) == count, "a handshake took too long");
     return clients;
 }
 
@@ -113,7 +92,7 @@ template <typename Speech> void sayAll(const Clients& clients, Speech speech)
     const auto isSent = [](const TlsClient& client) {
         return client.bytesToWrite() == 0 && client.encryptedBytesToWrite() == 0;
     };
-    waitFor([&] { return allOf(clients, isSent); }, "a client could not send");
+    require(waitFor([&] { return allOf(clients, isSent); }), "a client could not send");
 }
 
 /// Has the server answer a number of showLive, so many at a time. \return its processor time for each, in microseconds
@@ -216,7 +195,7 @@ void measureNotice(ServerProcess& server, const Clients& clients, ComparisonTabl
         const QList<QByteArray> figures = server.ask(line).split(' ');
         require(figures.size() == 2, "the server did not answer");
         const auto isNotified = [](const TlsClient& client) { return client.received == refreshFinishedNotice(); };
-        waitFor([&] { return allOf(clients, isNotified); }, "a notice did not come");
+        require(waitFor([&] { return allOf(clients, isNotified); }), "a notice did not come");
         costs.call.push_back(figures[0].toDouble() / 1000);
         costs.sent.push_back(figures[1].toDouble() / 1000);
     };
@@ -250,8 +229,8 @@ void measureClients(ComparisonTable& table)
 
 void runCycles(const ServerProcess& server, int count)
 {
-    for (int done = 0; done < count; done += HandshakesAtOnce) {
-        const Clients clients = connectClients(server, HandshakesAtOnce);
+    for (int done = 0; done < count; done += CyclesAtOnce) {
+        const Clients clients = connectClients(server, CyclesAtOnce);
         sayAll(clients, [](TlsClient& client) {
             client.loginAsOrvane();
             client.disconnectFromHost(); // once that has been sent
@@ -259,7 +238,7 @@ void runCycles(const ServerProcess& server, int count)
         const auto hasLeft = [](const TlsClient& client) {
             return client.state() == QAbstractSocket::UnconnectedState;
         };
-        waitFor([&] { return allOf(clients, hasLeft); }, "a client could not leave");
+        require(waitFor([&] { return allOf(clients, hasLeft); }), "a client could not leave");
     }
 }
 
@@ -277,19 +256,6 @@ void measureWhatClientsLeave(ComparisonTable& table)
     const double each = static_cast<double>(server.residentBytes() - memory) / CycleCount;
     table.add({QStringLiteral("memory left by a client that has come and gone, of 10,000"), each,
         QStringLiteral("1 KiB, and no descriptor"), 1024, QStringLiteral("B"), 1});
-}
-
-/// The clients of both servers are in one process.
-void raiseDescriptorLimit()
-{
-    constexpr rlim_t needed = 2 * ClientCount + 200;
-    rlimit limit {};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    if (limit.rlim_cur >= needed)
-        return;
-    limit.rlim_cur = needed;
-    require(needed <= limit.rlim_max && setrlimit(RLIMIT_NOFILE, &limit) == 0,
-        "2,200 open files are needed, and not allowed: raise the limit (ulimit -Hn)");
 }
 
 } // namespace
@@ -311,7 +277,9 @@ int main(int argc, char** argv)
     if (parser.isSet(serveFixed))
         return serveFixedReplies(parser.value(serveFixed).toUShort());
 
-    raiseDescriptorLimit();
+    constexpr int others = 200;
+    if (!allowOpenFiles(2 * ClientCount + others)) // the clients of two servers at once
+        return 1;
     ComparisonTable table;
     measureCommands(table);
     measureClients(table);

@@ -2,12 +2,7 @@
 
 #include "TlsClient.h"
 
-#include <functional>
-
 namespace soak {
-
-/// Runs the event loop until \a condition holds, waking up at every event. \return false when that took too long
-bool waitFor(const std::function<bool()>& condition, int milliseconds = 120000);
 
 /// Ends a connection with a reset instead of a close.
 void reset(QAbstractSocket& socket);

@@ -1,6 +1,7 @@
 #include "Stages.h"
 
 #include "Client.h"
+#include "Clients.h"
 #include "Host.h"
 #include "ServerProcess.h"
 
@@ -16,7 +17,6 @@ namespace soak {
 
 namespace {
 
-constexpr int HandshakesAtOnce = 40; // below the backlog of the listening socket, beyond which connecting takes seconds
 constexpr int CyclesAtOnce = 20;
 constexpr int RoundsOfCommands = 5;
 constexpr qint64 MaxGrowthPerCycle = 1024; // bytes
@@ -43,26 +43,11 @@ void endServer(ServerProcess& server, Report& report)
         report.check(false, line);
 }
 
-using Clients = std::vector<std::unique_ptr<TlsClient>>;
-
-/// \a count clients with their handshakes done, not yet logged in; fewer when that took too long.
+/// Clients with their handshakes done, not yet logged in; fewer when that took too long.
 Clients connectClients(const ServerProcess& server, int count, Report& report)
 {
-    Clients clients;
-    const auto inHandshake = [&] {
-        return std::count_if(
-            clients.cbegin(), clients.cend(), [](const auto& client) { return !client->isEncrypted(); });
-    };
-    for (int number = 1; number <= count; ++number) {
-        clients.push_back(std::make_unique<TlsClient>());
-        clients.back()->connectToPort(server.port());
-        const int allowed = number == count ? 0 : HandshakesAtOnce;
-        if (!waitFor([&] { return inHandshake() <= allowed; }))
-            break;
-        report.progress(QStringLiteral("connected"), number, count);
-    }
-    std::erase_if(clients, [](const auto& client) { return !client->isEncrypted(); });
-    return clients;
+    const auto progress = [&](int connected) { report.progress(QStringLiteral("connected"), connected, count); };
+    return ::connectClients(server.port(), count, progress);
 }
 
 /// Sends a round of commands, each with a mark of client and round where it can carry one. \return the replies

@@ -1,3 +1,4 @@
+#include "Clients.h"
 #include "Host.h"
 #include "Stages.h"
 
@@ -6,7 +7,6 @@
 
 #include <cstdio>
 #include <optional>
-#include <sys/resource.h>
 
 namespace {
 
@@ -25,22 +25,12 @@ std::optional<int> number(const QCommandLineParser& parser, const QString& optio
 }
 
 /// Server and clients both need one descriptor for each client.
-bool raiseDescriptorLimit(int clients)
+bool allowClients(int clients)
 {
-    constexpr rlim_t others = 64;
-    const rlim_t needed = static_cast<rlim_t>(clients) + others;
-    rlimit limit {};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    if (limit.rlim_cur >= needed)
+    constexpr int others = 64;
+    if (allowOpenFiles(clients + others))
         return true;
-    limit.rlim_cur = needed;
-    if (needed <= limit.rlim_max && setrlimit(RLIMIT_NOFILE, &limit) == 0)
-        return true;
-    static_cast<void>(std::fprintf(stderr,
-        "%d clients need %llu open files, but only %llu are allowed: raise the limit (ulimit -Hn %llu, as root), or "
-        "take fewer (--clients).\n",
-        clients, static_cast<unsigned long long>(needed), static_cast<unsigned long long>(limit.rlim_max),
-        static_cast<unsigned long long>(needed)));
+    static_cast<void>(std::fputs("Or take fewer clients (--clients).\n", stderr));
     return false;
 }
 
@@ -81,7 +71,7 @@ int main(int argc, char* argv[])
     const auto cycles = number(parser, QStringLiteral("cycles"));
     const auto roundTrips = number(parser, QStringLiteral("round-trips"));
     const auto longestRoundTrip = number(parser, QStringLiteral("longest-round-trip"));
-    if (!clients || !cycles || !roundTrips || !longestRoundTrip || !raiseDescriptorLimit(*clients))
+    if (!clients || !cycles || !roundTrips || !longestRoundTrip || !allowClients(*clients))
         return UsageStatus;
 
     const soak::Options options {*clients, *cycles, *roundTrips, *longestRoundTrip};

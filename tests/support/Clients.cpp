@@ -1,0 +1,60 @@
+#include "Clients.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+#include <sys/resource.h>
+
+bool waitFor(const std::function<bool()>& condition, int milliseconds)
+{
+    constexpr int wakeUpMs = 50; // so that a condition is looked at that no event goes with
+    QTimer wakeUp;
+    wakeUp.start(wakeUpMs);
+    const QDeadlineTimer deadline(milliseconds);
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+    }
+    return true;
+}
+
+Clients connectClients(quint16 port, int count, const std::function<void(int connected)>& progress)
+{
+    constexpr int atOnce = 40; // below the backlog of the listening socket, beyond which connecting takes seconds
+    Clients clients;
+    const auto inHandshake = [&] {
+        return std::count_if(
+            clients.cbegin(), clients.cend(), [](const auto& client) { return !client->isEncrypted(); });
+    };
+    for (int number = 1; number <= count; ++number) {
+        clients.push_back(std::make_unique<TlsClient>());
+        clients.back()->connectToPort(port);
+        const int allowed = number == count ? 0 : atOnce;
+        if (!waitFor([&] { return inHandshake() <= allowed; }))
+            break;
+        if (progress)
+            progress(number);
+    }
+    std::erase_if(clients, [](const auto& client) { return !client->isEncrypted(); });
+    return clients;
+}
+
+bool allowOpenFiles(int count)
+{
+    const auto needed = static_cast<rlim_t>(count);
+    rlimit limit {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur >= needed)
+        return true;
+    limit.rlim_cur = needed;
+    if (needed <= limit.rlim_max && setrlimit(RLIMIT_NOFILE, &limit) == 0)
+        return true;
+    static_cast<void>(std::fprintf(stderr,
+        "%d open files are needed, but only %llu are allowed: raise the limit (ulimit -Hn %d, as root).\n", count,
+        static_cast<unsigned long long>(limit.rlim_max), count));
+    return false;
+}

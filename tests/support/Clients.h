@@ -1,0 +1,20 @@
+#pragma once
+
+#include "TlsClient.h"
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+/// Runs the event loop until \a condition holds, looking at it after every event. \return false when that took too long
+bool waitFor(const std::function<bool()>& condition, int milliseconds = 120000);
+
+using Clients = std::vector<std::unique_ptr<TlsClient>>;
+
+/// Clients with their handshakes done, not yet logged in; fewer than \a count when that took too long.
+/// \a progress is told how many have come.
+Clients connectClients(quint16 port, int count, const std::function<void(int connected)>& progress = {});
+
+/// Allows so many open files to this process and to those that it starts. \return false, with a message, when the
+/// system does not
+bool allowOpenFiles(int count);
