@@ -21,7 +21,7 @@
 
 // What a server costs its host, measured from the outside: the processor time and the memory of a process with nothing
 // but a server in it, under the load of TLS clients in this one. Measured thing and limit take turns, so that a busy
-// time of the machine meets both; the table shows the lowest of several figures.
+// time of the machine meets both.
 
 namespace {
 
@@ -31,10 +31,17 @@ constexpr int CycleWarmUp = 1000;
 constexpr int CyclesAtOnce = 40;
 constexpr int PatienceMs = 60000;
 
-/// What else runs on the machine only ever adds to a figure.
+/// For what is so short that a busy time of the machine does not meet each figure, and only ever adds to one.
 double lowest(const std::vector<double>& values)
 {
     return *std::min_element(values.begin(), values.end());
+}
+
+double median(std::vector<double> values)
+{
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
 }
 
 [[noreturn]] void fail(const char* what)
@@ -130,7 +137,7 @@ double bareParseCost()
 void measureCommands(ComparisonTable& table)
 {
     constexpr int repetitions = 40;
-    constexpr int pipelined = 100;
+    constexpr int pipelined = 25; // what sets up a wall of 25 splits
     const OneProcessor oneProcessor;
     ServerProcess library;
     ServerProcess fixed(QStringLiteral("--serve-fixed-replies"));
@@ -153,7 +160,7 @@ void measureCommands(ComparisonTable& table)
         oneAtATime.measured.push_back(commandCost(library, *libraryClient.front(), roundTrips, 1));
         oneAtATime.limit.push_back(commandCost(fixed, *fixedClient.front(), roundTrips, 1));
     }
-    table.add({QStringLiteral("showLive over TLS, 100 at a time"), lowest(manyAtATime.measured),
+    table.add({QStringLiteral("showLive over TLS, 25 at a time"), lowest(manyAtATime.measured),
         QStringLiteral("a server of fixed replies, and the bare parse"), lowest(manyAtATime.limit),
         QStringLiteral("us"), 1.3});
     table.add({QStringLiteral("showLive over TLS, one at a time"), lowest(oneAtATime.measured),
@@ -184,7 +191,7 @@ Crowd gatherClients(const ServerProcess& server, bool login)
 
 void measureNotice(ServerProcess& server, const Clients& clients, ComparisonTable& table)
 {
-    constexpr int repetitions = 11;
+    constexpr int repetitions = 20;
     struct Costs {
         std::vector<double> call;
         std::vector<double> sent;
@@ -205,14 +212,19 @@ void measureNotice(ServerProcess& server, const Clients& clients, ComparisonTabl
     for (int repetition = 0; repetition < repetitions; ++repetition) {
         sayAll(clients, [](TlsClient& client) { client.send("<updateRecorderContents/>"); });
         server.waitUntilIdle();
-        measure("notice", notice);
+        // The one that comes second finds the sockets in the caches.
+        const bool noticeFirst = repetition % 2 == 0;
+        if (noticeFirst)
+            measure("notice", notice);
         measure("writes", writes);
+        if (!noticeFirst)
+            measure("notice", notice);
     }
     const QString limitedBy = QStringLiteral("writing the same bytes to the same sockets");
-    table.add({QStringLiteral("notice to 1,000 waiting clients, the call"), lowest(notice.call), limitedBy,
-        lowest(writes.call), QStringLiteral("us"), 1.3});
-    table.add({QStringLiteral("notice to 1,000 waiting clients, until it is sent"), lowest(notice.sent), limitedBy,
-        lowest(writes.sent), QStringLiteral("us"), 1.3});
+    table.add({QStringLiteral("notice to 1,000 waiting clients, the call"), median(notice.call), limitedBy,
+        median(writes.call), QStringLiteral("us"), 1.3});
+    table.add({QStringLiteral("notice to 1,000 waiting clients, until it is sent"), median(notice.sent), limitedBy,
+        median(writes.sent), QStringLiteral("us"), 1.3});
 }
 
 void measureClients(ComparisonTable& table)
