@@ -309,6 +309,8 @@ void tst_server::acceptsAgainAfterALackOfDescriptors()
 {
 #ifdef Q_OS_UNIX
     QFETCH(const bool, servedBefore);
+    if (qEnvironmentVariable("LD_PRELOAD").contains(QLatin1String("vgpreload")))
+        QSKIP("valgrind has the system accept the client all the same, and closes the descriptor");
 
     Session session;
     auto leaving = std::make_unique<TlsClient>();
