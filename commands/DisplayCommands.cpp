@@ -74,7 +74,7 @@ DetailViews readDetailViews(const XmlCommandReader& reader)
 
 void OrvaneConnection::handleSetPreset(XmlCommandReader& reader)
 {
-    hostInterface->setPreset(reader.stringParameter(QStringLiteral("presetname")).toStdString());
+    hostInterface->setPreset(reader.utf8Parameter(QStringLiteral("presetname")));
     sendCommandAccepted(reader.commandName());
 }
 

@@ -21,7 +21,7 @@ qint64 int64Parameter(const XmlCommandReader& reader, const QString& key, qint64
 
 void OrvaneConnection::handleShowLive(XmlCommandReader& reader)
 {
-    const std::string recorder = reader.stringParameter(QStringLiteral("recorder")).toStdString();
+    const std::string recorder = reader.utf8Parameter(QStringLiteral("recorder"));
     int splitId = reader.intParameter(QStringLiteral("splitid"), -1);
     const int camera = reader.intParameter(QStringLiteral("camera"), -1);
     const bool alarm = reader.intParameter(QStringLiteral("alarm"), 0) != 0;
@@ -31,7 +31,7 @@ void OrvaneConnection::handleShowLive(XmlCommandReader& reader)
 
 void OrvaneConnection::handleShowTrack(XmlCommandReader& reader)
 {
-    const std::string recorder = reader.stringParameter(QStringLiteral("recorder")).toStdString();
+    const std::string recorder = reader.utf8Parameter(QStringLiteral("recorder"));
     int splitId = reader.intParameter(QStringLiteral("splitid"), -1);
     const int camera = reader.intParameter(QStringLiteral("camera"), -1);
     const qint64 time = int64Parameter(reader, QStringLiteral("time"), -1);
@@ -43,7 +43,7 @@ void OrvaneConnection::handleShowTrack(XmlCommandReader& reader)
         const int trackId = reader.intParameter(QStringLiteral("trackid"), -1);
         hostInterface->showTrackById(recorder, trackId, camera, time, alarm, splitId, limitStart, limitEnd);
     } else if (reader.hasParameter(QStringLiteral("track"))) {
-        const std::string trackName = reader.stringParameter(QStringLiteral("track")).toStdString();
+        const std::string trackName = reader.utf8Parameter(QStringLiteral("track"));
         hostInterface->showTrackByName(recorder, trackName, camera, time, alarm, splitId, limitStart, limitEnd);
     } else {
         sendCommandRejected(

@@ -7,6 +7,10 @@
 /// Does what `text += QString::fromUtf8(bytes)` does, without the text in between.
 inline void appendUtf8(QString& text, QByteArrayView bytes)
 {
+    if (text.isEmpty()) { // as nearly every time: one message in one read
+        text = QString::fromUtf8(bytes);
+        return;
+    }
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const qsizetype length = text.size();
     text.resize(length + decoder.requiredSpace(bytes.size()));

@@ -193,6 +193,12 @@ QString XmlCommandReader::stringParameter(const QString& key, const QString& def
     return parameter ? parameters.value(*parameter).toString() : defaultValue;
 }
 
+std::string XmlCommandReader::utf8Parameter(const QString& key) const
+{
+    const auto parameter = find(key);
+    return parameter ? parameters.value(*parameter).toUtf8().toStdString() : std::string();
+}
+
 int XmlCommandReader::intParameter(const QString& key, int defaultValue) const
 {
     const auto parameter = find(key);

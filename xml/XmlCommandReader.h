@@ -7,6 +7,8 @@
 #include <QStringView>
 #include <QXmlStreamReader>
 
+#include <string>
+
 class ElementPath;
 class tst_xml_command_reader;
 
@@ -53,6 +55,8 @@ public:
     bool hasParameter(const QString& key) const;
     /// The value, which may be empty, or \a defaultValue when there is none.
     QString stringParameter(const QString& key, const QString& defaultValue = QString()) const;
+    /// The value in UTF-8, as hosts take it; empty when there is none.
+    std::string utf8Parameter(const QString& key) const;
     /// The value as decimal, or hexadecimal after "0x"; 0 when it is no number, \a defaultValue when there is none.
     int intParameter(const QString& key, int defaultValue) const;
     /// Adds the parameter, or replaces its value.
