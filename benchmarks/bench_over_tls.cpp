@@ -21,7 +21,7 @@
 
 // What a server costs its host, measured from the outside: the processor time and the memory of a process with nothing
 // but a server in it, under the load of TLS clients in this one. Measured thing and limit take turns, so that a busy
-// time of the machine meets both.
+// time of the machine meets both; the table shows the medians.
 
 namespace {
 
@@ -30,12 +30,6 @@ constexpr int CycleCount = 10000;
 constexpr int CycleWarmUp = 1000;
 constexpr int CyclesAtOnce = 40;
 constexpr int PatienceMs = 60000;
-
-/// For what is so short that a busy time of the machine does not meet each figure, and only ever adds to one.
-double lowest(const std::vector<double>& values)
-{
-    return *std::min_element(values.begin(), values.end());
-}
 
 double median(std::vector<double> values)
 {
@@ -160,11 +154,11 @@ void measureCommands(ComparisonTable& table)
         oneAtATime.measured.push_back(commandCost(library, *libraryClient.front(), roundTrips, 1));
         oneAtATime.limit.push_back(commandCost(fixed, *fixedClient.front(), roundTrips, 1));
     }
-    table.add({QStringLiteral("showLive over TLS, 25 at a time"), lowest(manyAtATime.measured),
-        QStringLiteral("a server of fixed replies, and the bare parse"), lowest(manyAtATime.limit),
+    table.add({QStringLiteral("showLive over TLS, 25 at a time"), median(manyAtATime.measured),
+        QStringLiteral("a server of fixed replies, and the bare parse"), median(manyAtATime.limit),
         QStringLiteral("us"), 1.3});
-    table.add({QStringLiteral("showLive over TLS, one at a time"), lowest(oneAtATime.measured),
-        QStringLiteral("a server of fixed replies"), lowest(oneAtATime.limit), QStringLiteral("us"), 1.4});
+    table.add({QStringLiteral("showLive over TLS, one at a time"), median(oneAtATime.measured),
+        QStringLiteral("a server of fixed replies"), median(oneAtATime.limit), QStringLiteral("us"), 1.4});
 }
 
 struct Crowd {
