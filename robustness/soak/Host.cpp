@@ -1,14 +1,11 @@
 #include "Host.h"
 
 #include "QuietHost.h"
+#include "ServerProcess.h"
 
 #include <OrvaneServer.h>
 
-#include <QCoreApplication>
-#include <QSocketNotifier>
-
 #include <cstdio>
-#include <unistd.h>
 
 namespace soak {
 
@@ -29,16 +26,7 @@ int serve(quint16 port)
     QuietHost host(RecorderCount);
     OrvaneInterface::OrvaneServer server(&host, port, QString(), QString(), nullptr);
     server.startListeningForConnection();
-    if (!server.isListening()) {
-        static_cast<void>(
-            std::fprintf(stderr, "Cannot listen on port %d: %s\n", port, qPrintable(server.errorString())));
-        return 1;
-    }
-    const QSocketNotifier endOfInput(STDIN_FILENO, QSocketNotifier::Read);
-    QObject::connect(&endOfInput, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
-    static_cast<void>(std::puts("listening"));
-    static_cast<void>(std::fflush(stdout));
-    return QCoreApplication::exec();
+    return serveUntilInputEnds(server);
 }
 
 } // namespace soak

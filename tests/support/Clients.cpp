@@ -22,6 +22,11 @@ bool waitFor(const std::function<bool()>& condition, int milliseconds)
     return true;
 }
 
+bool isSent(const QSslSocket& socket)
+{
+    return socket.bytesToWrite() == 0 && socket.encryptedBytesToWrite() == 0;
+}
+
 Clients connectClients(quint16 port, int count, const std::function<void(int connected)>& progress)
 {
     constexpr int atOnce = 40; // below the backlog of the listening socket, beyond which connecting takes seconds

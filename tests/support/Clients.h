@@ -9,6 +9,9 @@
 /// Runs the event loop until \a condition holds, looking at it after every event. \return false when that took too long
 bool waitFor(const std::function<bool()>& condition, int milliseconds = 120000);
 
+/// Whether all that was written has been encrypted and handed to the system.
+bool isSent(const QSslSocket& socket);
+
 using Clients = std::vector<std::unique_ptr<TlsClient>>;
 
 /// Clients with their handshakes done, not yet logged in; fewer than \a count when that took too long.

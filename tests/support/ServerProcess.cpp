@@ -5,15 +5,46 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QSocketNotifier>
+#include <QTcpServer>
 #include <QThread>
 
-#include <ctime>
+#include <cstdio>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <utility>
 
 namespace {
 constexpr int PatienceMs = 60000;
+}
+
+qint64 processorNs(clockid_t clock)
+{
+    timespec time {};
+    clock_gettime(clock, &time);
+    return qint64(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+}
+
+int serveUntilInputEnds(QTcpServer& server, const std::function<void(const QByteArray& line)>& handleLine)
+{
+    if (!server.isListening()) {
+        static_cast<void>(std::fprintf(stderr, "Cannot listen: %s\n", qPrintable(server.errorString())));
+        return 1;
+    }
+    QFile input;
+    if (!input.open(stdin, QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return 1;
+    const QSocketNotifier notifier(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, &server, [&] {
+        const QByteArray line = input.readLine().trimmed();
+        if (line.isEmpty())
+            QCoreApplication::quit();
+        else if (handleLine)
+            handleLine(line);
+    });
+    static_cast<void>(std::puts("listening"));
+    static_cast<void>(std::fflush(stdout));
+    return QCoreApplication::exec();
 }
 
 ServerProcess::ServerProcess(QString option)
@@ -67,10 +98,9 @@ qint64 ServerProcess::residentBytes() const
 qint64 ServerProcess::processorNs() const
 {
     clockid_t clock {};
-    timespec time {};
-    if (clock_getcpuclockid(static_cast<pid_t>(process.processId()), &clock) != 0 || clock_gettime(clock, &time) != 0)
+    if (clock_getcpuclockid(static_cast<pid_t>(process.processId()), &clock) != 0)
         return 0;
-    return qint64(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+    return ::processorNs(clock);
 }
 
 void ServerProcess::waitUntilIdle() const

@@ -3,11 +3,22 @@
 #include <QProcess>
 #include <QStringList>
 
+#include <ctime>
+#include <functional>
+
+class QTcpServer;
+
+/// What a clock of processor time shows, in nanoseconds.
+qint64 processorNs(clockid_t clock);
+
+/// Lets \a server serve until the standard input ends: what a ServerProcess has to do. \a handleLine is given what
+/// comes there, line by line. \return the exit status
+int serveUntilInputEnds(QTcpServer& server, const std::function<void(const QByteArray& line)>& handleLine = {});
+
 /// This program once more, as a process with nothing but a server in it, and what Linux shows of it.
 class ServerProcess {
 public:
-    /// \a option is what makes the program such a process; its value is the port. The process prints "listening" when
-    /// it does, and ends with status 0 when its standard input ends.
+    /// \a option is what makes the program such a process; its value is the port.
     explicit ServerProcess(QString option = QStringLiteral("--serve"));
     ~ServerProcess();
     Q_DISABLE_COPY_MOVE(ServerProcess)
