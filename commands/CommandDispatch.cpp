@@ -68,15 +68,27 @@ void OrvaneConnection::handleCommand(const QString& message)
     XmlCommandReader reader;
     reader.parseCommand(message); // a document with an error goes ahead with what came before it
     const QString commandName = reader.commandName();
+    if (!reader.refusalReason().isNull()) {
+        refuse(commandName, reader.refusalReason());
+        return;
+    }
     if (commandName == LoginCommand) {
         handleLoginClient(reader);
         return;
     }
 
     qCDebug(defaultLog) << message;
-    if (!orvaneLoggedIn && !thirdPartyLoggedIn)
+    if (!isLoggedIn())
         return;
     runCommand(commandName, reader);
+}
+
+/// Of a document that is too much for a command nothing is carried out, a login included, and its text is not logged.
+void OrvaneConnection::refuse(const QString& commandName, QLatin1String reason)
+{
+    qCDebug(defaultLog) << "OrvaneConnection refused a document:" << reason.data();
+    if (isLoggedIn())
+        sendCommandRejected(commandName, reason);
 }
 
 /// What a client can do once it has logged in.

@@ -2,6 +2,7 @@
 
 #include "XMLSocket.h"
 
+#include <QLatin1String>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -63,7 +64,9 @@ private:
     void handleServerDestroyed();
     void finishDispatching();
 
+    bool isLoggedIn() const { return orvaneLoggedIn || thirdPartyLoggedIn; }
     void handleCommand(const QString& message);
+    void refuse(const QString& commandName, QLatin1String reason);
     void handleLoginClient(const XmlCommandReader& reader);
     void runCommand(const QString& commandName, XmlCommandReader& reader);
     void handleUpdateRecorderContents();

@@ -23,6 +23,8 @@ private Q_SLOTS:
     void neverTryTheSystemAccountsNameElsewhere();
     void keepALogin();
     void areLogged();
+    void areRefusedWhole_data();
+    void areRefusedWhole();
     void areIgnoredWithoutHost();
 };
 
@@ -394,6 +396,64 @@ void tst_commands::areLogged()
         QStringLiteral("OrvaneInterface: received showTrack command without valid track ID or track name!"), //
         received, QStringLiteral("\"<theLast/>\""), QStringLiteral("Received unknown Orvane command:")};
     QCOMPARE(LogCapture::take(), expected);
+}
+
+void tst_commands::areRefusedWhole_data()
+{
+    QTest::addColumn<QByteArray>("document");
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<QByteArray>("reason");
+
+    QByteArray attributes;
+    for (int number = 0; number < 1025; ++number)
+        attributes += " a" + QByteArray::number(number) + "='1'";
+    const QByteArray tooMany = "One of its elements has too many attributes";
+    QTest::newRow("a split mode behind too many attributes")
+        << "<setSplitMode><layout" + attributes + "/><splitmode>4</splitmode></setSplitMode>"
+        << QByteArray("setSplitMode") << tooMany;
+    QTest::newRow("the third of five subsplits has too many attributes")
+        << "<setDetailViews><subsplits><subsplit id='0' objectid='1'/><subsplit id='1' objectid='1'/><subsplit id='2'"
+            + attributes
+            + "/><subsplit id='3' objectid='1'/><subsplit id='4' objectid='1'/></subsplits></setDetailViews>"
+        << QByteArray("setDetailViews") << tooMany;
+    QTest::newRow("a query with too much depth")
+        << "<getPertinentInfo>" + QByteArray("<a>").repeated(2000) + QByteArray("</a>").repeated(2000)
+            + "</getPertinentInfo>"
+        << QByteArray("getPertinentInfo") << QByteArray("Its elements are nested too deep");
+    QTest::newRow("a login with a password and too many attributes")
+        << "<loginClient><username>operator</username><password>secret</password><a" + attributes + "/></loginClient>"
+        << QByteArray("loginClient") << tooMany;
+    QTest::newRow("a login whose root element has too many attributes")
+        << "<loginClient" + attributes + "><username>operator</username><password>secret</password></loginClient>"
+        << QByteArray() << tooMany;
+    QTest::newRow("a document type with entities made of entities")
+        << QByteArray("<!DOCTYPE a [<!ENTITY e 'secret'><!ENTITY f '&e;&e;&e;'>]><getPresetsList>&f;</getPresetsList>")
+        << QByteArray() << QByteArray("A reference or markup in its document type declaration");
+}
+
+void tst_commands::areRefusedWhole()
+{
+    QFETCH(const QByteArray, document);
+    QFETCH(const QByteArray, name);
+    QFETCH(const QByteArray, reason);
+
+    Session session;
+    const auto client = session.connectedClient();
+    QVERIFY(client);
+    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 1);
+
+    const LogCapture log;
+    client->send(document); // before the login: no word about it, and no login
+    client->send(LastCommand);
+    client->loginAsOrvane();
+    client->send(document);
+    client->send(LastCommand);
+    QTRY_COMPARE(client->received, rejection(name, reason) + LastReply);
+
+    QCOMPARE(session.host.calls, QStringList());
+    const QString logged = LogCapture::take().join(u'\n');
+    QCOMPARE(logged.count(QLatin1String("OrvaneConnection refused a document: ") + QLatin1String(reason)), 2);
+    QVERIFY(!logged.contains(QLatin1String("secret")));
 }
 
 void tst_commands::areIgnoredWithoutHost()

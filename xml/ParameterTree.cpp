@@ -1,19 +1,16 @@
 #include "ParameterTree.h"
 
 #include <QHash>
+#include <QStringBuilder>
 #include <QStringList>
 
 #include <algorithm>
-#include <array>
-#include <limits>
 #include <utility>
 
 namespace {
 
-/// Up to here looking at each child is faster than the hash table. It is what an element has in attributes.
+/// Up to here looking at each child is faster than hashing. It is what an element has in attributes.
 constexpr quint32 ManyChildren = 16;
-
-constexpr qsizetype FirstTableSize = 64;
 
 /// A list of subsplits, which is what can be long, has one for each 11; what is needed beyond is grown into.
 constexpr qsizetype DocumentCharactersPerNode = 10;
@@ -29,7 +26,11 @@ QStringView takeSegment(QStringView& key)
 
 } // namespace
 
-ParameterTree::ParameterTree() = default;
+ParameterTree::ParameterTree()
+    : manyChildren(0, ChildHash {this}, ChildEqual {this})
+{
+}
+
 ParameterTree::~ParameterTree() = default;
 
 void ParameterTree::reserve(qsizetype documentLength)
@@ -70,22 +71,28 @@ ParameterTree::Node ParameterTree::nextOccurrence(Node node)
     if (count == 0)
         return node;
 
-    std::array<char16_t, std::numeric_limits<quint32>::digits10 + 1> digits {};
-    char16_t* const end = digits.data() + digits.size();
-    char16_t* begin = end;
-    for (quint32 rest = count; rest > 0; rest /= 10)
-        *--begin = static_cast<char16_t>(u'0' + rest % 10);
-
-    const QStringView segment = view(entries.at(node).segment);
-    QVarLengthArray<char16_t, 64> numbered;
-    numbered.append(segment.utf16(), segment.size());
-    numbered.append(begin, end - begin);
-    return child(entries.at(node).parent, QStringView(numbered.data(), numbered.size()));
+    const Child child = childAt(node);
+    const QString numbered = child.segment % QString::number(count);
+    return this->child(child.parent, numbered);
 }
 
 void ParameterTree::setValue(Node node, QStringView value)
 {
     entries[node].value = append(value);
+}
+
+void ParameterTree::setWrittenValue(QStringView key, qsizetype begin)
+{
+    const Text written {static_cast<quint32>(begin), static_cast<quint32>(texts.size() - begin)};
+    if (written.length > 0)
+        entries[node(key)].value = written;
+}
+
+void ParameterTree::clear()
+{
+    manyChildren.clear();
+    entries.clear();
+    texts.clear();
 }
 
 QMap<QString, QString> ParameterTree::values() const
@@ -98,23 +105,15 @@ QMap<QString, QString> ParameterTree::values() const
     return values;
 }
 
-QMap<QString, int> ParameterTree::occurrenceCounts() const
-{
-    QMap<QString, int> counts;
-    for (Node node = Root + 1; node < entries.size(); ++node) {
-        if (const quint32 count = entries.at(node).occurrences; count > 0)
-            counts.insert(key(node) + QLatin1String("/index"), static_cast<int>(count));
-    }
-    return counts;
-}
-
 /// Root when there is none.
 ParameterTree::Node ParameterTree::findChild(Node parent, QStringView segment) const
 {
     if (entries.isEmpty())
         return Root;
-    if (entries.at(parent).children > ManyChildren)
-        return table.at(slotOf(parent, segment));
+    if (entries.at(parent).children > ManyChildren) {
+        const auto found = manyChildren.find(Child {parent, segment});
+        return found == manyChildren.end() ? Root : *found;
+    }
     Node node = entries.at(parent).firstChild;
     while (node != Root && view(entries.at(node).segment) != segment)
         node = entries.at(node).nextSibling;
@@ -134,60 +133,27 @@ ParameterTree::Node ParameterTree::addChild(Node parent, QStringView segment)
 
     const quint32 children = ++entries[parent].children;
     if (children > ManyChildren + 1) {
-        addToTable(added);
+        manyChildren.insert(added);
     } else if (children == ManyChildren + 1) {
         for (Node node = added; node != Root; node = entries.at(node).nextSibling)
-            addToTable(node);
+            manyChildren.insert(node);
     }
     return added;
 }
 
-/// Seeded, so that nobody outside can choose segments that meet in one slot.
-quint32 ParameterTree::hashOf(Node parent, QStringView segment)
+/// Seeded, so that nobody outside can choose segments that meet in one bucket.
+size_t ParameterTree::ChildHash::operator()(Child child) const
 {
     static const size_t seed = QHashSeed::globalSeed();
-    constexpr size_t spread = 0x9e3779b97f4a7c15; // so that neighbours among the parents are no neighbours as seeds
-    return static_cast<quint32>(qHash(segment, seed ^ ((size_t(parent) + 1) * spread)));
-}
-
-/// Where the node stands in the table, or the free slot where it would.
-qsizetype ParameterTree::slotOf(Node parent, QStringView segment) const
-{
-    const qsizetype mask = table.size() - 1;
-    qsizetype slot = hashOf(parent, segment) & mask;
-    for (;; slot = (slot + 1) & mask) {
-        const Node node = table.at(slot);
-        if (node == Root)
-            return slot;
-        const Entry& entry = entries.at(node);
-        if (entry.parent == parent && view(entry.segment) == segment)
-            return slot;
-    }
-}
-
-void ParameterTree::addToTable(Node node)
-{
-    if (2 * (tableEntries + 1) > table.size())
-        growTable();
-    const Entry& entry = entries.at(node);
-    table[slotOf(entry.parent, view(entry.segment))] = node;
-    ++tableEntries;
-}
-
-void ParameterTree::growTable()
-{
-    const QList<Node> smaller = std::exchange(table, {});
-    table.resize(std::max(FirstTableSize, 2 * smaller.size()));
-    for (const Node node : smaller) {
-        if (node != Root)
-            table[slotOf(entries.at(node).parent, view(entries.at(node).segment))] = node;
-    }
+    // So that neighbours among the parents are no neighbours as seeds.
+    constexpr auto spread = static_cast<size_t>(Q_UINT64_C(0x9e3779b97f4a7c15));
+    return qHash(child.segment, seed ^ ((size_t(child.parent) + 1) * spread));
 }
 
 ParameterTree::Text ParameterTree::append(QStringView text)
 {
     const Text appended {static_cast<quint32>(texts.size()), static_cast<quint32>(text.size())};
-    texts.append(text.utf16(), text.size());
+    texts.append(text);
     return appended;
 }
 

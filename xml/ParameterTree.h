@@ -1,12 +1,12 @@
 #pragma once
 
-#include <QList>
 #include <QMap>
 #include <QString>
 #include <QStringView>
 #include <QVarLengthArray>
 
 #include <optional>
+#include <unordered_set>
 
 /**
  * The parameters of one document by their keys, and how often each key has been met as an element.
@@ -16,7 +16,7 @@
  * never built, compared or stored as a whole, and what a node costs does not depend on how deep it stands.
  *
  * All texts stand behind one another in one buffer. A child is looked for among its siblings, which for the few
- * attributes of an element lie side by side in memory; only a parent that has many children has them in a hash table.
+ * attributes of an element lie side by side in memory; only a parent that has many children has them in a hash set.
  *
  * Thread: any one at a time.
  */
@@ -48,19 +48,16 @@ public:
     QStringView value(Node node) const { return view(entries.at(node).value); }
     void setValue(Node node, QStringView value);
 
-    /// What the tree holds, in bytes.
-    qsizetype size() const { return sizeOf(entries.size(), texts.size()); }
-    /// What a number of nodes with that many characters in all take, in bytes.
-    static constexpr qsizetype sizeOf(qsizetype nodes, qsizetype characters)
-    {
-        constexpr qsizetype nodeSize {sizeof(Entry) + 2 * sizeof(Node)};
-        return nodes * nodeSize + characters * static_cast<qsizetype>(sizeof(char16_t));
-    }
+    /// The text of the tree, behind whose end a value can be written piece by piece.
+    QString* text() { return &texts; }
+    /// Makes what has been written to text() from \a begin on the value of the key; nothing when that is empty.
+    void setWrittenValue(QStringView key, qsizetype begin);
+
+    /// Forgets everything.
+    void clear();
 
     /// All values by their keys, for whoever wants to look at all of them.
     QMap<QString, QString> values() const;
-    /// All counts that are not 0 by their keys followed by "/index".
-    QMap<QString, int> occurrenceCounts() const;
 
 private:
     struct Text {
@@ -78,19 +75,37 @@ private:
     };
     static constexpr Text NoValue {~quint32(0), 0};
 
+    /// A child among all children, by its node or by what makes it.
+    struct Child {
+        Node parent;
+        QStringView segment;
+    };
+    struct ChildHash {
+        using is_transparent = void;
+        const ParameterTree* tree;
+        size_t operator()(Child child) const;
+        size_t operator()(Node node) const { return (*this)(tree->childAt(node)); }
+    };
+    struct ChildEqual {
+        using is_transparent = void;
+        const ParameterTree* tree;
+        bool operator()(Node left, Node right) const { return left == right; }
+        bool operator()(Child left, Node right) const { return (*this)(right, left); }
+        bool operator()(Node left, Child right) const
+        {
+            const Child child = tree->childAt(left);
+            return child.parent == right.parent && child.segment == right.segment;
+        }
+    };
+
     Node findChild(Node parent, QStringView segment) const;
     Node addChild(Node parent, QStringView segment);
-    static quint32 hashOf(Node parent, QStringView segment);
-    qsizetype slotOf(Node parent, QStringView segment) const;
-    void addToTable(Node node);
-    void growTable();
-    QStringView view(Text text) const { return {texts.constData() + text.start, qsizetype(text.length)}; }
+    Child childAt(Node node) const { return {entries.at(node).parent, view(entries.at(node).segment)}; }
+    QStringView view(Text text) const { return QStringView(texts).mid(text.start, text.length); }
     Text append(QStringView text);
     QString key(Node node) const;
 
-    // Room for a command without a list, such as showLive, without an allocation.
-    QVarLengthArray<char16_t, 256> texts;
-    QVarLengthArray<Entry, 24> entries; ///< by node; the first one is the root
-    QList<Node> table; ///< children of parents with many; linear probing, at most half full; Root is a free slot
-    qsizetype tableEntries = 0;
+    QString texts;
+    QVarLengthArray<Entry, 24> entries; ///< by node; the first one is the root. Room for a command without a list
+    std::unordered_set<Node, ChildHash, ChildEqual> manyChildren; ///< the children of parents with many
 };

@@ -1,6 +1,6 @@
 #include "XmlCommandReader.h"
 
-#include "DocumentLimits.h"
+#include "DocumentMeasure.h"
 #include "ElementPath.h"
 #include "ReplyTemplates.h"
 
@@ -11,9 +11,6 @@ namespace {
 
 constexpr QStringView ParamValueName = u"paramvalue";
 
-/// The most that an occurrence adds to a name.
-constexpr qsizetype OccurrenceDigits = 10;
-
 } // namespace
 
 XmlCommandReader::XmlCommandReader() = default;
@@ -22,13 +19,17 @@ XmlCommandReader::~XmlCommandReader() = default;
 bool XmlCommandReader::parseCommand(const QString& text)
 {
     document = text;
+    const DocumentMeasure measure = measureDocument(text);
+    xmlReader.addData(measure.excess.isNull() ? text : text.first(measure.readableLength));
     parameters.reserve(text.size());
-    budget = parameterBudget(text);
-    xmlReader.setEntityExpansionLimit(DoctypeExpansionLimit);
-    const qsizetype length = readableLength(text);
-    xmlReader.addData(length == text.size() ? text : text.first(length));
     if (readRootElement())
         readParameters();
+
+    // An error that comes before what is too much is an error as in any other document.
+    if (!measure.excess.isNull() && xmlReader.error() == QXmlStreamReader::PrematureEndOfDocumentError) {
+        refusal = measure.excess;
+        parameters.clear();
+    }
     return !xmlReader.hasError();
 }
 
@@ -38,8 +39,6 @@ bool XmlCommandReader::readRootElement()
         if (xmlReader.atEnd())
             return false;
         xmlReader.readNext();
-        if (xmlReader.isDTD())
-            checkDoctype();
     }
 
     // The local name of a well-formed root holds no colon.
@@ -48,40 +47,6 @@ bool XmlCommandReader::readRootElement()
         rootName = rootName.section(u':', 1, 1);
     xmlReader.readNext();
     return true;
-}
-
-void XmlCommandReader::checkDoctype()
-{
-    if (xmlReader.text().size() > MaximumDoctypeLength)
-        xmlReader.raiseError(QStringLiteral("Document type declaration too long"));
-    xmlReader.setEntityExpansionLimit(entityExpansionLimit(document));
-}
-
-/// Whether the parameters may take that many characters more, in up to two nodes; an error otherwise.
-bool XmlCommandReader::hasRoomFor(qsizetype characters)
-{
-    if (parameters.size() + ParameterTree::sizeOf(2, characters) <= budget)
-        return true;
-    xmlReader.raiseError(QStringLiteral("Parameters too large for the document"));
-    return false;
-}
-
-/// An error when the element stands too deep or declares too many namespaces.
-bool XmlCommandReader::enter(ElementPath& path, ParameterTree::Node key)
-{
-    path.enter(key);
-    if (path.depth() <= DepthWithoutNamespaceCheck)
-        return true;
-    if (path.depth() <= MaximumDepth && xmlReader.namespaceDeclarations().size() <= MaximumNamespaceDeclarations)
-        return true;
-    xmlReader.raiseError(QStringLiteral("Elements nested too deep, or too many namespaces"));
-    return false;
-}
-
-void XmlCommandReader::store(ParameterTree::Node key, QStringView value)
-{
-    if (hasRoomFor(value.size()))
-        parameters.setValue(key, value);
 }
 
 void XmlCommandReader::readParameters()
@@ -104,11 +69,7 @@ void XmlCommandReader::readParameters()
 
 void XmlCommandReader::readElement(ElementPath& path)
 {
-    const QStringView name = xmlReader.name();
-    if (!hasRoomFor(2 * (name.size() + OccurrenceDigits)))
-        return;
-    if (!enter(path, parameters.nextOccurrence(parameters.child(path.key(), name))))
-        return;
+    path.enter(parameters.nextOccurrence(parameters.child(path.key(), xmlReader.name())));
     readAttributes(path.key());
     readElementText(path);
 }
@@ -117,11 +78,8 @@ void XmlCommandReader::readElement(ElementPath& path)
 void XmlCommandReader::readAttributes(ParameterTree::Node element)
 {
     const QXmlStreamAttributes attributes = xmlReader.attributes();
-    for (const QXmlStreamAttribute& attribute : attributes) {
-        if (!hasRoomFor(attribute.name().size() + attribute.value().size()))
-            return;
+    for (const QXmlStreamAttribute& attribute : attributes)
         parameters.setValue(parameters.child(element, attribute.name()), attribute.value());
-    }
 }
 
 void XmlCommandReader::readElementText(ElementPath& path)
@@ -129,29 +87,28 @@ void XmlCommandReader::readElementText(ElementPath& path)
     xmlReader.readNext();
     if (xmlReader.isStartElement() && xmlReader.attributes().isEmpty()) {
         // Not counted, and not captured where it is a "paramvalue". A child with attributes is left to the walk.
-        if (!hasRoomFor(xmlReader.name().size()) || !enter(path, parameters.child(path.key(), xmlReader.name())))
-            return;
+        path.enter(parameters.child(path.key(), xmlReader.name()));
         xmlReader.readNext();
     }
     if (!xmlReader.isCharacters())
         return;
-    store(path.key(), xmlReader.text());
+    parameters.setValue(path.key(), xmlReader.text());
     xmlReader.readNext();
 }
 
 /// Ends at the end tag of the element, or at the start tag of another "paramvalue" inside it.
 void XmlCommandReader::captureParamValue(ElementPath& path)
 {
-    QString content;
-    QXmlStreamWriter writer(&content);
+    // Written where it will stay: it can be many times as long as in the document, and is not copied.
+    const qsizetype begin = parameters.text()->size();
+    QXmlStreamWriter writer(parameters.text());
     path.enter(path.key());
-    do {
+    while (!xmlReader.hasError()) {
         xmlReader.readNext();
         if (xmlReader.isStartElement()) {
             if (isParamValue())
                 break;
-            if (!enter(path, path.key()))
-                break;
+            path.enter(path.key());
             writer.writeStartElement(xmlReader.name().toString());
             writer.writeAttributes(xmlReader.attributes());
         } else if (xmlReader.isEndElement()) {
@@ -162,12 +119,8 @@ void XmlCommandReader::captureParamValue(ElementPath& path)
         } else if (xmlReader.isCharacters()) {
             writer.writeCharacters(xmlReader.text().toString());
         }
-        if (content.size() > ParamValueCharactersPerCharacter * document.size())
-            xmlReader.raiseError(QStringLiteral("A paramvalue too large for the document"));
-    } while (!xmlReader.hasError());
-
-    if (!content.isEmpty())
-        store(parameters.node(ParamValueName), content);
+    }
+    parameters.setWrittenValue(ParamValueName, begin);
 }
 
 bool XmlCommandReader::isParamValue() const

@@ -2,6 +2,8 @@
 
 #include "ParameterTree.h"
 
+#include <QLatin1String>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 #include <QStringView>
@@ -10,7 +12,6 @@
 #include <string>
 
 class ElementPath;
-class tst_xml_command_reader;
 
 /**
  * One received command document, as a command name and a flat map of parameters.
@@ -39,13 +40,18 @@ public:
     /**
      * Reads a document.
      *
-     * A document that would cost more than an honest one can, by the bounds of DocumentLimits.h, is taken for malformed
-     * from there on.
-     *
      * \return true for a well-formed document. After false the name and the parameters that came before the first error
-     *         can be read all the same.
+     *         can be read all the same, unless the document was refused.
      */
     bool parseCommand(const QString& text);
+
+    /**
+     * Why the document was refused, in words for a person; null when it was not.
+     *
+     * A document is refused when something in it is too much, by what measureDocument() says, before its first error.
+     * It has no parameters then, and its name only where that came before.
+     */
+    QLatin1String refusalReason() const { return refusal; }
 
     /// The command; empty when there was an error before the root element.
     QString commandName() const { return rootName; }
@@ -71,15 +77,12 @@ public:
      */
     QString acceptedReply(const QString& remark, const QStringList& echoNames, const QString& namespaceUri) const;
 
-private:
-    friend class tst_xml_command_reader; // looks at all parameters and counts
+    /// All parameters by their keys.
+    QMap<QString, QString> allParameters() const { return parameters.values(); }
 
+private:
     bool readRootElement();
     void readParameters();
-    void checkDoctype();
-    bool hasRoomFor(qsizetype characters);
-    bool enter(ElementPath& path, ParameterTree::Node key);
-    void store(ParameterTree::Node key, QStringView value);
     void readElement(ElementPath& path);
     void readAttributes(ParameterTree::Node element);
     void readElementText(ElementPath& path);
@@ -92,5 +95,5 @@ private:
     QString rootName;
     QString document;
     ParameterTree parameters;
-    qsizetype budget = 0; ///< the most that the parameters of the document may take, in bytes
+    QLatin1String refusal;
 };

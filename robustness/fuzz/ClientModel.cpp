@@ -86,11 +86,17 @@ QString ClientModel::dispatch(const QString& message)
         return {};
     reader = std::make_unique<XmlCommandReader>();
     reader->parseCommand(message);
+    const bool loggedIn = isOrvane || isThirdParty;
+    if (const QLatin1String reason = reader->refusalReason(); !reason.isNull()) {
+        if (loggedIn)
+            expect(commandRejectedReply(reader->commandName(), reason));
+        return {};
+    }
     if (reader->commandName() == QLatin1String("loginClient")) {
         login();
         return {};
     }
-    return isOrvane || isThirdParty ? dispatchLoggedIn() : QString();
+    return loggedIn ? dispatchLoggedIn() : QString();
 }
 
 QString ClientModel::dispatchLoggedIn()

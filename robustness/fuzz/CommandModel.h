@@ -1,52 +1,36 @@
 #pragma once
 
-#include <QList>
 #include <QMap>
-#include <QSet>
 #include <QString>
-#include <QStringView>
+#include <QStringList>
 #include <QXmlStreamReader>
 
-/**
- * What a command document holds, by a second way of reading it: first all of its tokens, then a recursive walk over
- * them that follows the nesting of the elements.
- */
+/// What a command document holds, read the plain way: one walk over the XML reader's tokens, with the path as a text, a
+/// map of the values, and a map of how often each path has been met.
 class CommandModel {
 public:
     explicit CommandModel(const QString& document);
 
     bool wellFormed = false;
-    /// Some bound of DocumentLimits.h is exceeded that is told from the elements alone.
-    bool isTooMuch = false;
-    /// The document may cost more than these elements show, or look as if it did.
-    bool mayBeTooMuch = false;
     QString name;
     QMap<QString, QString> parameters;
-    /// Every parameter that ever held a key, those included that a later one replaced.
-    QSet<std::pair<QString, QString>> everStored;
-    /// The names of elements and attributes below the root.
-    QSet<QString> names;
+
+    // How far the document goes.
+    qsizetype deepest = 0; ///< elements inside one another, below the root
+    qsizetype mostAttributes = 0; ///< of one element, declarations of namespaces included
+    qsizetype declarations = 0; ///< of namespaces
 
 private:
-    struct Token {
-        QXmlStreamReader::TokenType type;
-        QString name;
-        QString text;
-        QXmlStreamAttributes attributes;
-    };
+    void readNext();
+    void enter(const QString& childPath);
+    void readElement();
+    void readParamValue();
+    bool atParamValue() const { return reader.name() == QLatin1String("paramvalue"); }
+    QString below(const QString& child) const { return path.isEmpty() ? child : path + u'/' + child; }
 
-    void readTokens(const QString& document);
-    void checkLimits(const QXmlStreamReader& element, qsizetype depth);
-    bool skipToRoot();
-    bool at(QXmlStreamReader::TokenType type) const;
-    bool atParamValue() const;
-
-    void readContent(const QString& path);
-    void readElement(const QString& parentPath);
-    void readParamValue(const QString& path);
-    void store(const QString& key, const QString& value);
-
-    QList<Token> tokens;
-    qsizetype position = 0;
+    QXmlStreamReader reader;
+    QString path;
+    QStringList outerPaths; ///< of each open element below the root: the path around it
     QMap<QString, int> occurrences;
+    qsizetype depth = 0;
 };
