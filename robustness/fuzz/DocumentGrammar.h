@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QByteArray>
+#include <QStringList>
+
+/**
+ * Makes a document of about a given length out of any bytes: a prolog, some elements to set the scene, then the same
+ * few constructs again and again. That is the form of a document that costs much: what is dear is repeated, and what
+ * makes it dear stands before it.
+ *
+ * Knows all that documents are made of: document type declarations with entities, parameter entities, attribute lists,
+ * content models, notations; namespaces, attributes, nesting, captured elements, CDATA, comments, references. The
+ * document is well-formed unless the bytes want it otherwise. The same bytes give the same document at any length.
+ */
+class DocumentGrammar {
+public:
+    DocumentGrammar(const QByteArray& genes, qsizetype length);
+
+    QString document() const { return text; }
+
+private:
+    qsizetype choose(qsizetype options);
+    qsizetype chooseSize();
+    qsizetype chooseCount();
+
+    void writeProlog();
+    void writeDeclaration();
+    void writeEntity(bool isParameter);
+    void writeAttributeList();
+    void writeStartTag(bool isEmpty);
+    void writeAttributes();
+    void writeEndTag();
+    void writeConstruct();
+    void writeReference();
+    QString prefix();
+    QString characters();
+
+    QByteArray genes;
+    qsizetype position = 0;
+    qsizetype length;
+    QString text;
+    QStringList open;
+    qsizetype prefixes = 0; ///< that the root element declares
+    int names = 0; ///< for attributes that must differ
+};
