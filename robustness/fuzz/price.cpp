@@ -32,7 +32,7 @@ namespace {
 
 /// How many times as many instructions as in an honest document a character may cost. An element with a thousand
 /// attributes is what comes nearest: the XML reader compares each with each other one.
-constexpr double MostInstructions = 40;
+constexpr double MostInstructions = 15;
 /// How much a document of four times the length may cost.
 constexpr double MostForFourTimes = 5;
 /// Bytes that a document may make its reader hold for each character.
