@@ -99,7 +99,7 @@ private:
             referenceSeen = std::any_of(literal.begin(), literal.end(),
                 [](QChar character) { return character == u'&' || character == u'%' || character == u'<'; });
             if (isEntity)
-                measure.entities.append({before, literal.size()});
+                measure.entities.push_back({before, literal.size()});
             else if (isAttributeList)
                 ++measure.defaultAttributes;
         }

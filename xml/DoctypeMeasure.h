@@ -2,7 +2,8 @@
 
 #include <QLatin1String>
 #include <QStringView>
-#include <QVarLengthArray>
+
+#include <vector>
 
 /**
  * What a document type declaration can do to the price of its document.
@@ -21,7 +22,7 @@ struct DoctypeMeasure {
 
     qsizetype length = 0; ///< in characters; with an error in the declaration up to the end of the document
     QLatin1String excess; ///< what is too much, in words for a person; null when nothing is
-    QVarLengthArray<Entity, 8> entities;
+    std::vector<Entity> entities;
     qsizetype defaultAttributes = 0; ///< the most that one element can be given, namespaces included
     qsizetype defaultAttributesLength = 0; ///< of what declares them, in characters
 

@@ -108,7 +108,7 @@ bool Measuring::skipText()
 {
     begin = position;
     const bool found = skipTo(u'<');
-    if (!doctype.entities.isEmpty())
+    if (!doctype.entities.empty())
         expand(document.mid(begin, position - begin));
     return found && excess.isNull();
 }
@@ -179,7 +179,7 @@ bool Measuring::readAttribute(Tag& tag)
     const QStringView value = document.mid(valueBegin, position - valueBegin);
     ++position;
 
-    const qsizetype growth = doctype.entities.isEmpty() ? 0 : expand(value);
+    const qsizetype growth = doctype.entities.empty() ? 0 : expand(value);
     ++tag.attributes;
     if (name == u"xmlns" || name.startsWith(u"xmlns:")) {
         ++tag.declarations;
