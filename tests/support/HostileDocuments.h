@@ -37,7 +37,7 @@ inline QList<HostileDocument> hostileDocuments(qsizetype size)
 
     QString longNames;
     for (int level = 0; level < 16; ++level)
-        longNames += u'<' + QString(4096, QChar(u'a' + level)) + u"> "_s;
+        longNames += u'<' + QString(size / 256, QChar(u'a' + level)) + u"> "_s;
     const QString uri(120, u'u');
     const QString thousandAttributes = u"<a"_s + numbered(u" b%1=''"_s, 7890) + u"/>"_s;
     const QString hundredNamespaces = numbered(u" xmlns:n%1='u%1'"_s, 1700);
