@@ -4,7 +4,7 @@
 #include <QDateTime>
 #include <QLocale>
 #include <QRandomGenerator>
-#include <QTime>
+#include <QTimeZone>
 
 #include <algorithm>
 
@@ -14,7 +14,7 @@ namespace {
 Track dayTrack(int index)
 {
     const QDate firstDay(2026, 11, 16);
-    const QDateTime start(firstDay.addDays(index), QTime(0, 0), Qt::UTC);
+    const QDateTime start = firstDay.addDays(index).startOfDay(QTimeZone::utc());
     const QString weekday = QLocale::c().dayName(start.date().dayOfWeek());
     const int week = index / 7;
     return {week == 0 ? weekday : weekday + QStringLiteral(", week %1").arg(week + 1), start.toMSecsSinceEpoch(),

@@ -21,13 +21,13 @@ constexpr qreal LabelHeight = 1.16;
 
 QString timeText(qint64 time)
 {
-    return QDateTime::fromMSecsSinceEpoch(time, Qt::UTC).toString(QStringLiteral("yyyy-MM-dd  HH:mm:ss"));
+    return QDateTime::fromMSecsSinceEpoch(time).toUTC().toString(QStringLiteral("yyyy-MM-dd  HH:mm:ss"));
 }
 
 /// The time of day; with the date before it when the range leaves the day on which it begins.
 QString limitText(qint64 time, const Playback& playback)
 {
-    const QDateTime moment = QDateTime::fromMSecsSinceEpoch(time, Qt::UTC);
+    const QDateTime moment = QDateTime::fromMSecsSinceEpoch(time).toUTC();
     const bool oneDay = playback.end - playback.start < 24LL * 60 * 60 * 1000;
     return moment.toString(oneDay ? QStringLiteral("HH:mm:ss") : QStringLiteral("dd MMM HH:mm"));
 }

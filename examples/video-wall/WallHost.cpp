@@ -32,7 +32,7 @@ QString excerpt(const QString& document)
 
 QString timeText(qint64 time)
 {
-    const QDateTime moment = QDateTime::fromMSecsSinceEpoch(time, Qt::UTC);
+    const QDateTime moment = QDateTime::fromMSecsSinceEpoch(time).toUTC();
     return moment.isValid() ? moment.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) : QString::number(time);
 }
 

@@ -24,7 +24,7 @@ QString xmlText(const QString& text)
 
 QString timeText(qint64 time)
 {
-    return QDateTime::fromMSecsSinceEpoch(time, Qt::UTC).toString(Qt::ISODateWithMs);
+    return QDateTime::fromMSecsSinceEpoch(time).toUTC().toString(Qt::ISODateWithMs);
 }
 
 void writeSource(QXmlStreamWriter& writer, const CameraSource& source, const QString& fault)
