@@ -371,7 +371,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static int argc = 1;
     static std::array argv {const_cast<char*>("fuzz-session"), static_cast<char*>(nullptr)};
-    static const QCoreApplication application(argc, argv.data());
+    // Never deleted: at the end of the program it would outlive what Qt deletes first, and its destructor needs that.
+    static const auto* const application = new QCoreApplication(argc, argv.data());
+    Q_UNUSED(application);
     static const QtMessageHandler previousHandler = qInstallMessageHandler(&handleLogLine);
     Q_UNUSED(previousHandler);
 
