@@ -30,7 +30,7 @@ QString escapedCharacter(QChar character)
     case u'\t':
     case u'\n':
     case u'\r':
-        return QStringLiteral("&#%1;").arg(character.unicode());
+        return QStringLiteral("&#%1;").arg(int {character.unicode()}); // a char16_t would stand there as the character
     default:
         return character;
     }
