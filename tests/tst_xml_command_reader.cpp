@@ -109,6 +109,9 @@ void tst_xml_command_reader::storesParameters_data()
 
     row("paramvalue is kept as XML text", u"<paramvalue><q a='1&amp;2'>t&lt;<!-- c --><r/></q>u</paramvalue><b>1</b>",
         {{text(u"paramvalue"), text(u"<q a=\"1&amp;2\">t&lt;<r/></q>u")}, {text(u"b"), text(u"1")}});
+    row("white space in a paramvalue is escaped in attributes only",
+        u"<paramvalue><q a='&#13;&#10;&#9;'>&#13;\n&#9;</q></paramvalue>",
+        {{text(u"paramvalue"), text(u"<q a=\"&#13;&#10;&#9;\">\r\n\t</q>")}});
     row("an empty paramvalue is not stored, the last one holds",
         u"<paramvalue>1</paramvalue><a>x</a><paramvalue>2</paramvalue><paramvalue/>",
         {{text(u"paramvalue"), text(u"2")}, {text(u"a"), text(u"x")}});
