@@ -1,4 +1,4 @@
-# The target "docs": the reference of the public headers, with the documents as pages, in <build>/reference/html.
+# The target "orvane-docs": the reference of the public headers, with the documents as pages, in <build>/reference/html.
 # There is none without doxygen. Whatever is undocumented or links to nothing fails the build of the target.
 find_package(Doxygen QUIET)
 if(NOT DOXYGEN_FOUND)
@@ -26,7 +26,7 @@ set(DOXYGEN_PREDEFINED "Q_OBJECT=" "Q_SLOTS=slots")
 set(DOXYGEN_EXPAND_AS_DEFINED ORVANE_INTERFACE_EXPORT)
 set(DOXYGEN_SHOW_INCLUDE_FILES NO)
 
-doxygen_add_docs(docs
+doxygen_add_docs(orvane-docs
     README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
     docs/hosting.md docs/protocol.md docs/performance.md
     interface/OrvaneExport.h interface/OrvaneInterface.h server/OrvaneServer.h

@@ -26,6 +26,10 @@ install(FILES
 
 # Relative to itself, so that it is right whatever prefix the installation is given.
 file(RELATIVE_PATH ORVANE_PREFIX_FROM_PKGCONFIG "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+set(ORVANE_PKGCONFIG_CFLAGS "-I\${includedir}")
+if(ORVANE_LIBRARY_TYPE STREQUAL "STATIC")
+    string(APPEND ORVANE_PKGCONFIG_CFLAGS " -DORVANE_INTERFACE_STATIC")
+endif()
 configure_file(cmake/orvane-interface.pc.in orvane-interface.pc @ONLY)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/orvane-interface.pc"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)

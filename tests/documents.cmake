@@ -35,6 +35,6 @@ if(Python3_Interpreter_FOUND AND TARGET guide-host AND UNIX AND NOT CMAKE_CXX_FL
     set_tests_properties(hosting_guide PROPERTIES TIMEOUT 120)
 endif()
 
-if(TARGET docs)
-    add_test(NAME reference COMMAND "${CMAKE_COMMAND}" --build "${PROJECT_BINARY_DIR}" --target docs)
+if(TARGET orvane-docs)
+    add_test(NAME reference COMMAND "${CMAKE_COMMAND}" --build "${PROJECT_BINARY_DIR}" --target orvane-docs)
 endif()
