@@ -1,4 +1,4 @@
-# cpack -G DEB: a package with the library, and one with what building a host takes.
+# cpack -G DEB: a package with the library, one with what building a host takes, and one with the command-line client.
 set(CPACK_PACKAGE_NAME orvaneinterface)
 set(CPACK_PACKAGE_VENDOR "OrvaneInterface developers")
 set(CPACK_PACKAGE_CONTACT "OrvaneInterface developers <orvaneinterface@halden.example>")
@@ -6,6 +6,9 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL runtime development)
+if(ORVANE_BUILD_TOOLS)
+    list(APPEND CPACK_COMPONENTS_ALL client)
+endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -34,26 +37,81 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "${ORVANE_RUNTIME_PACKAGE} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), qt6-base-dev (>= 6.4)")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
-    "${long_description}\n.\nThis package has the headers, and what CMake and pkg-config need.")
+    "${long_description}\n.\nThis package has the headers, what CMake and pkg-config need, the documents,\na host to begin with and a client in Python.")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "python3, orvane-client")
 
-# Debian wants a changelog and a copyright file from each package.
+set(CPACK_DEBIAN_CLIENT_PACKAGE_NAME orvane-client)
+set(CPACK_DEBIAN_CLIENT_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_CLIENT_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_CLIENT_DESCRIPTION
+    "A command-line client for the hosts of the Orvane control system: one command,\nor many from a terminal or a pipe, over TLS.")
+
+# As the links of README.md have them.
+set(documents_directory "${CMAKE_INSTALL_DATADIR}/doc/${ORVANE_DEVELOPMENT_PACKAGE}")
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
+    DESTINATION "${documents_directory}" COMPONENT development)
+install(DIRECTORY docs DESTINATION "${documents_directory}" COMPONENT development)
+install(DIRECTORY examples/first-host DESTINATION "${documents_directory}/examples" COMPONENT development)
+install(PROGRAMS examples/client-python/orvane_client.py
+    DESTINATION "${documents_directory}/examples/client-python" COMPONENT development)
+
+# What lintian says of these is known.
+set(overrides_of_all "initial-upload-closes-no-bugs") # they are uploaded nowhere
+set(overrides_of_DEVELOPMENT "wrong-name-for-upstream-changelog") # by this name README.md links it
+set(overrides_of_RUNTIME "maintscript-calls-ldconfig") # cpack adds the scripts, beside the trigger
+
+# Debian wants a changelog and a copyright file from each package. The date is that of the release in CHANGELOG.md; until
+# there is one, today's, or SOURCE_DATE_EPOCH.
+file(STRINGS CHANGELOG.md headings REGEX "^## ")
+list(GET headings 0 heading)
+if(NOT heading MATCHES "^## ${PROJECT_VERSION} \\((.*)\\)$")
+    message(FATAL_ERROR "CHANGELOG.md begins with \"${heading}\", not with version ${PROJECT_VERSION} and its date")
+endif()
+set(date_options --utc --rfc-email)
+if(CMAKE_MATCH_1 MATCHES "^[0-9]+-[0-9]+-[0-9]+$")
+    list(APPEND date_options "--date=${CMAKE_MATCH_1}")
+elseif(DEFINED ENV{SOURCE_DATE_EPOCH})
+    list(APPEND date_options "--date=@$ENV{SOURCE_DATE_EPOCH}")
+endif()
+
+find_program(DATE_EXECUTABLE date)
 find_program(GZIP_EXECUTABLE gzip)
-if(GZIP_EXECUTABLE)
+
+function(orvane_compress file)
+    execute_process(COMMAND "${GZIP_EXECUTABLE}" --keep --force --no-name --best "${file}" COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+if(DATE_EXECUTABLE AND GZIP_EXECUTABLE AND UNIX)
+    execute_process(COMMAND "${DATE_EXECUTABLE}" ${date_options}
+        OUTPUT_VARIABLE date OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
     set(changelog "${ORVANE_CONTROL_DIRECTORY}/changelog.Debian")
     file(WRITE "${changelog}"
 "orvaneinterface (${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium
 
   * See CHANGELOG.md of the sources.
 
- -- ${CPACK_PACKAGE_CONTACT}  Tue, 24 Nov 2026 12:00:00 +0000
+ -- ${CPACK_PACKAGE_CONTACT}  ${date}
 ")
-    execute_process(COMMAND "${GZIP_EXECUTABLE}" --keep --force --no-name --best "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
-    foreach(component IN ITEMS RUNTIME DEVELOPMENT)
-        string(TOLOWER ${component} lower)
+    orvane_compress("${changelog}")
+    foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+        string(TOUPPER ${component} upper)
+        set(package "${CPACK_DEBIAN_${upper}_PACKAGE_NAME}")
         install(FILES "${changelog}.gz" cmake/copyright
-            DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME}"
-            COMPONENT ${lower})
+            DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${package}" COMPONENT ${component})
+        set(overrides "${ORVANE_CONTROL_DIRECTORY}/overrides/${package}")
+        set(lines)
+        foreach(tag IN LISTS overrides_of_all overrides_of_${upper})
+            string(APPEND lines "${package}: ${tag}\n")
+        endforeach()
+        file(WRITE "${overrides}" "${lines}")
+        install(FILES "${overrides}" DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" COMPONENT ${component})
     endforeach()
+    if(ORVANE_BUILD_TOOLS)
+        configure_file(tools/orvane-client/orvane-client.1 "${ORVANE_CONTROL_DIRECTORY}/orvane-client.1" @ONLY)
+        orvane_compress("${ORVANE_CONTROL_DIRECTORY}/orvane-client.1")
+        install(FILES "${ORVANE_CONTROL_DIRECTORY}/orvane-client.1.gz"
+            DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT client)
+    endif()
 endif()
 
 include(CPack)
