@@ -35,6 +35,14 @@ if(Python3_Interpreter_FOUND AND TARGET guide-host AND UNIX AND NOT CMAKE_CXX_FL
     set_tests_properties(hosting_guide PROPERTIES TIMEOUT 120)
 endif()
 
+# As the others that build on their own, once is enough.
+if(UNIX AND NOT APPLE AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+    add_test(NAME readme COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/readme" "${PROJECT_SOURCE_DIR}")
+    set_tests_properties(readme PROPERTIES
+        TIMEOUT 600
+        ENVIRONMENT "CXX=${CMAKE_CXX_COMPILER};CMAKE_GENERATOR=${CMAKE_GENERATOR};CMAKE_BUILD_PARALLEL_LEVEL=2")
+endif()
+
 if(TARGET orvane-docs)
     add_test(NAME reference COMMAND "${CMAKE_COMMAND}" --build "${PROJECT_BINARY_DIR}" --target orvane-docs)
 endif()
