@@ -18,9 +18,9 @@ function(orvane_set_up_target target)
         return()
     endif()
     target_compile_options(${target} PRIVATE
-        -Wall -Wextra -Wpedantic -Wshadow=local -Wconversion -Wsign-conversion -Wdouble-promotion
+        -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wdouble-promotion
         -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wcast-align -Wcast-qual -Wformat=2
         -Wimplicit-fallthrough -Wunused -Wextra-semi -Wredundant-decls -Wundef
-        $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op;-Wduplicated-cond;-Wduplicated-branches;-Wsuggest-override>
+        $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local;-Wlogical-op;-Wduplicated-cond;-Wduplicated-branches;-Wsuggest-override>
         $<$<BOOL:${ORVANE_WARNINGS_AS_ERRORS}>:-Werror>)
 endfunction()
