@@ -276,13 +276,14 @@ void Session::callWithSplit(const char* operation, int& splitId)
 
 void Session::getRecorderList(std::vector<RecorderEntry>& recorders)
 {
-    recorders.emplace_back().name = ClientModel::RecorderName;
+    // A whole string: in the assignment of characters GCC 12 sees an overlap at -O3 that is none.
+    recorders.emplace_back().name = std::string(ClientModel::RecorderName);
     callWithoutResult("getRecorderList");
 }
 
 void Session::getPresetsList(std::vector<PresetEntry>& presets)
 {
-    presets.emplace_back().name = ClientModel::PresetName;
+    presets.emplace_back().name = std::string(ClientModel::PresetName);
     callWithoutResult("getPresetsList");
 }
 
