@@ -1,6 +1,6 @@
 #include "OrvaneServer.h"
 
-#include "AcceptWatch.h"
+#include "AcceptRetry.h"
 #include "DebugLog.h"
 #include "OrvaneConnection.h"
 #include "ReplyTemplates.h"
@@ -24,7 +24,6 @@ OrvaneServer::OrvaneServer(
     , certificate(QByteArray(), QSsl::Pem)
     , userName(std::move(userName))
     , password(std::move(password))
-    , acceptWatch(new AcceptWatch(this))
 {
     qRegisterMetaType<QList<QSslError>>();
 
@@ -36,6 +35,7 @@ OrvaneServer::OrvaneServer(
     if (certificateFile.open(QIODevice::ReadOnly))
         certificate = QSslCertificate(certificateFile.readAll(), QSsl::Pem);
 
+    new AcceptRetry(this); // first: it must hear of a client before an event loop of the host accepts the next one
     connect(this, &QTcpServer::newConnection, this, &OrvaneServer::handleNewConnection);
 }
 
@@ -50,8 +50,7 @@ OrvaneServer::~OrvaneServer()
 
 void OrvaneServer::startListeningForConnection()
 {
-    if (listen(QHostAddress::Any, port))
-        acceptWatch->handleListening();
+    listen(QHostAddress::Any, port);
 }
 
 void OrvaneServer::incomingConnection(qintptr socketDescriptor)
@@ -77,7 +76,6 @@ void OrvaneServer::handleNewConnection()
         socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
         socket->setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
         connections.push_back(new OrvaneConnection(hostInterface, socket, userName, password, this));
-        connect(socket, &QAbstractSocket::disconnected, acceptWatch, &AcceptWatch::handleClientGone);
     }
 }
 

@@ -14,7 +14,6 @@
 
 namespace OrvaneInterface {
 
-class AcceptWatch;
 class OrvaneConnection;
 class OrvaneInterface;
 
@@ -91,7 +90,7 @@ private:
     QString userName;
     QString password;
     std::mutex connectionsMutex; ///< guards connections; taken before the write mutex of any client
-    AcceptWatch* acceptWatch; ///< child of the server
+    // Nothing may be added: a compiled host sets aside this many bytes. What else the server needs is a child of it.
 };
 
 } // namespace OrvaneInterface

@@ -1,0 +1,91 @@
+#include "AcceptRetry.h"
+
+#include "DebugLog.h"
+
+#include <QAbstractEventDispatcher>
+#include <QEvent>
+#include <QSocketNotifier>
+#include <QTcpServer>
+
+namespace OrvaneInterface {
+
+namespace {
+
+/// A single activation without a client is nothing special: it may have left, or an event loop inside the host has
+/// accepted it.
+constexpr int FruitlessActivations = 2;
+
+constexpr int RetryMs = 1000;
+
+} // namespace
+
+AcceptRetry::AcceptRetry(QTcpServer* server)
+    : QObject(server)
+    , server(server)
+{
+    connect(server, &QTcpServer::newConnection, this, &AcceptRetry::handleNewConnection);
+    connect(server, &QTcpServer::acceptError, this, &AcceptRetry::handleAcceptError);
+}
+
+bool AcceptRetry::eventFilter(QObject* /*watched*/, QEvent* event)
+{
+    if (event->type() != QEvent::SockAct || ++activations <= FruitlessActivations)
+        return false;
+    QAbstractEventDispatcher::instance()->unregisterSocketNotifier(notifier);
+    report(QAbstractSocket::SocketResourceError); // unless Qt has told which
+    return true;
+}
+
+void AcceptRetry::timerEvent(QTimerEvent* /*event*/)
+{
+    if (activations <= FruitlessActivations) {
+        timer.stop();
+        return;
+    }
+    activations = FruitlessActivations - 1; // one more
+    if (!notifier || !notifier->isEnabled()) // the host has closed or paused the server meanwhile
+        return;
+    // In two steps: if the host has paused and resumed it meanwhile, it is there already.
+    QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance();
+    dispatcher->unregisterSocketNotifier(notifier);
+    dispatcher->registerSocketNotifier(notifier);
+}
+
+void AcceptRetry::handleNewConnection()
+{
+    activations = 0;
+    watchListeningSocket();
+}
+
+void AcceptRetry::handleAcceptError(QAbstractSocket::SocketError error)
+{
+    watchListeningSocket();
+    server->resumeAccepting(); // it was Qt that paused it
+    // If somebody has come since the socket became ready, this may be an old error. A real one comes again at once.
+    if (activations > 0)
+        report(error);
+}
+
+void AcceptRetry::watchListeningSocket()
+{
+    if (notifier)
+        return;
+    const auto notifiers = server->findChildren<QSocketNotifier*>();
+    for (QSocketNotifier* candidate : notifiers) {
+        if (candidate->type() != QSocketNotifier::Read || candidate->socket() != server->socketDescriptor())
+            continue;
+        notifier = candidate;
+        notifier->installEventFilter(this);
+    }
+}
+
+/// The last thing that a function does here: the line may run code of the host, which may destroy the server.
+void AcceptRetry::report(QAbstractSocket::SocketError error)
+{
+    if (timer.isActive())
+        return;
+    timer.start(RetryMs, this);
+    qCDebug(defaultLog) << "OrvaneConnection server error:" << error;
+}
+
+} // namespace OrvaneInterface
