@@ -75,11 +75,22 @@ QByteArray XMLSocket::frame(const QString& message)
 void XMLSocket::writeMessage(const QString& message)
 {
     const QMutexLocker locker(&mutex);
-    socket->write(frame(message));
+    write(frame(message));
 }
 
 void XMLSocket::writeFrame(const QByteArray& bytes)
 {
     const QMutexLocker locker(&mutex);
-    socket->write(bytes);
+    write(bytes);
+}
+
+void XMLSocket::write(const QByteArray& bytes)
+{
+    if (socket->isWritable())
+        socket->write(bytes);
+}
+
+void XMLSocket::flush()
+{
+    socket->flush();
 }

@@ -19,7 +19,8 @@ inline constexpr QLatin1String MessageTerminator("\r\n\r\n");
  *
  * Invariant: after readMessages() receiveBuffer holds no complete terminator.
  *
- * Thread: that of the socket; only the writing is guarded by a lock.
+ * Thread: that of the socket; only the writing is guarded by a lock. No code of the host can run under it: a write only
+ * adds to the socket's buffers, and a closed socket, at which Qt would log a warning, is left alone.
  */
 class XMLSocket {
     Q_DISABLE_COPY_MOVE(XMLSocket)
@@ -40,6 +41,10 @@ public:
     /// Writes what frame() has made: for a message to many clients, whose sockets then share the bytes.
     void writeFrame(const QByteArray& bytes);
 
+    /// Hands what was written to the system now. The socket may report anything in it, so that this object may be gone
+    /// afterwards; no lock is held.
+    void flush();
+
 private:
     QMutex mutex; ///< held while one message is written; taken after the server's registry mutex
     QTcpSocket* socket; ///< not owned
@@ -50,6 +55,8 @@ public:
     QList<QString> messages;
 
 private:
+    /// The caller holds mutex.
+    void write(const QByteArray& bytes);
     void splitReceiveBuffer(qsizetype firstTerminator);
 
     qsizetype searchedLength = 0; ///< no terminator begins before this position in receiveBuffer
