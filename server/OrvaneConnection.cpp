@@ -9,6 +9,27 @@
 
 namespace OrvaneInterface {
 
+/// Lives on the stack while code of the host may run, or a signal of the socket is being handled: the socket and the
+/// connection outlast it, whatever happens to client and server meanwhile.
+class OrvaneConnection::InUse {
+    Q_DISABLE_COPY_MOVE(InUse)
+
+public:
+    explicit InUse(OrvaneConnection& connection)
+        : connection(connection)
+    {
+        ++connection.uses;
+    }
+    ~InUse()
+    {
+        if (--connection.uses == 0 && !connection.socketAttached)
+            connection.letGo();
+    }
+
+private:
+    OrvaneConnection& connection;
+};
+
 OrvaneConnection::OrvaneConnection(
     OrvaneInterface* hostInterface, QTcpSocket* socket, QString userName, QString password, QObject* parent)
     : QObject(parent)
@@ -18,16 +39,34 @@ OrvaneConnection::OrvaneConnection(
     , userName(std::move(userName))
     , password(std::move(password))
 {
+    const InUse inUse(*this);
     qCDebug(defaultLog) << "New OrvaneConnection from" << socket->peerAddress();
 
     connect(socket, &QTcpSocket::readyRead, this, &OrvaneConnection::handleReadyRead);
     connect(socket, &QTcpSocket::errorOccurred, this,
-        [](QAbstractSocket::SocketError error) { qCDebug(defaultLog) << "OrvaneConnection socket error:" << error; });
+        [this](QAbstractSocket::SocketError error) { handleSocketError(error); });
     connect(socket, &QTcpSocket::disconnected, this, &OrvaneConnection::handleDisconnected);
 }
 
 OrvaneConnection::~OrvaneConnection()
 {
+    handleDisconnected();
+}
+
+void OrvaneConnection::takeUpSocket()
+{
+    const InUse inUse(*this);
+    // Encryption that cannot begin, for want of a usable key, has failed before there was anybody to tell, and the
+    // socket stays open. And in an event loop of a message handler the client may have sent something, or left.
+    const QAbstractSocket::SocketError missedError = socket->error();
+    const bool hasEnded =
+        missedError != QAbstractSocket::UnknownSocketError || socket->state() == QAbstractSocket::UnconnectedState;
+    if (socket->bytesAvailable() > 0)
+        handleReadyRead();
+    if (!hasEnded)
+        return;
+    if (socketAttached && missedError != QAbstractSocket::UnknownSocketError)
+        handleSocketError(missedError);
     handleDisconnected();
 }
 
@@ -50,8 +89,9 @@ void OrvaneConnection::handleReadyRead()
     if (dispatching || !socketAttached)
         return;
 
+    const InUse inUse(*this);
     dispatching = true;
-    const auto finish = qScopeGuard([this] { finishDispatching(); });
+    const auto finish = qScopeGuard([this] { dispatching = false; });
     do {
         xmlSocket->readMessages();
         const bool single = xmlSocket->messages.size() == 1;
@@ -60,8 +100,15 @@ void OrvaneConnection::handleReadyRead()
         // A single reply leaves at once: waiting for the event loop to come round again would take longer than sending
         // it. Several are left to the socket, which puts them together into fewer packets.
         if (single && socketAttached)
-            socket->flush();
+            xmlSocket->flush();
     } while (socketAttached && socket->bytesAvailable() > 0);
+}
+
+/// An error ends nothing by itself: the client is there until the socket reports disconnected().
+void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
+{
+    const InUse inUse(*this);
+    qCDebug(defaultLog) << "OrvaneConnection socket error:" << error;
 }
 
 void OrvaneConnection::handleDisconnected()
@@ -69,32 +116,31 @@ void OrvaneConnection::handleDisconnected()
     if (!socketAttached)
         return;
 
+    const InUse inUse(*this);
     socketAttached = false; // first: close() can report disconnected() at once
     xmlSocket.reset();
     socket->close();
-    // While a message is being dispatched the socket is inside its own readyRead(), and an event loop of the host
-    // would carry out a deleteLater() from here before that has returned. finishDispatching() sees to it instead.
-    if (!dispatching)
-        socket->deleteLater();
 }
 
-void OrvaneConnection::finishDispatching()
+/// The end of the release. Until then the socket may be inside a signal of its own, and an event loop of the host would
+/// carry out the deletion before that has returned. The object itself stays as long as the server, so it keeps nothing.
+void OrvaneConnection::letGo()
 {
-    dispatching = false;
-    if (!socketAttached)
-        socket->deleteLater();
+    socket->deleteLater();
+    userName.clear();
+    password.clear();
 }
 
 /// The last word of the server to each of its connections, from its destructor, before Qt deletes its children.
 void OrvaneConnection::handleServerDestroyed()
 {
     handleDisconnected();
-    if (!dispatching)
+    if (uses == 0)
         return;
 
-    // The host destroys the server inside one of our calls on it, with the socket's signal and this object's dispatch
-    // still on the stack. Leave the server's object tree: the socket is deleted when they have returned, and takes this
-    // object with it.
+    // The host destroys the server inside one of our calls on it or one of our log lines, with the socket's signal and
+    // this object still on the stack. Leave the server's object tree: the socket is deleted when they have returned,
+    // and takes this object with it.
     socket->setParent(nullptr);
     setParent(socket);
 }

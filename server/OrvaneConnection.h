@@ -23,10 +23,11 @@ class OrvaneInterface;
  * arrival. The command operations are defined in commands/, one file for a group.
  *
  * During a host call anything may happen: the host may run an event loop, in which the client can go, and it may
- * destroy the server. So:
+ * destroy the server. The same holds for a log line, for which the host may have a message handler. So:
  * 1. While a message is being dispatched no other message of this client is begun.
- * 2. While a message is being dispatched neither this object nor its socket is deleted; the release is noted, and the
- *    deletion follows when the dispatch is over. Command operations need no check of their own after a host call.
+ * 2. While anything here is on the stack that can run code of the host (see InUse), neither this object nor its socket
+ *    is deleted; the release is noted, and the deletion follows when the last of it is over. Command operations need no
+ *    check of their own after a host call or a log line.
  * 3. After the release nothing is sent and the socket is not touched, but for scheduling its deletion.
  *
  * Thread: that of the server.
@@ -42,10 +43,16 @@ public:
      * \param userName user name of the account that the host grants
      * \param password password of that account
      * \param parent the server
+     *
+     * Writes a log line. Nothing is read before takeUpSocket().
      */
     OrvaneConnection(
         OrvaneInterface* hostInterface, QTcpSocket* socket, QString userName, QString password, QObject* parent);
     ~OrvaneConnection() override;
+
+    /// Deals with what the socket went through before this object listened to it. To be called once, when the server
+    /// knows the connection: messages that have come already are carried out.
+    void takeUpSocket();
 
     /// Sends one message to the client; does nothing when the socket has been released.
     void sendMessage(const QString& message);
@@ -56,13 +63,15 @@ public:
     static QStringList commandNames();
 
 private:
+    class InUse;
     struct CommandTable; // the handlers are private, and so is what lists them
     friend class OrvaneServer; // reads socketAttached, keeps recorderUpdatePending, calls handleServerDestroyed()
 
     void handleReadyRead();
+    void handleSocketError(QAbstractSocket::SocketError error);
     void handleDisconnected();
     void handleServerDestroyed();
-    void finishDispatching();
+    void letGo();
 
     bool isLoggedIn() const { return orvaneLoggedIn || thirdPartyLoggedIn; }
     void handleCommand(const QString& message);
@@ -91,8 +100,9 @@ private:
     bool orvaneLoggedIn = false; ///< with the system account; never cleared
     bool thirdPartyLoggedIn = false; ///< with the account that the host grants; never cleared
     bool recorderUpdatePending = false; ///< the client waits for the end of a refresh
-    QString userName;
+    QString userName; ///< null after the release, as the password
     QString password;
+    int uses = 0; ///< the InUse that live
     bool dispatching = false; ///< handleReadyRead() is on the stack
 };
 

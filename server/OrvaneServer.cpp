@@ -7,6 +7,7 @@
 
 #include <QFile>
 #include <QNetworkProxy>
+#include <QPointer>
 #include <QSslSocket>
 #include <QVariant>
 
@@ -68,15 +69,30 @@ void OrvaneServer::incomingConnection(qintptr socketDescriptor)
 
 void OrvaneServer::handleNewConnection()
 {
-    const std::lock_guard lock(connectionsMutex);
-    removeDisconnectedConnections();
-    while (hasPendingConnections()) {
+    {
+        const std::lock_guard lock(connectionsMutex);
+        removeDisconnectedConnections();
+    }
+    // A connection writes log lines, and calls the host if its client has sent something by then: the next client may
+    // come inside of it, the refresh may end, and the server may be destroyed. So nothing of it happens under the lock.
+    const QPointer<OrvaneServer> server(this);
+    while (server && hasPendingConnections()) {
         QTcpSocket* socket = nextPendingConnection();
         socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
         socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
         socket->setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
-        connections.push_back(new OrvaneConnection(hostInterface, socket, userName, password, this));
+        auto* connection = new OrvaneConnection(hostInterface, socket, userName, password, this);
+        if (!server)
+            return;
+        addConnection(connection);
+        connection->takeUpSocket();
     }
+}
+
+void OrvaneServer::addConnection(OrvaneConnection* connection)
+{
+    const std::lock_guard lock(connectionsMutex);
+    connections.push_back(connection);
 }
 
 /// The caller holds connectionsMutex. The connections that are dropped live on as children of the server.
@@ -87,6 +103,7 @@ void OrvaneServer::removeDisconnectedConnections()
 
 void OrvaneServer::handleUpdateAllTreeDevicesFinished()
 {
+    // Nothing of the host can run under the lock: see XMLSocket.
     const std::lock_guard lock(connectionsMutex);
     const QByteArray notice = XMLSocket::frame(replyElement(QLatin1String("updateRecorderContentsFinished")));
     for (OrvaneConnection* connection : connections) {

@@ -77,6 +77,7 @@ private Q_SLOTS:
 
 private:
     void handleNewConnection();
+    void addConnection(OrvaneConnection* connection);
     void removeDisconnectedConnections();
 
     /// The port that a host gets with 0.
