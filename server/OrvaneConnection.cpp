@@ -2,12 +2,21 @@
 
 #include "DebugLog.h"
 
+#include <QElapsedTimer>
 #include <QHostAddress>
 #include <QScopeGuard>
 
 #include <utility>
 
 namespace OrvaneInterface {
+
+namespace {
+
+/// A reply that is ready waits no longer than this, and the call after it, for others to share its packet. Short
+/// commands take a hundredth of it.
+constexpr qint64 LongestWaitNs = 1'000'000;
+
+} // namespace
 
 /// Lives on the stack while code of the host may run, or a signal of the socket is being handled: the socket and the
 /// connection outlast it, whatever happens to client and server meanwhile.
@@ -94,14 +103,25 @@ void OrvaneConnection::handleReadyRead()
     const auto finish = qScopeGuard([this] { dispatching = false; });
     do {
         xmlSocket->readMessages();
-        const bool single = xmlSocket->messages.size() == 1;
-        while (socketAttached && !xmlSocket->messages.isEmpty())
-            handleCommand(xmlSocket->messages.takeFirst());
-        // A single reply leaves at once: waiting for the event loop to come round again would take longer than sending
-        // it. Several are left to the socket, which puts them together into fewer packets.
-        if (single && socketAttached)
-            xmlSocket->flush();
+        carryOutMessages();
     } while (socketAttached && socket->bytesAvailable() > 0);
+}
+
+/// Replies leave without another turn of the event loop, for which a single one would wait longer than sending takes,
+/// and several behind a host call for as long as that takes. Those of short commands leave together, in fewer packets.
+void OrvaneConnection::carryOutMessages()
+{
+    QElapsedTimer sinceFlush;
+    sinceFlush.start();
+    while (socketAttached && !xmlSocket->messages.isEmpty()) {
+        handleCommand(xmlSocket->messages.takeFirst());
+        if (!socketAttached)
+            return;
+        if (xmlSocket->messages.isEmpty() || sinceFlush.nsecsElapsed() >= LongestWaitNs) {
+            xmlSocket->flush();
+            sinceFlush.start();
+        }
+    }
 }
 
 /// An error ends nothing by itself: the client is there until the socket reports disconnected().

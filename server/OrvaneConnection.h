@@ -71,6 +71,7 @@ private:
     void handleSocketError(QAbstractSocket::SocketError error);
     void handleDisconnected();
     void handleServerDestroyed();
+    void carryOutMessages();
     void letGo();
 
     bool isLoggedIn() const { return orvaneLoggedIn || thirdPartyLoggedIn; }
