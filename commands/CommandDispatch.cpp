@@ -80,6 +80,8 @@ void OrvaneConnection::handleCommand(const QString& message)
     qCDebug(defaultLog) << message;
     if (!isLoggedIn())
         return;
+    if (!socketAttached) // a message handler of the host may have destroyed the server, and the host after it
+        return;
     runCommand(commandName, reader);
 }
 
