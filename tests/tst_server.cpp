@@ -5,15 +5,11 @@
 #include <QPointer>
 #include <QSignalSpy>
 #include <QTcpServer>
+#include <QThread>
 #include <QtTest>
 
 #include <array>
 #include <functional>
-
-#ifdef Q_OS_UNIX
-#include <sys/resource.h>
-#include <unistd.h>
-#endif
 
 using OrvaneInterface::OrvaneServer;
 
@@ -34,9 +30,7 @@ private Q_SLOTS:
     void goesOnWhenAClientMisbehaves_data();
     void goesOnWhenAClientMisbehaves();
     void logsATlsFailure();
-    void acceptsAgainAfterALackOfDescriptors_data();
-    void acceptsAgainAfterALackOfDescriptors();
-    void staysPausedWhenTheHostHasPausedIt();
+    void sendsWhatIsReadyBeforeTheNextLongCall();
     void keepsOrderInTheHostsEventLoops();
     void servesOthersInTheHostsEventLoops();
     void letsAClientGoInsideAHostCall();
@@ -298,74 +292,22 @@ void tst_server::logsATlsFailure()
     QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
 }
 
-void tst_server::acceptsAgainAfterALackOfDescriptors_data()
+void tst_server::sendsWhatIsReadyBeforeTheNextLongCall()
 {
-    QTest::addColumn<bool>("servedBefore"); // Qt reports only the first error, and "nobody to accept" is one
-    QTest::newRow("that is the first thing to go wrong") << false;
-    QTest::newRow("after others were accepted") << true;
-}
-
-void tst_server::acceptsAgainAfterALackOfDescriptors()
-{
-#ifdef Q_OS_UNIX
-    QFETCH(const bool, servedBefore);
-    if (qEnvironmentVariable("LD_PRELOAD").contains(QLatin1String("vgpreload")))
-        QSKIP("valgrind has the system accept the client all the same, and closes the descriptor");
-
+    constexpr int longCallMs = 5;
+    constexpr int commands = 4;
     Session session;
-    auto leaving = std::make_unique<TlsClient>();
-    leaving->connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
-    QVERIFY(leaving->waitForConnected()); // by the system, not yet by the server
-    if (servedBefore)
-        QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 1);
-    TlsClient waiting;
-    waiting.connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
-    QVERIFY(waiting.waitForConnected());
-
-    rlimit before {};
-    QCOMPARE(getrlimit(RLIMIT_NOFILE, &before), 0);
-    const int lowestFree = dup(0);
-    close(lowestFree);
-    rlimit enoughForOne = before;
-    enoughForOne.rlim_cur = static_cast<rlim_t>(lowestFree) + (servedBefore ? 0 : 1);
-    QCOMPARE(setrlimit(RLIMIT_NOFILE, &enoughForOne), 0);
-    const auto restore = qScopeGuard([&before] { setrlimit(RLIMIT_NOFILE, &before); });
-
-    const LogCapture log;
-    QStringList lines;
-    const QStringList errors {QStringLiteral("OrvaneConnection server error: QAbstractSocket::SocketResourceError")};
-    QTRY_COMPARE((lines += LogCapture::take()).filter(QStringLiteral("server error:")), errors);
-    QCOMPARE(session.server->findChildren<QSslSocket*>().size(), 1);
-
-    setrlimit(RLIMIT_NOFILE, &before); // the TLS of the waiting client opens files, too
-    QCoreApplication::processEvents();
-    QCOMPARE(session.server->findChildren<QSslSocket*>().size(), 1); // nothing has told the server yet
-    leaving.reset();
-    waiting.startClientEncryption();
-    waiting.loginAsOrvane();
-    waiting.send("<setPreset/>");
-    QTRY_COMPARE(waiting.received, shortAcceptance("setPreset"));
-    QVERIFY(!LogCapture::take().contains(errors.first())); // it was reported once
-#else
-    QSKIP("needs a limit on descriptors");
-#endif
-}
-
-void tst_server::staysPausedWhenTheHostHasPausedIt()
-{
-    Session session;
-    auto leaving = session.orvaneClient();
-    QVERIFY(leaving);
-    session.server->pauseAccepting();
-    leaving.reset();
-    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
-    TlsClient client;
-    client.connectToPort(session.server->serverPort());
-    QTRY_COMPARE(client.state(), QAbstractSocket::ConnectedState); // by the system
-    QCoreApplication::processEvents();
-    QCOMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
-    session.server->resumeAccepting();
-    QTRY_VERIFY(client.isEncrypted());
+    const auto client = session.orvaneClient();
+    QVERIFY(client);
+    QTRY_VERIFY(onlySocket(session));
+    const QSslSocket* socket = onlySocket(session);
+    session.host.duringCall = [&] {
+        QCOMPARE(socket->bytesToWrite() + socket->encryptedBytesToWrite(), 0); // the replies to the calls before
+        QThread::msleep(longCallMs);
+    };
+    client->write(QByteArray("<setPreset/>\r\n\r\n").repeated(commands));
+    QTRY_COMPARE(client->received, shortAcceptance("setPreset").repeated(commands));
+    QCOMPARE(session.host.calls.size(), commands);
 }
 
 void tst_server::keepsOrderInTheHostsEventLoops()

@@ -1,0 +1,105 @@
+#include "LogCapture.h"
+#include "Session.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QResource>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+/// A host whose key and certificate do not serve for TLS. The pairs are made at run time.
+class tst_server_with_useless_key : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void endsEachClient_data();
+    void endsEachClient();
+
+private:
+    bool run(const QString& program, const QString& arguments) const;
+    void write(const QString& file, const QByteArray& content) const;
+
+    QTemporaryDir directory;
+};
+
+namespace {
+
+const QString NewRsaPair =
+    QStringLiteral("req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -batch -keyout hxkey.pem -out hxcert.pem");
+
+} // namespace
+
+bool tst_server_with_useless_key::run(const QString& program, const QString& arguments) const
+{
+    QProcess process;
+    process.setWorkingDirectory(directory.path());
+    process.start(program, arguments.split(u' '));
+    return process.waitForFinished() && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}
+
+void tst_server_with_useless_key::write(const QString& file, const QByteArray& content) const
+{
+    QFile output(directory.filePath(file));
+    QVERIFY(output.open(QIODevice::WriteOnly));
+    QCOMPARE(output.write(content), content.size());
+}
+
+void tst_server_with_useless_key::endsEachClient_data()
+{
+    QTest::addColumn<QStringList>("commands"); // of openssl
+    QTest::addColumn<bool>("usable");
+
+    QTest::newRow("a usable pair, as a check on the others") << QStringList {NewRsaPair} << true;
+    QTest::newRow("of an elliptic curve")
+        << QStringList {QString(NewRsaPair)
+                            .replace(
+                                QStringLiteral("rsa:2048"), QStringLiteral("ec -pkeyopt ec_paramgen_curve:prime256v1"))}
+        << false;
+    QTest::newRow("the key of another certificate")
+        << QStringList {NewRsaPair, QStringLiteral("genrsa -out hxkey.pem 2048")} << false;
+    QTest::newRow("a key with a pass phrase")
+        << QStringList {QString(NewRsaPair).replace(QStringLiteral("-nodes"), QStringLiteral("-passout pass:secret"))}
+        << false;
+    QTest::newRow("a certificate where the key should be")
+        << QStringList {NewRsaPair, QStringLiteral("x509 -in hxcert.pem -out hxkey.pem")} << false;
+    QTest::newRow("a key where the certificate should be")
+        << QStringList {NewRsaPair, QStringLiteral("rsa -in hxkey.pem -out hxcert.pem")} << false;
+}
+
+void tst_server_with_useless_key::endsEachClient()
+{
+    QFETCH(const QStringList, commands);
+    QFETCH(const bool, usable);
+
+    for (const QString& command : commands)
+        QVERIFY2(run(QStringLiteral(ORVANE_OPENSSL), command), qPrintable(command));
+    write(QStringLiteral("tls.qrc"),
+        "<RCC><qresource prefix='/Halden/Resources'><file>hxkey.pem</file><file>hxcert.pem</file></qresource></RCC>");
+    QVERIFY(run(QStringLiteral(ORVANE_RCC), QStringLiteral("--binary tls.qrc -o tls.rcc")));
+    const QString resource = directory.filePath(QStringLiteral("tls.rcc"));
+    QVERIFY(QResource::registerResource(resource));
+    const auto unregister = qScopeGuard([&resource] { QResource::unregisterResource(resource); });
+
+    const LogCapture log;
+    const Session session;
+    QVERIFY(session.server->isListening());
+    TlsClient client;
+    const QSignalSpy ends(&client, &QAbstractSocket::disconnected);
+    client.connectToPort(session.server->serverPort());
+    if (usable) {
+        QTRY_VERIFY(client.isEncrypted());
+        return;
+    }
+    QTRY_COMPARE(ends.count(), 1);
+    QVERIFY(!client.isEncrypted());
+    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
+    const QStringList lines = LogCapture::take();
+    QCOMPARE(lines.size(), 2);
+    QVERIFY(lines.first().startsWith(QStringLiteral("New OrvaneConnection from ")));
+    QVERIFY(lines.last().startsWith(QStringLiteral("OrvaneConnection socket error: "))); // which one is Qt's affair
+}
+
+QTEST_GUILESS_MAIN(tst_server_with_useless_key)
+#include "tst_server_with_useless_key.moc"
