@@ -17,6 +17,9 @@ constexpr int FruitlessActivations = 2;
 
 constexpr int RetryMs = 1000;
 
+/// Somebody has come, and if others still wait in vain, that shows in less: else the shortage is over.
+constexpr int SettledMs = 100;
+
 } // namespace
 
 AcceptRetry::AcceptRetry(QTcpServer* server)
@@ -42,6 +45,7 @@ void AcceptRetry::timerEvent(QTimerEvent* /*event*/)
         timer.stop();
         return;
     }
+    timer.start(RetryMs, this);
     activations = FruitlessActivations - 1; // one more
     if (!notifier || !notifier->isEnabled()) // the host has closed or paused the server meanwhile
         return;
@@ -54,6 +58,8 @@ void AcceptRetry::timerEvent(QTimerEvent* /*event*/)
 void AcceptRetry::handleNewConnection()
 {
     activations = 0;
+    if (timer.isActive())
+        timer.start(SettledMs, this);
     watchListeningSocket();
 }
 
