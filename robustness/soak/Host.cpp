@@ -5,6 +5,8 @@
 
 #include <OrvaneServer.h>
 
+#include <QCoreApplication>
+
 #include <cstdio>
 
 namespace soak {
@@ -18,11 +20,18 @@ void handleLogLine(QtMsgType type, const QMessageLogContext&, const QString& lin
         static_cast<void>(std::fprintf(stderr, "%s\n", qPrintable(line)));
 }
 
+/// As a log window that keeps itself painted. What comes in its event loop Qt writes to the standard error.
+void handleLogLineInEventLoop(QtMsgType type, const QMessageLogContext& context, const QString& line)
+{
+    handleLogLine(type, context, line);
+    QCoreApplication::processEvents();
+}
+
 } // namespace
 
-int serve(quint16 port)
+int serve(quint16 port, LogWindow logWindow)
 {
-    qInstallMessageHandler(&handleLogLine);
+    qInstallMessageHandler(logWindow == LogWindow::DropsLines ? &handleLogLine : &handleLogLineInEventLoop);
     QuietHost host(RecorderCount);
     OrvaneInterface::OrvaneServer server(&host, port, QString(), QString(), nullptr);
     server.startListeningForConnection();

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <sys/socket.h>
 #include <vector>
 
 namespace soak {
@@ -21,6 +22,7 @@ constexpr int CyclesAtOnce = 20;
 constexpr int RoundsOfCommands = 5;
 constexpr qint64 MaxGrowthPerCycle = 1024; // bytes
 constexpr int EnoughCyclesToTell = 5000; // with fewer the allocator's pages outweigh what a cycle leaves
+constexpr qint64 MaxGrowthPerConnection = 512; // bytes; 300 or so are the object that stays
 constexpr int RecorderListsUnread = 200;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -115,14 +117,42 @@ int runSomeCycles(const ServerProcess& server, int count, Report& report)
     return failures + static_cast<int>(running.size());
 }
 
-void checkGrowth(qint64 growth, int cycles, Report& report)
+void checkGrowth(qint64 growth, int cycles, qint64 mostForEach, Report& report)
 {
     const QString text =
         QStringLiteral("the memory grew by %1, %2 bytes for each cycle").arg(inMiB(growth)).arg(growth / cycles);
     if (!MemoryTells || cycles < EnoughCyclesToTell)
         report.note(text + QStringLiteral(" (too few cycles, or a sanitizer: not checked)"));
     else
-        report.check(growth / cycles < MaxGrowthPerCycle, text);
+        report.check(growth / cycles < mostForEach, text);
+}
+
+/// Has \a count connections made and ended by the client, one batch after the other, without a byte in them.
+/// \return how many did not come or did not end
+int connectWithoutAWord(const ServerProcess& server, int count)
+{
+    constexpr int patienceMs = 60000;
+    int failures = 0;
+    for (int done = 0; done < count; done += CyclesAtOnce) {
+        std::vector<std::unique_ptr<QTcpSocket>> sockets;
+        for (int number = done; number < std::min(count, done + CyclesAtOnce); ++number) {
+            sockets.push_back(std::make_unique<QTcpSocket>());
+            sockets.back()->connectToHost(QHostAddress(QHostAddress::LocalHost), server.port());
+            if (sockets.back()->waitForConnected(patienceMs))
+                shutdown(static_cast<int>(sockets.back()->socketDescriptor()), SHUT_WR);
+        }
+        for (const auto& socket : sockets) // the server closes its end when it has released the connection
+            failures += socket->waitForDisconnected(patienceMs) ? 0 : 1;
+    }
+    return failures;
+}
+
+/// The server's time for each connection of a sample, in microseconds.
+double connectionCost(const ServerProcess& server, int count, int& failures)
+{
+    const qint64 before = server.processorNs();
+    failures += connectWithoutAWord(server, count);
+    return static_cast<double>(server.processorNs() - before) / 1000 / count;
 }
 
 /// Clients that are no good, each in a way of its own, as long as it lives.
@@ -245,7 +275,49 @@ void runCycles(const Options& options, Report& report)
     waitFor([&] { return server.openDescriptors() == descriptors; });
     report.check(server.openDescriptors() == descriptors,
         QStringLiteral("%1 descriptors before, %2 after").arg(descriptors).arg(server.openDescriptors()));
-    checkGrowth(server.residentBytes() - memory, options.cycles, report);
+    checkGrowth(server.residentBytes() - memory, options.cycles, MaxGrowthPerCycle, report);
+    endServer(server, report);
+}
+
+void runConnections(const Options& options, Report& report)
+{
+    report.beginStage(QStringLiteral("%1 connections come and go without a word").arg(options.connections));
+    ServerProcess server;
+    if (!report.check(server.start(), QStringLiteral("the server listens")))
+        return;
+    const int sample = std::max(CyclesAtOnce, options.connections / 100);
+    int failures = 0;
+    const double first = connectionCost(server, sample, failures);
+    server.waitUntilIdle();
+    const int descriptors = server.openDescriptors();
+    const qint64 memory = server.residentBytes();
+    constexpr int parts = 5;
+    for (int part = 1; part <= parts; ++part) {
+        failures += connectWithoutAWord(server, options.connections / parts);
+        report.progress(QStringLiteral("connections"), part, parts);
+    }
+    server.waitUntilIdle();
+    const qint64 growth = server.residentBytes() - memory;
+    const double last = connectionCost(server, sample, failures);
+    report.note(
+        QStringLiteral("processor time of the server for each: %1 us at first, %2 us at last").arg(first).arg(last));
+    report.check(failures == 0, QStringLiteral("%1 connections went wrong").arg(failures));
+    report.check(server.openDescriptors() == descriptors,
+        QStringLiteral("%1 descriptors before, %2 after").arg(descriptors).arg(server.openDescriptors()));
+    checkGrowth(growth, options.connections, MaxGrowthPerConnection, report);
+    endServer(server, report);
+}
+
+void runLogWindow(const Options& options, Report& report)
+{
+    const int cycles = std::max(CyclesAtOnce, options.cycles / 10);
+    report.beginStage(
+        QStringLiteral("%1 clients come and go, and the host runs an event loop in each line").arg(cycles));
+    ServerProcess server(QStringLiteral("--serve-with-log-window"));
+    if (!report.check(server.start(), QStringLiteral("the server listens")))
+        return;
+    const int failures = runSomeCycles(server, cycles, report);
+    report.check(failures == 0, QStringLiteral("%1 cycles went wrong").arg(failures));
     endServer(server, report);
 }
 
@@ -300,7 +372,7 @@ void runWithoutDescriptors(const Options&, Report& report)
     for (const auto& client : clients)
         client->loginAsOrvane();
     isServed(*clients.front()); // so that all that the server opens on the way is open
-    if (!report.check(server.forbidMoreDescriptors(), QStringLiteral("the server can open nothing more")))
+    if (!report.check(server.allowMoreDescriptors(0), QStringLiteral("the server can open nothing more")))
         return;
 
     TlsClient waiting;
@@ -326,6 +398,46 @@ void runWithoutDescriptors(const Options&, Report& report)
     const bool admitted = waitFor([&] { return waiting.isEncrypted(); }, 10000);
     waiting.loginAsOrvane();
     report.check(admitted && isServed(waiting), QStringLiteral("it is served when another has left"));
+    endServer(server, report);
+}
+
+void runRandomShortages(const Options&, Report& report)
+{
+    report.beginStage(QStringLiteral("descriptors run out and are freed in random orders"));
+    constexpr int rounds = 12;
+    constexpr int mostClients = 3;
+    constexpr int plenty = 50;
+    constexpr int patienceMs = 10000; // beyond two seconds for a busy machine
+    ServerProcess server;
+    if (!report.check(server.start(), QStringLiteral("the server listens")))
+        return;
+    connectClients(server, 1, report); // so that all that the server opens on the way is open
+    const auto random = [](int below) { return QRandomGenerator::global()->bounded(below); };
+    int served = 0;
+    for (int round = 0; round < rounds; ++round) {
+        Clients clients = connectClients(server, random(mostClients + 1), report);
+        if (random(2) == 0)
+            clients.clear(); // they leave before anybody comes
+        server.waitUntilIdle();
+        server.allowMoreDescriptors(0);
+        QTcpSocket silent; // it takes what is freed first
+        if (random(2) == 0)
+            silent.connectToHost(QHostAddress(QHostAddress::LocalHost), server.port());
+        TlsClient waiting;
+        waiting.connectToPort(server.port());
+        waitFor([] { return false; }, random(patienceMs / 5));
+        if (!clients.empty() && random(2) == 0)
+            clients.pop_back();
+        waitFor([] { return false; }, random(patienceMs / 10));
+        server.allowMoreDescriptors(plenty);
+        const bool admitted = waitFor([&] { return waiting.isEncrypted(); }, patienceMs);
+        waiting.loginAsOrvane();
+        served += admitted && isServed(waiting) ? 1 : 0;
+        report.progress(QStringLiteral("rounds"), round + 1, rounds);
+    }
+    report.check(served == rounds, QStringLiteral("%1 of %2 who had to wait were served").arg(served).arg(rounds));
+    const auto errors = server.errorLines().filter(QStringLiteral("OrvaneConnection server error:")).size();
+    report.check(errors > 0 && errors <= rounds, QStringLiteral("%1 shortages were logged").arg(errors));
     endServer(server, report);
 }
 

@@ -50,6 +50,8 @@ int main(int argc, char* argv[])
             QString::number(defaults.clients)},
         {QStringLiteral("cycles"), QStringLiteral("Clients that come and go."), QStringLiteral("number"),
             QString::number(defaults.cycles)},
+        {QStringLiteral("connections"), QStringLiteral("Connections that come and go without a word."),
+            QStringLiteral("number"), QString::number(defaults.connections)},
         {QStringLiteral("round-trips"), QStringLiteral("Commands that are timed while clients misbehave."),
             QStringLiteral("number"), QString::number(defaults.roundTrips)},
         {QStringLiteral("longest-round-trip"), QStringLiteral("How long such a command may take."),
@@ -57,7 +59,9 @@ int main(int argc, char* argv[])
     });
     QCommandLineOption serve(QStringLiteral("serve"), QString(), QStringLiteral("port"));
     serve.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOption(serve);
+    QCommandLineOption serveWithLogWindow(QStringLiteral("serve-with-log-window"), QString(), QStringLiteral("port"));
+    serveWithLogWindow.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions({serve, serveWithLogWindow});
     parser.process(application);
     if (!parser.positionalArguments().isEmpty()) {
         static_cast<void>(
@@ -65,21 +69,27 @@ int main(int argc, char* argv[])
         return UsageStatus;
     }
     if (parser.isSet(serve))
-        return soak::serve(parser.value(serve).toUShort());
+        return soak::serve(parser.value(serve).toUShort(), soak::LogWindow::DropsLines);
+    if (parser.isSet(serveWithLogWindow))
+        return soak::serve(parser.value(serveWithLogWindow).toUShort(), soak::LogWindow::RunsAnEventLoop);
 
     const auto clients = number(parser, QStringLiteral("clients"));
     const auto cycles = number(parser, QStringLiteral("cycles"));
+    const auto connections = number(parser, QStringLiteral("connections"));
     const auto roundTrips = number(parser, QStringLiteral("round-trips"));
     const auto longestRoundTrip = number(parser, QStringLiteral("longest-round-trip"));
-    if (!clients || !cycles || !roundTrips || !longestRoundTrip || !allowClients(*clients))
+    if (!clients || !cycles || !connections || !roundTrips || !longestRoundTrip || !allowClients(*clients))
         return UsageStatus;
 
-    const soak::Options options {*clients, *cycles, *roundTrips, *longestRoundTrip};
+    const soak::Options options {*clients, *cycles, *connections, *roundTrips, *longestRoundTrip};
     soak::Report report;
     soak::runCycles(options, report);
+    soak::runConnections(options, report);
+    soak::runLogWindow(options, report);
     soak::runManyClients(options, report);
     soak::runMisbehaviour(options, report);
     soak::runWithoutDescriptors(options, report);
+    soak::runRandomShortages(options, report);
     report.end();
     return report.passed() ? 0 : 1;
 }

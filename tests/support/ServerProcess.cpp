@@ -123,19 +123,21 @@ QByteArray ServerProcess::ask(const QByteArray& line)
     return process.readLine().trimmed();
 }
 
-bool ServerProcess::forbidMoreDescriptors() const
+bool ServerProcess::allowMoreDescriptors(int count) const
 {
     // The limit is on the number of a new descriptor, which is the lowest that is free.
     const QStringList open = descriptors();
-    int lowestFree = 0;
-    while (open.contains(QString::number(lowestFree)))
-        ++lowestFree;
+    int limitNumber = 0;
+    for (int free = 0;; ++limitNumber) {
+        if (!open.contains(QString::number(limitNumber)) && free++ == count)
+            break;
+    }
 
     const auto pid = static_cast<pid_t>(process.processId());
     rlimit limit {};
     if (prlimit(pid, RLIMIT_NOFILE, nullptr, &limit) != 0)
         return false;
-    limit.rlim_cur = static_cast<rlim_t>(lowestFree);
+    limit.rlim_cur = static_cast<rlim_t>(limitNumber);
     return prlimit(pid, RLIMIT_NOFILE, &limit, nullptr) == 0;
 }
 
