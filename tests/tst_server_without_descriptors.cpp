@@ -112,7 +112,7 @@ ShortOfDescriptors::ShortOfDescriptors(Shortage shortage, bool withSilentClient)
         static_cast<void>(QTest::qWaitFor([&] { return isAccepted(*leaving); }));
     if (shortage == Shortage::ComesWhenAllHaveLeft) {
         leaving.reset();
-        static_cast<void>(QTest::qWaitFor([&] { return !session.server->findChild<QSslSocket*>(); }));
+        static_cast<void>(QTest::qWaitFor([&] { return session.server->findChild<QSslSocket*>() == nullptr; }));
     }
     if (withSilentClient)
         silent = comer(session);
