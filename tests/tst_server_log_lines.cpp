@@ -153,7 +153,7 @@ void tst_server_log_lines::canBeDestroyedInsideAnyLine()
     TlsClient client;
     provokeLines(client, port);
     QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
-    QVERIFY(!session.server);
+    QTRY_VERIFY(!session.server);
     QTRY_VERIFY(std::all_of(children.cbegin(), children.cend(), [](const auto& child) { return child.isNull(); }));
     QCOMPARE(session.host.calls, callsBefore); // and none since
 }
