@@ -84,15 +84,12 @@ void OrvaneServer::handleNewConnection()
         auto* connection = new OrvaneConnection(hostInterface, socket, userName, password, this);
         if (!server)
             return;
-        addConnection(connection);
+        {
+            const std::lock_guard lock(connectionsMutex);
+            connections.push_back(connection);
+        }
         connection->takeUpSocket();
     }
-}
-
-void OrvaneServer::addConnection(OrvaneConnection* connection)
-{
-    const std::lock_guard lock(connectionsMutex);
-    connections.push_back(connection);
 }
 
 /// The caller holds connectionsMutex. The connections that are dropped live on as children of the server.

@@ -77,7 +77,6 @@ private Q_SLOTS:
 
 private:
     void handleNewConnection();
-    void addConnection(OrvaneConnection* connection);
     void removeDisconnectedConnections();
 
     /// The port that a host gets with 0.
