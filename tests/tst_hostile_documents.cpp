@@ -168,6 +168,7 @@ void tst_hostile_documents::refusesWhole_data()
         << withSubset(u"<!ENTITY e ''><!ATTLIST a b CDATA \"&e;\">"_s) << before << reference;
     QTest::newRow("a parameter entity") << withSubset(u"<!ENTITY % e ''>"_s) << before << reference;
     QTest::newRow("a reference to a parameter entity") << withSubset(u"%e;"_s) << before << reference;
+    QTest::newRow("a parameter entity in an entity") << withSubset(u"<!ENTITY e '%f;'>"_s) << before << reference;
     QTest::newRow("an entity made of elements") << withSubset(u"<!ENTITY e '<d/>'>"_s) << before << reference;
     QTest::newRow("a reference behind a comment and a quote in it")
         << withSubset(u"<!-- ' --><?pi ' ?><!ENTITY e \"'&x;'\">"_s) << before << reference;
@@ -214,6 +215,11 @@ void tst_hostile_documents::refusesNothingOrdinary_data()
     QTest::newRow("a processing instruction full of quotes") << QString() << u"<?json "_s + json + u"?>"_s;
     QTest::newRow("all of them in a paramvalue")
         << QString() << u"<paramvalue><![CDATA["_s + json + u"]]><!-- ' --><?pi \"?></paramvalue>"_s;
+    const QString deep = u"'>"_s + u"<c>"_s.repeated(2000);
+    QTest::newRow("what would be too much, where it is only text")
+        << QString() << u"<!-- "_s + deep + u"--><?pi "_s + deep + u"?><c><![CDATA["_s + deep + u"]]></c>"_s;
+    QTest::newRow("10,000 elements beside one another with a namespace each")
+        << QString() << u"<c xmlns:p='u'></c>"_s.repeated(10000);
     QTest::newRow("a document type without internal subset")
         << u"<!DOCTYPE go PUBLIC '-//X//Y' \"http://x/100%25'[>\">"_s << QString();
     QTest::newRow("a document type declaration of 1,024 characters")
@@ -248,6 +254,8 @@ void tst_hostile_documents::goesOnAfterAnErrorThatComesFirst_data()
     QTest::newRow("another end tag") << u"</x>"_s;
     QTest::newRow("an attribute without quotes") << u"<b c=1/>"_s;
     QTest::newRow("an entity that nobody declared") << u"&e;"_s;
+    QTest::newRow("an entity that nobody declared right before what is too much")
+        << u"&e;<b"_s + numbered(u" c%1=''"_s, 1025) + u"/>"_s;
     QTest::newRow("a declaration in the wrong place") << u"<!ENTITY e '"_s;
     QTest::newRow("the end of the root") << u"</go>"_s;
     QTest::newRow("two hyphens in a comment") << u"<!-- -- -->"_s;
