@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
-DocumentGrammar::DocumentGrammar(const QByteArray& genes, qsizetype length)
-    : genes(genes)
+DocumentGrammar::DocumentGrammar(QByteArray genes, qsizetype length)
+    : genes(std::move(genes))
     , length(length)
 {
     writeProlog();

@@ -14,7 +14,7 @@
  */
 class DocumentGrammar {
 public:
-    DocumentGrammar(const QByteArray& genes, qsizetype length);
+    DocumentGrammar(QByteArray genes, qsizetype length);
 
     QString document() const { return text; }
 

@@ -228,13 +228,14 @@ int search(qint64 seconds, qsizetype length, quint32 seed, const QString& direct
     return 0;
 }
 
-bool isDear(const QString& what, double price, double limit)
+/// 1 with a finding.
+int tellPrice(const QString& what, double price, double limit)
 {
     print(u"%1: %2"_s.arg(what, inWords(price)));
     if (price <= limit)
-        return false;
+        return 0;
     print(u"A FINDING: %1 are allowed"_s.arg(inWords(limit)));
-    return true;
+    return 1;
 }
 
 /// The known shapes, at one length and at four times that.
@@ -246,15 +247,15 @@ int measureShapes(qsizetype length)
     int findings = 0;
     for (qsizetype index = 0; index < shorter.size(); ++index) {
         const double cost = costOf(shorter[index].text);
-        findings +=
-            isDear(QLatin1String(shorter[index].shape), cost / static_cast<double>(shorter[index].text.size()), limit);
+        findings += tellPrice(
+            QLatin1String(shorter[index].shape), cost / static_cast<double>(shorter[index].text.size()), limit);
         const double factor = costOf(longer[index].text) / cost;
         if (countsInstructions() && factor > MostForFourTimes) {
             print(u"A FINDING: four times the length costs %1 times as much"_s.arg(factor, 0, 'f', 1));
             ++findings;
         }
     }
-    return findings > 0;
+    return std::min(findings, 1);
 }
 
 int measureFiles(const QStringList& paths)
@@ -265,9 +266,9 @@ int measureFiles(const QStringList& paths)
         if (!file.open(QIODevice::ReadOnly))
             fail(u"Cannot read %1: %2"_s.arg(path, file.errorString()));
         const QString document = QString::fromUtf8(file.readAll());
-        findings += isDear(path, priceOf(document), limitFor(document.size()));
+        findings += tellPrice(path, priceOf(document), limitFor(document.size()));
     }
-    return findings > 0;
+    return std::min(findings, 1);
 }
 
 int numberOption(const QCommandLineParser& parser, const QCommandLineOption& option)
