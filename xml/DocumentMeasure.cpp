@@ -166,7 +166,8 @@ bool Measuring::readAttribute(Tag& tag)
         hasPrefix = hasPrefix || current() == u':';
     const QStringView name = document.mid(nameBegin, position - nameBegin);
 
-    if (!skipTo(u'='))
+    skipSpace();
+    if (current() != u'=')
         return false;
     ++position;
     skipSpace();
@@ -174,7 +175,9 @@ bool Measuring::readAttribute(Tag& tag)
     if (quote != u'"' && quote != u'\'')
         return false;
     const qsizetype valueBegin = ++position;
-    if (!skipTo(quote))
+    while (position < document.size() && document[position] != quote) // most are too short to be searched faster
+        ++position;
+    if (position == document.size())
         return false;
     const QStringView value = document.mid(valueBegin, position - valueBegin);
     ++position;

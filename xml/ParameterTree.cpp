@@ -1,7 +1,6 @@
 #include "ParameterTree.h"
 
 #include <QHash>
-#include <QStringBuilder>
 #include <QStringList>
 
 #include <algorithm>
@@ -72,8 +71,11 @@ ParameterTree::Node ParameterTree::nextOccurrence(Node node)
         return node;
 
     const Child child = childAt(node);
-    const QString numbered = child.segment % QString::number(count);
-    return this->child(child.parent, numbered);
+    const QString number = QString::number(count);
+    QVarLengthArray<QChar, 64> numbered;
+    numbered.append(child.segment.begin(), child.segment.size());
+    numbered.append(number.begin(), number.size());
+    return this->child(child.parent, QStringView(numbered.constData(), numbered.size()));
 }
 
 void ParameterTree::setValue(Node node, QStringView value)

@@ -101,7 +101,7 @@ private:
     Node findChild(Node parent, QStringView segment) const;
     Node addChild(Node parent, QStringView segment);
     Child childAt(Node node) const { return {entries.at(node).parent, view(entries.at(node).segment)}; }
-    QStringView view(Text text) const { return QStringView(texts).mid(text.start, text.length); }
+    QStringView view(Text text) const { return {texts.constData() + text.start, qsizetype(text.length)}; }
     Text append(QStringView text);
     QString key(Node node) const;
 
