@@ -169,6 +169,12 @@ void tst_hostile_documents::refusesWhole_data()
     QTest::newRow("a parameter entity") << withSubset(u"<!ENTITY % e ''>"_s) << before << reference;
     QTest::newRow("a reference to a parameter entity") << withSubset(u"%e;"_s) << before << reference;
     QTest::newRow("a parameter entity in an entity") << withSubset(u"<!ENTITY e '%f;'>"_s) << before << reference;
+    const QString tooMany = u"It has a document type declaration too many"_s;
+    QTest::newRow("a second document type that hides the first one")
+        << withSubset(u"<!ENTITY e 'x'>"_s) + u"<!DOCTYPE go>"_s << before << tooMany;
+    QTest::newRow("a document type behind the root")
+        << QString() << before + u"</go><!-- c --><!DOCTYPE go><go>"_s << tooMany;
+    QTest::newRow("a document type inside the root") << QString() << u"<!DOCTYPE go>"_s + before << tooMany;
     QTest::newRow("an entity made of elements") << withSubset(u"<!ENTITY e '<d/>'>"_s) << before << reference;
     QTest::newRow("a reference behind a comment and a quote in it")
         << withSubset(u"<!-- ' --><?pi ' ?><!ENTITY e \"'&x;'\">"_s) << before << reference;
@@ -186,7 +192,8 @@ void tst_hostile_documents::refusesWhole()
     XmlCommandReader reader;
     QVERIFY(!reader.parseCommand(prolog + u"<go>"_s + content + u"</go>"_s));
     QCOMPARE(reader.refusalReason(), reason);
-    QCOMPARE(reader.commandName(), reason.contains(u"type declaration") ? QString() : u"go"_s);
+    QCOMPARE(reader.commandName(),
+        content.contains(u"<!DOCTYPE") || !reason.contains(u"type declaration") ? u"go"_s : QString());
     QCOMPARE(reader.allParameters(), (QMap<QString, QString>()));
 }
 
@@ -257,6 +264,11 @@ void tst_hostile_documents::goesOnAfterAnErrorThatComesFirst_data()
     QTest::newRow("an entity that nobody declared right before what is too much")
         << u"&e;<b"_s + numbered(u" c%1=''"_s, 1025) + u"/>"_s;
     QTest::newRow("a declaration in the wrong place") << u"<!ENTITY e '"_s;
+    QTest::newRow("a blank before the name of an element") << u"< b>"_s;
+    QTest::newRow("a start tag in a start tag") << u"<<b>"_s;
+    QTest::newRow("a start tag in the name of an element") << u"<b<c>"_s;
+    QTest::newRow("markup in an attribute") << u"<b c='<'/>"_s;
+    QTest::newRow("a document type in small letters") << u"<!doctype go>"_s;
     QTest::newRow("the end of the root") << u"</go>"_s;
     QTest::newRow("two hyphens in a comment") << u"<!-- -- -->"_s;
 }

@@ -98,6 +98,7 @@ private:
     qsizetype comparisonsLeft;
     qsizetype growthLeft;
     DoctypeMeasure doctype;
+    bool rootSeen = false;
     qsizetype namespacesInScope = 0;
     qsizetype longestNamespace = 0;
     QVarLengthArray<qsizetype, 64> namespacesAround; ///< of each open element: what is in scope behind its end
@@ -135,6 +136,14 @@ bool Measuring::readMarkup()
 
 void Measuring::readDoctype()
 {
+    // The XML reader takes any number of them, also inside the root element or behind it, and keeps what all declare.
+    if (doctype.length > 0 || rootSeen) {
+        if (document.mid(position).startsWith(u"<!DOCTYPE"))
+            excess = QLatin1String("It has a document type declaration too many");
+        else
+            stop(); // an error: nothing else begins with "<!" here
+        return;
+    }
     doctype = measureDoctype(document.mid(position));
     excess = doctype.excess;
     position += doctype.length;
@@ -142,8 +151,19 @@ void Measuring::readDoctype()
 
 void Measuring::readStartTag()
 {
-    while (position < document.size() && !isSpace(current()) && current() != u'>' && current() != u'/')
+    if (rootSeen && namespacesAround.isEmpty()) {
+        stop(); // an error: no element may follow the root
+        return;
+    }
+    rootSeen = true;
+    const qsizetype nameBegin = ++position;
+    while (position < document.size() && !isSpace(current()) && current() != u'>' && current() != u'/'
+        && current() != u'<')
         ++position;
+    if (position == nameBegin || current() == u'<') {
+        stop();
+        return;
+    }
     Tag tag;
     for (skipSpace(); current() != u'>' && current() != u'/'; skipSpace()) {
         if (!readAttribute(tag)) {
@@ -177,9 +197,9 @@ bool Measuring::readAttribute(Tag& tag)
     const qsizetype valueBegin = ++position;
     while (position < document.size() && document[position] != quote) // most are too short to be searched faster
         ++position;
-    if (position == document.size())
-        return false;
     const QStringView value = document.mid(valueBegin, position - valueBegin);
+    if (position == document.size() || value.contains(u'<'))
+        return false;
     ++position;
 
     const qsizetype growth = doctype.entities.empty() ? 0 : expand(value);
@@ -202,8 +222,6 @@ void Measuring::readEndTag()
     }
     namespacesInScope = namespacesAround.last();
     namespacesAround.removeLast();
-    if (namespacesAround.isEmpty())
-        stop(); // no element may follow the root
 }
 
 /// Whether there is one; at the end of the document otherwise.
@@ -265,12 +283,10 @@ void Measuring::charge(const Tag& tag)
     else if (growthLeft < 0)
         excess = GrowsTooLarge;
 
-    if (!tag.isEmptyElement)
-        namespacesAround.append(around);
-    else if (namespacesAround.isEmpty())
-        stop();
-    else
+    if (tag.isEmptyElement)
         namespacesInScope = around;
+    else
+        namespacesAround.append(around);
 }
 
 } // namespace

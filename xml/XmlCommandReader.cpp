@@ -26,11 +26,11 @@ bool XmlCommandReader::parseCommand(const QString& text)
         readParameters();
 
     // An error that comes before what is too much is an error as in any other document.
-    if (!measure.excess.isNull() && xmlReader.error() == QXmlStreamReader::PrematureEndOfDocumentError) {
+    if (!measure.excess.isNull() && xmlReader.error() != QXmlStreamReader::NotWellFormedError) {
         refusal = measure.excess;
         parameters.clear();
     }
-    return !xmlReader.hasError();
+    return refusal.isNull() && !xmlReader.hasError();
 }
 
 bool XmlCommandReader::readRootElement()

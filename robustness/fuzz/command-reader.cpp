@@ -16,6 +16,10 @@ bool isExtraordinary(const QString& document)
 {
     static const QRegularExpression longOrReferring(
         QStringLiteral("<!DOCTYPE(.{1000}|.*\\[.*[&%<])"), QRegularExpression::DotMatchesEverythingOption);
+    static const QRegularExpression several(
+        QStringLiteral("<(!DOCTYPE|[^!?]).*<!DOCTYPE"), QRegularExpression::DotMatchesEverythingOption);
+    if (several.match(document).hasMatch())
+        return true;
     if (document.contains(QLatin1String("<!DOCTYPE")))
         return longOrReferring.match(document).hasMatch();
     const CommandModel model(document);
