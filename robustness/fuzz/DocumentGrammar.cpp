@@ -66,8 +66,12 @@ void DocumentGrammar::writeProlog()
 {
     if (choose(4) == 3)
         text += u"<?xml version='1.0' encoding='UTF-8'?>"_s;
-    if (choose(2) == 0)
-        return;
+    for (qsizetype left = choose(3); left > 0; --left)
+        writeDoctype();
+}
+
+void DocumentGrammar::writeDoctype()
+{
     text += u"<!DOCTYPE r ["_s;
     for (qsizetype left = choose(8); left > 0; --left) {
         const qsizetype begin = position;
@@ -138,7 +142,7 @@ void DocumentGrammar::writeAttributeList()
 
 void DocumentGrammar::writeConstruct()
 {
-    switch (choose(9)) {
+    switch (choose(16)) {
     case 0:
         text += characters().replace(u'<', u'x').replace(u'&', u'x');
         break;
@@ -160,6 +164,9 @@ void DocumentGrammar::writeConstruct()
     case 6:
         if (open.size() > 1)
             writeEndTag();
+        break;
+    case 7:
+        writeDoctype();
         break;
     default:
         writeStartTag(true);

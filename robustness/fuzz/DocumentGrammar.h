@@ -24,6 +24,7 @@ private:
     qsizetype chooseCount();
 
     void writeProlog();
+    void writeDoctype();
     void writeDeclaration();
     void writeEntity(bool isParameter);
     void writeAttributeList();
