@@ -23,7 +23,9 @@ bool isExtraordinary(const QString& document)
     if (document.contains(QLatin1String("<!DOCTYPE")))
         return longOrReferring.match(document).hasMatch();
     const CommandModel model(document);
-    return model.deepest > 1000 || model.mostAttributes > 1000 || model.declarations > 5;
+    // An error in the very element that has too many attributes comes too late.
+    const bool manyInTheErroneous = !model.wellFormed && document.count(u'=') > 1000;
+    return model.deepest > 1000 || model.mostAttributes > 1000 || manyInTheErroneous || model.declarations > 5;
 }
 
 void requireRefusedWhole(const XmlCommandReader& reader, const QString& document)
