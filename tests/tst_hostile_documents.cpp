@@ -151,14 +151,14 @@ void tst_hostile_documents::refusesWhole_data()
 
     const QString growth = u"Its entities, namespaces or default attributes make the document too large"_s;
     QTest::newRow("an entity that more than doubles the document")
-        << withSubset(u"<!ENTITY e 'four'>"_s) << u"<c>"_s + u"&e;"_s.repeated(50000) + u"</c>"_s << growth;
+        << withSubset(u"<!ENTITY e 'seven77'>"_s) << u"<c>"_s + u"&e;"_s.repeated(400000) + u"</c>"_s << growth;
     QTest::newRow("an entity in attributes that more than doubles the document")
         << withSubset(u"<!ENTITY e '12345678901234567890'>"_s) << u"<c d='&e;'/>"_s.repeated(50000) << growth;
     QTest::newRow("a long default attribute of many elements")
-        << withSubset(u"<!ATTLIST c d CDATA '"_s + QString(500, u'x') + u"'>"_s) << u"<c/>"_s.repeated(1000) << growth;
+        << withSubset(u"<!ATTLIST c d CDATA '"_s + QString(500, u'x') + u"'>"_s) << u"<c/>"_s.repeated(2000) << growth;
     QTest::newRow("a long namespace that many elements of a paramvalue would declare") << QString()
                                                                                        << u"<c xmlns:p='"_s
-            + QString(1000, u'u') + u"'> <paramvalue>"_s + u"<d p:e=''/>"_s.repeated(1000) + u"</paramvalue></c>"_s
+            + QString(1000, u'u') + u"'> <paramvalue>"_s + u"<d p:e=''/>"_s.repeated(10000) + u"</paramvalue></c>"_s
                                                                                        << growth;
 
     const QString reference = u"A reference or markup in its document type declaration"_s;
@@ -214,6 +214,10 @@ void tst_hostile_documents::refusesNothingOrdinary_data()
         << QString()
         << u"<paramvalue xmlns:p='http://a.namespace/of/usual/length/as/they/are/2026'>"_s
             + u"<p:x p:a='1'/>"_s.repeated(10000) + u"</paramvalue>"_s;
+    const QString declared = numbered(u" xmlns:n%1='http://schemas.of-an-office.example/documents/2006/%1'"_s, 8);
+    QTest::newRow("elements with attributes in eight namespaces in a paramvalue") << QString()
+                                                                                  << u"<paramvalue"_s + declared + u'>'
+            + (u"<x"_s + numbered(u" n%1:x=\"\""_s, 8) + u"/>"_s).repeated(10000) + u"</paramvalue>"_s;
     QTest::newRow("twenty namespaces") << QString()
                                        << u"<c"_s + numbered(u" xmlns:n%1='urn:a-namespace/%1'"_s, 20) + u'>'
             + u"<n3:d n5:e='1' n7:f='2'/>"_s.repeated(1000) + u"</c>"_s;
@@ -238,7 +242,7 @@ void tst_hostile_documents::refusesNothingOrdinary_data()
     QTest::newRow("a long entity beside other references") << withSubset(
         u"<!ENTITY e '"_s + QString(100, u'x') + u"'>"_s) << u"<c>&e;"_s + u"&amp;"_s.repeated(9) + u"</c>"_s;
     QTest::newRow("an entity that doubles the document")
-        << withSubset(u"<!ENTITY e 'four'>"_s) << u"<c>"_s + u"&e;1"_s.repeated(50000) + u"</c>"_s;
+        << withSubset(u"<!ENTITY e 'sixsix'>"_s) << u"<c>"_s + u"&e;"_s.repeated(400000) + u"</c>"_s;
     QTest::newRow("references that are none") << withSubset(u"<!ENTITY e '"_s + QString(900, u'x') + u"'>"_s)
                                               << u"<c><![CDATA["_s + u"&e;"_s.repeated(20000) + u"]]></c>"_s;
 }

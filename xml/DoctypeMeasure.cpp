@@ -99,7 +99,7 @@ private:
             referenceSeen = std::any_of(literal.begin(), literal.end(),
                 [](QChar character) { return character == u'&' || character == u'%' || character == u'<'; });
             if (isEntity)
-                measure.entities.push_back({before, literal.size()});
+                measure.entities.push_back({before, literal.size(), literal.count(u'"')});
             else if (isAttributeList)
                 ++measure.defaultAttributes;
         }
@@ -121,12 +121,12 @@ private:
 
 } // namespace
 
-qsizetype DoctypeMeasure::lengthOfEntity(QStringView name) const
+DoctypeMeasure::Entity DoctypeMeasure::entity(QStringView name) const
 {
-    qsizetype longest = 0;
-    for (const Entity& entity : entities) {
-        if (entity.name == name)
-            longest = std::max(longest, entity.length);
+    Entity longest;
+    for (const Entity& candidate : entities) {
+        if (candidate.name == name && candidate.length >= longest.length)
+            longest = candidate;
     }
     return longest;
 }

@@ -17,7 +17,8 @@
 struct DoctypeMeasure {
     struct Entity {
         QStringView name;
-        qsizetype length; ///< of its text, in characters
+        qsizetype length = 0; ///< of its text, in characters
+        qsizetype quotes = 0; ///< among them
     };
 
     qsizetype length = 0; ///< in characters; with an error in the declaration up to the end of the document
@@ -26,8 +27,8 @@ struct DoctypeMeasure {
     qsizetype defaultAttributes = 0; ///< the most that one element can be given, namespaces included
     qsizetype defaultAttributesLength = 0; ///< of what declares them, in characters
 
-    /// 0 for one that is not declared.
-    qsizetype lengthOfEntity(QStringView name) const;
+    /// The longest of that name; without text where none is declared.
+    Entity entity(QStringView name) const;
 };
 
 /// \a rest is a document from its "<!" on.

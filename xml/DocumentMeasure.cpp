@@ -26,24 +26,27 @@ constexpr qsizetype NamespaceComparisonsPerCharacter = 64;
 constexpr qsizetype CharactersPerComparison = 16;
 
 /// Bytes of memory that a document may take for each character beyond what its own text takes.
-constexpr qsizetype GrowthPerCharacter = 32;
+constexpr qsizetype GrowthPerCharacter = 40;
 /// Bytes that it may take in any case.
-constexpr qsizetype SmallestGrowthLimit = qsizetype(1) << 20;
+constexpr qsizetype SmallestGrowthLimit = qsizetype(12) << 20;
 
-/// Bytes for each character of an entity where it is referred to. One that is a quote is captured as six, and they
-/// stand in memory twice while they are written. So entities may double a document, and not more.
-constexpr qsizetype EntityGrowth = 32;
+/// Bytes for each character that an entity has more than its reference. So entities may double a document, and not
+/// more.
+constexpr qsizetype EntityGrowth = GrowthPerCharacter;
+/// Bytes for each quote of an entity: it is captured as six characters, which the writer makes twice.
+constexpr qsizetype QuoteGrowth = 32;
 /// Bytes for each character in which default attributes are declared, at each element. A quote is captured as six.
 constexpr qsizetype DefaultAttributeGrowth = 16;
 /// Bytes for each character of a namespace that a captured element declares again, and of what is around it.
-constexpr qsizetype NamespaceGrowth = 3;
+constexpr qsizetype NamespaceGrowth = 2;
 constexpr qsizetype NamespaceDeclarationLength = 24;
 
 constexpr QLatin1String GrowsTooLarge("Its entities, namespaces or default attributes make the document too large");
 
-bool isSpace(QChar character)
+bool isSpace(char16_t character)
 {
-    return character == u' ' || character == u'\n' || character == u'\r' || character == u'\t';
+    return character <= u' ' // nearly none, and so told at once
+        && (character == u' ' || character == u'\n' || character == u'\r' || character == u'\t');
 }
 
 /**
@@ -64,9 +67,11 @@ public:
     DocumentMeasure measure()
     {
         if (document.size() > MaximumLength)
-            return {0, QLatin1String("The document is too long")};
+            return {0, QLatin1String("The document is too long"), 0};
+        const qsizetype growthLimit = growthLeft;
         while (skipText() && readMarkup()) { }
-        return {excess.isNull() ? document.size() : begin, excess};
+        const auto growth = (growthLimit - std::max<qsizetype>(0, growthLeft)) / qsizetype(sizeof(char16_t));
+        return {excess.isNull() ? document.size() : begin, excess, growth};
     }
 
 private:
@@ -79,15 +84,19 @@ private:
 
     bool skipText();
     bool readMarkup();
+    void readDeclaration();
     void readDoctype();
     void readStartTag();
     void readEndTag();
     bool readAttribute(Tag& tag);
-    bool skipTo(QChar character);
+    bool skipTo(char16_t character);
     void skipSpace();
+    template <typename Predicate> void skipWhile(const Predicate& predicate);
     void skipBehind(qsizetype offset, QStringView end);
     void stop() { position = document.size(); }
-    QChar current() const { return position < document.size() ? document[position] : QChar(); }
+    /// A NUL, which no document holds, at its end.
+    char16_t current() const { return position < document.size() ? document.utf16()[position] : u'\0'; }
+    bool at(QStringView markup) const { return document.mid(position).startsWith(markup); }
     qsizetype expand(QStringView text);
     void charge(const Tag& tag);
 
@@ -118,35 +127,44 @@ bool Measuring::skipText()
 bool Measuring::readMarkup()
 {
     begin = position;
-    const QStringView rest = document.mid(position);
-    if (rest.startsWith(u"</"))
+    switch (++position; current()) {
+    case u'/':
         readEndTag();
-    else if (rest.startsWith(u"<?"))
-        skipBehind(2, u"?>");
-    else if (rest.startsWith(u"<!--"))
-        skipBehind(4, u"-->");
-    else if (rest.startsWith(u"<![CDATA["))
-        skipBehind(9, u"]]>");
-    else if (rest.startsWith(u"<!"))
+        break;
+    case u'?':
+        skipBehind(1, u"?>");
+        break;
+    case u'!':
+        readDeclaration();
+        break;
+    default:
+        readStartTag();
+    }
+    return excess.isNull();
+}
+
+void Measuring::readDeclaration()
+{
+    if (at(u"!--"))
+        skipBehind(3, u"-->");
+    else if (at(u"![CDATA["))
+        skipBehind(8, u"]]>");
+    else if (at(u"!DOCTYPE"))
         readDoctype();
     else
-        readStartTag();
-    return excess.isNull();
+        stop(); // an error
 }
 
 void Measuring::readDoctype()
 {
     // The XML reader takes any number of them, also inside the root element or behind it, and keeps what all declare.
     if (doctype.length > 0 || rootSeen) {
-        if (document.mid(position).startsWith(u"<!DOCTYPE"))
-            excess = QLatin1String("It has a document type declaration too many");
-        else
-            stop(); // an error: nothing else begins with "<!" here
+        excess = QLatin1String("It has a document type declaration too many");
         return;
     }
-    doctype = measureDoctype(document.mid(position));
+    doctype = measureDoctype(document.mid(begin));
     excess = doctype.excess;
-    position += doctype.length;
+    position = begin + doctype.length;
 }
 
 void Measuring::readStartTag()
@@ -156,10 +174,10 @@ void Measuring::readStartTag()
         return;
     }
     rootSeen = true;
-    const qsizetype nameBegin = ++position;
-    while (position < document.size() && !isSpace(current()) && current() != u'>' && current() != u'/'
-        && current() != u'<')
-        ++position;
+    const qsizetype nameBegin = position;
+    skipWhile([](char16_t character) {
+        return !isSpace(character) && character != u'>' && character != u'/' && character != u'<';
+    });
     if (position == nameBegin || current() == u'<') {
         stop();
         return;
@@ -182,8 +200,10 @@ bool Measuring::readAttribute(Tag& tag)
 {
     const qsizetype nameBegin = position;
     bool hasPrefix = false;
-    for (; position < document.size() && current() != u'=' && !isSpace(current()); ++position)
-        hasPrefix = hasPrefix || current() == u':';
+    skipWhile([&](char16_t character) {
+        hasPrefix = hasPrefix || character == u':';
+        return character != u'=' && !isSpace(character);
+    });
     const QStringView name = document.mid(nameBegin, position - nameBegin);
 
     skipSpace();
@@ -191,22 +211,21 @@ bool Measuring::readAttribute(Tag& tag)
         return false;
     ++position;
     skipSpace();
-    const QChar quote = current();
+    const char16_t quote = current();
     if (quote != u'"' && quote != u'\'')
         return false;
     const qsizetype valueBegin = ++position;
-    while (position < document.size() && document[position] != quote) // most are too short to be searched faster
-        ++position;
-    const QStringView value = document.mid(valueBegin, position - valueBegin);
-    if (position == document.size() || value.contains(u'<'))
+    skipWhile([&](char16_t character) { return character != quote && character != u'<'; });
+    if (current() != quote)
         return false;
+    const QStringView value = document.mid(valueBegin, position - valueBegin);
     ++position;
 
     const qsizetype growth = doctype.entities.empty() ? 0 : expand(value);
     ++tag.attributes;
-    if (name == u"xmlns" || name.startsWith(u"xmlns:")) {
+    if (name.startsWith(u'x') && (name == u"xmlns" || name.startsWith(u"xmlns:"))) {
         ++tag.declarations;
-        longestNamespace = std::max(longestNamespace, name.size() + value.size() + growth);
+        longestNamespace = std::max(longestNamespace, value.size() + growth);
     } else if (hasPrefix) {
         ++tag.prefixed;
     }
@@ -225,17 +244,25 @@ void Measuring::readEndTag()
 }
 
 /// Whether there is one; at the end of the document otherwise.
-bool Measuring::skipTo(QChar character)
+bool Measuring::skipTo(char16_t character)
 {
-    const qsizetype found = document.indexOf(character, position);
-    position = found < 0 ? document.size() : found;
-    return found >= 0;
+    skipWhile([&](char16_t other) { return other != character; });
+    return position < document.size();
 }
 
 void Measuring::skipSpace()
 {
-    while (isSpace(current()))
-        ++position;
+    skipWhile(isSpace);
+}
+
+/// One character after the other: nearly all that is skipped is too short for a search to be faster.
+template <typename Predicate> void Measuring::skipWhile(const Predicate& predicate)
+{
+    const char16_t* const text = document.utf16();
+    qsizetype reached = position;
+    while (reached < document.size() && predicate(text[reached]))
+        ++reached;
+    position = reached;
 }
 
 void Measuring::skipBehind(qsizetype offset, QStringView end)
@@ -244,21 +271,23 @@ void Measuring::skipBehind(qsizetype offset, QStringView end)
     position = found < 0 ? document.size() : found + end.size();
 }
 
-/// \return the characters that the entities in \a text stand for
+/// \return how many characters longer \a text is when each entity stands there itself
 qsizetype Measuring::expand(QStringView text)
 {
-    qsizetype characters = 0;
+    qsizetype growth = 0;
     for (qsizetype reference = 0; (reference = text.indexOf(u'&', reference)) >= 0;) {
         const qsizetype end = text.indexOf(u';', reference);
         if (end < 0)
             break;
-        characters += doctype.lengthOfEntity(text.mid(reference + 1, end - reference - 1));
+        const DoctypeMeasure::Entity entity = doctype.entity(text.mid(reference + 1, end - reference - 1));
+        growth += std::max<qsizetype>(0, entity.length - (end - reference + 1));
+        growthLeft -= entity.quotes * QuoteGrowth;
         reference = end;
     }
-    growthLeft -= characters * EntityGrowth;
+    growthLeft -= growth * EntityGrowth;
     if (growthLeft < 0)
         excess = GrowsTooLarge;
-    return characters;
+    return growth;
 }
 
 /// What a start tag costs, and what the elements inside it will find in scope.

@@ -16,6 +16,9 @@ struct DocumentMeasure {
     qsizetype readableLength;
     /// What is too much, in words for a person; null when nothing is.
     QLatin1String excess;
+    /// The most by which what is captured of the document can be longer than its text, in characters, apart from
+    /// escapes.
+    qsizetype growth;
 };
 
 /// Takes time in proportion to the length of \a document, and is right about a document up to its first error.

@@ -83,11 +83,10 @@ void ParameterTree::setValue(Node node, QStringView value)
     entries[node].value = append(value);
 }
 
-void ParameterTree::setWrittenValue(QStringView key, qsizetype begin)
+void ParameterTree::setLongValue(Node node, QString value)
 {
-    const Text written {static_cast<quint32>(begin), static_cast<quint32>(texts.size() - begin)};
-    if (written.length > 0)
-        entries[node(key)].value = written;
+    entries[node].value = LongValue;
+    longValue = std::move(value);
 }
 
 void ParameterTree::clear()
@@ -95,6 +94,7 @@ void ParameterTree::clear()
     manyChildren.clear();
     entries.clear();
     texts.clear();
+    longValue.clear();
 }
 
 QMap<QString, QString> ParameterTree::values() const
@@ -155,7 +155,7 @@ size_t ParameterTree::ChildHash::operator()(Child child) const
 ParameterTree::Text ParameterTree::append(QStringView text)
 {
     const Text appended {static_cast<quint32>(texts.size()), static_cast<quint32>(text.size())};
-    texts.append(text);
+    texts.append(text.utf16(), text.size());
     return appended;
 }
 

@@ -45,13 +45,15 @@ public:
 
     bool hasValue(Node node) const { return entries.at(node).value.start != NoValue.start; }
     /// Valid until the tree is changed.
-    QStringView value(Node node) const { return view(entries.at(node).value); }
+    QStringView value(Node node) const
+    {
+        const Text value = entries.at(node).value;
+        return value.start == LongValue.start ? QStringView(longValue) : view(value);
+    }
     void setValue(Node node, QStringView value);
 
-    /// The text of the tree, behind whose end a value can be written piece by piece.
-    QString* text() { return &texts; }
-    /// Makes what has been written to text() from \a begin on the value of the key; nothing when that is empty.
-    void setWrittenValue(QStringView key, qsizetype begin);
+    /// Sets a value that can be many times as long as the document, and is therefore not copied. The tree keeps one.
+    void setLongValue(Node node, QString value);
 
     /// Forgets everything.
     void clear();
@@ -74,6 +76,7 @@ private:
         quint32 occurrences = 0; ///< how often the key has been met as an element
     };
     static constexpr Text NoValue {~quint32(0), 0};
+    static constexpr Text LongValue {~quint32(1), 0};
 
     /// A child among all children, by its node or by what makes it.
     struct Child {
@@ -105,7 +108,9 @@ private:
     Text append(QStringView text);
     QString key(Node node) const;
 
-    QString texts;
-    QVarLengthArray<Entry, 24> entries; ///< by node; the first one is the root. Room for a command without a list
+    // Room for a command without a list, such as showLive, without an allocation.
+    QVarLengthArray<char16_t, 256> texts;
+    QVarLengthArray<Entry, 24> entries; ///< by node; the first one is the root
+    QString longValue;
     std::unordered_set<Node, ChildHash, ChildEqual> manyChildren; ///< the children of parents with many
 };

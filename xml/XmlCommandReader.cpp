@@ -7,9 +7,25 @@
 #include <QStringBuilder>
 #include <QXmlStreamWriter>
 
+#include <algorithm>
+#include <utility>
+
 namespace {
 
 constexpr QStringView ParamValueName = u"paramvalue";
+
+/// The writer makes an escaped copy of what it is given, which can be six times as long.
+void writeInPieces(QXmlStreamWriter& writer, QStringView text)
+{
+    constexpr qsizetype usualLength = 4096;
+    while (!text.isEmpty()) {
+        qsizetype length = std::min(text.size(), usualLength);
+        if (length < text.size() && text[length - 1].isHighSurrogate())
+            ++length;
+        writer.writeCharacters(text.first(length).toString());
+        text = text.sliced(length);
+    }
+}
 
 } // namespace
 
@@ -20,6 +36,7 @@ bool XmlCommandReader::parseCommand(const QString& text)
 {
     document = text;
     const DocumentMeasure measure = measureDocument(text);
+    growth = measure.growth;
     xmlReader.addData(measure.excess.isNull() ? text : text.first(measure.readableLength));
     parameters.reserve(text.size());
     if (readRootElement())
@@ -99,9 +116,9 @@ void XmlCommandReader::readElementText(ElementPath& path)
 /// Ends at the end tag of the element, or at the start tag of another "paramvalue" inside it.
 void XmlCommandReader::captureParamValue(ElementPath& path)
 {
-    // Written where it will stay: it can be many times as long as in the document, and is not copied.
-    const qsizetype begin = parameters.text()->size();
-    QXmlStreamWriter writer(parameters.text());
+    QString content;
+    content.reserve(document.size() + growth); // copying it for room would hold it twice
+    QXmlStreamWriter writer(&content);
     path.enter(path.key());
     while (!xmlReader.hasError()) {
         xmlReader.readNext();
@@ -117,10 +134,11 @@ void XmlCommandReader::captureParamValue(ElementPath& path)
             path.leave();
             writer.writeEndElement();
         } else if (xmlReader.isCharacters()) {
-            writer.writeCharacters(xmlReader.text().toString());
+            writeInPieces(writer, xmlReader.text());
         }
     }
-    parameters.setWrittenValue(ParamValueName, begin);
+    if (!content.isEmpty())
+        parameters.setLongValue(parameters.node(ParamValueName), std::move(content));
 }
 
 bool XmlCommandReader::isParamValue() const

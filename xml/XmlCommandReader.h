@@ -96,4 +96,5 @@ private:
     QString document;
     ParameterTree parameters;
     QLatin1String refusal;
+    qsizetype growth = 0; ///< see DocumentMeasure
 };

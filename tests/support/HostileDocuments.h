@@ -38,7 +38,7 @@ inline QList<HostileDocument> hostileDocuments(qsizetype size)
     QString longNames;
     for (int level = 0; level < 16; ++level)
         longNames += u'<' + QString(size / 256, QChar(u'a' + level)) + u"> "_s;
-    const QString uri(120, u'u');
+    const QString uri(190, u'u');
     const QString thousandAttributes = u"<a"_s + numbered(u" b%1=''"_s, 7890) + u"/>"_s;
     const QString hundredNamespaces = numbered(u" xmlns:n%1='u%1'"_s, 1700);
 
@@ -74,8 +74,15 @@ inline QList<HostileDocument> hostileDocuments(qsizetype size)
         {"character references", root(u"<a>"_s + repeated(u"&#38;"_s, size) + u"</a>"_s)},
         {"an entity for nothing that is referred to again and again",
             withSubset(u"<!ENTITY e ''>"_s, root(u"<a>"_s + repeated(u"&e;"_s, size) + u"</a>"_s))},
-        {"an entity of quotes in a paramvalue that doubles the document",
-            withSubset(u"<!ENTITY e '\"\"\"\"\"'>"_s, root(paramValue(repeated(u"&e;--"_s, size))))},
+        {"an entity of quotes in a paramvalue",
+            withSubset(u"<!ENTITY e '\"\"\"'>"_s, root(paramValue(repeated(u"&e;"_s, size))))},
+        {"an entity of quotes in one attribute of a paramvalue",
+            withSubset(u"<!ENTITY e '\"\"\"'>"_s, root(paramValue(u"<a b='"_s + repeated(u"&e;"_s, size) + u"'/>"_s)))},
+        {"an entity in a paramvalue that doubles the document",
+            withSubset(u"<!ENTITY e 'sixsix'>"_s, root(paramValue(repeated(u"&e;"_s, size))))},
+        {"an entity of quotes in one attribute of a paramvalue that doubles the document",
+            withSubset(
+                u"<!ENTITY e '\"\"\"\"\"\"'>"_s, root(paramValue(u"<a b='"_s + repeated(u"&e;"_s, size) + u"'/>"_s)))},
         {"a long entity that is referred to again and again",
             withSubset(u"<!ENTITY e '"_s + QString(900, u'x') + u"'>"_s,
                 root(u"<a>"_s + repeated(u"&e;"_s, size) + u"</a>"_s))},
