@@ -1,9 +1,8 @@
 #include "HostileDocuments.h"
+#include "PeakMemory.h"
 #include "XmlCommandReader.h"
 
 #include <QtTest>
-
-#include <malloc.h>
 
 using namespace Qt::StringLiterals;
 
@@ -32,28 +31,6 @@ constexpr bool memoryCanBeMeasured = false; // the sanitizers keep what was free
 #else
 constexpr bool memoryCanBeMeasured = true;
 #endif
-
-/// A line of the kernel's account of this process, in bytes; 0 when there is none.
-qsizetype statusOfProcess(const QByteArray& line)
-{
-    QFile file(u"/proc/self/status"_s);
-    if (!file.open(QIODevice::ReadOnly))
-        return 0;
-    const QByteArray status = file.readAll();
-    return status.mid(status.indexOf(line) + line.size()).trimmed().split(' ').first().toLongLong() * 1024;
-}
-
-/// The most memory that was held while something was done, in bytes.
-template <typename Function> qsizetype peakDuring(const Function& function)
-{
-    malloc_trim(0);
-    const qsizetype before = statusOfProcess("VmRSS:");
-    QFile reset(u"/proc/self/clear_refs"_s);
-    if (reset.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
-        reset.write("5"); // the peak begins anew
-    function();
-    return statusOfProcess("VmHWM:") - before;
-}
 
 /// As a host reads a document that it has been given.
 void readAll(QXmlStreamReader& reader)
@@ -96,7 +73,7 @@ void tst_hostile_documents::costsLittle()
     QFETCH(const QString, document);
 
     bool refused = false;
-    const qsizetype peak = peakDuring([&] {
+    const qsizetype peak = peakMemoryDuring([&] {
         XmlCommandReader reader;
         reader.parseCommand(document);
         refused = !reader.refusalReason().isNull();
@@ -107,7 +84,7 @@ void tst_hostile_documents::costsLittle()
         return;
 
     // What is not refused can be handed to the host.
-    const qsizetype hostPeak = peakDuring([&] {
+    const qsizetype hostPeak = peakMemoryDuring([&] {
         QXmlStreamReader host(document);
         readAll(host);
     });

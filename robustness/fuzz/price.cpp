@@ -1,5 +1,6 @@
 #include "DocumentGrammar.h"
 #include "HostileDocuments.h"
+#include "PeakMemory.h"
 #include "XmlCommandReader.h"
 
 #include <QCommandLineParser>
@@ -10,7 +11,6 @@
 #include <QFile>
 #include <QRandomGenerator>
 
-#include <malloc.h>
 #include <valgrind/callgrind.h>
 #include <valgrind/valgrind.h>
 
@@ -72,31 +72,11 @@ double instructionsOf(const std::function<void()>& function)
     return counts.mid(counts.indexOf(line) + line.size()).split('\n').first().toDouble();
 }
 
-double statusOfProcess(const QByteArray& line)
-{
-    QFile file(u"/proc/self/status"_s);
-    if (!file.open(QIODevice::ReadOnly))
-        fail(u"Cannot read %1: %2"_s.arg(file.fileName(), file.errorString()));
-    const QByteArray status = file.readAll();
-    return status.mid(status.indexOf(line) + line.size()).trimmed().split(' ').first().toDouble() * 1024;
-}
-
-double peakBytesOf(const std::function<void()>& function)
-{
-    malloc_trim(0);
-    const double before = statusOfProcess("VmRSS:");
-    QFile reset(u"/proc/self/clear_refs"_s);
-    if (reset.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
-        reset.write("5"); // the peak begins anew
-    function();
-    return statusOfProcess("VmHWM:") - before;
-}
-
 /// What reading the document costs, in instructions or in bytes at the peak.
 double costOf(const QString& document)
 {
     const auto read = [&] { XmlCommandReader().parseCommand(document); };
-    return countsInstructions() ? instructionsOf(read) : peakBytesOf(read);
+    return countsInstructions() ? instructionsOf(read) : static_cast<double>(peakMemoryDuring(read));
 }
 
 double priceOf(const QString& document)
