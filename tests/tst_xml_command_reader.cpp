@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 /// What the reader makes of a document: the command, then each parameter in the order of the keys.
 using Parameters = QMap<QString, QString>;
 
@@ -112,6 +114,9 @@ void tst_xml_command_reader::storesParameters_data()
     row("white space in a paramvalue is escaped in attributes only",
         u"<paramvalue><q a='&#13;&#10;&#9;'>&#13;\n&#9;</q></paramvalue>",
         {{text(u"paramvalue"), text(u"<q a=\"&#13;&#10;&#9;\">\r\n\t</q>")}});
+    const QString longText = QString(4095, u'x') + text(u"\U0001F600") + QString(5000, u'y');
+    QTest::newRow("a long text in a paramvalue is not cut") << u"<paramvalue>%1\"</paramvalue>"_s.arg(
+        longText) << Parameters {{text(u"paramvalue"), longText + text(u"&quot;")}};
     row("an empty paramvalue is not stored, the last one holds",
         u"<paramvalue>1</paramvalue><a>x</a><paramvalue>2</paramvalue><paramvalue/>",
         {{text(u"paramvalue"), text(u"2")}, {text(u"a"), text(u"x")}});
