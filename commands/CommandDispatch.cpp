@@ -51,14 +51,6 @@ struct OrvaneConnection::CommandTable {
     };
 };
 
-QStringList OrvaneConnection::commandNames()
-{
-    QStringList names(LoginCommand);
-    for (const Command& command : CommandTable::commands)
-        names += command.name;
-    return names;
-}
-
 void OrvaneConnection::handleCommand(const QString& message)
 {
     qCDebug(defaultLog) << "OrvaneConnection received command:";

@@ -5,7 +5,6 @@
 #include <QLatin1String>
 #include <QObject>
 #include <QString>
-#include <QStringList>
 #include <QTcpSocket>
 
 #include <memory>
@@ -58,9 +57,6 @@ public:
     void sendMessage(const QString& message);
     /// Sends what XMLSocket::frame() has made of a message that goes to many clients.
     void sendFrame(const QByteArray& bytes);
-
-    /// The names of all commands: the login, then the others in the order of their table.
-    static QStringList commandNames();
 
 private:
     class InUse;

@@ -7,11 +7,6 @@ orvane_add_test(tst_protocol_document orvane_test_support)
 orvane_add_tls_material(tst_protocol_document)
 orvane_test_documents(tst_protocol_document)
 
-orvane_add_test(tst_documented_commands OrvaneInterfaceObjects)
-target_sources(tst_documented_commands PRIVATE support/DocumentBlocks.cpp)
-target_include_directories(tst_documented_commands PRIVATE support)
-orvane_test_documents(tst_documented_commands)
-
 orvane_add_test(tst_document_snippets)
 target_sources(tst_document_snippets PRIVATE support/DocumentBlocks.cpp)
 target_include_directories(tst_document_snippets PRIVATE support)

@@ -10,6 +10,7 @@ class tst_protocol_document : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void describesTheCommandsOfTheTable();
     void saysWhatHappens_data();
     void saysWhatHappens();
 };
@@ -17,6 +18,7 @@ private Q_SLOTS:
 namespace {
 
 const QString ProtocolDocument = QStringLiteral(ORVANE_SOURCE_DIRECTORY "/docs/protocol.md");
+const QString CommandTable = QStringLiteral(ORVANE_SOURCE_DIRECTORY "/commands/CommandDispatch.cpp");
 
 // After the last line of an exchange: nothing more may come before the reply to this.
 const QByteArray LastCommand = "<theLast/>";
@@ -176,7 +178,26 @@ private:
     std::unique_ptr<TlsClient> client;
 };
 
+/// What stands between \a quotes in the lines with \a marker.
+QStringList quotedNames(const QString& path, const QString& marker, QChar quotes)
+{
+    QStringList names;
+    for (const QString& line : documentLines(path).filter(marker))
+        names += line.section(quotes, 1, 1);
+    return names;
+}
+
 } // namespace
+
+void tst_protocol_document::describesTheCommandsOfTheTable()
+{
+    const QStringList commands = quotedNames(CommandTable, QStringLiteral(" Command {QLatin1String("), u'"');
+    const QStringList sections = quotedNames(ProtocolDocument, QStringLiteral("## `"), u'`');
+    QVERIFY(!commands.isEmpty());
+    QCOMPARE(sections, QStringList(QStringLiteral("loginClient")) + commands);
+    for (const QString& name : sections) // an exchange each
+        QVERIFY2(!documentLines(ProtocolDocument).filter(QStringLiteral("> <") + name).isEmpty(), qPrintable(name));
+}
 
 void tst_protocol_document::saysWhatHappens_data()
 {
