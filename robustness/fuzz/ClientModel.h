@@ -6,37 +6,40 @@
 #include <QPointer>
 #include <QStringList>
 
-#include <memory>
-#include <string>
+#include <array>
 
-class XmlCommandReader;
+/// A message that the model knows, without its end, and what becomes of it for a client that has logged in.
+struct KnownMessage {
+    enum class Kind { Plain, SystemLogin, HostLogin, WrongLogin, RecorderList, Refresh, Query };
+
+    QByteArray text;
+    Kind kind;
+    QString call; ///< on the host, as RecordingHost writes it down; empty: none
+    QByteArray reply; ///< empty: none
+    QByteArray otherReply; ///< of those that depend on the account or on what the host says
+};
+
+extern const std::array<KnownMessage, 11> KnownMessages;
 
 /**
  * What one client of a session has to receive, told beside the library from what the library reads and what the host
- * answers: each message in the order of arrival, one at a time, each with its reply, and nothing after the release.
+ * says: each message in the order of arrival, one at a time, each with its reply, and nothing after the release.
  *
- * The host belongs to this model: its calls are announced, and the model finds for each the message that asks for it.
+ * From a message on that is none of the known ones the calls and replies may be any, until the release: still one call
+ * at a time, and each reply with one end.
  */
 class ClientModel {
     Q_DISABLE_COPY_MOVE(ClientModel)
 
 public:
-    /// The account that the host grants, and what it has in its lists.
-    static constexpr const char* UserName = "operator";
-    static constexpr const char* Password = "secret";
-    static constexpr const char* RecorderName = "R";
-    static constexpr const char* PresetName = "P";
-
     explicit ClientModel(MemorySocket* socket);
-    ~ClientModel();
 
     /// The client's socket; null when it was deleted.
     QPointer<MemorySocket> socket;
 
-    /// The host was called with \a operation on behalf of this client.
-    void beginHostCall(const QString& operation);
-    /// The call returns, with the split that was used, or with a result and an answer.
-    void endHostCall(int splitId, bool result, const std::string& answer);
+    /// The host was called on behalf of this client.
+    void beginHostCall(const QString& call);
+    void endHostCall(bool hostSaysYes);
     /// The host says that the refresh has finished.
     void endRefresh();
     /// The connection ends here.
@@ -47,21 +50,18 @@ public:
     void check();
 
 private:
-    QString nextHostCall();
-    QString dispatch(const QString& message);
-    QString dispatchLoggedIn();
-    QString replyToHostCall(int splitId, const std::string& answer);
-    QString recorderList() const;
-    void login();
-    void expect(const QString& reply);
+    const KnownMessage* nextHostCall();
+    const KnownMessage* dispatch(const QString& text);
+    void expect(const QByteArray& reply);
 
     std::shared_ptr<Traffic> traffic;
     MessageModel framing;
     qsizetype readsTaken = 0;
     QStringList messages; ///< read, but not yet dispatched
-    std::unique_ptr<XmlCommandReader> reader; ///< of the message in dispatch
-    QString callInProgress; ///< empty: none
+    const KnownMessage* current = nullptr; ///< that the host was called for last
     QList<QByteArray> expected;
+    bool inCall = false;
+    bool anythingGoes = false; ///< after a message that is not known
     bool isOrvane = false;
     bool isThirdParty = false;
     bool waitsForRefresh = false;

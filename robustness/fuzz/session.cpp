@@ -1,7 +1,7 @@
 #include "ClientModel.h"
 #include "MemorySocket.h"
-#include "OrvaneInterface.h"
 #include "OrvaneServer.h"
+#include "RecordingHost.h"
 #include "Require.h"
 #include "Target.h"
 
@@ -21,9 +21,9 @@
 //   n    another client comes, and is the one that the next steps are about
 //   N    two clients come at once; the next steps are about the second
 //   c0   the steps are about the first client, c1 about the second, ...
-//   ma   the client sends document a (below), mb document b, ...
-//   ha   the client sends the first half of document a; ta: the second half
-//   wa   document a has arrived, but the socket does not report it yet; r: it does
+//   ma   the client sends the known message a, mb message b, ...
+//   ha   the client sends the first half of message a; ta: the second half
+//   wa   message a has arrived, but the socket does not report it yet; r: it does
 //   x.~  the client sends the bytes between the x and the ~
 //   d    the client leaves
 //   e    the event loop runs, deferred deletes included
@@ -34,26 +34,6 @@
 
 namespace {
 
-constexpr std::array<std::string_view, 17> Documents {
-    "<loginClient><username>Orvane</username><password>157b25b09a99c70fc75a6e79412a00b2</password></loginClient>",
-    "<loginClient><username>operator</username><password>secret</password></loginClient>",
-    "<loginClient><username>operator</username></loginClient>",
-    "<updateRecorderContents/>",
-    "<getRecorderList/>",
-    "<getPresetsList/>",
-    "<showLive><camera>1</camera><splitid>2</splitid><commandtag>%1&#13;&#10;&#13;&#10;</commandtag></showLive>",
-    "<showTrack><track>T</track></showTrack>",
-    "<showTrack><trackid>1</trackid></showTrack>",
-    "<showTrack/>",
-    "<setPreset><presetname>\xc3\xa9</presetname></setPreset>",
-    "<setSplitMode><splitmode>1</splitmode></setSplitMode>",
-    "<setSplitMode/>",
-    "<setDetailViews><subsplits><subsplit id='0' objectid='7'/></subsplits></setDetailViews>",
-    "<showLiveAtSubsplit/>",
-    "<getPertinentInfo/>",
-    "<unknown>",
-};
-
 constexpr size_t MaxClients = 6;
 /// How deep calls on the host may be inside each other, so that no input exhausts the stack.
 constexpr int MaxDepth = 8;
@@ -62,7 +42,7 @@ constexpr int MaxDepth = 8;
 class MemoryServer final : public OrvaneInterface::OrvaneServer {
 public:
     explicit MemoryServer(OrvaneInterface::OrvaneInterface* host)
-        : OrvaneServer(host, 1, QLatin1String(ClientModel::UserName), QLatin1String(ClientModel::Password), nullptr)
+        : OrvaneServer(host, 1, QStringLiteral("operator"), QStringLiteral("secret"), nullptr)
     {
     }
 
@@ -76,40 +56,13 @@ private:
     QList<MemorySocket*> waiting;
 };
 
-class Session final : public OrvaneInterface::OrvaneInterface {
+class Session {
     Q_DISABLE_COPY_MOVE(Session)
 
 public:
-    explicit Session(std::string_view script)
-        : script(script)
-        , server(std::make_unique<MemoryServer>(this))
-    {
-    }
-    ~Session() = default;
+    explicit Session(std::string_view script);
 
     void run();
-
-    bool updateRecorderContents() override { return call("updateRecorderContents"); }
-    void getRecorderList(std::vector<RecorderEntry>& recorders) override;
-    void getPresetsList(std::vector<PresetEntry>& presets) override;
-    void showLive(std::string, int, bool, int& splitId) override { callWithSplit("showLive", splitId); }
-    void showLiveAtSubsplit(int, int, int) override { callWithoutResult("showLiveAtSubsplit"); }
-    void showTrackByName(std::string, std::string, int, qint64, bool, int& splitId, qint64, qint64) override
-    {
-        callWithSplit("showTrackByName", splitId);
-    }
-    void showTrackById(std::string, int, int, qint64, bool, int& splitId, qint64, qint64) override
-    {
-        callWithSplit("showTrackById", splitId);
-    }
-    void setPreset(std::string) override { callWithoutResult("setPreset"); }
-    void setSplitMode(int) override { callWithoutResult("setSplitMode"); }
-    void setSplitModeByName(int, const std::string&) override { callWithoutResult("setSplitModeByName"); }
-    void setDetailViews(int, std::map<int, SubsplitRect>, std::map<int, qint64>) override
-    {
-        callWithoutResult("setDetailViews");
-    }
-    bool getPertinentInfo(const std::string& document, std::string& answer) override;
 
 private:
     char take();
@@ -117,11 +70,9 @@ private:
     void runSteps();
     void runStep(char step);
 
-    ClientModel& beginCall(const char* operation);
+    void carryOutHostCall();
     void runNestedSteps();
-    bool call(const char* operation);
-    void callWithoutResult(const char* operation);
-    void callWithSplit(const char* operation, int& splitId);
+    void hostSays(bool yes);
 
     void addClients(int count);
     void chooseClient(char digit);
@@ -132,19 +83,30 @@ private:
     void destroyServer();
 
     std::string_view script;
+    RecordingHost host;
     std::unique_ptr<MemoryServer> server;
     std::vector<std::unique_ptr<ClientModel>> clients;
     ClientModel* client = nullptr; ///< that the steps are about
     std::vector<ClientModel*> reading; ///< whose readyRead() is on the stack, the innermost last
     int depth = 0;
-    int usedSplit = 0;
-    bool hostSaysYes = true;
 };
 
 void runEventLoop()
 {
     QEventLoop().processEvents();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+Session::Session(std::string_view script)
+    : script(script)
+    , server(std::make_unique<MemoryServer>(&host))
+{
+    host.recorders.resize(1);
+    // A whole string: in the assignment of characters GCC 12 sees an overlap at -O3 that is none.
+    host.recorders.front().name = std::string("R");
+    host.usedSplit = 7;
+    host.duringCall = [this] { carryOutHostCall(); };
+    hostSays(true);
 }
 
 void Session::run()
@@ -173,9 +135,8 @@ char Session::take()
 QByteArray Session::takeDocument()
 {
     const auto letter = static_cast<unsigned char>(take());
-    const std::string_view document =
-        Documents.at((letter + Documents.size() - 'a' % Documents.size()) % Documents.size());
-    return QByteArray(document.data(), static_cast<qsizetype>(document.size())) + "\r\n\r\n";
+    return KnownMessages.at((letter + KnownMessages.size() - 'a' % KnownMessages.size()) % KnownMessages.size()).text
+        + "\r\n\r\n";
 }
 
 /// Until the end of the script or a closing parenthesis.
@@ -228,20 +189,19 @@ void Session::runStep(char step)
     case 'D':
         return destroyServer();
     case 'y':
-        hostSaysYes = !hostSaysYes;
-        return;
+        return hostSays(!host.refreshStarts);
     default:
         return;
     }
 }
 
-ClientModel& Session::beginCall(const char* operation)
+void Session::carryOutHostCall()
 {
     require(!reading.empty(), QStringLiteral("the host is called although no client sends anything"));
     ClientModel& caller = *reading.back();
-    caller.beginHostCall(QLatin1String(operation));
+    caller.beginHostCall(host.calls.takeLast());
     runNestedSteps();
-    return caller;
+    caller.endHostCall(host.refreshStarts);
 }
 
 void Session::runNestedSteps()
@@ -254,46 +214,10 @@ void Session::runNestedSteps()
     --depth;
 }
 
-bool Session::call(const char* operation)
+void Session::hostSays(bool yes)
 {
-    ClientModel& caller = beginCall(operation);
-    const bool result = hostSaysYes;
-    caller.endHostCall(0, result, {});
-    return result;
-}
-
-void Session::callWithoutResult(const char* operation)
-{
-    beginCall(operation).endHostCall(0, true, {});
-}
-
-void Session::callWithSplit(const char* operation, int& splitId)
-{
-    ClientModel& caller = beginCall(operation);
-    splitId = ++usedSplit;
-    caller.endHostCall(splitId, true, {});
-}
-
-void Session::getRecorderList(std::vector<RecorderEntry>& recorders)
-{
-    // A whole string: in the assignment of characters GCC 12 sees an overlap at -O3 that is none.
-    recorders.emplace_back().name = std::string(ClientModel::RecorderName);
-    callWithoutResult("getRecorderList");
-}
-
-void Session::getPresetsList(std::vector<PresetEntry>& presets)
-{
-    presets.emplace_back().name = std::string(ClientModel::PresetName);
-    callWithoutResult("getPresetsList");
-}
-
-bool Session::getPertinentInfo(const std::string& document, std::string& answer)
-{
-    ClientModel& caller = beginCall("getPertinentInfo");
-    const bool result = hostSaysYes;
-    answer = usedSplit % 2 == 0 ? "<answer/>" + document + "\r\n\r\n" : std::string();
-    caller.endHostCall(0, result, answer.substr(0, answer.find('\0')));
-    return result;
+    host.refreshStarts = yes;
+    host.answer = yes ? std::optional<std::string>("<answer/>") : std::nullopt;
 }
 
 void Session::addClients(int count)
