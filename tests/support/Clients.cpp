@@ -27,7 +27,7 @@ bool isSent(const QSslSocket& socket)
     return socket.bytesToWrite() == 0 && socket.encryptedBytesToWrite() == 0;
 }
 
-Clients connectClients(quint16 port, int count, const std::function<void(int connected)>& progress)
+Clients connectClients(quint16 port, int count)
 {
     constexpr int atOnce = 40; // below the backlog of the listening socket, beyond which connecting takes seconds
     Clients clients;
@@ -41,8 +41,6 @@ Clients connectClients(quint16 port, int count, const std::function<void(int con
         const int allowed = number == count ? 0 : atOnce;
         if (!waitFor([&] { return inHandshake() <= allowed; }))
             break;
-        if (progress)
-            progress(number);
     }
     std::erase_if(clients, [](const auto& client) { return !client->isEncrypted(); });
     return clients;

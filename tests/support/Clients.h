@@ -15,8 +15,7 @@ bool isSent(const QSslSocket& socket);
 using Clients = std::vector<std::unique_ptr<TlsClient>>;
 
 /// Clients with their handshakes done, not yet logged in; fewer than \a count when that took too long.
-/// \a progress is told how many have come.
-Clients connectClients(quint16 port, int count, const std::function<void(int connected)>& progress = {});
+Clients connectClients(quint16 port, int count);
 
 /// Allows so many open files to this process and to those that it starts. \return false, with a message, when the
 /// system does not

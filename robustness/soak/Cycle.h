@@ -4,9 +4,6 @@
 
 namespace soak {
 
-/// Ends a connection with a reset instead of a close.
-void reset(QAbstractSocket& socket);
-
 /// One way of coming and going again.
 class Cycle : public QObject {
     Q_OBJECT

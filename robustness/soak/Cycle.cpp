@@ -1,15 +1,20 @@
-#include "Client.h"
+#include "Cycle.h"
 
 #include <sys/socket.h>
 
 namespace soak {
 
+namespace {
+
+/// Ends a connection with a reset instead of a close.
 void reset(QAbstractSocket& socket)
 {
     const linger option {1, 0};
     setsockopt(static_cast<int>(socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &option, sizeof option);
     socket.abort();
 }
+
+} // namespace
 
 Cycle::Cycle(quint16 port, Leaving leaving)
     : leaving(leaving)
