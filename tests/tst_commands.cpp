@@ -54,6 +54,7 @@ const QByteArray LastReply = rejection("theLast", "Unknown command");
 
 } // namespace
 
+/// What the exchanges of the protocol document do not show.
 void tst_commands::callTheHostAndReply_data()
 {
     QTest::addColumn<QByteArray>("document");
@@ -64,10 +65,8 @@ void tst_commands::callTheHostAndReply_data()
         QTest::newRow(name) << document << QString::fromUtf8(call) << expected;
     };
 
-    row("showLive with nothing", "<showLive/>", R"(showLive("", -1, false, -1))",
-        longAcceptance("<command>showLive</command><splitid>-1</splitid>"));
     row("showLive with everything",
-        "<p:showLive xmlns:p='urn:x'><commandtag>a&lt;b</commandtag><alarm>2</alarm><splitid>0x0A</splitid>"
+        "<p:showLive xmlns:p='urn:x'><commandtag>a&lt;b</commandtag><alarm>-2</alarm><splitid>0x0A</splitid>"
         "<camera>0x10</camera><recorder>T\u00fcr \u2603</recorder></p:showLive>",
         "showLive(\"T\u00fcr \u2603\", 16, true, 10)",
         longAcceptance("<command>showLive</command><splitid>10</splitid><commandtag>a&lt;b</commandtag>"));
@@ -75,11 +74,10 @@ void tst_commands::callTheHostAndReply_data()
         "<showLive><splitid>x</splitid><camera></camera><alarm>on</alarm></showLive>", R"(showLive("", -1, false, 0))",
         longAcceptance("<command>showLive</command><splitid>0</splitid>"));
 
-    row("showTrack by id", "<showTrack><recorder>R</recorder><trackid>0x10</trackid><track>T</track></showTrack>",
-        R"(showTrackById("R", 16, -1, -1, false, -1, 0, 0))",
-        longAcceptance("<command>showTrack</command><splitid>-1</splitid>"));
-    row("showTrack with an id that is no number", "<showTrack><trackid>T7</trackid><track>T</track></showTrack>",
-        R"(showTrackById("", 0, -1, -1, false, -1, 0, 0))",
+    row("showTrack by id",
+        "<showTrack><recorder>R</recorder><trackid>0x10</trackid><track>T</track><limitstart>5</limitstart>"
+        "<limitend>6</limitend><alarm>-2</alarm></showTrack>",
+        R"(showTrackById("R", 16, -1, -1, true, -1, 5, 6))",
         longAcceptance("<command>showTrack</command><splitid>-1</splitid>"));
     row("showTrack by name with 64-bit times",
         "<showTrack><track>T 1</track><time>9007199254740993</time><limitstart>-9223372036854775808</limitstart>"
@@ -91,42 +89,29 @@ void tst_commands::callTheHostAndReply_data()
         "<showTrack><track> </track><time>0x10</time><limitstart>0x1</limitstart><limitend>1e3</limitend></showTrack>",
         R"(showTrackByName("", " ", -1, 0, false, -1, 0, 0))",
         longAcceptance("<command>showTrack</command><splitid>-1</splitid>"));
-    row("showTrack without track",
-        "<showTrack><splitid>2</splitid><commandtag>t</commandtag><track></track></showTrack>", "",
-        rejection("showTrack", "showTrack command without valid track ID or track name"));
 
     row("setPreset", "<setPreset><presetname>N\u00e4ht</presetname></setPreset>", "setPreset(\"N\u00e4ht\")",
         shortAcceptance("setPreset"));
     row("setPreset without name", "<setPreset><commandtag>t</commandtag></setPreset>", R"(setPreset(""))",
         shortAcceptance("setPreset"));
 
-    row("setSplitMode", "<setSplitMode><windowid>2</windowid><splitmode>4</splitmode></setSplitMode>",
-        "setSplitMode(4)", shortAcceptance("setSplitMode"));
-    row("setSplitMode zero", "<setSplitMode><splitmode>0</splitmode></setSplitMode>", "setSplitMode(0)",
-        shortAcceptance("setSplitMode"));
     row("setSplitMode has no hexadecimal form", "<setSplitMode><splitmode>0x3</splitmode></setSplitMode>",
         "setSplitMode(0)", shortAcceptance("setSplitMode"));
     row("setSplitMode below zero goes by the document", "<setSplitMode><splitmode>-2</splitmode></setSplitMode>",
         R"(setSplitModeByName(-1, "<setSplitMode><splitmode>-2</splitmode></setSplitMode>"))",
         shortAcceptance("setSplitMode"));
 
-    row("setDetailViews with nothing", "<setDetailViews/>", "setDetailViews(-1, {}, {})",
-        shortAcceptance("setDetailViews"));
     row("setDetailViews with both kinds, ordered by id",
         "<setDetailViews><splitid>0x10</splitid><subsplits>\r\n<subsplit id='5' ltx='0.25' lty='0' rbx='1' rby='.5'/>"
-        "<subsplit id='1' objectid='9007199254740993' ltx='0' lty='0' rbx='1' rby='1'/>"
+        "<subsplit id='1' objectid='-9007199254740993' ltx='0' lty='0' rbx='1' rby='1'/>"
         "<subsplit id='0' ltx='0.5' lty='0.5' rbx='0.25' rby='0.125'/></subsplits></setDetailViews>",
-        "setDetailViews(16, {0:[0.5 0.5 0.25 0.125] 5:[0.25 0 1 0.5]}, {1:9007199254740993})",
+        "setDetailViews(16, {0:[0.5 0.5 0.25 0.125] 5:[0.25 0 1 0.5]}, {1:-9007199254740993})",
         shortAcceptance("setDetailViews"));
     row("setDetailViews leaves out rectangles without extent",
         "<setDetailViews><subsplits><subsplit id='0' rbx='0.5'/><subsplit id='1'/>"
         "<subsplit id='2' ltx='1' rby='1'/><subsplit id='3' ltx='nan' rbx='1' rby='1'/>"
         "<subsplit id='4' objectid='0' rbx='1' rby='1'/></subsplits></setDetailViews>",
         "setDetailViews(-1, {4:[0 0 1 1]}, {})", shortAcceptance("setDetailViews"));
-    row("setDetailViews ends at an item without id",
-        "<setDetailViews><subsplits><subsplit id='0' objectid='5'/><subsplit objectid='6'/>"
-        "<subsplit id='2' objectid='7'/></subsplits></setDetailViews>",
-        "setDetailViews(-1, {}, {0:5})", shortAcceptance("setDetailViews"));
     row("setDetailViews takes malformed numbers as zero",
         "<setDetailViews><subsplits><subsplit id='0x10' objectid='x' ltx='a' rbx='1' rby='1'/></subsplits>"
         "</setDetailViews>",
@@ -142,12 +127,8 @@ void tst_commands::callTheHostAndReply_data()
     row("showLiveAtSubsplit with nothing", "<showLiveAtSubsplit/>", "showLiveAtSubsplit(-1, -1, -1)",
         shortAcceptance("showLiveAtSubsplit"));
 
-    row("an unknown command", "<foo/>", "", rejection("foo", "Unknown command"));
     row("a command in other capitals", "<getrecorderlist/>", "", rejection("getrecorderlist", "Unknown command"));
-    row("text that is no XML", "foo & bar", "", rejection("", "Unknown command"));
     row("bytes that are no UTF-8", "<\xff\xfe/>", "", rejection("", "Unknown command"));
-    row("a command that breaks off", "<setPreset><presetname>N</presetname><x", R"(setPreset("N"))",
-        shortAcceptance("setPreset"));
 }
 
 void tst_commands::callTheHostAndReply()

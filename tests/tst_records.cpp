@@ -111,6 +111,13 @@ void tst_records::presetsCopyAndMove()
     QCOMPARE(copy.name, LongText);
     QCOMPARE(moved.name, LongText);
     QVERIFY(preset.name.empty()); // NOLINT(bugprone-use-after-move)
+
+    PresetEntry assigned;
+    assigned = copy;
+    QCOMPARE(assigned.name, LongText);
+    preset = std::move(assigned);
+    QCOMPARE(preset.name, LongText);
+    QVERIFY(assigned.name.empty()); // NOLINT(bugprone-use-after-move)
 }
 
 QTEST_APPLESS_MAIN(tst_records)

@@ -18,7 +18,6 @@ private Q_SLOTS:
     void cutsWhereverTheReadsEnd();
     void keepsAnIncompleteMessage();
     void decodesEachReadOnItsOwn();
-    void replacesWhatIsNotUtf8();
     void writesOneTerminator_data();
     void writesOneTerminator();
 
@@ -112,14 +111,6 @@ void tst_xml_socket::decodesEachReadOnItsOwn()
     QCOMPARE(receive(e + "\r\n\r\n"), QStringList {QStringLiteral("\u00e9")});
     QCOMPARE(receive(e.first(1)), QStringList());
     QCOMPARE(receive(e.last(1) + "\r\n\r\n"), QStringList {QStringLiteral("\ufffd\ufffd")});
-}
-
-void tst_xml_socket::replacesWhatIsNotUtf8()
-{
-    const QStringList messages = receive(QByteArrayLiteral("a\xff\xfe\0b\xc3\r\n\r\nc\r\n\r\n"));
-    QCOMPARE(messages.size(), 2);
-    QCOMPARE(messages.first(), QStringLiteral("a\ufffd\ufffd") + QChar(u'\0') + QStringLiteral("b\ufffd"));
-    QCOMPARE(messages.last(), QStringLiteral("c"));
 }
 
 void tst_xml_socket::writesOneTerminator_data()
