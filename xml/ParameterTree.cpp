@@ -4,6 +4,9 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
 #include <utility>
 
 namespace {
@@ -70,11 +73,13 @@ ParameterTree::Node ParameterTree::nextOccurrence(Node node)
     if (count == 0)
         return node;
 
+    std::array<char, std::numeric_limits<quint32>::digits10 + 1> number {};
+    const char* const end = std::to_chars(number.begin(), number.end(), count).ptr;
     const Child child = childAt(node);
-    const QString number = QString::number(count);
-    QVarLengthArray<QChar, 64> numbered;
-    numbered.append(child.segment.begin(), child.segment.size());
-    numbered.append(number.begin(), number.size());
+    QVarLengthArray<char16_t, 64> numbered;
+    numbered.append(child.segment.utf16(), child.segment.size());
+    for (const char* digit = number.begin(); digit != end; ++digit)
+        numbered.append(static_cast<char16_t>(*digit));
     return this->child(child.parent, QStringView(numbered.constData(), numbered.size()));
 }
 
@@ -125,13 +130,10 @@ ParameterTree::Node ParameterTree::findChild(Node parent, QStringView segment) c
 ParameterTree::Node ParameterTree::addChild(Node parent, QStringView segment)
 {
     if (entries.isEmpty())
-        entries.append(Entry {}); // the root
+        entries.emplace_back(); // the root
     const auto added = static_cast<Node>(entries.size());
-    Entry entry;
-    entry.parent = parent;
-    entry.nextSibling = std::exchange(entries[parent].firstChild, added);
-    entry.segment = append(segment);
-    entries.append(entry);
+    const Node nextSibling = std::exchange(entries[parent].firstChild, added);
+    entries.emplace_back(parent, nextSibling, append(segment));
 
     const quint32 children = ++entries[parent].children;
     if (children > ManyChildren + 1) {
@@ -144,7 +146,7 @@ ParameterTree::Node ParameterTree::addChild(Node parent, QStringView segment)
 }
 
 /// Seeded, so that nobody outside can choose segments that meet in one bucket.
-size_t ParameterTree::ChildHash::operator()(Child child) const
+size_t ParameterTree::ChildHash::operator()(const Child& child) const
 {
     static const size_t seed = QHashSeed::globalSeed();
     // So that neighbours among the parents are no neighbours as seeds.

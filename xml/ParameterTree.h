@@ -67,6 +67,15 @@ private:
         quint32 length;
     };
     struct Entry {
+        Entry() = default;
+        /// For making it where it stays: a copy of what has just been written would wait for all of it.
+        Entry(Node parent, Node nextSibling, Text segment)
+            : parent(parent)
+            , nextSibling(nextSibling)
+            , segment(segment)
+        {
+        }
+
         Node parent = Root;
         Node firstChild = Root; ///< the newest one; Root: none
         Node nextSibling = Root; ///< the next older one; Root: none
@@ -86,15 +95,15 @@ private:
     struct ChildHash {
         using is_transparent = void;
         const ParameterTree* tree;
-        size_t operator()(Child child) const;
+        size_t operator()(const Child& child) const;
         size_t operator()(Node node) const { return (*this)(tree->childAt(node)); }
     };
     struct ChildEqual {
         using is_transparent = void;
         const ParameterTree* tree;
         bool operator()(Node left, Node right) const { return left == right; }
-        bool operator()(Child left, Node right) const { return (*this)(right, left); }
-        bool operator()(Node left, Child right) const
+        bool operator()(const Child& left, Node right) const { return (*this)(right, left); }
+        bool operator()(Node left, const Child& right) const
         {
             const Child child = tree->childAt(left);
             return child.parent == right.parent && child.segment == right.segment;
