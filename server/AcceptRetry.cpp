@@ -27,6 +27,9 @@ AcceptRetry::AcceptRetry(QTcpServer* server)
     , server(server)
 {
     connect(server, &QTcpServer::newConnection, this, &AcceptRetry::handleNewConnection);
+    // Later: in the log lines of the new connection the host may have the server listen anew, and Qt goes on accepting
+    // at once, at a socket of which nobody has heard yet.
+    connect(server, &QTcpServer::newConnection, this, &AcceptRetry::watchListeningSocket, Qt::QueuedConnection);
     connect(server, &QTcpServer::acceptError, this, &AcceptRetry::handleAcceptError);
 }
 
@@ -60,7 +63,6 @@ void AcceptRetry::handleNewConnection()
     activations = 0;
     if (timer.isActive())
         timer.start(SettledMs, this);
-    watchListeningSocket();
 }
 
 void AcceptRetry::handleAcceptError(QAbstractSocket::SocketError error)
