@@ -4,7 +4,7 @@
 #include "HostileDocuments.h"
 #include "OrvaneConnection.h"
 #include "OrvaneInterface.h"
-#include "RecorderListReply.h"
+#include "Replies.h"
 #include "ReplaySocket.h"
 #include "XMLSocket.h"
 #include "XmlCommandReader.h"
@@ -130,7 +130,7 @@ void buildRecorderList(State& state)
 {
     const std::vector<RecorderEntry> list = recorders();
     for ([[maybe_unused]] auto _ : state)
-        benchmark::DoNotOptimize(OrvaneInterface::recorderListReply(list, true).size());
+        benchmark::DoNotOptimize(OrvaneInterface::recorderList(list, true).size());
 }
 
 void joinRecorderTexts(State& state)

@@ -1,14 +1,13 @@
 #include "OrvaneConnection.h"
 
 #include "DebugLog.h"
-#include "OrvaneInterface.h"
 #include "XmlCommandReader.h"
 
-#include <algorithm>
 #include <array>
-#include <type_traits>
 
 namespace OrvaneInterface {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -18,38 +17,7 @@ constexpr QLatin1String SystemPassword("157b25b09a99c70fc75a6e79412a00b2");
 
 constexpr QLatin1String LoginCommand("loginClient");
 
-/// One row of the command table: the name on the wire, and the call of its handler, with the reader where it takes it.
-struct Command {
-    QLatin1String name;
-    void (*handle)(OrvaneConnection& connection, XmlCommandReader& reader);
-};
-
-template <auto handler> void call(OrvaneConnection& connection, [[maybe_unused]] XmlCommandReader& reader)
-{
-    if constexpr (std::is_invocable_v<decltype(handler), OrvaneConnection&, XmlCommandReader&>)
-        (connection.*handler)(reader);
-    else
-        (connection.*handler)();
-}
-
 } // namespace
-
-/// What a client can ask for once it has logged in; the documents describe the commands in this order.
-struct OrvaneConnection::CommandTable {
-    using Connection = OrvaneConnection;
-    static constexpr std::array commands {
-        Command {QLatin1String("updateRecorderContents"), call<&Connection::handleUpdateRecorderContents>},
-        Command {QLatin1String("getRecorderList"), call<&Connection::handleGetRecorderList>},
-        Command {QLatin1String("getPresetsList"), call<&Connection::handleGetPresetsList>},
-        Command {QLatin1String("showLive"), call<&Connection::handleShowLive>},
-        Command {QLatin1String("showTrack"), call<&Connection::handleShowTrack>},
-        Command {QLatin1String("setPreset"), call<&Connection::handleSetPreset>},
-        Command {QLatin1String("setSplitMode"), call<&Connection::handleSetSplitMode>},
-        Command {QLatin1String("setDetailViews"), call<&Connection::handleSetDetailViews>},
-        Command {QLatin1String("showLiveAtSubsplit"), call<&Connection::handleShowLiveAtSubsplit>},
-        Command {QLatin1String("getPertinentInfo"), call<&Connection::handleGetPertinentInfo>},
-    };
-};
 
 void OrvaneConnection::handleCommand(const QString& message)
 {
@@ -85,24 +53,39 @@ void OrvaneConnection::refuse(const QString& commandName, QLatin1String reason)
         sendCommandRejected(commandName, reason);
 }
 
-/// What a client can do once it has logged in.
+/// What a client can do once it has logged in; the documents describe the commands in this order.
 void OrvaneConnection::runCommand(const QString& commandName, XmlCommandReader& reader)
 {
-    const auto& commands = CommandTable::commands;
-    const auto* const command = std::find_if(
-        commands.begin(), commands.end(), [&](const Command& candidate) { return candidate.name == commandName; });
-    if (command != commands.end()) {
-        command->handle(*this, reader);
-        return;
+    struct Command {
+        QLatin1String name;
+        void (OrvaneConnection::*handle)(XmlCommandReader& reader);
+    };
+    static constexpr std::array commands {
+        Command {"updateRecorderContents"_L1, &OrvaneConnection::handleUpdateRecorderContents},
+        Command {"getRecorderList"_L1, &OrvaneConnection::handleGetRecorderList},
+        Command {"getPresetsList"_L1, &OrvaneConnection::handleGetPresetsList},
+        Command {"showLive"_L1, &OrvaneConnection::handleShowLive},
+        Command {"showTrack"_L1, &OrvaneConnection::handleShowTrack},
+        Command {"setPreset"_L1, &OrvaneConnection::handleSetPreset},
+        Command {"setSplitMode"_L1, &OrvaneConnection::handleSetSplitMode},
+        Command {"setDetailViews"_L1, &OrvaneConnection::handleSetDetailViews},
+        Command {"showLiveAtSubsplit"_L1, &OrvaneConnection::handleShowLiveAtSubsplit},
+        Command {"getPertinentInfo"_L1, &OrvaneConnection::handleGetPertinentInfo},
+    };
+    for (const auto& [name, handle] : commands) {
+        if (name == commandName) {
+            (this->*handle)(reader);
+            return;
+        }
     }
     qCDebug(defaultLog) << "Received unknown Orvane command:";
-    sendCommandRejected(commandName, QStringLiteral("Unknown command"));
+    sendCommandRejected(commandName, u"Unknown command"_s);
 }
 
 void OrvaneConnection::handleLoginClient(const XmlCommandReader& reader)
 {
-    const QString user = reader.stringParameter(QStringLiteral("username"));
-    const QString pass = reader.stringParameter(QStringLiteral("password"));
+    const QString user = reader.stringParameter(u"username");
+    const QString pass = reader.stringParameter(u"password");
     // A user with the system account's name is never tried against the other account. No login is ever taken back.
     if (user == SystemUserName) {
         if (pass == SystemPassword)
@@ -116,15 +99,6 @@ void OrvaneConnection::handleLoginClient(const XmlCommandReader& reader)
         qCDebug(defaultLog) << "This is Orvane";
     else if (!thirdPartyLoggedIn)
         qCDebug(defaultLog) << "3rd Party connection over Orvane interface: login invalid";
-}
-
-void OrvaneConnection::handleShowLiveAtSubsplit(XmlCommandReader& reader)
-{
-    const int subsplitIndex = reader.intParameter(QStringLiteral("subsplit"), -1);
-    const int splitId = reader.intParameter(QStringLiteral("splitid"), -1);
-    const int camera = reader.intParameter(QStringLiteral("camera"), -1);
-    hostInterface->showLiveAtSubsplit(splitId, camera, subsplitIndex);
-    sendCommandAccepted(reader.commandName());
 }
 
 } // namespace OrvaneInterface

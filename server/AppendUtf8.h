@@ -4,6 +4,8 @@
 #include <QString>
 #include <QStringDecoder>
 
+namespace OrvaneInterface {
+
 /// Does what `text += QString::fromUtf8(bytes)` does, without the text in between.
 inline void appendUtf8(QString& text, QByteArrayView bytes)
 {
@@ -17,3 +19,5 @@ inline void appendUtf8(QString& text, QByteArrayView bytes)
     const QChar* const end = decoder.appendToBuffer(text.data() + length, bytes);
     text.truncate(end - text.constData());
 }
+
+} // namespace OrvaneInterface

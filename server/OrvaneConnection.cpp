@@ -59,7 +59,7 @@ OrvaneConnection::OrvaneConnection(
 
 OrvaneConnection::~OrvaneConnection()
 {
-    handleDisconnected();
+    release();
 }
 
 void OrvaneConnection::takeUpSocket()
@@ -76,7 +76,7 @@ void OrvaneConnection::takeUpSocket()
         return;
     if (socketAttached && missedError != QAbstractSocket::UnknownSocketError)
         handleSocketError(missedError);
-    handleDisconnected();
+    release();
 }
 
 void OrvaneConnection::sendMessage(const QString& message)
@@ -133,6 +133,11 @@ void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
 
 void OrvaneConnection::handleDisconnected()
 {
+    release();
+}
+
+void OrvaneConnection::release()
+{
     if (!socketAttached)
         return;
 
@@ -151,10 +156,9 @@ void OrvaneConnection::letGo()
     password.clear();
 }
 
-/// The last word of the server to each of its connections, from its destructor, before Qt deletes its children.
-void OrvaneConnection::handleServerDestroyed()
+void OrvaneConnection::leaveServer()
 {
-    handleDisconnected();
+    release();
     if (uses == 0)
         return;
 

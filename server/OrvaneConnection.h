@@ -55,18 +55,25 @@ public:
 
     /// Sends one message to the client; does nothing when the socket has been released.
     void sendMessage(const QString& message);
-    /// Sends what XMLSocket::frame() has made of a message that goes to many clients.
-    void sendFrame(const QByteArray& bytes);
+
+    /// Whether the client is there; false after the release.
+    bool isAttached() const { return socketAttached; }
+
+    /// Sends \a notice, as XMLSocket::frame() has made it for all clients, if this one waits for the end of a refresh.
+    void notifyRefreshFinished(const QByteArray& notice);
+
+    /// The release, and the last word of the server to each of its connections, from its destructor: this object is
+    /// deleted as soon as nothing of it is on the stack.
+    void leaveServer();
 
 private:
     class InUse;
-    struct CommandTable; // the handlers are private, and so is what lists them
-    friend class OrvaneServer; // reads socketAttached, keeps recorderUpdatePending, calls handleServerDestroyed()
 
     void handleReadyRead();
     void handleSocketError(QAbstractSocket::SocketError error);
     void handleDisconnected();
-    void handleServerDestroyed();
+    void release();
+    void sendFrame(const QByteArray& bytes);
     void carryOutMessages();
     void letGo();
 
@@ -75,9 +82,9 @@ private:
     void refuse(const QString& commandName, QLatin1String reason);
     void handleLoginClient(const XmlCommandReader& reader);
     void runCommand(const QString& commandName, XmlCommandReader& reader);
-    void handleUpdateRecorderContents();
-    void handleGetRecorderList();
-    void handleGetPresetsList();
+    void handleUpdateRecorderContents(XmlCommandReader& reader);
+    void handleGetRecorderList(XmlCommandReader& reader);
+    void handleGetPresetsList(XmlCommandReader& reader);
     void handleShowLive(XmlCommandReader& reader);
     void handleShowTrack(XmlCommandReader& reader);
     void handleSetPreset(XmlCommandReader& reader);

@@ -3,7 +3,7 @@
 #include "AcceptRetry.h"
 #include "DebugLog.h"
 #include "OrvaneConnection.h"
-#include "ReplyTemplates.h"
+#include "Replies.h"
 
 #include <QFile>
 #include <QNetworkProxy>
@@ -14,6 +14,8 @@
 #include <utility>
 
 namespace OrvaneInterface {
+
+using namespace Qt::StringLiterals;
 
 const unsigned short OrvaneServer::OrvaneDefaultPort = 5679;
 
@@ -28,11 +30,11 @@ OrvaneServer::OrvaneServer(
 {
     qRegisterMetaType<QList<QSslError>>();
 
-    QFile keyFile(QStringLiteral(":/Halden/Resources/hxkey.pem"));
+    QFile keyFile(u":/Halden/Resources/hxkey.pem"_s);
     if (keyFile.open(QIODevice::ReadOnly))
         privateKey = QSslKey(keyFile.readAll(), QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey);
 
-    QFile certificateFile(QStringLiteral(":/Halden/Resources/hxcert.pem"));
+    QFile certificateFile(u":/Halden/Resources/hxcert.pem"_s);
     if (certificateFile.open(QIODevice::ReadOnly))
         certificate = QSslCertificate(certificateFile.readAll(), QSsl::Pem);
 
@@ -46,7 +48,7 @@ OrvaneServer::~OrvaneServer()
     // Not the registry: a connection that it has dropped can still be in the middle of a host call.
     const auto all = findChildren<OrvaneConnection*>(QString(), Qt::FindDirectChildrenOnly);
     for (OrvaneConnection* connection : all)
-        connection->handleServerDestroyed();
+        connection->leaveServer();
 }
 
 void OrvaneServer::startListeningForConnection()
@@ -95,20 +97,17 @@ void OrvaneServer::handleNewConnection()
 /// The caller holds connectionsMutex. The connections that are dropped live on as children of the server.
 void OrvaneServer::removeDisconnectedConnections()
 {
-    std::erase_if(connections, [](const OrvaneConnection* connection) { return !connection->socketAttached; });
+    std::erase_if(connections, [](const OrvaneConnection* connection) { return !connection->isAttached(); });
 }
 
 void OrvaneServer::handleUpdateAllTreeDevicesFinished()
 {
     // Nothing of the host can run under the lock: see XMLSocket.
     const std::lock_guard lock(connectionsMutex);
-    const QByteArray notice = XMLSocket::frame(replyElement(QLatin1String("updateRecorderContentsFinished")));
-    for (OrvaneConnection* connection : connections) {
-        if (!connection->recorderUpdatePending)
-            continue;
-        connection->sendFrame(notice); // reaches nobody where the client has left since: it is still in the registry
-        connection->recorderUpdatePending = false;
-    }
+    const QByteArray notice = XMLSocket::frame(refreshFinishedNotice());
+    for (OrvaneConnection* connection : connections)
+        connection->notifyRefreshFinished(
+            notice); // reaches nobody where the client has left: it is still in the registry
 }
 
 void OrvaneServer::sslErrors(const QList<QSslError>& errors)

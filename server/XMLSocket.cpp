@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <utility>
 
+using OrvaneInterface::MessageTerminator;
+
 namespace {
 
 /// Goes from one carriage return to the next: looking for a single character is what Qt does many at a time.
@@ -35,7 +37,7 @@ XMLSocket::~XMLSocket()
 
 void XMLSocket::readMessages()
 {
-    appendUtf8(receiveBuffer, socket->readAll());
+    OrvaneInterface::appendUtf8(receiveBuffer, socket->readAll());
 
     const qsizetype firstTerminator = findTerminator(receiveBuffer, searchedLength);
     if (firstTerminator < 0) {

@@ -8,8 +8,10 @@
 
 class QTcpSocket;
 
+namespace OrvaneInterface {
 /// The end of every message on the wire, in both directions: an empty line.
 inline constexpr QLatin1String MessageTerminator("\r\n\r\n");
+} // namespace OrvaneInterface
 
 /**
  * Frames the byte stream of one client into messages, each UTF-8 text ended by MessageTerminator.

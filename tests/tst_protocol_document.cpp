@@ -191,7 +191,7 @@ QStringList quotedNames(const QString& path, const QString& marker, QChar quotes
 
 void tst_protocol_document::describesTheCommandsOfTheTable()
 {
-    const QStringList commands = quotedNames(CommandTable, QStringLiteral(" Command {QLatin1String("), u'"');
+    const QStringList commands = quotedNames(CommandTable, QStringLiteral(" Command {\""), u'"');
     const QStringList sections = quotedNames(ProtocolDocument, QStringLiteral("## `"), u'`');
     QVERIFY(!commands.isEmpty());
     QCOMPARE(sections, QStringList(QStringLiteral("loginClient")) + commands);

@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+namespace OrvaneInterface {
+
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Characters of a document type declaration. One that only names a document type is much shorter.
@@ -142,8 +146,10 @@ DoctypeMeasure measureDoctype(QStringView rest)
     if (walk.readAll(measure))
         measure.length = walk.length();
     else if (walk.hasReference())
-        measure.excess = QLatin1String("A reference or markup in its document type declaration");
+        measure.excess = "A reference or markup in its document type declaration"_L1;
     else if (rest.size() > MaximumLength)
-        measure.excess = QLatin1String("Its document type declaration is too long");
+        measure.excess = "Its document type declaration is too long"_L1;
     return measure;
 }
+
+} // namespace OrvaneInterface

@@ -5,6 +5,8 @@
 
 #include <vector>
 
+namespace OrvaneInterface {
+
 /**
  * What a document type declaration can do to the price of its document.
  *
@@ -33,3 +35,5 @@ struct DoctypeMeasure {
 
 /// \a rest is a document from its "<!" on.
 DoctypeMeasure measureDoctype(QStringView rest);
+
+} // namespace OrvaneInterface

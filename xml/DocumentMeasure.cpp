@@ -7,6 +7,10 @@
 #include <algorithm>
 #include <utility>
 
+namespace OrvaneInterface {
+
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Characters of a document. The positions of its parameters are kept in 32 bits, and they can be more than it has.
@@ -67,7 +71,7 @@ public:
     DocumentMeasure measure()
     {
         if (document.size() > MaximumLength)
-            return {0, QLatin1String("The document is too long"), 0};
+            return {0, "The document is too long"_L1, 0};
         const qsizetype growthLimit = growthLeft;
         while (skipText() && readMarkup()) { }
         const auto growth = (growthLimit - std::max<qsizetype>(0, growthLeft)) / qsizetype(sizeof(char16_t));
@@ -159,7 +163,7 @@ void Measuring::readDoctype()
 {
     // The XML reader takes any number of them, also inside the root element or behind it, and keeps what all declare.
     if (doctype.length > 0 || rootSeen) {
-        excess = QLatin1String("It has a document type declaration too many");
+        excess = "It has a document type declaration too many"_L1;
         return;
     }
     doctype = measureDoctype(document.mid(begin));
@@ -304,11 +308,11 @@ void Measuring::charge(const Tag& tag)
         + doctype.defaultAttributesLength * DefaultAttributeGrowth;
 
     if (namespacesAround.size() > MaximumDepth)
-        excess = QLatin1String("Its elements are nested too deep");
+        excess = "Its elements are nested too deep"_L1;
     else if (attributes > MaximumAttributes)
-        excess = QLatin1String("One of its elements has too many attributes");
+        excess = "One of its elements has too many attributes"_L1;
     else if (comparisonsLeft < 0)
-        excess = QLatin1String("It has too many namespaces for its length");
+        excess = "It has too many namespaces for its length"_L1;
     else if (growthLeft < 0)
         excess = GrowsTooLarge;
 
@@ -324,3 +328,5 @@ DocumentMeasure measureDocument(QStringView document)
 {
     return Measuring(document).measure();
 }
+
+} // namespace OrvaneInterface

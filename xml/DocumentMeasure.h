@@ -3,6 +3,8 @@
 #include <QLatin1String>
 #include <QStringView>
 
+namespace OrvaneInterface {
+
 /**
  * How much of a document may be read.
  *
@@ -23,3 +25,5 @@ struct DocumentMeasure {
 
 /// Takes time in proportion to the length of \a document, and is right about a document up to its first error.
 DocumentMeasure measureDocument(QStringView document);
+
+} // namespace OrvaneInterface

@@ -4,6 +4,8 @@
 
 #include <QVarLengthArray>
 
+namespace OrvaneInterface {
+
 /**
  * Where a walk through a document stands: the key of the current element.
  *
@@ -30,10 +32,10 @@ public:
 
     /// The key of the current element; the tree's root at the root element.
     ParameterTree::Node key() const { return current; }
-    /// How many elements have been entered and not left.
-    qsizetype depth() const { return parents.size(); }
 
 private:
     ParameterTree::Node current = ParameterTree::Root;
     QVarLengthArray<ParameterTree::Node, 16> parents; ///< for each open element the key of its parent
 };
+
+} // namespace OrvaneInterface

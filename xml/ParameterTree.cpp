@@ -9,6 +9,8 @@
 #include <limits>
 #include <utility>
 
+namespace OrvaneInterface {
+
 namespace {
 
 /// Up to here looking at each child is faster than hashing. It is what an element has in attributes.
@@ -168,3 +170,5 @@ QString ParameterTree::key(Node node) const
         segments.prepend(view(entries.at(node).segment).toString());
     return segments.join(u'/');
 }
+
+} // namespace OrvaneInterface

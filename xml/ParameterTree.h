@@ -8,6 +8,8 @@
 #include <optional>
 #include <unordered_set>
 
+namespace OrvaneInterface {
+
 /**
  * The parameters of one document by their keys, and how often each key has been met as an element.
  *
@@ -123,3 +125,5 @@ private:
     QString longValue;
     std::unordered_set<Node, ChildHash, ChildEqual> manyChildren; ///< the children of parents with many
 };
+
+} // namespace OrvaneInterface

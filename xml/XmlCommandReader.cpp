@@ -2,13 +2,16 @@
 
 #include "DocumentMeasure.h"
 #include "ElementPath.h"
-#include "ReplyTemplates.h"
 
-#include <QStringBuilder>
 #include <QXmlStreamWriter>
 
 #include <algorithm>
 #include <utility>
+
+using namespace Qt::StringLiterals;
+using OrvaneInterface::DocumentMeasure;
+using OrvaneInterface::ElementPath;
+using OrvaneInterface::ParameterTree;
 
 namespace {
 
@@ -35,7 +38,7 @@ XmlCommandReader::~XmlCommandReader() = default;
 bool XmlCommandReader::parseCommand(const QString& text)
 {
     document = text;
-    const DocumentMeasure measure = measureDocument(text);
+    const DocumentMeasure measure = OrvaneInterface::measureDocument(text);
     growth = measure.growth;
     xmlReader.addData(measure.excess.isNull() ? text : text.first(measure.readableLength));
     parameters.reserve(text.size());
@@ -153,60 +156,35 @@ std::optional<ParameterTree::Node> XmlCommandReader::find(QStringView key) const
     return node && parameters.hasValue(*node) ? node : std::nullopt;
 }
 
-bool XmlCommandReader::hasParameter(const QString& key) const
+bool XmlCommandReader::hasParameter(QStringView key) const
 {
     return find(key).has_value();
 }
 
-QString XmlCommandReader::stringParameter(const QString& key, const QString& defaultValue) const
+QString XmlCommandReader::stringParameter(QStringView key, const QString& defaultValue) const
 {
     const auto parameter = find(key);
     return parameter ? parameters.value(*parameter).toString() : defaultValue;
 }
 
-std::string XmlCommandReader::utf8Parameter(const QString& key) const
+std::string XmlCommandReader::utf8Parameter(QStringView key) const
 {
     const auto parameter = find(key);
     return parameter ? parameters.value(*parameter).toUtf8().toStdString() : std::string();
 }
 
-int XmlCommandReader::intParameter(const QString& key, int defaultValue) const
+int XmlCommandReader::intParameter(QStringView key, int defaultValue) const
 {
     const auto parameter = find(key);
     if (!parameter)
         return defaultValue;
     const QStringView value = parameters.value(*parameter);
-    if (value.startsWith(QLatin1String("0x")))
+    if (value.startsWith("0x"_L1))
         return static_cast<int>(value.mid(2).toString().toUpper().toUInt(nullptr, 16)); // eight F digits are -1
     return value.toInt();
 }
 
-void XmlCommandReader::setParameter(const QString& key, const QString& value)
+void XmlCommandReader::setParameter(QStringView key, const QString& value)
 {
     parameters.setValue(parameters.node(key), value);
-}
-
-QString XmlCommandReader::acceptedReply(
-    const QString& remark, const QStringList& echoNames, const QString& namespaceUri) const
-{
-    QString reply;
-    reply.reserve(UsualReplyLength);
-    reply += QLatin1String("<p:commandAccepted xmlns:p=\"") % namespaceUri % QLatin1String("\">");
-    appendElement(reply, u"command", rootName);
-    appendEchoTags(reply, echoNames);
-    if (!remark.isEmpty())
-        appendElement(reply, u"remark", remark);
-    reply += QLatin1String("</p:commandAccepted>");
-    return reply;
-}
-
-void XmlCommandReader::appendEchoTags(QString& reply, const QStringList& names) const
-{
-    const auto echo = [&](QStringView name) {
-        if (const auto parameter = find(name))
-            appendElement(reply, name, parameters.value(*parameter));
-    };
-    for (const QString& name : names)
-        echo(name);
-    echo(u"commandtag");
 }

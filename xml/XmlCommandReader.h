@@ -11,7 +11,9 @@
 
 #include <string>
 
+namespace OrvaneInterface {
 class ElementPath;
+}
 
 /**
  * One received command document, as a command name and a flat map of parameters.
@@ -58,18 +60,18 @@ public:
     /// The text given to parseCommand(), unchanged.
     QString documentText() const { return document; }
 
-    bool hasParameter(const QString& key) const;
+    bool hasParameter(QStringView key) const;
     /// The value, which may be empty, or \a defaultValue when there is none.
-    QString stringParameter(const QString& key, const QString& defaultValue = QString()) const;
+    QString stringParameter(QStringView key, const QString& defaultValue = QString()) const;
     /// The value in UTF-8, as hosts take it; empty when there is none.
-    std::string utf8Parameter(const QString& key) const;
+    std::string utf8Parameter(QStringView key) const;
     /// The value as decimal, or hexadecimal after "0x"; 0 when it is no number, \a defaultValue when there is none.
-    int intParameter(const QString& key, int defaultValue) const;
+    int intParameter(QStringView key, int defaultValue) const;
     /// Adds the parameter, or replaces its value.
-    void setParameter(const QString& key, const QString& value);
+    void setParameter(QStringView key, const QString& value);
 
     /**
-     * The long acceptance of the command.
+     * The long acceptance of the command; made where all replies are, in commands/Replies.cpp.
      *
      * \param remark left out when empty
      * \param echoNames the parameters to echo, those that are there, in this order; "commandtag" always comes last
@@ -83,18 +85,17 @@ public:
 private:
     bool readRootElement();
     void readParameters();
-    void readElement(ElementPath& path);
-    void readAttributes(ParameterTree::Node element);
-    void readElementText(ElementPath& path);
-    void captureParamValue(ElementPath& path);
+    void readElement(OrvaneInterface::ElementPath& path);
+    void readAttributes(OrvaneInterface::ParameterTree::Node element);
+    void readElementText(OrvaneInterface::ElementPath& path);
+    void captureParamValue(OrvaneInterface::ElementPath& path);
     bool isParamValue() const;
-    std::optional<ParameterTree::Node> find(QStringView key) const;
-    void appendEchoTags(QString& reply, const QStringList& names) const;
+    std::optional<OrvaneInterface::ParameterTree::Node> find(QStringView key) const;
 
     QXmlStreamReader xmlReader;
     QString rootName;
     QString document;
-    ParameterTree parameters;
+    OrvaneInterface::ParameterTree parameters;
     QLatin1String refusal;
     qsizetype growth = 0; ///< see DocumentMeasure
 };

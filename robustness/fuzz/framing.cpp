@@ -53,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         require(messages == model.take(read), QStringLiteral("other messages than the definition gives"));
         for (const QString& message : messages) {
             requireOneTerminator(framing, socket, message);
-            requireOneTerminator(framing, socket, message + MessageTerminator);
+            requireOneTerminator(framing, socket, message + OrvaneInterface::MessageTerminator);
             requireOneTerminator(framing, socket, message + QStringLiteral("\r\n\r"));
             requireOneTerminator(framing, socket, message + QStringLiteral("\n\r\n"));
         }

@@ -3,11 +3,15 @@
 #include "OrvaneInterface.h"
 #include "XmlCommandReader.h"
 
+#include <QStringBuilder>
+
 #include <map>
 #include <string>
 #include <utility>
 
 namespace OrvaneInterface {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -22,27 +26,26 @@ class SubsplitItem {
 public:
     SubsplitItem(const XmlCommandReader& reader, int index)
         : reader(reader)
-        , itemKey(QStringLiteral("subsplits/subsplit"))
+        , itemKey(u"subsplits/subsplit"_s)
     {
         if (index > 0)
             itemKey += QString::number(index);
     }
 
     /// Negative, also when there is none, after the last item.
-    int id() const { return field(QLatin1String("/id"), QStringLiteral("-1")).toInt(); }
-    qint64 objectId() const { return field(QLatin1String("/objectid"), QStringLiteral("0")).toLongLong(); }
+    int id() const { return field(u"/id", u"-1"_s).toInt(); }
+    qint64 objectId() const { return field(u"/objectid", u"0"_s).toLongLong(); }
     SubsplitRect rect() const
     {
-        return {coordinate(QLatin1String("/ltx")), coordinate(QLatin1String("/lty")), coordinate(QLatin1String("/rbx")),
-            coordinate(QLatin1String("/rby"))};
+        return {coordinate(u"/ltx"), coordinate(u"/lty"), coordinate(u"/rbx"), coordinate(u"/rby")};
     }
 
 private:
-    QString field(QLatin1String suffix, const QString& defaultValue) const
+    QString field(QStringView suffix, const QString& defaultValue) const
     {
-        return reader.stringParameter(itemKey + suffix, defaultValue);
+        return reader.stringParameter(QString(itemKey % suffix), defaultValue);
     }
-    float coordinate(QLatin1String suffix) const { return field(suffix, QStringLiteral("0")).toFloat(); }
+    float coordinate(QStringView suffix) const { return field(suffix, u"0"_s).toFloat(); }
 
     const XmlCommandReader& reader;
     QString itemKey;
@@ -72,28 +75,9 @@ DetailViews readDetailViews(const XmlCommandReader& reader)
 
 } // namespace
 
-void OrvaneConnection::handleSetPreset(XmlCommandReader& reader)
-{
-    hostInterface->setPreset(reader.utf8Parameter(QStringLiteral("presetname")));
-    sendCommandAccepted(reader.commandName());
-}
-
-void OrvaneConnection::handleSetSplitMode(XmlCommandReader& reader)
-{
-    // Base 10 only, unlike intParameter(): a hexadecimal form is split mode 0.
-    const int splitMode = reader.stringParameter(QStringLiteral("splitmode"), QStringLiteral("-1")).toInt();
-    if (splitMode >= 0) {
-        hostInterface->setSplitMode(splitMode);
-    } else {
-        const int windowId = reader.intParameter(QStringLiteral("windowid"), -1);
-        hostInterface->setSplitModeByName(windowId, reader.documentText().toStdString());
-    }
-    sendCommandAccepted(reader.commandName());
-}
-
 void OrvaneConnection::handleSetDetailViews(XmlCommandReader& reader)
 {
-    const int splitId = reader.intParameter(QStringLiteral("splitid"), -1);
+    const int splitId = reader.intParameter(u"splitid", -1);
     DetailViews views = readDetailViews(reader);
     hostInterface->setDetailViews(splitId, std::move(views.rects), std::move(views.objectIds));
     sendCommandAccepted(reader.commandName());

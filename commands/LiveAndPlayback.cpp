@@ -1,0 +1,66 @@
+#include "OrvaneConnection.h"
+
+#include "DebugLog.h"
+#include "OrvaneInterface.h"
+#include "XmlCommandReader.h"
+
+#include <string>
+
+namespace OrvaneInterface {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// A decimal number of 64 bits; it has no hexadecimal form. 0 when the text is no number.
+qint64 int64Parameter(const XmlCommandReader& reader, QStringView key, qint64 defaultValue)
+{
+    return reader.hasParameter(key) ? reader.stringParameter(key).toLongLong() : defaultValue;
+}
+
+} // namespace
+
+void OrvaneConnection::handleShowLive(XmlCommandReader& reader)
+{
+    const std::string recorder = reader.utf8Parameter(u"recorder");
+    int splitId = reader.intParameter(u"splitid", -1);
+    const int camera = reader.intParameter(u"camera", -1);
+    const bool alarm = reader.intParameter(u"alarm", 0) != 0;
+    hostInterface->showLive(recorder, camera, alarm, splitId);
+    sendAcceptedWithSplit(reader, splitId);
+}
+
+void OrvaneConnection::handleShowLiveAtSubsplit(XmlCommandReader& reader)
+{
+    const int subsplitIndex = reader.intParameter(u"subsplit", -1);
+    const int splitId = reader.intParameter(u"splitid", -1);
+    const int camera = reader.intParameter(u"camera", -1);
+    hostInterface->showLiveAtSubsplit(splitId, camera, subsplitIndex);
+    sendCommandAccepted(reader.commandName());
+}
+
+void OrvaneConnection::handleShowTrack(XmlCommandReader& reader)
+{
+    const std::string recorder = reader.utf8Parameter(u"recorder");
+    int splitId = reader.intParameter(u"splitid", -1);
+    const int camera = reader.intParameter(u"camera", -1);
+    const qint64 time = int64Parameter(reader, u"time", -1);
+    const qint64 limitStart = int64Parameter(reader, u"limitstart", 0);
+    const qint64 limitEnd = int64Parameter(reader, u"limitend", 0);
+    const bool alarm = reader.intParameter(u"alarm", 0) != 0;
+
+    if (reader.hasParameter(u"trackid")) {
+        const int trackId = reader.intParameter(u"trackid", -1);
+        hostInterface->showTrackById(recorder, trackId, camera, time, alarm, splitId, limitStart, limitEnd);
+    } else if (reader.hasParameter(u"track")) {
+        const std::string trackName = reader.utf8Parameter(u"track");
+        hostInterface->showTrackByName(recorder, trackName, camera, time, alarm, splitId, limitStart, limitEnd);
+    } else {
+        sendCommandRejected(reader.commandName(), u"showTrack command without valid track ID or track name"_s);
+        qCDebug(defaultLog) << "OrvaneInterface: received showTrack command without valid track ID or track name!";
+        return;
+    }
+    sendAcceptedWithSplit(reader, splitId);
+}
+
+} // namespace OrvaneInterface

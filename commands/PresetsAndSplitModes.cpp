@@ -1,0 +1,29 @@
+#include "OrvaneConnection.h"
+
+#include "OrvaneInterface.h"
+#include "XmlCommandReader.h"
+
+namespace OrvaneInterface {
+
+using namespace Qt::StringLiterals;
+
+void OrvaneConnection::handleSetPreset(XmlCommandReader& reader)
+{
+    hostInterface->setPreset(reader.utf8Parameter(u"presetname"));
+    sendCommandAccepted(reader.commandName());
+}
+
+void OrvaneConnection::handleSetSplitMode(XmlCommandReader& reader)
+{
+    // Base 10 only, unlike intParameter(): a hexadecimal form is split mode 0.
+    const int splitMode = reader.stringParameter(u"splitmode", u"-1"_s).toInt();
+    if (splitMode >= 0) {
+        hostInterface->setSplitMode(splitMode);
+    } else {
+        const int windowId = reader.intParameter(u"windowid", -1);
+        hostInterface->setSplitModeByName(windowId, reader.documentText().toStdString());
+    }
+    sendCommandAccepted(reader.commandName());
+}
+
+} // namespace OrvaneInterface
