@@ -4,8 +4,8 @@
 #include "HostileDocuments.h"
 #include "OrvaneConnection.h"
 #include "OrvaneInterface.h"
-#include "Replies.h"
 #include "ReplaySocket.h"
+#include "Replies.h"
 #include "XMLSocket.h"
 #include "XmlCommandReader.h"
 

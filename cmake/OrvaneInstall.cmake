@@ -7,10 +7,7 @@ install(TARGETS OrvaneInterface EXPORT OrvaneInterfaceTargets
     RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT runtime
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime NAMELINK_COMPONENT development
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
-install(FILES
-    interface/OrvaneExport.h
-    interface/OrvaneInterface.h
-    server/OrvaneServer.h
+install(FILES ${ORVANE_PUBLIC_HEADERS}
     DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/OrvaneInterface" COMPONENT development)
 install(EXPORT OrvaneInterfaceTargets
     NAMESPACE OrvaneInterface::

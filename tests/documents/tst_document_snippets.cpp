@@ -27,7 +27,8 @@ QString withoutIndentation(const QStringList& lines)
 QStringList exampleFiles(const QString& language)
 {
     if (language == QStringLiteral("cmake"))
-        return {QStringLiteral("examples/first-host/CMakeLists.txt"), QStringLiteral("tests/consumer/CMakeLists.txt")};
+        return {QStringLiteral("examples/first-host/CMakeLists.txt"),
+            QStringLiteral("tests/packaging/consumer/CMakeLists.txt")};
     if (language == QStringLiteral("xml"))
         return {QStringLiteral("examples/first-host/tls.qrc")};
     return {QStringLiteral("examples/first-host/main.cpp"), QStringLiteral("examples/guide-host/GuideHost.cpp"),
