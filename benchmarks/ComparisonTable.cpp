@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int WhatWidth = 58;
@@ -14,8 +16,7 @@ QString rowText(const QString& what, const QString& figure, const QString& limit
     const QString& atMost, const QString& limitedBy)
 {
     return what.leftJustified(WhatWidth) + figure.rightJustified(NumberWidth) + limit.rightJustified(NumberWidth)
-        + factor.rightJustified(FactorWidth) + atMost.rightJustified(FactorWidth) + QLatin1String("  ") + limitedBy
-        + u'\n';
+        + factor.rightJustified(FactorWidth) + atMost.rightJustified(FactorWidth) + "  "_L1 + limitedBy + u'\n';
 }
 
 QString number(double value, const QString& unit)
@@ -25,15 +26,14 @@ QString number(double value, const QString& unit)
 
 QString times(double factor)
 {
-    return QString::number(factor, 'f', 2) + QLatin1String(" x");
+    return QString::number(factor, 'f', 2) + " x"_L1;
 }
 
 } // namespace
 
 void ComparisonTable::printHeading()
 {
-    QTextStream(stdout) << rowText(QStringLiteral("what"), QStringLiteral("measured"), QStringLiteral("limit"),
-        QStringLiteral("factor"), QStringLiteral("at most"), QStringLiteral("the limit is"));
+    QTextStream(stdout) << rowText(u"what"_s, u"measured"_s, u"limit"_s, u"factor"_s, u"at most"_s, u"the limit is"_s);
 }
 
 void ComparisonTable::print() const
@@ -42,6 +42,6 @@ void ComparisonTable::print() const
     for (const Row& row : rows) {
         const double factor = row.figure / row.limit;
         out << rowText(row.what, number(row.figure, row.unit), number(row.limit, row.unit), times(factor),
-            times(row.atMost) + (factor > row.atMost ? QLatin1String(" !") : QLatin1String("  ")), row.limitedBy);
+            times(row.atMost) + (factor > row.atMost ? " !"_L1 : "  "_L1), row.limitedBy);
     }
 }

@@ -5,13 +5,15 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr QByteArrayView Terminator("\r\n\r\n");
 
 QByteArray resource(const QString& name)
 {
-    QFile file(QLatin1String(":/Halden/Resources/") + name);
+    QFile file(":/Halden/Resources/"_L1 + name);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
@@ -19,8 +21,8 @@ QByteArray resource(const QString& name)
 
 FixedReplyServer::FixedReplyServer(QByteArray reply)
     : reply(std::move(reply))
-    , privateKey(resource(QStringLiteral("hxkey.pem")), QSsl::Rsa)
-    , certificate(resource(QStringLiteral("hxcert.pem")))
+    , privateKey(resource(u"hxkey.pem"_s), QSsl::Rsa)
+    , certificate(resource(u"hxcert.pem"_s))
 {
 }
 

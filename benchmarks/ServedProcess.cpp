@@ -16,6 +16,8 @@
 #include <ctime>
 #include <functional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using OrvaneInterface::OrvaneServer;
@@ -38,7 +40,7 @@ void measure(const QList<QSslSocket*>& sockets, const std::function<void()>& sen
 
 int serveCommands(quint16 port)
 {
-    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
+    QLoggingCategory::setFilterRules(u"*.debug=false"_s);
     QuietHost host;
     OrvaneServer server(&host, port, QString(), QString(), nullptr);
     server.startListeningForConnection();

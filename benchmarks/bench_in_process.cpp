@@ -19,6 +19,8 @@
 #include <string>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 // What runs without a network. Every comparison is two benchmarks, the measured thing and its limit, whose repetitions
 // are mixed at random, so that a busy moment of the machine meets both; the table shows the medians.
 
@@ -167,8 +169,7 @@ void measureHostileDocuments(ComparisonTable& table)
             reader.parseCommand(document.text);
             slowest = std::max(slowest, static_cast<double>(timer.nsecsElapsed()) / 1e6);
         }
-        table.add({QLatin1String("1 MiB: ") + QLatin1String(document.shape), slowest, QStringLiteral("one second"),
-            allowed, QStringLiteral("ms"), 1});
+        table.add({"1 MiB: "_L1 + QLatin1String(document.shape), slowest, u"one second"_s, allowed, u"ms"_s, 1});
     }
 }
 
@@ -226,8 +227,8 @@ int main(int argc, char** argv)
     ComparisonTable table;
     for (const Comparison& comparison : all) {
         table.add({QString::fromStdString(comparison.what), reporter.medians[comparison.what + "|measured"],
-            QString::fromStdString(comparison.limitedBy), reporter.medians[comparison.what + "|limit"],
-            QStringLiteral("us"), comparison.atMost});
+            QString::fromStdString(comparison.limitedBy), reporter.medians[comparison.what + "|limit"], u"us"_s,
+            comparison.atMost});
     }
     measureHostileDocuments(table);
     ComparisonTable::printHeading();

@@ -19,6 +19,8 @@
 #include <sched.h>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 // What a server costs its host, measured from the outside: the processor time and the memory of a process with nothing
 // but a server in it, under the load of TLS clients in this one. Measured thing and limit take turns, so that a busy
 // time of the machine meets both; the table shows the medians.
@@ -126,7 +128,7 @@ void measureCommands(ComparisonTable& table)
     constexpr int pipelined = 25; // what sets up a wall of 25 splits
     const OneProcessor oneProcessor;
     ServerProcess library;
-    ServerProcess fixed(QStringLiteral("--serve-fixed-replies"));
+    ServerProcess fixed(u"--serve-fixed-replies"_s);
     require(library.start() && fixed.start(), "a server did not start");
     const Clients libraryClient = connectClients(library, 1);
     const Clients fixedClient = connectClients(fixed, 1);
@@ -146,11 +148,10 @@ void measureCommands(ComparisonTable& table)
         oneAtATime.measured.push_back(commandCost(library, *libraryClient.front(), roundTrips, 1));
         oneAtATime.limit.push_back(commandCost(fixed, *fixedClient.front(), roundTrips, 1));
     }
-    table.add({QStringLiteral("showLive over TLS, 25 at a time"), median(manyAtATime.measured),
-        QStringLiteral("a server of fixed replies, and the bare parse"), median(manyAtATime.limit),
-        QStringLiteral("us"), 1.3});
-    table.add({QStringLiteral("showLive over TLS, one at a time"), median(oneAtATime.measured),
-        QStringLiteral("a server of fixed replies"), median(oneAtATime.limit), QStringLiteral("us"), 1.4});
+    table.add({u"showLive over TLS, 25 at a time"_s, median(manyAtATime.measured),
+        u"a server of fixed replies, and the bare parse"_s, median(manyAtATime.limit), u"us"_s, 1.3});
+    table.add({u"showLive over TLS, one at a time"_s, median(oneAtATime.measured), u"a server of fixed replies"_s,
+        median(oneAtATime.limit), u"us"_s, 1.4});
 }
 
 struct Crowd {
@@ -206,22 +207,22 @@ void measureNotice(ServerProcess& server, const Clients& clients, ComparisonTabl
         if (!noticeFirst)
             measure("notice", notice);
     }
-    const QString limitedBy = QStringLiteral("writing the same bytes to the same sockets");
-    table.add({QStringLiteral("notice to 1,000 waiting clients, the call"), median(notice.call), limitedBy,
-        median(writes.call), QStringLiteral("us"), 1.3});
-    table.add({QStringLiteral("notice to 1,000 waiting clients, until it is sent"), median(notice.sent), limitedBy,
-        median(writes.sent), QStringLiteral("us"), 1.3});
+    const QString limitedBy = u"writing the same bytes to the same sockets"_s;
+    table.add({u"notice to 1,000 waiting clients, the call"_s, median(notice.call), limitedBy, median(writes.call),
+        u"us"_s, 1.3});
+    table.add({u"notice to 1,000 waiting clients, until it is sent"_s, median(notice.sent), limitedBy,
+        median(writes.sent), u"us"_s, 1.3});
 }
 
 void measureClients(ComparisonTable& table)
 {
     ServerProcess library;
-    ServerProcess fixed(QStringLiteral("--serve-fixed-replies"));
+    ServerProcess fixed(u"--serve-fixed-replies"_s);
     require(library.start() && fixed.start(), "a server did not start");
     const Crowd bare = gatherClients(fixed, false);
     const Crowd loggedIn = gatherClients(library, true);
-    table.add({QStringLiteral("memory of an idle logged-in client, of 1,000"), loggedIn.memory,
-        QStringLiteral("a QSslSocket with its handshake done"), bare.memory, QStringLiteral("KiB"), 1.1});
+    table.add({u"memory of an idle logged-in client, of 1,000"_s, loggedIn.memory,
+        u"a QSslSocket with its handshake done"_s, bare.memory, u"KiB"_s, 1.1});
     measureNotice(library, loggedIn.clients, table);
 }
 
@@ -252,8 +253,8 @@ void measureWhatClientsLeave(ComparisonTable& table)
     server.waitUntilIdle();
     require(server.openDescriptors() == descriptors, "clients have left descriptors behind");
     const double each = static_cast<double>(server.residentBytes() - memory) / CycleCount;
-    table.add({QStringLiteral("memory left by a client that has come and gone, of 10,000"), each,
-        QStringLiteral("1 KiB, and no descriptor"), 1024, QStringLiteral("B"), 1});
+    table.add({u"memory left by a client that has come and gone, of 10,000"_s, each, u"1 KiB, and no descriptor"_s,
+        1024, u"B"_s, 1});
 }
 
 } // namespace
@@ -262,12 +263,10 @@ int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Measures what a server costs its host, over TLS."));
+    parser.setApplicationDescription(u"Measures what a server costs its host, over TLS."_s);
     parser.addHelpOption();
-    const QCommandLineOption serve(
-        QStringLiteral("serve"), QStringLiteral("Only serve, with the library."), QStringLiteral("port"));
-    const QCommandLineOption serveFixed(QStringLiteral("serve-fixed-replies"),
-        QStringLiteral("Only serve, with fixed replies."), QStringLiteral("port"));
+    const QCommandLineOption serve(u"serve"_s, u"Only serve, with the library."_s, u"port"_s);
+    const QCommandLineOption serveFixed(u"serve-fixed-replies"_s, u"Only serve, with fixed replies."_s, u"port"_s);
     parser.addOptions({serve, serveFixed});
     parser.process(application);
     if (parser.isSet(serve))

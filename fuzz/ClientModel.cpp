@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 using Kind = KnownMessage::Kind;
 
 const std::array<KnownMessage, 11> KnownMessages {{
@@ -13,22 +15,21 @@ const std::array<KnownMessage, 11> KnownMessages {{
     {"<loginClient><username>operator</username><password>secret</password></loginClient>", Kind::HostLogin, {}, {},
         {}},
     {"<loginClient><username>operator</username></loginClient>", Kind::WrongLogin, {}, {}, {}},
-    {"<updateRecorderContents/>", Kind::Refresh, QStringLiteral("updateRecorderContents()"), {},
+    {"<updateRecorderContents/>", Kind::Refresh, u"updateRecorderContents()"_s, {},
         rejection("updateRecorderContents", "Recorder list update already running")},
-    {"<getRecorderList/>", Kind::RecorderList, QStringLiteral("getRecorderList(0 entries)"),
+    {"<getRecorderList/>", Kind::RecorderList, u"getRecorderList(0 entries)"_s,
         reply("getRecorderListResponse",
             R"(<recorder name="R" ip="" usename="" password="" maxnumchannels="0"></recorder>)"),
         reply("getRecorderListResponse", R"(<recorder name="R" ip=""></recorder>)")},
     {"<showLive><commandtag>%1&#13;&#10;&#13;&#10;</commandtag></showLive>", Kind::Plain,
-        QStringLiteral("showLive(\"\", -1, false, -1)"),
+        u"showLive(\"\", -1, false, -1)"_s,
         reply("commandAccepted",
             "<command>showLive</command><splitid>7</splitid><commandtag>%1&#13;\n&#13;\n</commandtag>"),
         {}},
-    {"<setPreset/>", Kind::Plain, QStringLiteral("setPreset(\"\")"), shortAcceptance("setPreset"), {}},
+    {"<setPreset/>", Kind::Plain, u"setPreset(\"\")"_s, shortAcceptance("setPreset"), {}},
     {"<showTrack/>", Kind::Plain, {}, rejection("showTrack", "showTrack command without valid track ID or track name"),
         {}},
-    {"<getPertinentInfo/>", Kind::Query, QStringLiteral("getPertinentInfo(\"<getPertinentInfo/>\")"),
-        "<answer/>\r\n\r\n", {}},
+    {"<getPertinentInfo/>", Kind::Query, u"getPertinentInfo(\"<getPertinentInfo/>\")"_s, "<answer/>\r\n\r\n", {}},
     {"<unknown>", Kind::Plain, {}, rejection("unknown", "Unknown command"), {}},
     {"<loginClient><username>Orvane</username></loginClient>", Kind::WrongLogin, {}, {}, {}},
 }};
@@ -41,15 +42,15 @@ ClientModel::ClientModel(MemorySocket* socket)
 
 void ClientModel::beginHostCall(const QString& call)
 {
-    require(!released, call + QStringLiteral(" is made for a client that was released"));
-    require(!inCall, call + QStringLiteral(" is made inside a call for the same client"));
+    require(!released, call + u" is made for a client that was released"_s);
+    require(!inCall, call + u" is made inside a call for the same client"_s);
     inCall = true;
     current = nextHostCall();
     if (anythingGoes)
         return;
     const QString next = current ? current->call : QString();
-    require(call == next, QStringLiteral("%1 is made where \"%2\" is next").arg(call, next));
-    require(traffic->writes == expected, QStringLiteral("a call is made before the replies to the messages before it"));
+    require(call == next, u"%1 is made where \"%2\" is next"_s.arg(call, next));
+    require(traffic->writes == expected, u"a call is made before the replies to the messages before it"_s);
     waitsForRefresh = waitsForRefresh || current->kind == Kind::Refresh;
 }
 
@@ -84,22 +85,21 @@ void ClientModel::release()
 void ClientModel::check()
 {
     if (!released && !inCall)
-        require(!nextHostCall(), QStringLiteral("a message was not carried out"));
+        require(!nextHostCall(), u"a message was not carried out"_s);
     if (!anythingGoes) {
         require(traffic->writes == expected,
-            QStringLiteral("written: %1, to be written: %2")
-                .arg(QString::fromUtf8(traffic->writes.join('|')), QString::fromUtf8(expected.join('|'))));
+            u"written: %1, to be written: %2"_s.arg(
+                QString::fromUtf8(traffic->writes.join('|')), QString::fromUtf8(expected.join('|'))));
         return;
     }
     for (const QByteArray& bytes : std::as_const(traffic->writes)) // whatever client and host have put in
-        require(
-            bytes.indexOf("\r\n\r\n") == bytes.size() - 4, QStringLiteral("not one end: ") + QString::fromUtf8(bytes));
+        require(bytes.indexOf("\r\n\r\n") == bytes.size() - 4, u"not one end: "_s + QString::fromUtf8(bytes));
 }
 
 void ClientModel::checkAllIsRead() const
 {
     if (!released && !inCall)
-        require(socket->bytesAvailable() == 0, QStringLiteral("what came during a call is not read"));
+        require(socket->bytesAvailable() == 0, u"what came during a call is not read"_s);
 }
 
 /// Dispatches up to the message that calls the host; null when none does, or when it is not known.
@@ -120,7 +120,7 @@ const KnownMessage* ClientModel::dispatch(const QString& text)
     const auto* const message = std::find_if(KnownMessages.cbegin(), KnownMessages.cend(),
         [&](const KnownMessage& candidate) { return text == QLatin1String(candidate.text); });
     if (message == KnownMessages.cend()) {
-        anythingGoes = !text.isEmpty() && (isLoggedIn || text.contains(QLatin1String("loginClient")));
+        anythingGoes = !text.isEmpty() && (isLoggedIn || text.contains("loginClient"_L1));
         return nullptr;
     }
     isOrvane = isOrvane || message->kind == Kind::SystemLogin;

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 CommandModel::CommandModel(const QString& document)
     : reader(document)
 {
@@ -86,5 +88,5 @@ void CommandModel::readParamValue()
         }
     }
     if (!content.isEmpty())
-        parameters.insert(QStringLiteral("paramvalue"), content);
+        parameters.insert(u"paramvalue"_s, content);
 }

@@ -6,6 +6,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 // Any bytes, in any cuts, are framed into the messages that the definition of a message gives; and a message that is
 // written ends with exactly one terminator. In the input a '|' ends a read, and "||" is the character itself.
 
@@ -33,7 +35,7 @@ void requireOneTerminator(XMLSocket& framing, MemorySocket& socket, const QStrin
     if (!expected.endsWith(terminator))
         expected += terminator;
     require(socket.traffic->writes == QList<QByteArray> {expected},
-        QStringLiteral("the message is not written in one write, with one terminator"));
+        u"the message is not written in one write, with one terminator"_s);
     socket.traffic->writes.clear();
 }
 
@@ -50,12 +52,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         socket.put(read);
         framing.readMessages();
         const QStringList messages = std::exchange(framing.messages, {});
-        require(messages == model.take(read), QStringLiteral("other messages than the definition gives"));
+        require(messages == model.take(read), u"other messages than the definition gives"_s);
         for (const QString& message : messages) {
             requireOneTerminator(framing, socket, message);
             requireOneTerminator(framing, socket, message + OrvaneInterface::MessageTerminator);
-            requireOneTerminator(framing, socket, message + QStringLiteral("\r\n\r"));
-            requireOneTerminator(framing, socket, message + QStringLiteral("\n\r\n"));
+            requireOneTerminator(framing, socket, message + u"\r\n\r"_s);
+            requireOneTerminator(framing, socket, message + u"\n\r\n"_s);
         }
     }
     return 0;

@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 // Clients and a host that do anything in any order: each client receives exactly the replies that its messages ask for,
 // in order, nothing after its release, and its messages are in the host one at a time. All that was made is deleted in
 // the end, and nothing is done that Qt warns of.
@@ -42,7 +44,7 @@ constexpr int MaxDepth = 8;
 class MemoryServer final : public OrvaneInterface::OrvaneServer {
 public:
     explicit MemoryServer(OrvaneInterface::OrvaneInterface* host)
-        : OrvaneServer(host, 1, QStringLiteral("operator"), QStringLiteral("secret"), nullptr)
+        : OrvaneServer(host, 1, u"operator"_s, u"secret"_s, nullptr)
     {
     }
 
@@ -119,7 +121,7 @@ void Session::run()
     runEventLoop();
     for (const auto& each : clients) {
         each->check();
-        require(each->socket.isNull(), QStringLiteral("a socket is left"));
+        require(each->socket.isNull(), u"a socket is left"_s);
     }
 }
 
@@ -197,7 +199,7 @@ void Session::runStep(char step)
 
 void Session::carryOutHostCall()
 {
-    require(!reading.empty(), QStringLiteral("the host is called although no client sends anything"));
+    require(!reading.empty(), u"the host is called although no client sends anything"_s);
     ClientModel& caller = *reading.back();
     caller.beginHostCall(host.calls.takeLast());
     runNestedSteps();

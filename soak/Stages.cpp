@@ -14,6 +14,8 @@
 #include <sys/socket.h>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace soak {
 
 namespace {
@@ -40,7 +42,7 @@ public:
     bool check(bool holds, const QString& line)
     {
         passed = passed && holds;
-        print(QStringLiteral(" %1 %2").arg(holds ? QStringLiteral(" ok ") : QStringLiteral("FAIL"), line));
+        print(u" %1 %2"_s.arg(holds ? u" ok "_s : u"FAIL"_s, line));
         return holds;
     }
 
@@ -51,13 +53,13 @@ public:
 void runStage(
     const QString& title, const QString& serveOption, Report& report, const std::function<void(ServerProcess&)>& stage)
 {
-    Report::print(QStringLiteral("== ") + title);
+    Report::print(u"== "_s + title);
     ServerProcess server(serveOption);
-    if (!report.check(server.start(), QStringLiteral("the server listens")))
+    if (!report.check(server.start(), u"the server listens"_s))
         return;
     stage(server);
-    report.check(server.stop(), QStringLiteral("the server is destroyed and its process ends with status 0"));
-    const QStringList lines = server.errorLines().filter(QStringLiteral("ERROR: "));
+    report.check(server.stop(), u"the server is destroyed and its process ends with status 0"_s);
+    const QStringList lines = server.errorLines().filter(u"ERROR: "_s);
     for (const QString& line : lines)
         report.check(false, line);
 }
@@ -91,11 +93,11 @@ int runSomeCycles(const ServerProcess& server, int count)
 
 void checkGrowth(qint64 growth, int cycles, qint64 mostForEach, Report& report)
 {
-    const QString text = QStringLiteral("the memory grew by %1 bytes for each").arg(growth / cycles);
+    const QString text = u"the memory grew by %1 bytes for each"_s.arg(growth / cycles);
     if (MemoryTells && cycles >= EnoughCyclesToTell)
         report.check(growth / cycles < mostForEach, text);
     else
-        Report::print(text + QStringLiteral(" (too few cycles, or a sanitizer: not checked)"));
+        Report::print(text + u" (too few cycles, or a sanitizer: not checked)"_s);
 }
 
 /// Has \a count connections made and ended by the client, one batch after the other, without a byte in them.
@@ -134,10 +136,10 @@ void runCycles(ServerProcess& server, int cycles, Report& report)
     waitFor([&] { return server.openDescriptors() == descriptors; });
     const qint64 memory = server.residentBytes();
     failures += runSomeCycles(server, cycles);
-    report.check(failures == 0, QStringLiteral("%1 cycles went wrong").arg(failures));
+    report.check(failures == 0, u"%1 cycles went wrong"_s.arg(failures));
     waitFor([&] { return server.openDescriptors() == descriptors; });
     report.check(server.openDescriptors() == descriptors,
-        QStringLiteral("%1 descriptors before, %2 after").arg(descriptors).arg(server.openDescriptors()));
+        u"%1 descriptors before, %2 after"_s.arg(descriptors).arg(server.openDescriptors()));
     checkGrowth(server.residentBytes() - memory, cycles, MaxGrowthPerCycle, report);
 }
 
@@ -154,11 +156,10 @@ void runConnections(ServerProcess& server, int connections, Report& report)
     server.waitUntilIdle();
     const qint64 growth = server.residentBytes() - memory;
     const double last = connectionCost(server, sample, failures);
-    Report::print(
-        QStringLiteral("processor time of the server for each: %1 us at first, %2 us at last").arg(first).arg(last));
-    report.check(failures == 0, QStringLiteral("%1 connections went wrong").arg(failures));
+    Report::print(u"processor time of the server for each: %1 us at first, %2 us at last"_s.arg(first).arg(last));
+    report.check(failures == 0, u"%1 connections went wrong"_s.arg(failures));
     report.check(server.openDescriptors() == descriptors,
-        QStringLiteral("%1 descriptors before, %2 after").arg(descriptors).arg(server.openDescriptors()));
+        u"%1 descriptors before, %2 after"_s.arg(descriptors).arg(server.openDescriptors()));
     checkGrowth(growth, connections, MaxGrowthPerConnection, report);
 }
 
@@ -192,27 +193,27 @@ void runRandomShortages(ServerProcess& server, Report& report)
         waiting.loginAsOrvane();
         served += admitted && isServed(waiting) ? 1 : 0;
     }
-    report.check(served == rounds, QStringLiteral("%1 of %2 who had to wait were served").arg(served).arg(rounds));
-    const auto errors = server.errorLines().filter(QStringLiteral("OrvaneConnection server error:")).size();
-    report.check(errors > 0 && errors <= rounds, QStringLiteral("%1 shortages were logged").arg(errors));
+    report.check(served == rounds, u"%1 of %2 who had to wait were served"_s.arg(served).arg(rounds));
+    const auto errors = server.errorLines().filter(u"OrvaneConnection server error:"_s).size();
+    report.check(errors > 0 && errors <= rounds, u"%1 shortages were logged"_s.arg(errors));
 }
 
 } // namespace
 
 bool runStages(int cycles, int connections)
 {
-    const QString serve = QStringLiteral("--serve");
+    const QString serve = u"--serve"_s;
     Report report;
-    runStage(QStringLiteral("%1 clients come and go").arg(cycles), serve, report,
+    runStage(u"%1 clients come and go"_s.arg(cycles), serve, report,
         [&](ServerProcess& server) { runCycles(server, cycles, report); });
-    runStage(QStringLiteral("%1 connections come and go without a word").arg(connections), serve, report,
+    runStage(u"%1 connections come and go without a word"_s.arg(connections), serve, report,
         [&](ServerProcess& server) { runConnections(server, connections, report); });
-    runStage(QStringLiteral("clients come and go, and the host runs an event loop in each line"),
-        QStringLiteral("--serve-with-log-window"), report, [&](ServerProcess& server) {
+    runStage(u"clients come and go, and the host runs an event loop in each line"_s, u"--serve-with-log-window"_s,
+        report, [&](ServerProcess& server) {
             const int failures = runSomeCycles(server, std::max(CyclesAtOnce, cycles / 10));
-            report.check(failures == 0, QStringLiteral("%1 cycles went wrong").arg(failures));
+            report.check(failures == 0, u"%1 cycles went wrong"_s.arg(failures));
         });
-    runStage(QStringLiteral("descriptors run out and are freed in random orders"), serve, report,
+    runStage(u"descriptors run out and are freed in random orders"_s, serve, report,
         [&](ServerProcess& server) { runRandomShortages(server, report); });
     return report.passed;
 }

@@ -9,6 +9,8 @@
 
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int UsageStatus = 2;
@@ -16,7 +18,7 @@ constexpr int UsageStatus = 2;
 /// The library's lines are made, but of them only those about a lack of descriptors are of interest.
 void handleLogLine(QtMsgType type, const QMessageLogContext& /*context*/, const QString& line)
 {
-    if (type != QtDebugMsg || line.startsWith(QLatin1String("OrvaneConnection server error:")))
+    if (type != QtDebugMsg || line.startsWith("OrvaneConnection server error:"_L1))
         static_cast<void>(std::fprintf(stderr, "%s\n", qPrintable(line)));
 }
 
@@ -41,19 +43,17 @@ int serve(quint16 port)
 int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
-    const QCommandLineOption cycles(QStringLiteral("cycles"), QStringLiteral("Clients that come and go."),
-        QStringLiteral("number"), QStringLiteral("10000"));
-    const QCommandLineOption connections(QStringLiteral("connections"),
-        QStringLiteral("Connections that come and go without a word."), QStringLiteral("number"),
-        QStringLiteral("100000"));
-    QCommandLineOption serveOption(QStringLiteral("serve"), QString(), QStringLiteral("port"));
+    const QCommandLineOption cycles(u"cycles"_s, u"Clients that come and go."_s, u"number"_s, u"10000"_s);
+    const QCommandLineOption connections(
+        u"connections"_s, u"Connections that come and go without a word."_s, u"number"_s, u"100000"_s);
+    QCommandLineOption serveOption(u"serve"_s, QString(), u"port"_s);
     serveOption.setFlags(QCommandLineOption::HiddenFromHelp);
-    QCommandLineOption logWindow(QStringLiteral("serve-with-log-window"), QString(), QStringLiteral("port"));
+    QCommandLineOption logWindow(u"serve-with-log-window"_s, QString(), u"port"_s);
     logWindow.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Puts the server under load over TLS on the loopback address: many clients that come and go, and a lack of\n"
-        "descriptors. Ends with status 0 when every check passed, else with 1."));
+    parser.setApplicationDescription(
+        u"Puts the server under load over TLS on the loopback address: many clients that come and go, and a lack of\n"
+        "descriptors. Ends with status 0 when every check passed, else with 1."_s);
     parser.addHelpOption();
     parser.addOptions({cycles, connections, serveOption, logWindow});
     parser.process(application);

@@ -2,6 +2,8 @@
 
 #include <QDateTime>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// A wall runs for months; nobody scrolls back further than this.
@@ -21,7 +23,7 @@ QVariant ActivityModel::data(const QModelIndex& index, int role) const
     const Entry& entry = entries.at(index.row());
     switch (role) {
     case TimeRole:
-        return entry.time.toString(QStringLiteral("HH:mm:ss"));
+        return entry.time.toString(u"HH:mm:ss"_s);
     case CommandRole:
         return entry.command;
     case TextRole:

@@ -11,6 +11,8 @@
 #include <array>
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// The scenes are drawn in these units.
@@ -115,9 +117,8 @@ QColor bodyColor(quint32 number)
 CameraPicture::SceneKind CameraPicture::sceneOf(const CameraSource& source)
 {
     using enum SceneKind;
-    static const QHash<QString, SceneKind> homes {{QStringLiteral("North gate"), Road},
-        {QStringLiteral("Car park"), CarPark}, {QStringLiteral("Harbour basin"), Harbour},
-        {QStringLiteral("Main hall"), Hall}};
+    static const QHash<QString, SceneKind> homes {
+        {u"North gate"_s, Road}, {u"Car park"_s, CarPark}, {u"Harbour basin"_s, Harbour}, {u"Main hall"_s, Hall}};
     // Every other camera looks at what the recorder is named after, the rest at this and that.
     if (source.camera % 2 != 0 && homes.contains(source.recorder))
         return homes.value(source.recorder);

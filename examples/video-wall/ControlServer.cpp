@@ -6,12 +6,14 @@
 #include <QSslKey>
 #include <QSslSocket>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString madeUpPassword()
 {
     // Without characters that look alike.
-    const QString alphabet = QStringLiteral("abcdefghjkmnpqrstuvwxyz23456789");
+    const QString alphabet = u"abcdefghjkmnpqrstuvwxyz23456789"_s;
     constexpr int length = 12;
     QString password;
     for (int index = 0; index < length; ++index)
@@ -33,23 +35,22 @@ ControlAccount::ControlAccount(const QString& user)
     , passwordMadeUp(password.isEmpty())
 {
     if (this->user.isEmpty())
-        this->user = QStringLiteral("operator");
+        this->user = u"operator"_s;
     if (passwordMadeUp)
         password = madeUpPassword();
 }
 
 StartUpProblem keyPairProblem()
 {
-    const QString keyPath = QStringLiteral(":/Halden/Resources/hxkey.pem");
-    const QString certificatePath = QStringLiteral(":/Halden/Resources/hxcert.pem");
-    const QString remedy =
-        QStringLiteral("Build the application with an RSA key and its certificate, both PEM, as Qt resources.");
+    const QString keyPath = u":/Halden/Resources/hxkey.pem"_s;
+    const QString certificatePath = u":/Halden/Resources/hxcert.pem"_s;
+    const QString remedy = u"Build the application with an RSA key and its certificate, both PEM, as Qt resources."_s;
     if (!QSslSocket::supportsSsl())
-        return {QStringLiteral("Qt has no TLS here"), QStringLiteral("Install OpenSSL and the TLS plugin of Qt.")};
+        return {u"Qt has no TLS here"_s, u"Install OpenSSL and the TLS plugin of Qt."_s};
     if (QSslKey(resource(keyPath), QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey).isNull())
-        return {QStringLiteral("No usable private key in %1").arg(keyPath), remedy};
+        return {u"No usable private key in %1"_s.arg(keyPath), remedy};
     if (QSslCertificate(resource(certificatePath), QSsl::Pem).isNull())
-        return {QStringLiteral("No readable certificate in %1").arg(certificatePath), remedy};
+        return {u"No readable certificate in %1"_s.arg(certificatePath), remedy};
     return {};
 }
 
@@ -58,6 +59,6 @@ StartUpProblem startListening(OrvaneInterface::OrvaneServer& server, quint16 por
     server.startListeningForConnection();
     if (server.isListening())
         return {};
-    return {QStringLiteral("Cannot listen on port %1: %2").arg(port).arg(server.errorString()),
-        QStringLiteral("Close the program that uses the port, or start the wall with another one: --port NUMBER.")};
+    return {u"Cannot listen on port %1: %2"_s.arg(port).arg(server.errorString()),
+        u"Close the program that uses the port, or start the wall with another one: --port NUMBER."_s};
 }

@@ -6,6 +6,8 @@
 
 #include <functional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// 2026-11-19 14:10 UTC, in the track "Thursday".
@@ -39,37 +41,37 @@ using Steps = std::function<void(WallHost&)>;
 const QMap<QString, Steps>& states()
 {
     static const QMap<QString, Steps> all {
-        {QStringLiteral("one"),
+        {u"one"_s,
             [](WallHost& host) {
                 host.setSplitMode(1);
                 showFree(host, "Harbour basin", 2);
             }},
-        {QStringLiteral("four"), [](WallHost& host) { host.setPreset("Gates"); }},
-        {QStringLiteral("nine"),
+        {u"four"_s, [](WallHost& host) { host.setPreset("Gates"); }},
+        {u"nine"_s,
             [](WallHost& host) {
                 host.setPreset("Overview");
                 showAlarm(host, 4);
                 showPlayback(host, 6);
             }},
-        {QStringLiteral("sixteen"),
+        {u"sixteen"_s,
             [](WallHost& host) {
                 host.setPreset("All cameras");
                 showAlarm(host, 5);
                 showPlayback(host, 10);
             }},
-        {QStringLiteral("partly"),
+        {u"partly"_s,
             [](WallHost& host) {
                 host.setSplitMode(9);
                 showFree(host, "North gate", 1);
                 showFree(host, "Car park", 40);
                 showFree(host, "Old tower", 1);
             }},
-        {QStringLiteral("alarm"),
+        {u"alarm"_s,
             [](WallHost& host) {
                 host.setPreset("Gates");
                 showAlarm(host, 1);
             }},
-        {QStringLiteral("playback"),
+        {u"playback"_s,
             [](WallHost& host) {
                 host.setSplitMode(4);
                 showPlayback(host, 0);
@@ -78,7 +80,7 @@ const QMap<QString, Steps>& states()
                 splitId = 2;
                 host.showTrackByName("Car park", "Sunday", 1, -1, false, splitId, 0, 0);
             }},
-        {QStringLiteral("details"),
+        {u"details"_s,
             [](WallHost& host) {
                 host.setPreset("Gates");
                 showDetails(host, 3);
@@ -86,7 +88,7 @@ const QMap<QString, Steps>& states()
                 host.showLiveAtSubsplit(2, 2, 0);
                 host.showLiveAtSubsplit(2, 3, 1);
             }},
-        {QStringLiteral("wall"),
+        {u"wall"_s,
             [](WallHost& host) {
                 host.setPreset("Night");
                 host.setSplitModeByName(
@@ -96,7 +98,7 @@ const QMap<QString, Steps>& states()
                 showPlayback(host, 6);
                 showFree(host, "Main hall", 3);
             }},
-        {QStringLiteral("refresh"),
+        {u"refresh"_s,
             [](WallHost& host) {
                 host.setPreset("Night");
                 host.updateRecorderContents();

@@ -2,12 +2,14 @@
 
 #include <QXmlStreamReader>
 
+using namespace Qt::StringLiterals;
+
 LayoutDocument::LayoutDocument(const QString& document)
 {
     QXmlStreamReader reader(document);
     reader.readNextStartElement();
     while (reader.readNextStartElement()) {
-        if (layoutName.isEmpty() && reader.name() == QLatin1String("layoutname"))
+        if (layoutName.isEmpty() && reader.name() == "layoutname"_L1)
             layoutName = reader.readElementText(QXmlStreamReader::SkipChildElements).simplified();
         else
             reader.skipCurrentElement();
@@ -17,8 +19,8 @@ LayoutDocument::LayoutDocument(const QString& document)
 
     if (reader.hasError()) {
         layoutName.clear();
-        problem = QStringLiteral("Unreadable document, line %1: %2").arg(reader.lineNumber()).arg(reader.errorString());
+        problem = u"Unreadable document, line %1: %2"_s.arg(reader.lineNumber()).arg(reader.errorString());
     } else if (layoutName.isEmpty()) {
-        problem = QStringLiteral("The document names no layout");
+        problem = u"The document names no layout"_s;
     }
 }

@@ -1,5 +1,7 @@
 #include "Preset.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// The named layout, which the wall is known to have.
@@ -11,8 +13,7 @@ SplitLayout layoutNamed(const char* name)
 /// \a count cameras, taken from all recorders in turn.
 QList<CameraSource> cameraRound(int count)
 {
-    const QStringList recorders {QStringLiteral("North gate"), QStringLiteral("Harbour basin"),
-        QStringLiteral("Car park"), QStringLiteral("Main hall")};
+    const QStringList recorders {u"North gate"_s, u"Harbour basin"_s, u"Car park"_s, u"Main hall"_s};
     QList<CameraSource> sources;
     for (int index = 0; index < count; ++index)
         sources.append({recorders.at(index % 4), index / 4 + 1});
@@ -23,16 +24,16 @@ QList<CameraSource> cameraRound(int count)
 
 QList<Preset> storedPresets()
 {
-    const QString northGate = QStringLiteral("North gate");
-    const QString carPark = QStringLiteral("Car park");
-    const QString harbour = QStringLiteral("Harbour basin");
-    const QString hall = QStringLiteral("Main hall");
+    const QString northGate = u"North gate"_s;
+    const QString carPark = u"Car park"_s;
+    const QString harbour = u"Harbour basin"_s;
+    const QString hall = u"Main hall"_s;
     return {
-        {QStringLiteral("Overview"), layoutNamed("nine"), cameraRound(9)},
-        {QStringLiteral("Gates"), layoutNamed("four"), {{northGate, 1}, {northGate, 2}, {carPark, 1}, {harbour, 7}}},
-        {QStringLiteral("Night"), layoutNamed("one-large-five-small"),
+        {u"Overview"_s, layoutNamed("nine"), cameraRound(9)},
+        {u"Gates"_s, layoutNamed("four"), {{northGate, 1}, {northGate, 2}, {carPark, 1}, {harbour, 7}}},
+        {u"Night"_s, layoutNamed("one-large-five-small"),
             {{harbour, 3}, {northGate, 3}, {carPark, 4}, {hall, 2}, {harbour, 12}, {northGate, 9}}},
-        {QStringLiteral("All cameras"), layoutNamed("sixteen"), cameraRound(16)},
-        {QStringLiteral("Empty wall"), layoutNamed("four"), {}},
+        {u"All cameras"_s, layoutNamed("sixteen"), cameraRound(16)},
+        {u"Empty wall"_s, layoutNamed("four"), {}},
     };
 }

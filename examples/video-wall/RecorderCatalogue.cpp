@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Every track is one day long; the first is a Monday.
@@ -17,7 +19,7 @@ Track dayTrack(int index)
     const QDateTime start = firstDay.addDays(index).startOfDay(QTimeZone::utc());
     const QString weekday = QLocale::c().dayName(start.date().dayOfWeek());
     const int week = index / 7;
-    return {week == 0 ? weekday : weekday + QStringLiteral(", week %1").arg(week + 1), start.toMSecsSinceEpoch(),
+    return {week == 0 ? weekday : weekday + u", week %1"_s.arg(week + 1), start.toMSecsSinceEpoch(),
         start.addDays(1).toMSecsSinceEpoch()};
 }
 
@@ -25,18 +27,18 @@ Track dayTrack(int index)
 
 RecorderCatalogue::RecorderCatalogue()
 {
-    add(QStringLiteral("North gate"), 16, 4);
-    add(QStringLiteral("Car park"), 8, 3);
-    add(QStringLiteral("Harbour basin"), 32, 6);
-    add(QStringLiteral("Main hall"), 4, 2);
+    add(u"North gate"_s, 16, 4);
+    add(u"Car park"_s, 8, 3);
+    add(u"Harbour basin"_s, 32, 6);
+    add(u"Main hall"_s, 4, 2);
 }
 
 void RecorderCatalogue::add(const QString& name, int channels, int trackCount)
 {
     Recorder recorder;
     recorder.name = name;
-    recorder.address = QStringLiteral("192.0.2.%1").arg(10 + recorders.size());
-    recorder.userName = QStringLiteral("viewer");
+    recorder.address = u"192.0.2.%1"_s.arg(10 + recorders.size());
+    recorder.userName = u"viewer"_s;
     recorder.password = QString::number(QRandomGenerator::system()->generate64(), 36);
     recorder.channels = channels;
     for (int index = 0; index < trackCount; ++index)
@@ -61,21 +63,21 @@ QString RecorderCatalogue::faultOf(const CameraSource& source) const
 {
     const Recorder* recorder = find(source.recorder);
     if (!recorder)
-        return QStringLiteral("Unknown recorder");
+        return u"Unknown recorder"_s;
     if (source.camera < 1 || source.camera > recorder->channels)
-        return QStringLiteral("Cameras are 1 to %1").arg(recorder->channels);
+        return u"Cameras are 1 to %1"_s.arg(recorder->channels);
     return {};
 }
 
 QString RecorderCatalogue::addFound()
 {
-    const QString newRecorder = QStringLiteral("Loading bay");
+    const QString newRecorder = u"Loading bay"_s;
     if (!find(newRecorder)) {
         add(newRecorder, 6, 1);
-        return QStringLiteral("New recorder: %1").arg(newRecorder);
+        return u"New recorder: %1"_s.arg(newRecorder);
     }
     auto shortest = std::min_element(recorders.begin(), recorders.end(),
         [](const Recorder& left, const Recorder& right) { return left.tracks.size() < right.tracks.size(); });
     shortest->tracks.append(dayTrack(static_cast<int>(shortest->tracks.size())));
-    return QStringLiteral("New track of %1: %2").arg(shortest->name, shortest->tracks.last().name);
+    return u"New track of %1: %2"_s.arg(shortest->name, shortest->tracks.last().name);
 }

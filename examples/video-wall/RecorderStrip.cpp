@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Cards grow no wider than this many of the line height.
@@ -22,7 +24,7 @@ QFont smaller(QFont font)
 
 QString counted(qsizetype count, const QString& thing)
 {
-    return QStringLiteral("%1 %2%3").arg(count).arg(thing, count == 1 ? QString() : QStringLiteral("s"));
+    return u"%1 %2%3"_s.arg(count).arg(thing, count == 1 ? QString() : u"s"_s);
 }
 
 void paintLine(QPainter& painter, const QRectF& line, const QString& text, const QFont& font, const QColor& color)
@@ -58,8 +60,7 @@ void RecorderStrip::paintEvent(QPaintEvent* /*event*/)
     const auto count = state.recorders().size();
     painter.setFont(smaller(font()));
     painter.setPen(WallColors::MutedText);
-    painter.drawText(
-        QRectF(0, 0, width(), heading), Qt::AlignLeft | Qt::AlignTop, counted(count, QStringLiteral("recorder")));
+    painter.drawText(QRectF(0, 0, width(), heading), Qt::AlignLeft | Qt::AlignTop, counted(count, u"recorder"_s));
     if (state.isRefreshing())
         paintRefresh(painter, QRectF(0, 0, width(), heading));
 
@@ -74,7 +75,7 @@ void RecorderStrip::paintRefresh(QPainter& painter, const QRectF& line) const
     const QRectF bar(line.right() - line.width() * 0.35, line.y() + line.height() * 0.28, line.width() * 0.35, 5);
     painter.setPen(WallColors::DetailView);
     painter.drawText(QRectF(line.x(), line.y(), bar.left() - Gap, line.height()), Qt::AlignRight | Qt::AlignTop,
-        QStringLiteral("Refreshing the recorders"));
+        u"Refreshing the recorders"_s);
     painter.setPen(Qt::NoPen);
     painter.setBrush(WallColors::Line);
     painter.drawRoundedRect(bar, 2.5, 2.5);
@@ -101,13 +102,11 @@ void RecorderStrip::paintRecorder(QPainter& painter, const QRectF& card, int ind
     paintLine(painter, line, recorder.name, bold, WallColors::Text);
     line.translate(0, boldHeight);
     line.setHeight(smallHeight);
-    const QString facts = QStringLiteral("%1 \u00b7 %2")
-                              .arg(counted(recorder.channels, QStringLiteral("camera")),
-                                  counted(recorder.tracks.size(), QStringLiteral("track")));
+    const QString facts =
+        u"%1 \u00b7 %2"_s.arg(counted(recorder.channels, u"camera"_s), counted(recorder.tracks.size(), u"track"_s));
     paintLine(painter, line, facts, small, WallColors::MutedText.lighter(115));
     QStringList tracks;
     for (const Track& track : recorder.tracks)
         tracks.append(track.name);
-    paintLine(
-        painter, line.translated(0, smallHeight), tracks.join(QStringLiteral(", ")), small, WallColors::MutedText);
+    paintLine(painter, line.translated(0, smallHeight), tracks.join(u", "_s), small, WallColors::MutedText);
 }

@@ -8,6 +8,8 @@
 #include <chrono>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr std::chrono::milliseconds Delay {80};
@@ -27,14 +29,14 @@ QString SnapshotWriter::write(const QString& file)
 {
     QSaveFile output(file);
     if (!output.open(QIODevice::WriteOnly) || !window.grab().save(&output, "PNG") || !output.commit())
-        return QStringLiteral("Cannot write \"%1\": %2").arg(file, output.errorString());
+        return u"Cannot write \"%1\": %2"_s.arg(file, output.errorString());
     return {};
 }
 
 QString SnapshotWriter::setDirectory(const QString& path)
 {
     if (!QDir().mkpath(path))
-        return QStringLiteral("Cannot make the directory \"%1\"").arg(path);
+        return u"Cannot make the directory \"%1\""_s.arg(path);
     directory = path;
     return {};
 }
@@ -53,7 +55,7 @@ void SnapshotWriter::writePending()
     if (pendingName.isEmpty())
         return;
     delay.stop();
-    const QString file = QStringLiteral("%1-%2.png").arg(nextNumber++, 3, 10, QLatin1Char('0')).arg(pendingName);
+    const QString file = u"%1-%2.png"_s.arg(nextNumber++, 3, 10, QLatin1Char('0')).arg(pendingName);
     pendingName.clear();
     const QString problem = write(QDir(directory).filePath(file));
     if (!problem.isEmpty())

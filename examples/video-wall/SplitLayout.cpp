@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 SplitLayout::SplitLayout(QString name, int gridSize, QList<QRect> cells)
     : layoutName(std::move(name))
     , gridSize(gridSize)
@@ -27,14 +29,14 @@ QList<SplitLayout> SplitLayout::all()
     const QRect unit(0, 0, 1, 1);
     const auto at = [unit](int column, int row) { return unit.translated(column, row); };
     return {
-        equalSplits(QStringLiteral("one"), 1),
-        equalSplits(QStringLiteral("four"), 2),
-        equalSplits(QStringLiteral("nine"), 3),
-        equalSplits(QStringLiteral("sixteen"), 4),
-        {QStringLiteral("one-large-five-small"), 3, {{0, 0, 2, 2}, at(2, 0), at(2, 1), at(0, 2), at(1, 2), at(2, 2)}},
-        {QStringLiteral("one-large-seven-small"), 4,
+        equalSplits(u"one"_s, 1),
+        equalSplits(u"four"_s, 2),
+        equalSplits(u"nine"_s, 3),
+        equalSplits(u"sixteen"_s, 4),
+        {u"one-large-five-small"_s, 3, {{0, 0, 2, 2}, at(2, 0), at(2, 1), at(0, 2), at(1, 2), at(2, 2)}},
+        {u"one-large-seven-small"_s, 4,
             {{0, 0, 3, 3}, at(3, 0), at(3, 1), at(3, 2), at(0, 3), at(1, 3), at(2, 3), at(3, 3)}},
-        {QStringLiteral("two-large-eight-small"), 4,
+        {u"two-large-eight-small"_s, 4,
             {{0, 0, 2, 2}, {2, 0, 2, 2}, at(0, 2), at(1, 2), at(2, 2), at(3, 2), at(0, 3), at(1, 3), at(2, 3),
                 at(3, 3)}},
     };
@@ -44,13 +46,13 @@ std::optional<SplitLayout> SplitLayout::ofSplitMode(int splitMode)
 {
     switch (splitMode) {
     case 1:
-        return named(QStringLiteral("one"));
+        return named(u"one"_s);
     case 4:
-        return named(QStringLiteral("four"));
+        return named(u"four"_s);
     case 9:
-        return named(QStringLiteral("nine"));
+        return named(u"nine"_s);
     case 16:
-        return named(QStringLiteral("sixteen"));
+        return named(u"sixteen"_s);
     default:
         return std::nullopt;
     }

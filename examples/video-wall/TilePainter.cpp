@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qint64 AlarmPulseMilliseconds = 1000;
@@ -21,7 +23,7 @@ constexpr qreal LabelHeight = 1.16;
 
 QString timeText(qint64 time)
 {
-    return QDateTime::fromMSecsSinceEpoch(time).toUTC().toString(QStringLiteral("yyyy-MM-dd  HH:mm:ss"));
+    return QDateTime::fromMSecsSinceEpoch(time).toUTC().toString(u"yyyy-MM-dd  HH:mm:ss"_s);
 }
 
 /// The time of day; with the date before it when the range leaves the day on which it begins.
@@ -29,7 +31,7 @@ QString limitText(qint64 time, const Playback& playback)
 {
     const QDateTime moment = QDateTime::fromMSecsSinceEpoch(time).toUTC();
     const bool oneDay = playback.end - playback.start < 24LL * 60 * 60 * 1000;
-    return moment.toString(oneDay ? QStringLiteral("HH:mm:ss") : QStringLiteral("dd MMM HH:mm"));
+    return moment.toString(oneDay ? u"HH:mm:ss"_s : u"dd MMM HH:mm"_s);
 }
 
 } // namespace
@@ -45,7 +47,7 @@ TilePainter::TilePainter(QPainter& painter, const QRectF& tile, qint64 now)
 
 QFont TilePainter::textFont(qreal scale, bool bold) const
 {
-    QFont font(QStringLiteral("DejaVu Sans"));
+    QFont font(u"DejaVu Sans"_s);
     font.setPixelSize(std::max(8, static_cast<int>(std::lround(textSize * scale))));
     font.setBold(bold);
     return font;
@@ -127,7 +129,7 @@ void TilePainter::paintNoPicture(const QRectF& target, const QString& fault)
     const QFont title = textFont(1.25, true);
     const qreal line = QFontMetricsF(title).height();
     const QRectF upper(target.x(), target.center().y() - line, target.width(), line);
-    paintTextLine(upper, Qt::AlignCenter, QStringLiteral("No picture"), title, WallColors::Text);
+    paintTextLine(upper, Qt::AlignCenter, u"No picture"_s, title, WallColors::Text);
     paintTextLine(upper.translated(0, line), Qt::AlignCenter, fault, textFont(0.95), WallColors::MutedText);
 }
 
@@ -155,13 +157,13 @@ void TilePainter::paintBadge(const Split& split)
 {
     const QPointF corner = tile.topLeft() + QPointF(margin, margin);
     if (split.alarm) {
-        paintLabel(corner, QStringLiteral("ALARM"), WallColors::Alarm, alarmFont());
+        paintLabel(corner, u"ALARM"_s, WallColors::Alarm, alarmFont());
         return;
     }
     if (split.playback)
-        paintLabel(corner, QStringLiteral("PLAYBACK"), WallColors::Playback, textFont(0.8, true));
+        paintLabel(corner, u"PLAYBACK"_s, WallColors::Playback, textFont(0.8, true));
     else if (split.fault.isEmpty())
-        paintLabel(corner, QStringLiteral("LIVE"), WallColors::Live, textFont(0.8, true));
+        paintLabel(corner, u"LIVE"_s, WallColors::Live, textFont(0.8, true));
 }
 
 void TilePainter::paintSplitNumber(int splitId)
@@ -192,7 +194,7 @@ void TilePainter::paintCaption(const Split& split)
 
     const qreal side = margin + inset;
     QRectF text(tile.x() + side, tile.bottom() - margin - playbackHeight - line, tile.width() - 2 * side, line);
-    const QString camera = QStringLiteral("Camera %1").arg(split.source->camera);
+    const QString camera = u"Camera %1"_s.arg(split.source->camera);
     const qreal cameraWidth = QFontMetricsF(smallFont).horizontalAdvance(camera) + margin;
     paintTextLine(text.adjusted(0, 0, -cameraWidth, 0), Qt::AlignLeft | Qt::AlignVCenter, split.source->recorder,
         nameFont, WallColors::Text);
@@ -224,7 +226,7 @@ void TilePainter::paintProgress(const Playback& playback, const QRectF& bar)
     paintTextLine(text, Qt::AlignLeft, limitText(playback.start, playback), font, WallColors::MutedText.lighter(120));
     paintTextLine(text, Qt::AlignRight, limitText(playback.end, playback), font, WallColors::MutedText.lighter(120));
     if (playback.limited)
-        paintTextLine(text, Qt::AlignHCenter, QStringLiteral("limits"), font, WallColors::MutedText);
+        paintTextLine(text, Qt::AlignHCenter, u"limits"_s, font, WallColors::MutedText);
 }
 
 void TilePainter::paintInsets(const Split& split, const CameraPicture& picture)
@@ -244,7 +246,7 @@ void TilePainter::paintInsets(const Split& split, const CameraPicture& picture)
     }
     if (split.insets.size() <= MostInsets)
         return;
-    const QString more = QStringLiteral("%1 more views").arg(split.insets.size() - MostInsets);
+    const QString more = u"%1 more views"_s.arg(split.insets.size() - MostInsets);
     const QFont font = textFont(0.8);
     paintLabel(
         {tile.right() - margin - 2 * size.width() - margin, tile.top() + margin}, more, QColor(10, 14, 18, 200), font);
@@ -272,7 +274,7 @@ void TilePainter::paintMark(const Inset& inset, int subsplitId, const CameraPict
     // Below the row of the badge, which would cover it.
     const qreal badgeBottom = tile.top() + margin + QFontMetricsF(alarmFont()).height() * LabelHeight;
     paintLabel({mark.left(), std::max(mark.top(), badgeBottom)},
-        object ? QStringLiteral("#%1").arg(inset.objectId) : QString::number(subsplitId),
+        object ? u"#%1"_s.arg(inset.objectId) : QString::number(subsplitId),
         object ? WallColors::Playback : WallColors::DetailView, textFont(0.72, true));
 }
 
@@ -282,17 +284,17 @@ void TilePainter::paintInset(const Inset& inset, int subsplitId, const QRectF& t
     QColor color = WallColors::DetailView;
     if (inset.live) {
         paintPicture(*inset.live, inset.fault, now, target);
-        label += QStringLiteral("  Camera %1").arg(inset.live->camera);
+        label += u"  Camera %1"_s.arg(inset.live->camera);
         color = WallColors::Live;
     } else if (!picture) {
         paintNoPicture(target, QString());
     } else if (inset.objectId != 0) {
         picture->paintCutOut(painter, target, picture->objectRect(inset.objectId));
-        label += QStringLiteral("  Object #%1").arg(inset.objectId);
+        label += u"  Object #%1"_s.arg(inset.objectId);
         color = WallColors::Playback;
     } else {
         picture->paintCutOut(painter, target, *inset.cutOut);
-        label += QStringLiteral("  Detail");
+        label += u"  Detail"_s;
     }
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(QColor(0, 0, 0, 130), std::max(3.0, tile.height() * 0.012)));

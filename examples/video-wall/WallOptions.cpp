@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <iostream>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Smaller than this nothing can be read, larger than this no picture can be allocated.
@@ -18,7 +20,7 @@ constexpr int LargestSide = 8192;
 
 [[noreturn]] void refuse(const QString& option, const QString& value, const QString& expected)
 {
-    const QString text = QStringLiteral("video-wall: --%1: \"%2\" is not %3\n").arg(option, value, expected);
+    const QString text = u"video-wall: --%1: \"%2\" is not %3\n"_s.arg(option, value, expected);
     std::cerr << text.toStdString();
     std::exit(EXIT_FAILURE); // NOLINT(concurrency-mt-unsafe): there is one thread
 }
@@ -28,62 +30,57 @@ quint16 readPort(const QString& value)
     bool isNumber = false;
     const ushort port = value.toUShort(&isNumber);
     if (!isNumber || port == 0)
-        refuse(QStringLiteral("port"), value, QStringLiteral("a port, 1 to 65535"));
+        refuse(u"port"_s, value, u"a port, 1 to 65535"_s);
     return port;
 }
 
 QSize readSize(const QString& value)
 {
-    static const QRegularExpression form(QStringLiteral("^(\\d{1,5})x(\\d{1,5})$"));
+    static const QRegularExpression form(u"^(\\d{1,5})x(\\d{1,5})$"_s);
     const QRegularExpressionMatch match = form.match(value);
     const QSize size(match.captured(1).toInt(), match.captured(2).toInt());
     if (qMin(size.width(), size.height()) < SmallestSide || qMax(size.width(), size.height()) > LargestSide)
-        refuse(QStringLiteral("size"), value,
-            QStringLiteral("a size such as 1280x720, each side %1 to %2").arg(SmallestSide).arg(LargestSide));
+        refuse(u"size"_s, value, u"a size such as 1280x720, each side %1 to %2"_s.arg(SmallestSide).arg(LargestSide));
     return size;
 }
 
 QString readDemoState(const QString& value)
 {
     if (!value.isEmpty() && !DemoState::names().contains(value))
-        refuse(QStringLiteral("demo-state"), value,
-            QStringLiteral("one of ") + DemoState::names().join(QStringLiteral(", ")));
+        refuse(u"demo-state"_s, value, u"one of "_s + DemoState::names().join(u", "_s));
     return value;
 }
 
 QString description()
 {
-    return QStringLiteral(
-        "A video wall that the Orvane control system drives over the network.\n\n"
-        "The account for third parties: the user from --user or ORVANE_USER (or else \"operator\"), the password from\n"
-        "the environment, ORVANE_PASSWORD. Without one the wall makes up a password and shows it.\n\n"
-        "Without a display the wall runs unseen; --snapshot and --snapshot-directory then show what it would look "
-        "like.\n\n"
-        "Splits are numbered from 0, cameras and track ids from 1. Split modes: 1, 4, 9, 16. Layouts, for a document\n"
-        "with an element <layoutname>: %1.\n"
-        "Times are milliseconds since 1970, UTC; -1 starts at the begin. Rectangles are parts of the picture, 0 to 1.")
-        .arg(SplitLayout::names().join(QStringLiteral(", ")));
+    return u"A video wall that the Orvane control system drives over the network.\n\n"
+           "The account for third parties: the user from --user or ORVANE_USER (or else \"operator\"), the password "
+           "from\n"
+           "the environment, ORVANE_PASSWORD. Without one the wall makes up a password and shows it.\n\n"
+           "Without a display the wall runs unseen; --snapshot and --snapshot-directory then show what it would look "
+           "like.\n\n"
+           "Splits are numbered from 0, cameras and track ids from 1. Split modes: 1, 4, 9, 16. Layouts, for a "
+           "document\n"
+           "with an element <layoutname>: %1.\n"
+           "Times are milliseconds since 1970, UTC; -1 starts at the begin. Rectangles are parts of the picture, 0 to 1."_s
+               .arg(SplitLayout::names().join(u", "_s));
 }
 
 } // namespace
 
 WallOptions::WallOptions(const QCoreApplication& application)
 {
-    const QCommandLineOption portOption(QStringLiteral("port"),
-        QStringLiteral("Listen for Orvane on this TCP port (default 5679)."), QStringLiteral("number"),
-        QStringLiteral("5679"));
-    const QCommandLineOption userOption(
-        QStringLiteral("user"), QStringLiteral("User name of the account for third parties."), QStringLiteral("name"));
-    const QCommandLineOption sizeOption(QStringLiteral("size"),
-        QStringLiteral("Size of the window (default 1280x720)."), QStringLiteral("WxH"), QStringLiteral("1280x720"));
-    const QCommandLineOption snapshotOption(QStringLiteral("snapshot"),
-        QStringLiteral("Write the window as PNG after start-up, and end."), QStringLiteral("file"));
-    const QCommandLineOption directoryOption(QStringLiteral("snapshot-directory"),
-        QStringLiteral("Write the window as a numbered PNG into this directory after each call that changes it."),
-        QStringLiteral("directory"));
-    const QCommandLineOption demoOption(QStringLiteral("demo-state"),
-        QStringLiteral("Fill the wall at start: %1.").arg(DemoState::names().join(QStringLiteral(", "))),
-        QStringLiteral("name"));
+    const QCommandLineOption portOption(
+        u"port"_s, u"Listen for Orvane on this TCP port (default 5679)."_s, u"number"_s, u"5679"_s);
+    const QCommandLineOption userOption(u"user"_s, u"User name of the account for third parties."_s, u"name"_s);
+    const QCommandLineOption sizeOption(
+        u"size"_s, u"Size of the window (default 1280x720)."_s, u"WxH"_s, u"1280x720"_s);
+    const QCommandLineOption snapshotOption(
+        u"snapshot"_s, u"Write the window as PNG after start-up, and end."_s, u"file"_s);
+    const QCommandLineOption directoryOption(u"snapshot-directory"_s,
+        u"Write the window as a numbered PNG into this directory after each call that changes it."_s, u"directory"_s);
+    const QCommandLineOption demoOption(
+        u"demo-state"_s, u"Fill the wall at start: %1."_s.arg(DemoState::names().join(u", "_s)), u"name"_s);
 
     QCommandLineParser parser;
     parser.setApplicationDescription(description());

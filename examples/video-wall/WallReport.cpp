@@ -7,6 +7,8 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Replaces what no XML document can hold, such as control characters; they can come in with client text.
@@ -29,37 +31,37 @@ QString timeText(qint64 time)
 
 void writeSource(QXmlStreamWriter& writer, const CameraSource& source, const QString& fault)
 {
-    writer.writeAttribute(QStringLiteral("recorder"), xmlText(source.recorder));
-    writer.writeAttribute(QStringLiteral("camera"), QString::number(source.camera));
+    writer.writeAttribute(u"recorder"_s, xmlText(source.recorder));
+    writer.writeAttribute(u"camera"_s, QString::number(source.camera));
     if (!fault.isEmpty())
-        writer.writeAttribute(QStringLiteral("fault"), fault);
+        writer.writeAttribute(u"fault"_s, fault);
 }
 
 void writePlayback(QXmlStreamWriter& writer, const Playback& playback, qint64 now)
 {
-    writer.writeEmptyElement(QStringLiteral("playback"));
-    writer.writeAttribute(QStringLiteral("track"), xmlText(playback.track));
-    writer.writeAttribute(QStringLiteral("time"), timeText(playback.positionAt(now)));
-    writer.writeAttribute(QStringLiteral("start"), timeText(playback.start));
-    writer.writeAttribute(QStringLiteral("end"), timeText(playback.end));
+    writer.writeEmptyElement(u"playback"_s);
+    writer.writeAttribute(u"track"_s, xmlText(playback.track));
+    writer.writeAttribute(u"time"_s, timeText(playback.positionAt(now)));
+    writer.writeAttribute(u"start"_s, timeText(playback.start));
+    writer.writeAttribute(u"end"_s, timeText(playback.end));
 }
 
 void writeCutOut(QXmlStreamWriter& writer, const QRectF& cutOut)
 {
-    writer.writeAttribute(QStringLiteral("ltx"), QString::number(cutOut.left()));
-    writer.writeAttribute(QStringLiteral("lty"), QString::number(cutOut.top()));
-    writer.writeAttribute(QStringLiteral("rbx"), QString::number(cutOut.right()));
-    writer.writeAttribute(QStringLiteral("rby"), QString::number(cutOut.bottom()));
+    writer.writeAttribute(u"ltx"_s, QString::number(cutOut.left()));
+    writer.writeAttribute(u"lty"_s, QString::number(cutOut.top()));
+    writer.writeAttribute(u"rbx"_s, QString::number(cutOut.right()));
+    writer.writeAttribute(u"rby"_s, QString::number(cutOut.bottom()));
 }
 
 void writeInset(QXmlStreamWriter& writer, int subsplitId, const Inset& inset)
 {
-    writer.writeEmptyElement(QStringLiteral("subsplit"));
-    writer.writeAttribute(QStringLiteral("id"), QString::number(subsplitId));
+    writer.writeEmptyElement(u"subsplit"_s);
+    writer.writeAttribute(u"id"_s, QString::number(subsplitId));
     if (inset.live)
         writeSource(writer, *inset.live, inset.fault);
     if (inset.objectId != 0)
-        writer.writeAttribute(QStringLiteral("objectid"), QString::number(inset.objectId));
+        writer.writeAttribute(u"objectid"_s, QString::number(inset.objectId));
     if (inset.cutOut)
         writeCutOut(writer, *inset.cutOut);
 }
@@ -67,19 +69,19 @@ void writeInset(QXmlStreamWriter& writer, int subsplitId, const Inset& inset)
 QString stateWord(const Split& split)
 {
     if (split.isFree())
-        return QStringLiteral("free");
-    return split.playback ? QStringLiteral("playback") : QStringLiteral("live");
+        return u"free"_s;
+    return split.playback ? u"playback"_s : u"live"_s;
 }
 
 void writeSplit(QXmlStreamWriter& writer, int splitId, const Split& split, qint64 now)
 {
-    writer.writeStartElement(QStringLiteral("split"));
-    writer.writeAttribute(QStringLiteral("id"), QString::number(splitId));
-    writer.writeAttribute(QStringLiteral("state"), stateWord(split));
+    writer.writeStartElement(u"split"_s);
+    writer.writeAttribute(u"id"_s, QString::number(splitId));
+    writer.writeAttribute(u"state"_s, stateWord(split));
     if (split.source)
         writeSource(writer, *split.source, split.fault);
     if (split.alarm)
-        writer.writeAttribute(QStringLiteral("alarm"), QStringLiteral("1"));
+        writer.writeAttribute(u"alarm"_s, u"1"_s);
     if (split.playback)
         writePlayback(writer, *split.playback, now);
     for (auto inset = split.insets.begin(); inset != split.insets.end(); ++inset)
@@ -93,10 +95,10 @@ QString wallReport(const WallState& state, qint64 now)
 {
     QString report;
     QXmlStreamWriter writer(&report);
-    writer.writeStartElement(QStringLiteral("wall"));
-    writer.writeAttribute(QStringLiteral("layout"), state.layout().name());
-    writer.writeAttribute(QStringLiteral("splits"), QString::number(state.layout().splitCount()));
-    writer.writeAttribute(QStringLiteral("time"), timeText(now));
+    writer.writeStartElement(u"wall"_s);
+    writer.writeAttribute(u"layout"_s, state.layout().name());
+    writer.writeAttribute(u"splits"_s, QString::number(state.layout().splitCount()));
+    writer.writeAttribute(u"time"_s, timeText(now));
     for (int splitId = 0; splitId < state.layout().splitCount(); ++splitId)
         writeSplit(writer, splitId, state.split(splitId), now);
     writer.writeEndElement();

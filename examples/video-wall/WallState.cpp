@@ -9,6 +9,8 @@
 #include <tuple>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Long enough to be seen, short enough to wait for.
@@ -39,7 +41,7 @@ const Track* findTrack(const Recorder& recorder, const std::variant<QString, int
 QString trackLabel(const PlaybackRequest& request, const Track* track)
 {
     if (const int* id = std::get_if<int>(&request.track))
-        return track ? QStringLiteral("%1 (track %2)").arg(track->name).arg(*id) : QStringLiteral("Track %1").arg(*id);
+        return track ? u"%1 (track %2)"_s.arg(track->name).arg(*id) : u"Track %1"_s.arg(*id);
     return std::get<QString>(request.track);
 }
 
@@ -91,8 +93,8 @@ int WallState::showPlayback(const PlaybackRequest& request, bool alarm, int want
     const Recorder* recorder = catalogue.find(split.source->recorder);
     const Track* track = recorder ? findTrack(*recorder, request.track) : nullptr;
     if (recorder && !track) {
-        split.fault = QStringLiteral("No track \"%1\"").arg(trackLabel(request, nullptr));
-        Q_EMIT noted(QStringLiteral("%1 has no track \"%2\"").arg(recorder->name, trackLabel(request, nullptr)));
+        split.fault = u"No track \"%1\""_s.arg(trackLabel(request, nullptr));
+        Q_EMIT noted(u"%1 has no track \"%2\""_s.arg(recorder->name, trackLabel(request, nullptr)));
     }
     split.playback = playbackOf(request, track ? *track : Track(), QDateTime::currentMSecsSinceEpoch());
     if (!track)
@@ -112,10 +114,7 @@ void WallState::show(int splitId, const CameraSource& source, bool alarm)
     split.fault = catalogue.faultOf(source);
     split.shownInOrder = ++picturesShown;
     if (!split.fault.isEmpty())
-        Q_EMIT noted(QStringLiteral("No picture of \"%1\" camera %2: %3")
-                         .arg(source.recorder)
-                         .arg(source.camera)
-                         .arg(split.fault));
+        Q_EMIT noted(u"No picture of \"%1\" camera %2: %3"_s.arg(source.recorder).arg(source.camera).arg(split.fault));
 }
 
 int WallState::chooseSplit(int wantedSplit)
@@ -123,8 +122,8 @@ int WallState::chooseSplit(int wantedSplit)
     if (hasSplit(wantedSplit))
         return wantedSplit;
     const int chosen = firstFreeOrOldest();
-    Q_EMIT noted(wantedSplit == -1 ? QStringLiteral("Split %1 chosen").arg(chosen)
-                                   : QStringLiteral("No split %1: split %2 chosen").arg(wantedSplit).arg(chosen));
+    Q_EMIT noted(wantedSplit == -1 ? u"Split %1 chosen"_s.arg(chosen)
+                                   : u"No split %1: split %2 chosen"_s.arg(wantedSplit).arg(chosen));
     return chosen;
 }
 
@@ -142,7 +141,7 @@ int WallState::firstFreeOrOldest() const
 void WallState::showLiveAtSubsplit(int splitId, int camera, int subsplitIndex)
 {
     if (!hasSplit(splitId) || subsplitIndex < 0) {
-        Q_EMIT noted(QStringLiteral("No sub-split %1 in split %2").arg(subsplitIndex).arg(splitId));
+        Q_EMIT noted(u"No sub-split %1 in split %2"_s.arg(subsplitIndex).arg(splitId));
         return;
     }
     Split& split = splits[splitId];
@@ -157,7 +156,7 @@ void WallState::showLiveAtSubsplit(int splitId, int camera, int subsplitIndex)
 void WallState::setDetailViews(int splitId, const QMap<int, Inset>& views)
 {
     if (!hasSplit(splitId)) {
-        Q_EMIT noted(QStringLiteral("No split %1 for detail views").arg(splitId));
+        Q_EMIT noted(u"No split %1 for detail views"_s.arg(splitId));
         return;
     }
     QMap<int, Inset> insets = views;
@@ -165,7 +164,7 @@ void WallState::setDetailViews(int splitId, const QMap<int, Inset>& views)
         if (inset->cutOut)
             inset->cutOut = insidePicture(*inset->cutOut);
         if (inset->cutOut && inset->cutOut->isEmpty()) {
-            Q_EMIT noted(QStringLiteral("Detail view %1 lies outside the picture (0 to 1)").arg(inset.key()));
+            Q_EMIT noted(u"Detail view %1 lies outside the picture (0 to 1)"_s.arg(inset.key()));
             inset->cutOut.reset();
         }
         inset = inset->cutOut || inset->objectId != 0 ? std::next(inset) : insets.erase(inset);
@@ -179,7 +178,7 @@ void WallState::setPreset(const QString& name)
     const auto preset = std::find_if(
         presetList.begin(), presetList.end(), [&name](const Preset& candidate) { return candidate.name == name; });
     if (preset == presetList.end()) {
-        Q_EMIT noted(QStringLiteral("No preset \"%1\"").arg(name));
+        Q_EMIT noted(u"No preset \"%1\""_s.arg(name));
         return;
     }
     currentLayout = preset->layout;
@@ -194,7 +193,7 @@ void WallState::setSplitMode(int splitMode)
     if (const auto layout = SplitLayout::ofSplitMode(splitMode))
         setLayout(*layout);
     else
-        Q_EMIT noted(QStringLiteral("No split mode %1: there are 1, 4, 9 and 16").arg(splitMode));
+        Q_EMIT noted(u"No split mode %1: there are 1, 4, 9 and 16"_s.arg(splitMode));
 }
 
 void WallState::setLayoutByDocument(const QString& commandDocument)
@@ -207,8 +206,7 @@ void WallState::setLayoutByDocument(const QString& commandDocument)
     if (const auto layout = SplitLayout::named(document.layoutName))
         setLayout(*layout);
     else
-        Q_EMIT noted(QStringLiteral("No layout \"%1\": there are %2")
-                         .arg(document.layoutName, SplitLayout::names().join(QStringLiteral(", "))));
+        Q_EMIT noted(u"No layout \"%1\": there are %2"_s.arg(document.layoutName, SplitLayout::names().join(u", "_s)));
 }
 
 void WallState::setLayout(const SplitLayout& layout)
@@ -221,7 +219,7 @@ void WallState::setLayout(const SplitLayout& layout)
 bool WallState::startRefresh()
 {
     if (isRefreshing()) {
-        Q_EMIT noted(QStringLiteral("Refused: a refresh is running"));
+        Q_EMIT noted(u"Refused: a refresh is running"_s);
         return false;
     }
     refreshRunning.start();

@@ -20,6 +20,8 @@
 #include <algorithm>
 #include <chrono>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr std::chrono::milliseconds HeaderInterval {200};
@@ -56,12 +58,12 @@ WallWindow::WallWindow(const WallState& state, ActivityModel& activity, QWidget*
     : QWidget(parent)
     , state(state)
 {
-    setWindowTitle(QStringLiteral("Video wall"));
+    setWindowTitle(u"Video wall"_s);
     setPalette(wallPalette());
     setAutoFillBackground(true);
 
     banner = new QLabel(this);
-    banner->setStyleSheet(QStringLiteral("background: #7a1f22; color: white; padding: 12px; border-radius: 5px;"));
+    banner->setStyleSheet(u"background: #7a1f22; color: white; padding: 12px; border-radius: 5px;"_s);
     banner->setWordWrap(true);
     banner->hide();
     statusLabel = makeLabel(WallColors::MutedText, this);
@@ -94,7 +96,7 @@ QWidget* WallWindow::makeHeader()
 {
     auto* header = new QWidget(this);
     titleLabel = makeLabel(WallColors::Text, header);
-    titleLabel->setText(QStringLiteral("Video wall"));
+    titleLabel->setText(u"Video wall"_s);
     layoutLabel = makeLabel(WallColors::MutedText, header);
     refreshLabel = makeLabel(WallColors::DetailView, header);
     clockLabel = makeLabel(WallColors::Text, header);
@@ -113,7 +115,7 @@ QWidget* WallWindow::makeActivityPanel(ActivityModel& activity)
 {
     activityPanel = new QWidget(this);
     auto* heading = makeLabel(WallColors::MutedText, activityPanel);
-    heading->setText(QStringLiteral("Activity"));
+    heading->setText(u"Activity"_s);
     activityList = new QListView(activityPanel);
     activityList->setModel(&activity);
     activityList->setItemDelegate(new ActivityDelegate(activityList));
@@ -123,11 +125,11 @@ QWidget* WallWindow::makeActivityPanel(ActivityModel& activity)
     activityList->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     activityList->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     activityList->setStyleSheet(
-        QStringLiteral("QListView { background: #141a21; border: 1px solid #262f3a; border-radius: 5px; }"
-                       "QScrollBar:vertical { background: transparent; width: 8px; margin: 2px; }"
-                       "QScrollBar::handle:vertical { background: #33404e; border-radius: 2px; min-height: 24px; }"
-                       "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
-                       "QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }"));
+        u"QListView { background: #141a21; border: 1px solid #262f3a; border-radius: 5px; }"
+        "QScrollBar:vertical { background: transparent; width: 8px; margin: 2px; }"
+        "QScrollBar::handle:vertical { background: #33404e; border-radius: 2px; min-height: 24px; }"
+        "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
+        "QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }"_s);
     connect(&activity, &QAbstractItemModel::rowsInserted, activityList, &QAbstractItemView::scrollToBottom);
     auto* column = new QVBoxLayout(activityPanel);
     column->setContentsMargins(0, 0, 0, 0);
@@ -140,35 +142,32 @@ QWidget* WallWindow::makeActivityPanel(ActivityModel& activity)
 void WallWindow::updateHeader()
 {
     const int count = state.layout().splitCount();
-    layoutLabel->setText(QStringLiteral("Layout %1 \u00b7 %2 split%3")
-                             .arg(state.layout().name())
-                             .arg(count)
-                             .arg(count == 1 ? QString() : QStringLiteral("s")));
-    refreshLabel->setText(state.isRefreshing() ? QStringLiteral("\u27f3  Refresh running") : QString());
-    clockLabel->setText(QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM-dd  HH:mm:ss 'UTC'")));
+    layoutLabel->setText(
+        u"Layout %1 \u00b7 %2 split%3"_s.arg(state.layout().name()).arg(count).arg(count == 1 ? QString() : u"s"_s));
+    refreshLabel->setText(state.isRefreshing() ? u"\u27f3  Refresh running"_s : QString());
+    clockLabel->setText(QDateTime::currentDateTimeUtc().toString(u"yyyy-MM-dd  HH:mm:ss 'UTC'"_s));
     if (state.isRefreshing())
         findChild<RecorderStrip*>()->update();
 }
 
 void WallWindow::showListening(quint16 port, const ControlAccount& account)
 {
-    const QString password = account.passwordMadeUp ? QStringLiteral("Password for this run: %1").arg(account.password)
-                                                    : QStringLiteral("Password from ORVANE_PASSWORD");
-    statusLabel->setText(
-        QStringLiteral("Listening on port %1      User: %2      %3").arg(port).arg(account.user, password));
+    const QString password = account.passwordMadeUp ? u"Password for this run: %1"_s.arg(account.password)
+                                                    : u"Password from ORVANE_PASSWORD"_s;
+    statusLabel->setText(u"Listening on port %1      User: %2      %3"_s.arg(port).arg(account.user, password));
 }
 
 void WallWindow::showProblem(const QString& problem, const QString& remedy)
 {
-    banner->setText(QStringLiteral("<b>%1</b><br>%2").arg(problem.toHtmlEscaped(), remedy.toHtmlEscaped()));
+    banner->setText(u"<b>%1</b><br>%2"_s.arg(problem.toHtmlEscaped(), remedy.toHtmlEscaped()));
     banner->show();
-    statusLabel->setText(QStringLiteral("Not listening: Orvane cannot reach this wall"));
+    statusLabel->setText(u"Not listening: Orvane cannot reach this wall"_s);
 }
 
 void WallWindow::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
-    QFont base(QStringLiteral("DejaVu Sans"));
+    QFont base(u"DejaVu Sans"_s);
     base.setPixelSize(std::clamp(std::min(event->size().height() / 55, event->size().width() / 96), 10, 22));
     setFont(base);
     activityList->setFont(base); // a style sheet stands in the way of the window's font

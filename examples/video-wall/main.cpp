@@ -16,6 +16,8 @@
 #include <cstdlib>
 #include <iostream>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// A wall that nobody can see is still driven, and photographed.
@@ -47,7 +49,7 @@ void connectSnapshots(const WallHost& host, const WallState& state, SnapshotWrit
     QObject::connect(&host, &WallHost::called, &writer, &SnapshotWriter::writePending);
     QObject::connect(&host, &WallHost::displayCalled, &writer, &SnapshotWriter::writeSoon);
     QObject::connect(&state, &WallState::refreshFinished, &writer,
-        [&writer] { writer.writeSoon(QStringLiteral("updateRecorderContentsFinished")); });
+        [&writer] { writer.writeSoon(u"updateRecorderContentsFinished"_s); });
 }
 
 void sayListening(quint16 port, const ControlAccount& account)
@@ -64,9 +66,9 @@ int main(int argc, char** argv)
 {
     useOffscreenWithoutDisplay();
     QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("video-wall"));
-    QApplication::setApplicationVersion(QStringLiteral("1.0.0"));
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    QApplication::setApplicationName(u"video-wall"_s);
+    QApplication::setApplicationVersion(u"1.0.0"_s);
+    QApplication::setStyle(QStyleFactory::create(u"Fusion"_s));
     const WallOptions options(application);
     const ControlAccount account(options.user);
 
@@ -97,7 +99,7 @@ int main(int argc, char** argv)
         window.showProblem(problem.problem, problem.remedy);
     else
         window.showListening(server.serverPort(), account);
-    writer.writeSoon(QStringLiteral("start"));
+    writer.writeSoon(u"start"_s);
     DemoState::apply(options.demoState, host);
 
     if (!options.snapshotFile.isEmpty()) {
@@ -105,9 +107,9 @@ int main(int argc, char** argv)
         if (const QString failure = writer.write(options.snapshotFile); !failure.isEmpty())
             return fail(failure);
     }
-    const bool unseen = QApplication::platformName() == QLatin1String("offscreen");
+    const bool unseen = QApplication::platformName() == "offscreen"_L1;
     if (problem) {
-        fail(problem.problem + QStringLiteral(". ") + problem.remedy);
+        fail(problem.problem + u". "_s + problem.remedy);
         if (unseen || !options.snapshotFile.isEmpty())
             return EXIT_FAILURE;
     }

@@ -19,6 +19,8 @@
 
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace OrvaneClient;
 using RecorderEntry = OrvaneInterface::OrvaneInterface::RecorderEntry;
 
@@ -50,7 +52,7 @@ bool beginsAs(const QByteArray& text, const QByteArray& pattern)
 
 QByteArray resource(const char* name)
 {
-    QFile file(QStringLiteral(":/Halden/Resources/") + QString::fromLatin1(name));
+    QFile file(u":/Halden/Resources/"_s + QString::fromLatin1(name));
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
@@ -126,10 +128,10 @@ Outcome tst_orvane_client::client(
 {
     QProcess program;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.remove(QStringLiteral("ORVANE_USER"));
-    environment.remove(QStringLiteral("ORVANE_PASSWORD"));
+    environment.remove(u"ORVANE_USER"_s);
+    environment.remove(u"ORVANE_PASSWORD"_s);
     if (!password.isEmpty())
-        environment.insert(QStringLiteral("ORVANE_PASSWORD"), QString::fromUtf8(password));
+        environment.insert(u"ORVANE_PASSWORD"_s, QString::fromUtf8(password));
     program.setProcessEnvironment(environment);
     program.setChildProcessModifier([] { setsid(); }); // no terminal to ask for a password
     QSignalSpy finished(&program, &QProcess::finished);
@@ -211,12 +213,12 @@ void tst_orvane_client::indentedReplyKeepsItsPrefixes()
 
 void tst_orvane_client::traceHidesTheLoginsPassword()
 {
-    const Result<CommandRequest> login = loginRequest(QStringLiteral("me"), QStringLiteral("</password>geheim\n"));
+    const Result<CommandRequest> login = loginRequest(u"me"_s, u"</password>geheim\n"_s);
     QVERIFY(login);
     QCOMPARE(traceOfSent(login->document + "\r\n\r\n"),
-        QStringLiteral("> <loginClient><username>me</username><password>***</password></loginClient>\\r\\n\n> \\r\\n"));
-    QCOMPARE(traceOfSent("<loginClient><p:password\n>geheim"), QStringLiteral("> <loginClient><p:password\\n\n> >***"));
-    QCOMPARE(traceOfReceived("\x1b[2J\xff"), QStringLiteral("< \\x1b[2J\u00ff"));
+        u"> <loginClient><username>me</username><password>***</password></loginClient>\\r\\n\n> \\r\\n"_s);
+    QCOMPARE(traceOfSent("<loginClient><p:password\n>geheim"), u"> <loginClient><p:password\\n\n> >***"_s);
+    QCOMPARE(traceOfReceived("\x1b[2J\xff"), u"< \\x1b[2J\u00ff"_s);
 }
 
 void tst_orvane_client::commandToTheHost_data()
@@ -285,8 +287,7 @@ void tst_orvane_client::linesOfAPipe()
         "# first\n\nsetPreset presetname='A b'\r\nsetPreset oops\nsetPreset \"open\nsetPreset presetname=\xff\n"
         "nope\nupdateRecorderContents\nsetPreset presetname=C");
     QCOMPARE(session->host.calls,
-        QStringList({QStringLiteral("setPreset(\"A b\")"), QStringLiteral("updateRecorderContents()"),
-            QStringLiteral("setPreset(\"C\")")}));
+        QStringList({u"setPreset(\"A b\")"_s, u"updateRecorderContents()"_s, u"setPreset(\"C\")"_s}));
     QCOMPARE(outcome.out.count('\n'), 4);
     QCOMPARE(outcome.err,
         QByteArray("orvane-client: \"oops\" is no parameter: write key=value\n"

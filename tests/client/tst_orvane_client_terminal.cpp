@@ -15,6 +15,8 @@
 #include <unistd.h>
 #include <utmp.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int Patience = 60000; // milliseconds, for a machine that does much else
@@ -39,8 +41,8 @@ public:
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         for (const char* name : {"ORVANE_USER", "ORVANE_PASSWORD", "EDITRC", "XDG_DATA_HOME"})
             environment.remove(QString::fromLatin1(name));
-        environment.insert(QStringLiteral("HOME"), homeDirectory);
-        environment.insert(QStringLiteral("TERM"), QStringLiteral("xterm"));
+        environment.insert(u"HOME"_s, homeDirectory);
+        environment.insert(u"TERM"_s, u"xterm"_s);
         program.setProcessEnvironment(environment);
         program.setChildProcessModifier([this] { login_tty(programSide); });
         program.start(QStringLiteral(ORVANE_CLIENT_PROGRAM), arguments);
@@ -153,8 +155,7 @@ void tst_orvane_client_terminal::cleanup()
 void tst_orvane_client_terminal::open(const QStringList& arguments)
 {
     const QString port = QString::number(session->server->serverPort());
-    terminal.emplace(
-        home->path(), QStringList {QStringLiteral("--insecure"), QStringLiteral("--port"), port} + arguments);
+    terminal.emplace(home->path(), QStringList {u"--insecure"_s, u"--port"_s, port} + arguments);
 }
 
 bool tst_orvane_client_terminal::openAtPrompt()
@@ -176,11 +177,10 @@ void tst_orvane_client_terminal::tabulatorCompletes_data()
 {
     QTest::addColumn<QByteArray>("keys");
     QTest::addColumn<QString>("call");
-    QTest::newRow("command and key") << QByteArray("setPr\tpre\tA\r") << QStringLiteral("setPreset(\"A\")");
+    QTest::newRow("command and key") << QByteArray("setPr\tpre\tA\r") << u"setPreset(\"A\")"_s;
     QTest::newRow("as far as two commands are the same")
-        << QByteArray("showL\tA\tsp\t3\r") << QStringLiteral("showLiveAtSubsplit(3, -1, -1)");
-    QTest::newRow("field of a group") << QByteArray("setD\tsu\t0,ob\t7\r")
-                                      << QStringLiteral("setDetailViews(-1, {}, {0:7})");
+        << QByteArray("showL\tA\tsp\t3\r") << u"showLiveAtSubsplit(3, -1, -1)"_s;
+    QTest::newRow("field of a group") << QByteArray("setD\tsu\t0,ob\t7\r") << u"setDetailViews(-1, {}, {0:7})"_s;
 }
 
 void tst_orvane_client_terminal::tabulatorCompletes()
@@ -200,12 +200,12 @@ void tst_orvane_client_terminal::tabulatorTwiceListsWhatFits()
     QVERIFY(terminal->shows("showLiveAtSubsplit"));
     QVERIFY(terminal->shows(Prompt + QByteArray("showLive")));
     terminal->type("\r");
-    QVERIFY(hostGets({QStringLiteral("showLive(\"\", -1, false, -1)")}));
+    QVERIFY(hostGets({u"showLive(\"\", -1, false, -1)"_s}));
 }
 
 void tst_orvane_client_terminal::arrowUpBringsLinesBack()
 {
-    QStringList calls(QStringLiteral("setPreset(\"A\")"));
+    QStringList calls(u"setPreset(\"A\")"_s);
     QVERIFY(openAtPrompt());
     terminal->type("setPreset presetname=A\r");
     QVERIFY(terminal->shows(Prompt));
@@ -219,7 +219,7 @@ void tst_orvane_client_terminal::arrowUpBringsLinesBack()
     terminal->type(CtrlD);
     QCOMPARE(terminal->waitForEnd(), 0);
 
-    const QFileInfo history(home->filePath(QStringLiteral(".local/share/orvane-client/history")));
+    const QFileInfo history(home->filePath(u".local/share/orvane-client/history"_s));
     QVERIFY(history.exists());
     QVERIFY(!history.permission(QFileDevice::ReadGroup) && !history.permission(QFileDevice::ReadOther));
 
@@ -234,16 +234,15 @@ void tst_orvane_client_terminal::noticeLeavesTheTypedTextStanding_data()
 {
     QTest::addColumn<QString>("preset");
     QTest::addColumn<QByteArray>("upToPrompt");
-    QTest::newRow("line shorter than the screen is wide") << QStringLiteral("A-end") << QByteArray();
-    QTest::newRow("line longer than the screen is wide")
-        << QString(100, u'A') + QStringLiteral("-end") << QByteArray("\x1b[1A");
+    QTest::newRow("line shorter than the screen is wide") << u"A-end"_s << QByteArray();
+    QTest::newRow("line longer than the screen is wide") << QString(100, u'A') + u"-end"_s << QByteArray("\x1b[1A");
 }
 
 void tst_orvane_client_terminal::noticeLeavesTheTypedTextStanding()
 {
     QFETCH(const QString, preset);
     QFETCH(const QByteArray, upToPrompt);
-    QStringList calls(QStringLiteral("updateRecorderContents()"));
+    QStringList calls(u"updateRecorderContents()"_s);
     QVERIFY(openAtPrompt());
     terminal->type("updateRecorderContents\r");
     QVERIFY(hostGets(calls));
@@ -256,7 +255,7 @@ void tst_orvane_client_terminal::noticeLeavesTheTypedTextStanding()
     QVERIFY(terminal->shows("\n" + QByteArray(Prompt) + "setPreset presetname=A"));
     QVERIFY(terminal->shows("-end"));
     terminal->type("\r");
-    calls += QStringLiteral("setPreset(\"%1\")").arg(preset);
+    calls += u"setPreset(\"%1\")"_s.arg(preset);
     QVERIFY(hostGets(calls));
 }
 
@@ -282,12 +281,12 @@ void tst_orvane_client_terminal::leavesTheTerminalAsItWas()
 
 void tst_orvane_client_terminal::passwordIsNotShown()
 {
-    open({QStringLiteral("--user"), QStringLiteral("operator")});
+    open({u"--user"_s, u"operator"_s});
     QVERIFY(terminal->shows("Password of operator: "));
     terminal->type("secret\r");
     QVERIFY(terminal->shows(Prompt));
     terminal->type("setPreset\r");
-    QVERIFY(hostGets({QStringLiteral("setPreset(\"\")")}));
+    QVERIFY(hostGets({u"setPreset(\"\")"_s}));
     QVERIFY(!terminal->showedEver("secret"));
 }
 

@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 /// Every piece of code in the documents for writers of hosts stands in an example, but for the indentation.
 class tst_document_snippets : public QObject {
     Q_OBJECT
@@ -13,7 +15,7 @@ private Q_SLOTS:
 
 namespace {
 
-const QString SourceDirectory = QStringLiteral(ORVANE_SOURCE_DIRECTORY "/");
+const QString SourceDirectory = u"" ORVANE_SOURCE_DIRECTORY "/"_s;
 
 QString withoutIndentation(const QStringList& lines)
 {
@@ -26,13 +28,12 @@ QString withoutIndentation(const QStringList& lines)
 /// What of the examples, and of the hosts outside the tree, is written in a language.
 QStringList exampleFiles(const QString& language)
 {
-    if (language == QStringLiteral("cmake"))
-        return {QStringLiteral("examples/first-host/CMakeLists.txt"),
-            QStringLiteral("tests/packaging/consumer/CMakeLists.txt")};
-    if (language == QStringLiteral("xml"))
-        return {QStringLiteral("examples/first-host/tls.qrc")};
-    return {QStringLiteral("examples/first-host/main.cpp"), QStringLiteral("examples/guide-host/GuideHost.cpp"),
-        QStringLiteral("examples/guide-host/GuideHost.h"), QStringLiteral("examples/guide-host/main.cpp")};
+    if (language == u"cmake"_s)
+        return {u"examples/first-host/CMakeLists.txt"_s, u"tests/packaging/consumer/CMakeLists.txt"_s};
+    if (language == u"xml"_s)
+        return {u"examples/first-host/tls.qrc"_s};
+    return {u"examples/first-host/main.cpp"_s, u"examples/guide-host/GuideHost.cpp"_s,
+        u"examples/guide-host/GuideHost.h"_s, u"examples/guide-host/main.cpp"_s};
 }
 
 } // namespace
@@ -41,9 +42,8 @@ void tst_document_snippets::areThoseOfTheExamples_data()
 {
     QTest::addColumn<QString>("language");
     QTest::addColumn<QStringList>("lines");
-    for (const QString& document :
-        {QStringLiteral("README.md"), QStringLiteral("SECURITY.md"), QStringLiteral("docs/hosting.md")}) {
-        for (const QString& language : {QStringLiteral("cpp"), QStringLiteral("cmake"), QStringLiteral("xml")}) {
+    for (const QString& document : {u"README.md"_s, u"SECURITY.md"_s, u"docs/hosting.md"_s}) {
+        for (const QString& language : {u"cpp"_s, u"cmake"_s, u"xml"_s}) {
             for (const DocumentBlock& block : documentBlocks(SourceDirectory + document, language))
                 QTest::newRow(qPrintable(block.place)) << language << block.lines;
         }
@@ -59,7 +59,7 @@ void tst_document_snippets::areThoseOfTheExamples()
         if (withoutIndentation(documentLines(SourceDirectory + file)).contains(snippet))
             return;
     }
-    QFAIL(qPrintable(QStringLiteral("In no example:") + snippet));
+    QFAIL(qPrintable(u"In no example:"_s + snippet));
 }
 
 QTEST_GUILESS_MAIN(tst_document_snippets)

@@ -5,6 +5,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 /// Plays every exchange of docs/protocol.md against the library, in the notation that the document explains.
 class tst_protocol_document : public QObject {
     Q_OBJECT
@@ -17,8 +19,8 @@ private Q_SLOTS:
 
 namespace {
 
-const QString ProtocolDocument = QStringLiteral(ORVANE_SOURCE_DIRECTORY "/docs/protocol.md");
-const QString CommandTable = QStringLiteral(ORVANE_SOURCE_DIRECTORY "/commands/CommandDispatch.cpp");
+const QString ProtocolDocument = u"" ORVANE_SOURCE_DIRECTORY "/docs/protocol.md"_s;
+const QString CommandTable = u"" ORVANE_SOURCE_DIRECTORY "/commands/CommandDispatch.cpp"_s;
 
 // After the last line of an exchange: nothing more may come before the reply to this.
 const QByteArray LastCommand = "<theLast/>";
@@ -41,15 +43,14 @@ QList<QStringList> tableRows(const QString& heading)
 std::vector<RecordingHost::RecorderEntry> documentRecorders()
 {
     std::vector<RecordingHost::RecorderEntry> recorders;
-    for (const QStringList& cells :
-        tableRows(QStringLiteral("| Recorder | Address | User | Password | Channels | Tracks |"))) {
+    for (const QStringList& cells : tableRows(u"| Recorder | Address | User | Password | Channels | Tracks |"_s)) {
         RecordingHost::RecorderEntry& recorder = recorders.emplace_back();
         recorder.name = cells.at(0).toStdString();
         recorder.ip = cells.at(1).toStdString();
         recorder.userName = cells.at(2).toStdString();
         recorder.password = cells.at(3).toStdString();
         recorder.maxNumChannels = cells.at(4).toInt();
-        for (const QString& track : cells.at(5).split(QStringLiteral(", "), Qt::SkipEmptyParts))
+        for (const QString& track : cells.at(5).split(u", "_s, Qt::SkipEmptyParts))
             recorder.tracks.push_back(track.toStdString());
     }
     return recorders;
@@ -57,7 +58,7 @@ std::vector<RecordingHost::RecorderEntry> documentRecorders()
 
 std::vector<RecordingHost::PresetEntry> documentPresets()
 {
-    const QString begin = QStringLiteral("and these presets: ");
+    const QString begin = u"and these presets: "_s;
     std::vector<RecordingHost::PresetEntry> presets;
     for (const QString& line : documentLines(ProtocolDocument).filter(begin)) {
         const QStringList parts = line.mid(begin.size()).split(u'`');
@@ -91,28 +92,28 @@ public:
 private:
     void begin()
     {
-        if (lines.first() == QStringLiteral("(logged in as Orvane)"))
+        if (lines.first() == u"(logged in as Orvane)"_s)
             client->loginAsOrvane();
-        else if (lines.first() == QStringLiteral("(logged in as operator)"))
+        else if (lines.first() == u"(logged in as operator)"_s)
             client->login("operator", "secret");
         else
-            QCOMPARE(lines.first(), QStringLiteral("(connected)"));
+            QCOMPARE(lines.first(), u"(connected)"_s);
     }
 
     void playLine(const QString& text)
     {
         if (text.startsWith(u'>'))
             send(text.mid(2));
-        else if (text == QStringLiteral("< (nothing)"))
+        else if (text == u"< (nothing)"_s)
             expectNothing();
-        else if (text.startsWith(QStringLiteral("< ")))
+        else if (text.startsWith(u"< "_s))
             expect(text.mid(2).toUtf8() + "\r\n\r\n");
         else if (text.startsWith(HostIsAsked))
             expectCall(text.mid(HostIsAsked.size()).section(Answers, 0, 0));
-        else if (text == QStringLiteral("* host reports the end of the refresh"))
+        else if (text == u"* host reports the end of the refresh"_s)
             session.server->handleUpdateAllTreeDevicesFinished();
         else
-            QFAIL(qPrintable(QStringLiteral("A line that nobody understands: ") + text));
+            QFAIL(qPrintable(u"A line that nobody understands: "_s + text));
     }
 
     void send(const QString& document)
@@ -127,9 +128,9 @@ private:
     /// What the host is going to answer; the call comes before the next line is played.
     void prepareAnswer(const QString& answer)
     {
-        const QString split = QStringLiteral("split ");
+        const QString split = u"split "_s;
         session.host.usedSplit.reset();
-        session.host.refreshStarts = answer == QStringLiteral("true");
+        session.host.refreshStarts = answer == u"true"_s;
         session.host.answer.reset();
         if (answer.startsWith(split))
             session.host.usedSplit = answer.mid(split.size()).toInt();
@@ -139,9 +140,9 @@ private:
 
     void expectCall(QString call)
     {
-        call.replace(QStringLiteral("the document"), u'"' + lastDocument + u'"');
+        call.replace(u"the document"_s, u'"' + lastDocument + u'"');
         QTRY_COMPARE(session.host.calls.size(), 1);
-        QCOMPARE(session.host.calls.takeFirst().replace(QStringLiteral("(0 entries)"), QStringLiteral("()")), call);
+        QCOMPARE(session.host.calls.takeFirst().replace(u"(0 entries)"_s, u"()"_s), call);
     }
 
     void expect(const QByteArray& message)
@@ -154,7 +155,7 @@ private:
     /// Of a client without login nobody can tell before the next reply that comes.
     void expectNothing()
     {
-        if (lines.first() == QStringLiteral("(connected)"))
+        if (lines.first() == u"(connected)"_s)
             return;
         client->send(LastCommand);
         expect(LastReply);
@@ -168,8 +169,8 @@ private:
         QCOMPARE(session.host.calls, QStringList());
     }
 
-    const QString HostIsAsked = QStringLiteral("* host: ");
-    const QString Answers = QStringLiteral(" -> ");
+    const QString HostIsAsked = u"* host: "_s;
+    const QString Answers = u" -> "_s;
 
     QStringList lines;
     qsizetype line = 0;
@@ -191,18 +192,18 @@ QStringList quotedNames(const QString& path, const QString& marker, QChar quotes
 
 void tst_protocol_document::describesTheCommandsOfTheTable()
 {
-    const QStringList commands = quotedNames(CommandTable, QStringLiteral(" Command {\""), u'"');
-    const QStringList sections = quotedNames(ProtocolDocument, QStringLiteral("## `"), u'`');
+    const QStringList commands = quotedNames(CommandTable, u" Command {\""_s, u'"');
+    const QStringList sections = quotedNames(ProtocolDocument, u"## `"_s, u'`');
     QVERIFY(!commands.isEmpty());
-    QCOMPARE(sections, QStringList(QStringLiteral("loginClient")) + commands);
+    QCOMPARE(sections, QStringList(u"loginClient"_s) + commands);
     for (const QString& name : sections) // an exchange each
-        QVERIFY2(!documentLines(ProtocolDocument).filter(QStringLiteral("> <") + name).isEmpty(), qPrintable(name));
+        QVERIFY2(!documentLines(ProtocolDocument).filter(u"> <"_s + name).isEmpty(), qPrintable(name));
 }
 
 void tst_protocol_document::saysWhatHappens_data()
 {
     QTest::addColumn<QStringList>("lines");
-    const QList<DocumentBlock> exchanges = documentBlocks(ProtocolDocument, QStringLiteral("exchange"));
+    const QList<DocumentBlock> exchanges = documentBlocks(ProtocolDocument, u"exchange"_s);
     QVERIFY(!exchanges.isEmpty());
     for (const DocumentBlock& exchange : exchanges)
         QTest::newRow(qPrintable(exchange.place)) << exchange.lines;

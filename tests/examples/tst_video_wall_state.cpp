@@ -10,9 +10,11 @@
 #include <QTest>
 #include <QXmlStreamReader>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString NorthGate = QStringLiteral("North gate");
+const QString NorthGate = u"North gate"_s;
 
 QImage painted(const Split& split, qint64 now = 0)
 {
@@ -149,10 +151,10 @@ void TestVideoWallState::showsWhyThereIsNoPicture_data()
     QTest::addColumn<int>("camera");
     QTest::addColumn<QString>("fault");
 
-    QTest::newRow("unknown recorder") << QStringLiteral("Tower") << 1 << QStringLiteral("Unknown recorder");
-    QTest::newRow("camera 0") << NorthGate << 0 << QStringLiteral("Cameras are 1 to 16");
+    QTest::newRow("unknown recorder") << u"Tower"_s << 1 << u"Unknown recorder"_s;
+    QTest::newRow("camera 0") << NorthGate << 0 << u"Cameras are 1 to 16"_s;
     QTest::newRow("the last camera is there") << NorthGate << 16 << QString();
-    QTest::newRow("one camera too far") << NorthGate << 17 << QStringLiteral("Cameras are 1 to 16");
+    QTest::newRow("one camera too far") << NorthGate << 17 << u"Cameras are 1 to 16"_s;
 }
 
 void TestVideoWallState::showsWhyThereIsNoPicture()
@@ -223,10 +225,10 @@ void TestVideoWallState::readsTheLayoutNameOfADocument()
 
 void TestVideoWallState::leavesTheLayoutToADocumentOfNoUse()
 {
-    state->setLayoutByDocument(QStringLiteral("<c><layoutname>One-Large-Five-Small</layoutname></c>"));
+    state->setLayoutByDocument(u"<c><layoutname>One-Large-Five-Small</layoutname></c>"_s);
     QCOMPARE(state->layout().splitCount(), 6);
-    state->setLayoutByDocument(QStringLiteral("<c><layoutname>seven</layoutname></c>"));
-    state->setLayoutByDocument(QStringLiteral("<c"));
+    state->setLayoutByDocument(u"<c><layoutname>seven</layoutname></c>"_s);
+    state->setLayoutByDocument(u"<c"_s);
     QCOMPARE(state->layout().splitCount(), 6);
     QCOMPARE(notes->size(), 2);
 }
@@ -262,7 +264,7 @@ void TestVideoWallState::fillsTheWallWithAPreset()
 void TestVideoWallState::leavesTheWallToAnUnknownPreset()
 {
     showLive(1, 3);
-    state->setPreset(QStringLiteral("Nowhere"));
+    state->setPreset(u"Nowhere"_s);
     QVERIFY(!state->split(3).isFree());
     QCOMPARE(notes->size(), 1);
 }
@@ -327,7 +329,7 @@ void TestVideoWallState::playsWithinTheLimits()
     QFETCH(qint64, limitStart);
     QFETCH(qint64, limitEnd);
 
-    state->showPlayback({{NorthGate, 1}, QStringLiteral("Monday"), time, limitStart, limitEnd}, false, 0);
+    state->showPlayback({{NorthGate, 1}, u"Monday"_s, time, limitStart, limitEnd}, false, 0);
     const Playback playback = state->split(0).playback.value();
     QTEST(playback.positionAt(playback.startedAt), "begin");
     QTEST(playback.positionAt(playback.startedAt + 60'000), "afterAMinute");
@@ -336,12 +338,12 @@ void TestVideoWallState::playsWithinTheLimits()
 void TestVideoWallState::findsTracksByNameAndById()
 {
     state->showPlayback({{NorthGate, 1}, 2}, false, 0);
-    QCOMPARE(state->split(0).playback->track, QStringLiteral("Tuesday (track 2)"));
+    QCOMPARE(state->split(0).playback->track, u"Tuesday (track 2)"_s);
     QCOMPARE(state->split(0).fault, QString());
     state->showPlayback({{NorthGate, 1}, 0}, false, 1);
-    state->showPlayback({{NorthGate, 1}, QStringLiteral("Sunday")}, false, 2);
-    QCOMPARE(state->split(1).fault, QStringLiteral("No track \"Track 0\""));
-    QCOMPARE(state->split(2).fault, QStringLiteral("No track \"Sunday\""));
+    state->showPlayback({{NorthGate, 1}, u"Sunday"_s}, false, 2);
+    QCOMPARE(state->split(1).fault, u"No track \"Track 0\""_s);
+    QCOMPARE(state->split(2).fault, u"No track \"Sunday\""_s);
     showLive(1, 0);
     QVERIFY(!state->split(0).playback);
 }
@@ -376,26 +378,26 @@ void TestVideoWallState::reportsWhatEachSplitShows()
     showLive(2, 0, true);
     state->setDetailViews(0, {{0, cutOut(0, 0, 0.5, 0.25)}, {3, object(7)}});
     QCOMPARE(wallReport(*state, 0),
-        QStringLiteral("<wall layout=\"one\" splits=\"1\" time=\"1970-01-01T00:00:00.000Z\">"
-                       "<split id=\"0\" state=\"live\" recorder=\"North gate\" camera=\"2\" alarm=\"1\">"
-                       "<subsplit id=\"0\" ltx=\"0\" lty=\"0\" rbx=\"0.5\" rby=\"0.25\"/>"
-                       "<subsplit id=\"3\" objectid=\"7\"/></split></wall>"));
+        u"<wall layout=\"one\" splits=\"1\" time=\"1970-01-01T00:00:00.000Z\">"
+        "<split id=\"0\" state=\"live\" recorder=\"North gate\" camera=\"2\" alarm=\"1\">"
+        "<subsplit id=\"0\" ltx=\"0\" lty=\"0\" rbx=\"0.5\" rby=\"0.25\"/>"
+        "<subsplit id=\"3\" objectid=\"7\"/></split></wall>"_s);
 }
 
 void TestVideoWallState::reportsAwkwardNamesWellFormed()
 {
-    const QString name = QStringLiteral("<&>\"'\u00e9 ") + QChar(0) + QChar(7) + QChar(0xd800) + QChar(0xffff);
+    const QString name = u"<&>\"'\u00e9 "_s + QChar(0) + QChar(7) + QChar(0xd800) + QChar(0xffff);
     state->showLive({name, 1}, false, 0);
     state->showPlayback({{NorthGate, 1}, name}, false, 1);
 
     QXmlStreamReader reader(wallReport(*state, 0));
     QStringList recorders;
     while (!reader.atEnd()) {
-        if (reader.readNext() == QXmlStreamReader::StartElement && reader.name() == QLatin1String("split"))
-            recorders.append(reader.attributes().value(QLatin1String("recorder")).toString());
+        if (reader.readNext() == QXmlStreamReader::StartElement && reader.name() == "split"_L1)
+            recorders.append(reader.attributes().value("recorder"_L1).toString());
     }
     QCOMPARE(reader.errorString(), QString());
-    QCOMPARE(recorders.first(), QStringLiteral("<&>\"'\u00e9 \ufffd\ufffd\ufffd\ufffd"));
+    QCOMPARE(recorders.first(), u"<&>\"'\u00e9 \ufffd\ufffd\ufffd\ufffd"_s);
 }
 
 void TestVideoWallState::paintsAnAlarmRed()

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 /// The commands as a client sees them over TLS, and as the host and the log see them.
 class tst_commands : public QObject {
     Q_OBJECT
@@ -185,9 +187,8 @@ void tst_commands::handTheWholeDocumentToTheHost()
     client->send(byName);
     client->send(query);
     QTRY_COMPARE(session.host.calls.size(), 2);
-    QCOMPARE(
-        session.host.calls.first(), QStringLiteral("setSplitModeByName(16, \"%1\")").arg(QString::fromUtf8(byName)));
-    QCOMPARE(session.host.calls.last(), QStringLiteral("getPertinentInfo(\"%1\")").arg(QString::fromUtf8(query)));
+    QCOMPARE(session.host.calls.first(), u"setSplitModeByName(16, \"%1\")"_s.arg(QString::fromUtf8(byName)));
+    QCOMPARE(session.host.calls.last(), u"getPertinentInfo(\"%1\")"_s.arg(QString::fromUtf8(query)));
 }
 
 void tst_commands::listRecordersForEachAccount()
@@ -216,7 +217,7 @@ void tst_commands::listRecordersForEachAccount()
     orvane->received.clear();
     orvane->send("<getRecorderList/>");
     QTRY_COMPARE(orvane->received, reply("getRecorderListResponse", ""));
-    QCOMPARE(session.host.calls.last(), QStringLiteral("getRecorderList(0 entries)"));
+    QCOMPARE(session.host.calls.last(), u"getRecorderList(0 entries)"_s);
 }
 
 void tst_commands::listPresets()
@@ -271,14 +272,14 @@ void tst_commands::logInWithEitherAccount_data()
     QTest::addColumn<bool>("loggedIn");
     QTest::addColumn<QString>("logged"); // after the command's name
 
-    const QString invalid = QStringLiteral("3rd Party connection over Orvane interface: login invalid");
+    const QString invalid = u"3rd Party connection over Orvane interface: login invalid"_s;
     const auto row = [](const char* name, const QByteArray& user, const QByteArray& password, bool loggedIn,
                          const QString& logged) {
         QTest::newRow(name) << "<loginClient><username>" + user + "</username><password>" + password
                 + "</password></loginClient>"
                             << loggedIn << logged;
     };
-    row("system account", "Orvane", "157b25b09a99c70fc75a6e79412a00b2", true, QStringLiteral("This is Orvane"));
+    row("system account", "Orvane", "157b25b09a99c70fc75a6e79412a00b2", true, u"This is Orvane"_s);
     row("system account, password in capitals", "Orvane", "157B25B09A99C70FC75A6E79412A00B2", false, invalid);
     row("system account, the other account's password", "Orvane", "secret", false, invalid);
     row("system account, name in small letters", "orvane", "157b25b09a99c70fc75a6e79412a00b2", false, invalid);
@@ -303,11 +304,11 @@ void tst_commands::logInWithEitherAccount()
     client->send("<foo/>"); // before the login: logged, and no word about it
     client->send(login);
     client->send("<setPreset/>");
-    QStringList expected {QStringLiteral("OrvaneConnection received command:"), QStringLiteral("\"<foo/>\""),
-        QStringLiteral("OrvaneConnection received command:"), QStringLiteral("\"loginClient\"")};
+    QStringList expected {u"OrvaneConnection received command:"_s, u"\"<foo/>\""_s,
+        u"OrvaneConnection received command:"_s, u"\"loginClient\""_s};
     if (!logged.isEmpty())
         expected += logged;
-    expected += {QStringLiteral("OrvaneConnection received command:"), QStringLiteral("\"<setPreset/>\"")};
+    expected += {u"OrvaneConnection received command:"_s, u"\"<setPreset/>\""_s};
     QStringList lines;
     QTRY_COMPARE((lines += LogCapture::take()), expected);
 
@@ -330,8 +331,7 @@ void tst_commands::acceptAnEmptyAccount()
 void tst_commands::neverTryTheSystemAccountsNameElsewhere()
 {
     RecordingHost host;
-    OrvaneInterface::OrvaneServer server(
-        &host, freePort(), QStringLiteral("Orvane"), QStringLiteral("secret"), nullptr);
+    OrvaneInterface::OrvaneServer server(&host, freePort(), u"Orvane"_s, u"secret"_s, nullptr);
     server.startListeningForConnection();
     TlsClient client;
     client.connectToPort(server.serverPort());
@@ -352,12 +352,12 @@ void tst_commands::keepALogin()
     client->login("operator", "wrong");
     client->send("<setPreset/>");
     QTRY_COMPARE(client->received, shortAcceptance("setPreset"));
-    QCOMPARE(LogCapture::take().filter(QStringLiteral("This is Orvane")).size(), 3);
+    QCOMPARE(LogCapture::take().filter(u"This is Orvane"_s).size(), 3);
 }
 
 void tst_commands::areLogged()
 {
-    const QString received = QStringLiteral("OrvaneConnection received command:");
+    const QString received = u"OrvaneConnection received command:"_s;
     Session session;
     const auto client = session.orvaneClient();
     QVERIFY(client);
@@ -371,11 +371,11 @@ void tst_commands::areLogged()
     client->send(LastCommand);
     QTRY_VERIFY(client->received.endsWith(LastReply) && client->received.size() > LastReply.size());
     const QStringList expected {received, // and nothing more for an empty message
-        received, QStringLiteral(R"("<foo a=\"1\">\n)") + QChar(0xe9) + QStringLiteral(R"(</foo>")"),
-        QStringLiteral("Received unknown Orvane command:"), //
-        received, QStringLiteral("\"<showTrack/>\""),
-        QStringLiteral("OrvaneInterface: received showTrack command without valid track ID or track name!"), //
-        received, QStringLiteral("\"<theLast/>\""), QStringLiteral("Received unknown Orvane command:")};
+        received, uR"("<foo a=\"1\">\n)"_s + QChar(0xe9) + uR"(</foo>")"_s,
+        u"Received unknown Orvane command:"_s, //
+        received, u"\"<showTrack/>\""_s,
+        u"OrvaneInterface: received showTrack command without valid track ID or track name!"_s, //
+        received, u"\"<theLast/>\""_s, u"Received unknown Orvane command:"_s};
     QCOMPARE(LogCapture::take(), expected);
 }
 
@@ -433,8 +433,8 @@ void tst_commands::areRefusedWhole()
 
     QCOMPARE(session.host.calls, QStringList());
     const QString logged = LogCapture::take().join(u'\n');
-    QCOMPARE(logged.count(QLatin1String("OrvaneConnection refused a document: ") + QLatin1String(reason)), 2);
-    QVERIFY(!logged.contains(QLatin1String("secret")));
+    QCOMPARE(logged.count("OrvaneConnection refused a document: "_L1 + QLatin1String(reason)), 2);
+    QVERIFY(!logged.contains("secret"_L1));
 }
 
 void tst_commands::areIgnoredWithoutHost()
@@ -447,7 +447,7 @@ void tst_commands::areIgnoredWithoutHost()
     client.loginAsOrvane();
     client.send("<foo/>");
     QStringList lines;
-    QTRY_COMPARE((lines += LogCapture::take()).filter(QStringLiteral("received command")).size(), 2);
+    QTRY_COMPARE((lines += LogCapture::take()).filter(u"received command"_s).size(), 2);
     QCOMPARE(lines.size(), 3); // the first one tells of the connection
     QCOMPARE(client.received, QByteArray());
 }

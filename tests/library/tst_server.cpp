@@ -11,6 +11,8 @@
 #include <array>
 #include <functional>
 
+using namespace Qt::StringLiterals;
+
 using OrvaneInterface::OrvaneServer;
 
 /// The server and its connections over real TLS: who is served, told and let go, whatever clients and host do.
@@ -144,8 +146,8 @@ void tst_server::greetsNobodyAndLogsEachClient()
     const auto client = session.connectedClient();
     QVERIFY(client);
     client->send("<foo/>");
-    const QStringList lines {QStringLiteral("New OrvaneConnection from QHostAddress(\"::ffff:127.0.0.1\")"),
-        QStringLiteral("OrvaneConnection received command:"), QStringLiteral("\"<foo/>\"")};
+    const QStringList lines {u"New OrvaneConnection from QHostAddress(\"::ffff:127.0.0.1\")"_s,
+        u"OrvaneConnection received command:"_s, u"\"<foo/>\""_s};
     QStringList taken;
     QTRY_COMPARE((taken += LogCapture::take()), lines);
     QCOMPARE(client->received, QByteArray());
@@ -160,8 +162,7 @@ void tst_server::greetsNobodyAndLogsEachClient()
     QTRY_VERIFY(!socket);
     taken = LogCapture::take();
     taken.removeDuplicates(); // Qt reports the end of TLS and the end of TCP as one error each
-    QCOMPARE(
-        taken, QStringList(QStringLiteral("OrvaneConnection socket error: QAbstractSocket::RemoteHostClosedError")));
+    QCOMPARE(taken, QStringList(u"OrvaneConnection socket error: QAbstractSocket::RemoteHostClosedError"_s));
 }
 
 void tst_server::tellsThoseWhoWaitForARefresh()
@@ -332,7 +333,7 @@ void tst_server::keepsOrderInTheHostsEventLoops()
     QTRY_COMPARE(client->received, shortAcceptance("setPreset") + Notice + shortAcceptance("setPreset").repeated(3));
     QStringList calls;
     for (int number = 1; number <= 4; ++number)
-        calls += QStringLiteral("setPreset(\"%1\")").arg(number);
+        calls += u"setPreset(\"%1\")"_s.arg(number);
     QCOMPARE(session.host.calls, calls);
 }
 
@@ -344,7 +345,7 @@ void tst_server::letsAClientGoInsideAHostCall()
     const QPointer<QSslSocket> socket = leaveInsideHostCalls(session, *client, [] {});
     QVERIFY(socket);
     client->write("<showLive/>\r\n\r\n<setPreset/>\r\n\r\n");
-    QTRY_COMPARE(session.host.calls, QStringList(QStringLiteral("showLive(\"\", -1, false, -1)")));
+    QTRY_COMPARE(session.host.calls, QStringList(u"showLive(\"\", -1, false, -1)"_s));
     QTRY_VERIFY(!socket);
     session.host.duringCall = nullptr;
     session.host.calls.clear();

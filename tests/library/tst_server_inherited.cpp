@@ -10,6 +10,8 @@
 #include <thread>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 using OrvaneInterface::OrvaneServer;
 
 /// What a server can do because it is a QTcpServer and a QObject: other addresses, pauses, other threads, company.
@@ -66,7 +68,7 @@ void tst_server_inherited::closesAndListensAgain()
 void tst_server_inherited::listensWhereTheHostWants()
 {
     RecordingHost host;
-    OrvaneServer server(&host, freePort(), QStringLiteral("operator"), QStringLiteral("secret"), nullptr);
+    OrvaneServer server(&host, freePort(), u"operator"_s, u"secret"_s, nullptr);
     QVERIFY(server.listen(QHostAddress::LocalHost)); // at a port that the system chooses
     QCOMPARE(server.serverAddress(), QHostAddress(QHostAddress::LocalHost));
     TlsClient client;
@@ -154,7 +156,7 @@ void tst_server_inherited::worksInAThreadOfItsOwn()
     thread.join();
     QVERIFY(isListening && connected && served);
     QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
-    QCOMPARE(host.calls, QStringList(QStringLiteral("setPreset(\"\")")));
+    QCOMPARE(host.calls, QStringList(u"setPreset(\"\")"_s));
 }
 
 void tst_server_inherited::knowsNothingOfAnotherServer()

@@ -8,6 +8,8 @@
 
 #include <functional>
 
+using namespace Qt::StringLiterals;
+
 /// A host whose message handler does anything inside a log line, as a log window does that keeps itself painted: runs
 /// an event loop, has clients come and go, calls the server, destroys it.
 class tst_server_log_lines : public QObject {
@@ -25,7 +27,7 @@ private Q_SLOTS:
 
 namespace {
 
-const QString FirstLine = QStringLiteral("New OrvaneConnection from");
+const QString FirstLine = u"New OrvaneConnection from"_s;
 
 /// Runs \a reaction inside the first line that begins with \a beginning.
 std::function<void(const QString&)> once(const QString& beginning, std::function<void()> reaction)
@@ -51,15 +53,15 @@ void addLines()
     QTest::addColumn<QString>("line");
 
     QTest::newRow("a client has connected") << FirstLine;
-    QTest::newRow("a message has arrived") << QStringLiteral("OrvaneConnection received command:");
-    QTest::newRow("the login message") << QStringLiteral("\"loginClient\"");
-    QTest::newRow("who has logged in") << QStringLiteral("This is Orvane");
-    QTest::newRow("the message") << QStringLiteral("\"<unknown/>\"");
-    QTest::newRow("an unknown command") << QStringLiteral("Received unknown Orvane command:");
+    QTest::newRow("a message has arrived") << u"OrvaneConnection received command:"_s;
+    QTest::newRow("the login message") << u"\"loginClient\""_s;
+    QTest::newRow("who has logged in") << u"This is Orvane"_s;
+    QTest::newRow("the message") << u"\"<unknown/>\""_s;
+    QTest::newRow("an unknown command") << u"Received unknown Orvane command:"_s;
     QTest::newRow("a track that is none")
-        << QStringLiteral("OrvaneInterface: received showTrack command without valid track ID or track name!");
-    QTest::newRow("the message of a call") << QStringLiteral("\"<setPreset/>\"");
-    QTest::newRow("a client has gone") << QStringLiteral("OrvaneConnection socket error:");
+        << u"OrvaneInterface: received showTrack command without valid track ID or track name!"_s;
+    QTest::newRow("the message of a call") << u"\"<setPreset/>\""_s;
+    QTest::newRow("a client has gone") << u"OrvaneConnection socket error:"_s;
 }
 
 /// A client that makes the server write all the lines.

@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 /// A host whose key and certificate do not serve for TLS. The pairs are made at run time.
 class tst_server_with_useless_key : public QObject {
     Q_OBJECT
@@ -27,7 +29,7 @@ private:
 namespace {
 
 const QString NewRsaPair =
-    QStringLiteral("req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -batch -keyout hxkey.pem -out hxcert.pem");
+    u"req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -batch -keyout hxkey.pem -out hxcert.pem"_s;
 
 } // namespace
 
@@ -53,19 +55,16 @@ void tst_server_with_useless_key::endsEachClient_data()
 
     QTest::newRow("a usable pair, as a check on the others") << QStringList {NewRsaPair} << true;
     QTest::newRow("of an elliptic curve")
-        << QStringList {QString(NewRsaPair)
-                            .replace(
-                                QStringLiteral("rsa:2048"), QStringLiteral("ec -pkeyopt ec_paramgen_curve:prime256v1"))}
+        << QStringList {QString(NewRsaPair).replace(u"rsa:2048"_s, u"ec -pkeyopt ec_paramgen_curve:prime256v1"_s)}
         << false;
     QTest::newRow("the key of another certificate")
-        << QStringList {NewRsaPair, QStringLiteral("genrsa -out hxkey.pem 2048")} << false;
+        << QStringList {NewRsaPair, u"genrsa -out hxkey.pem 2048"_s} << false;
     QTest::newRow("a key with a pass phrase")
-        << QStringList {QString(NewRsaPair).replace(QStringLiteral("-nodes"), QStringLiteral("-passout pass:secret"))}
-        << false;
+        << QStringList {QString(NewRsaPair).replace(u"-nodes"_s, u"-passout pass:secret"_s)} << false;
     QTest::newRow("a certificate where the key should be")
-        << QStringList {NewRsaPair, QStringLiteral("x509 -in hxcert.pem -out hxkey.pem")} << false;
+        << QStringList {NewRsaPair, u"x509 -in hxcert.pem -out hxkey.pem"_s} << false;
     QTest::newRow("a key where the certificate should be")
-        << QStringList {NewRsaPair, QStringLiteral("rsa -in hxkey.pem -out hxcert.pem")} << false;
+        << QStringList {NewRsaPair, u"rsa -in hxkey.pem -out hxcert.pem"_s} << false;
 }
 
 void tst_server_with_useless_key::endsEachClient()
@@ -75,10 +74,10 @@ void tst_server_with_useless_key::endsEachClient()
 
     for (const QString& command : commands)
         QVERIFY2(run(QStringLiteral(ORVANE_OPENSSL), command), qPrintable(command));
-    write(QStringLiteral("tls.qrc"),
+    write(u"tls.qrc"_s,
         "<RCC><qresource prefix='/Halden/Resources'><file>hxkey.pem</file><file>hxcert.pem</file></qresource></RCC>");
-    QVERIFY(run(QStringLiteral(ORVANE_RCC), QStringLiteral("--binary tls.qrc -o tls.rcc")));
-    const QString resource = directory.filePath(QStringLiteral("tls.rcc"));
+    QVERIFY(run(QStringLiteral(ORVANE_RCC), u"--binary tls.qrc -o tls.rcc"_s));
+    const QString resource = directory.filePath(u"tls.rcc"_s);
     QVERIFY(QResource::registerResource(resource));
     const auto unregister = qScopeGuard([&resource] { QResource::unregisterResource(resource); });
 
@@ -97,8 +96,8 @@ void tst_server_with_useless_key::endsEachClient()
     QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
     const QStringList lines = LogCapture::take();
     QCOMPARE(lines.size(), 2);
-    QVERIFY(lines.first().startsWith(QStringLiteral("New OrvaneConnection from ")));
-    QVERIFY(lines.last().startsWith(QStringLiteral("OrvaneConnection socket error: "))); // which one is Qt's affair
+    QVERIFY(lines.first().startsWith(u"New OrvaneConnection from "_s));
+    QVERIFY(lines.last().startsWith(u"OrvaneConnection socket error: "_s)); // which one is Qt's affair
 }
 
 QTEST_GUILESS_MAIN(tst_server_with_useless_key)

@@ -14,6 +14,8 @@
 #include <unistd.h>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 /// A host that runs out of descriptors, with the server in it, in every order of exhausting and freeing them.
 class tst_server_without_descriptors : public QObject {
     Q_OBJECT
@@ -112,8 +114,8 @@ struct ShortOfDescriptors {
 
 ShortOfDescriptors::ShortOfDescriptors(Shortage shortage, bool withSilentClient)
     : log([this, shortage](const QString& line) {
-        if (shortage == Shortage::ComesAfterTheHostListenedAnewInALogLine
-            && line.startsWith(QStringLiteral("New OrvaneConnection")) && !waiting)
+        if (shortage == Shortage::ComesAfterTheHostListenedAnewInALogLine && line.startsWith(u"New OrvaneConnection"_s)
+            && !waiting)
             listenAnew();
     })
 {
@@ -149,7 +151,7 @@ bool ShortOfDescriptors::isAccepted(const TlsClient& client) const
 qsizetype ShortOfDescriptors::errors()
 {
     lines += LogCapture::take();
-    return lines.filter(QStringLiteral("OrvaneConnection server error: QAbstractSocket::SocketResourceError")).size();
+    return lines.filter(u"OrvaneConnection server error: QAbstractSocket::SocketResourceError"_s).size();
 }
 
 } // namespace
@@ -159,7 +161,7 @@ Q_DECLARE_METATYPE(Relief)
 
 void tst_server_without_descriptors::initTestCase()
 {
-    if (qEnvironmentVariable("LD_PRELOAD").contains(QLatin1String("vgpreload")))
+    if (qEnvironmentVariable("LD_PRELOAD").contains("vgpreload"_L1))
         QSKIP("valgrind has the system accept the client all the same, and closes the descriptor");
 }
 

@@ -30,18 +30,16 @@ void tst_xml_command_reader::readsTheCommandName_data()
     QTest::addColumn<QString>("document");
     QTest::addColumn<QString>("name");
 
-    QTest::newRow("without namespace") << QStringLiteral("<showLive/>") << QStringLiteral("showLive");
-    QTest::newRow("with a prefix") << QStringLiteral("<p:showLive xmlns:p=\"http://www.halden.example/ravo_1_0/\"/>")
-                                   << QStringLiteral("showLive");
+    QTest::newRow("without namespace") << u"<showLive/>"_s << u"showLive"_s;
+    QTest::newRow("with a prefix") << u"<p:showLive xmlns:p=\"http://www.halden.example/ravo_1_0/\"/>"_s
+                                   << u"showLive"_s;
     QTest::newRow("with another prefix and a foreign namespace")
-        << QStringLiteral("<q:showLive xmlns:q=\"urn:x\" a=\"1\">text</q:showLive>") << QStringLiteral("showLive");
-    QTest::newRow("in a default namespace")
-        << QStringLiteral("<showLive xmlns=\"urn:x\"/>") << QStringLiteral("showLive");
-    QTest::newRow("after all that may stand before it") << QStringLiteral(
-        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<!-- c --><?pi?><!DOCTYPE showLive>\n<showLive/>")
-                                                        << QStringLiteral("showLive");
-    QTest::newRow("with white space and a comment after it")
-        << QStringLiteral("<showLive/>\r\n<!-- c -->\r\n") << QStringLiteral("showLive");
+        << u"<q:showLive xmlns:q=\"urn:x\" a=\"1\">text</q:showLive>"_s << u"showLive"_s;
+    QTest::newRow("in a default namespace") << u"<showLive xmlns=\"urn:x\"/>"_s << u"showLive"_s;
+    QTest::newRow("after all that may stand before it")
+        << u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<!-- c --><?pi?><!DOCTYPE showLive>\n<showLive/>"_s
+        << u"showLive"_s;
+    QTest::newRow("with white space and a comment after it") << u"<showLive/>\r\n<!-- c -->\r\n"_s << u"showLive"_s;
 }
 
 void tst_xml_command_reader::readsTheCommandName()
@@ -133,8 +131,8 @@ void tst_xml_command_reader::storesParameters()
     QFETCH(const Parameters, parameters);
 
     XmlCommandReader reader;
-    QVERIFY(reader.parseCommand(QStringLiteral("<root ignored='1'>") + content + QStringLiteral("</root>")));
-    QCOMPARE(reader.commandName(), QStringLiteral("root"));
+    QVERIFY(reader.parseCommand(u"<root ignored='1'>"_s + content + u"</root>"_s));
+    QCOMPARE(reader.commandName(), u"root"_s);
     QCOMPARE(reader.allParameters(), parameters);
 }
 
@@ -145,20 +143,17 @@ void tst_xml_command_reader::keepsWhatCameBeforeAnError_data()
     QTest::addColumn<Parameters>("parameters");
 
     const Parameters none;
-    const Parameters two {{QStringLiteral("a"), QStringLiteral("1")}, {QStringLiteral("b"), QStringLiteral("2")}};
+    const Parameters two {{u"a"_s, u"1"_s}, {u"b"_s, u"2"_s}};
     QTest::newRow("no text at all") << QString() << QString() << none;
-    QTest::newRow("no XML") << QStringLiteral("hello") << QString() << none;
-    QTest::newRow("a prefix that nobody declared") << QStringLiteral("<p:r><a>1</a></p:r>") << QString() << none;
-    QTest::newRow("ends after the root's start tag") << QStringLiteral("<r>") << QStringLiteral("r") << none;
-    QTest::newRow("ends after two parameters") << QStringLiteral("<r><a>1</a><b>2</b>") << QStringLiteral("r") << two;
-    QTest::newRow("wrong end tag after two parameters")
-        << QStringLiteral("<r><a>1</a><b>2</b></x><c>3</c>") << QStringLiteral("r") << two;
-    QTest::newRow("a second root element")
-        << QStringLiteral("<r><a>1</a><b>2</b></r><r/>") << QStringLiteral("r") << two;
-    QTest::newRow("an entity that nobody declared")
-        << QStringLiteral("<r><a>1</a><b>2</b><c>&x;</c></r>") << QStringLiteral("r") << two;
-    QTest::newRow("ends inside a paramvalue") << QStringLiteral("<r><paramvalue><a/>1") << QStringLiteral("r")
-                                              << Parameters {{QStringLiteral("paramvalue"), QStringLiteral("<a/>")}};
+    QTest::newRow("no XML") << u"hello"_s << QString() << none;
+    QTest::newRow("a prefix that nobody declared") << u"<p:r><a>1</a></p:r>"_s << QString() << none;
+    QTest::newRow("ends after the root's start tag") << u"<r>"_s << u"r"_s << none;
+    QTest::newRow("ends after two parameters") << u"<r><a>1</a><b>2</b>"_s << u"r"_s << two;
+    QTest::newRow("wrong end tag after two parameters") << u"<r><a>1</a><b>2</b></x><c>3</c>"_s << u"r"_s << two;
+    QTest::newRow("a second root element") << u"<r><a>1</a><b>2</b></r><r/>"_s << u"r"_s << two;
+    QTest::newRow("an entity that nobody declared") << u"<r><a>1</a><b>2</b><c>&x;</c></r>"_s << u"r"_s << two;
+    QTest::newRow("ends inside a paramvalue")
+        << u"<r><paramvalue><a/>1"_s << u"r"_s << Parameters {{u"paramvalue"_s, u"<a/>"_s}};
 }
 
 void tst_xml_command_reader::keepsWhatCameBeforeAnError()
@@ -175,9 +170,8 @@ void tst_xml_command_reader::keepsWhatCameBeforeAnError()
 
 void tst_xml_command_reader::everyBeginningOfADocumentIsAnError()
 {
-    const QString document =
-        QStringLiteral("<?xml version='1.0'?><!DOCTYPE r [<!ENTITY e 'x'>]><r><a i='1'>&e;<b/></a>"
-                       "<paramvalue><c><d/></c></paramvalue><e><paramvalue/></e><![CDATA[f]]></r>");
+    const QString document = u"<?xml version='1.0'?><!DOCTYPE r [<!ENTITY e 'x'>]><r><a i='1'>&e;<b/></a>"
+                             "<paramvalue><c><d/></c></paramvalue><e><paramvalue/></e><![CDATA[f]]></r>"_s;
     for (qsizetype length = 0; length < document.size(); ++length)
         QVERIFY2(!XmlCommandReader().parseCommand(document.first(length)), qPrintable(document.first(length)));
     QVERIFY(XmlCommandReader().parseCommand(document));
@@ -208,7 +202,7 @@ void tst_xml_command_reader::convertsIntegers()
     QFETCH(const int, number);
 
     XmlCommandReader reader;
-    const QString key = QStringLiteral("key");
+    const QString key = u"key"_s;
     QCOMPARE(reader.intParameter(key, 42), 42);
     reader.setParameter(key, text);
     QCOMPARE(reader.intParameter(key, 42), number);
@@ -217,8 +211,8 @@ void tst_xml_command_reader::convertsIntegers()
 void tst_xml_command_reader::tellsAbsentFromEmpty()
 {
     XmlCommandReader reader;
-    const QString key = QStringLiteral("key");
-    const QString fallback = QStringLiteral("default");
+    const QString key = u"key"_s;
+    const QString fallback = u"default"_s;
     QCOMPARE(reader.stringParameter(key), QString());
     QCOMPARE(reader.stringParameter(key, fallback), fallback);
     QVERIFY(!reader.hasParameter(key));
@@ -234,25 +228,24 @@ void tst_xml_command_reader::buildsTheLongAcceptance_data()
     QTest::addColumn<QStringList>("echo");
     QTest::addColumn<QString>("elements"); // of the reply
 
-    const QString splitId = QStringLiteral("splitid");
+    const QString splitId = u"splitid"_s;
     QTest::newRow("what is to be echoed and is there")
-        << QStringLiteral("<splitid>3</splitid><b>1</b>") << QString() << QStringList {QStringLiteral("a"), splitId}
-        << QStringLiteral("<command>go</command><splitid>3</splitid>");
+        << u"<splitid>3</splitid><b>1</b>"_s << QString() << QStringList {u"a"_s, splitId}
+        << u"<command>go</command><splitid>3</splitid>"_s;
     QTest::newRow("the client's tag comes last, before the remark")
-        << QStringLiteral("<commandtag>abc</commandtag><splitid>3</splitid>") << QStringLiteral("done")
-        << QStringList {splitId, splitId}
-        << QStringLiteral("<command>go</command><splitid>3</splitid><splitid>3</splitid><commandtag>abc</commandtag>"
-                          "<remark>done</remark>");
-    QTest::newRow("an empty tag is no tag") << QStringLiteral("<commandtag></commandtag>") << QString() << QStringList()
-                                            << QStringLiteral("<command>go</command>");
+        << u"<commandtag>abc</commandtag><splitid>3</splitid>"_s << u"done"_s << QStringList {splitId, splitId}
+        << u"<command>go</command><splitid>3</splitid><splitid>3</splitid><commandtag>abc</commandtag>"
+           "<remark>done</remark>"_s;
+    QTest::newRow("an empty tag is no tag")
+        << u"<commandtag></commandtag>"_s << QString() << QStringList() << u"<command>go</command>"_s;
     QTest::newRow("an empty line in a value does not end the reply")
-        << QStringLiteral("<splitid>a&#13;\n&#13;\nb</splitid>") << QString() << QStringList {splitId}
-        << QStringLiteral("<command>go</command><splitid>a&#13;\n&#13;\nb</splitid>");
+        << u"<splitid>a&#13;\n&#13;\nb</splitid>"_s << QString() << QStringList {splitId}
+        << u"<command>go</command><splitid>a&#13;\n&#13;\nb</splitid>"_s;
     QTest::newRow("no client text is taken for markup or for a place marker")
-        << QStringLiteral("<splitid>%4%3%1</splitid><commandtag>&lt;/p>&amp;\"'%2</commandtag>")
-        << QStringLiteral("<%1>") << QStringList {splitId}
-        << QStringLiteral("<command>go</command><splitid>%4%3%1</splitid>"
-                          "<commandtag>&lt;/p&gt;&amp;\"'%2</commandtag><remark>&lt;%1&gt;</remark>");
+        << u"<splitid>%4%3%1</splitid><commandtag>&lt;/p>&amp;\"'%2</commandtag>"_s << u"<%1>"_s
+        << QStringList {splitId}
+        << u"<command>go</command><splitid>%4%3%1</splitid>"
+           "<commandtag>&lt;/p&gt;&amp;\"'%2</commandtag><remark>&lt;%1&gt;</remark>"_s;
 }
 
 void tst_xml_command_reader::buildsTheLongAcceptance()
@@ -263,9 +256,9 @@ void tst_xml_command_reader::buildsTheLongAcceptance()
     QFETCH(const QString, elements);
 
     XmlCommandReader reader;
-    QVERIFY(reader.parseCommand(QStringLiteral("<go>") + content + QStringLiteral("</go>")));
-    QCOMPARE(reader.acceptedReply(remark, echo, QStringLiteral("urn:%4")),
-        QStringLiteral("<p:commandAccepted xmlns:p=\"urn:%4\">") + elements + QStringLiteral("</p:commandAccepted>"));
+    QVERIFY(reader.parseCommand(u"<go>"_s + content + u"</go>"_s));
+    QCOMPARE(reader.acceptedReply(remark, echo, u"urn:%4"_s),
+        u"<p:commandAccepted xmlns:p=\"urn:%4\">"_s + elements + u"</p:commandAccepted>"_s);
 }
 
 QTEST_APPLESS_MAIN(tst_xml_command_reader)

@@ -6,6 +6,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 /// Both ends of a connection on the loopback address, and the framing over one of them.
 class tst_xml_socket : public QObject {
     Q_OBJECT
@@ -55,7 +57,7 @@ QStringList tst_xml_socket::receive(const QByteArray& bytes)
 {
     peer->write(bytes);
     if (!QTest::qWaitFor([&] { return socket->bytesAvailable() == bytes.size(); }))
-        return {QStringLiteral("the bytes did not arrive")};
+        return {u"the bytes did not arrive"_s};
     xmlSocket->readMessages();
     return std::exchange(xmlSocket->messages, {});
 }
@@ -65,18 +67,18 @@ void tst_xml_socket::cutsWhereverTheReadsEnd_data()
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QStringList>("messages");
 
-    const QString a = QStringLiteral("<a/>");
-    const QString b = QStringLiteral("<b/>");
+    const QString a = u"<a/>"_s;
+    const QString b = u"<b/>"_s;
     QTest::newRow("one message") << QByteArray("<a/>\r\n\r\n") << QStringList {a};
     QTest::newRow("two messages") << QByteArray("<a/>\r\n\r\n<b/>\r\n\r\n") << QStringList {a, b};
     QTest::newRow("two terminators in a row hold an empty message")
         << QByteArray("<a/>\r\n\r\n\r\n\r\n") << QStringList {a, QString()};
     QTest::newRow("a stray line break begins the next message")
-        << QByteArray("<a/>\r\n\r\n\r\n<b/>\r\n\r\n") << QStringList {a, QStringLiteral("\r\n<b/>")};
+        << QByteArray("<a/>\r\n\r\n\r\n<b/>\r\n\r\n") << QStringList {a, u"\r\n<b/>"_s};
     QTest::newRow("a carriage return before the terminator belongs to the message")
-        << QByteArray("<a/>\r\r\n\r\n") << QStringList {QStringLiteral("<a/>\r")};
+        << QByteArray("<a/>\r\r\n\r\n") << QStringList {u"<a/>\r"_s};
     QTest::newRow("other line ends do not end a message")
-        << QByteArray("a\n\nb\r\rc\r\n\n\r\r\nd\r\n\r\n") << QStringList {QStringLiteral("a\n\nb\r\rc\r\n\n\r\r\nd")};
+        << QByteArray("a\n\nb\r\rc\r\n\n\r\r\nd\r\n\r\n") << QStringList {u"a\n\nb\r\rc\r\n\n\r\r\nd"_s};
 }
 
 void tst_xml_socket::cutsWhereverTheReadsEnd()
@@ -88,7 +90,7 @@ void tst_xml_socket::cutsWhereverTheReadsEnd()
     for (qsizetype cut = 1; cut < bytes.size(); ++cut) {
         QStringList taken = receive(bytes.first(cut));
         taken += receive(bytes.sliced(cut));
-        QVERIFY2(taken == messages, qPrintable(QStringLiteral("cut at %1: %2").arg(cut).arg(taken.join(u'|'))));
+        QVERIFY2(taken == messages, qPrintable(u"cut at %1: %2"_s.arg(cut).arg(taken.join(u'|'))));
     }
 
     QStringList taken;
@@ -100,17 +102,17 @@ void tst_xml_socket::cutsWhereverTheReadsEnd()
 void tst_xml_socket::keepsAnIncompleteMessage()
 {
     QCOMPARE(receive("A\r\n"), QStringList());
-    QCOMPARE(receive("\r\nB\r\n\r"), QStringList {QStringLiteral("A")});
+    QCOMPARE(receive("\r\nB\r\n\r"), QStringList {u"A"_s});
     QCOMPARE(receive(QByteArray(100000, 'x')), QStringList());
-    QCOMPARE(receive("\r\n\r\n"), QStringList {QStringLiteral("B\r\n\r") + QString(100000, u'x')});
+    QCOMPARE(receive("\r\n\r\n"), QStringList {u"B\r\n\r"_s + QString(100000, u'x')});
 }
 
 void tst_xml_socket::decodesEachReadOnItsOwn()
 {
     const QByteArray e = "\u00e9"; // two bytes
-    QCOMPARE(receive(e + "\r\n\r\n"), QStringList {QStringLiteral("\u00e9")});
+    QCOMPARE(receive(e + "\r\n\r\n"), QStringList {u"\u00e9"_s});
     QCOMPARE(receive(e.first(1)), QStringList());
-    QCOMPARE(receive(e.last(1) + "\r\n\r\n"), QStringList {QStringLiteral("\ufffd\ufffd")});
+    QCOMPARE(receive(e.last(1) + "\r\n\r\n"), QStringList {u"\ufffd\ufffd"_s});
 }
 
 void tst_xml_socket::writesOneTerminator_data()
@@ -118,11 +120,11 @@ void tst_xml_socket::writesOneTerminator_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QByteArray>("bytes");
 
-    QTest::newRow("text without terminator") << QStringLiteral("X") << QByteArray("X\r\n\r\n");
-    QTest::newRow("text with terminator") << QStringLiteral("X\r\n\r\n") << QByteArray("X\r\n\r\n");
-    QTest::newRow("half a terminator does not count") << QStringLiteral("X\r\n") << QByteArray("X\r\n\r\n\r\n");
+    QTest::newRow("text without terminator") << u"X"_s << QByteArray("X\r\n\r\n");
+    QTest::newRow("text with terminator") << u"X\r\n\r\n"_s << QByteArray("X\r\n\r\n");
+    QTest::newRow("half a terminator does not count") << u"X\r\n"_s << QByteArray("X\r\n\r\n\r\n");
     QTest::newRow("an empty text is the terminator alone") << QString() << QByteArray("\r\n\r\n");
-    QTest::newRow("not in ASCII") << QStringLiteral("\u00e9") << QByteArray("\xc3\xa9\r\n\r\n");
+    QTest::newRow("not in ASCII") << u"\u00e9"_s << QByteArray("\xc3\xa9\r\n\r\n");
 }
 
 void tst_xml_socket::writesOneTerminator()

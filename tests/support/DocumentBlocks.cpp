@@ -3,6 +3,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 QStringList documentLines(const QString& path)
 {
     QFile file(path);
@@ -13,7 +15,7 @@ QStringList documentLines(const QString& path)
 
 QList<DocumentBlock> documentBlocks(const QString& path, const QString& language)
 {
-    const QString fence = QStringLiteral("```");
+    const QString fence = u"```"_s;
     const QStringList lines = documentLines(path);
     QList<DocumentBlock> blocks;
     for (qsizetype i = 0; i < lines.size(); ++i) {
@@ -21,7 +23,7 @@ QList<DocumentBlock> documentBlocks(const QString& path, const QString& language
             continue;
         const QString indentation = lines.at(i).section(fence, 0, 0);
         const qsizetype end = lines.indexOf(indentation + fence, i);
-        const QString place = QStringLiteral("%1:%2").arg(QFileInfo(path).fileName()).arg(i + 2);
+        const QString place = u"%1:%2"_s.arg(QFileInfo(path).fileName()).arg(i + 2);
         blocks.append({place, lines.mid(i + 1, end - i - 1)});
     }
     return blocks;

@@ -2,6 +2,8 @@
 
 #include <type_traits>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString printed(const std::string& text)
@@ -11,7 +13,7 @@ QString printed(const std::string& text)
 
 QString printed(bool value)
 {
-    return value ? QStringLiteral("true") : QStringLiteral("false");
+    return value ? u"true"_s : u"false"_s;
 }
 
 template <typename Number, std::enable_if_t<std::is_arithmetic_v<Number>, int> = 0> QString printed(Number number)
@@ -24,8 +26,7 @@ template <typename Number, std::enable_if_t<std::is_arithmetic_v<Number>, int> =
 
 QString printed(const OrvaneInterface::SubsplitRect& rect)
 {
-    return QStringLiteral("[%1 %2 %3 %4]")
-        .arg(printed(rect.ltx), printed(rect.lty), printed(rect.rbx), printed(rect.rby));
+    return u"[%1 %2 %3 %4]"_s.arg(printed(rect.ltx), printed(rect.lty), printed(rect.rbx), printed(rect.rby));
 }
 
 template <typename Value> QString printed(const std::map<int, Value>& map)
@@ -41,7 +42,7 @@ template <typename Value> QString printed(const std::map<int, Value>& map)
 template <typename... Arguments> void RecordingHost::record(const char* operation, const Arguments&... arguments)
 {
     const QStringList list {printed(arguments)...};
-    calls += QString::fromLatin1(operation) + u'(' + list.join(QStringLiteral(", ")) + u')';
+    calls += QString::fromLatin1(operation) + u'(' + list.join(u", "_s) + u')';
     if (duringCall)
         duringCall();
 }
@@ -54,7 +55,7 @@ bool RecordingHost::updateRecorderContents()
 
 void RecordingHost::getRecorderList(std::vector<RecorderEntry>& list)
 {
-    calls += QStringLiteral("getRecorderList(%1 entries)").arg(list.size());
+    calls += u"getRecorderList(%1 entries)"_s.arg(list.size());
     list = recorders;
     if (duringCall)
         duringCall();
@@ -62,7 +63,7 @@ void RecordingHost::getRecorderList(std::vector<RecorderEntry>& list)
 
 void RecordingHost::getPresetsList(std::vector<PresetEntry>& list)
 {
-    calls += QStringLiteral("getPresetsList(%1 entries)").arg(list.size());
+    calls += u"getPresetsList(%1 entries)"_s.arg(list.size());
     list = presets;
     if (duringCall)
         duringCall();

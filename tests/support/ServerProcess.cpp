@@ -14,6 +14,8 @@
 #include <unistd.h>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int PatienceMs = 60000;
 }
@@ -83,13 +85,13 @@ int ServerProcess::openDescriptors() const
 
 QStringList ServerProcess::descriptors() const
 {
-    const QDir directory(QStringLiteral("/proc/%1/fd").arg(process.processId()));
+    const QDir directory(u"/proc/%1/fd"_s.arg(process.processId()));
     return directory.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
 }
 
 qint64 ServerProcess::residentBytes() const
 {
-    QFile file(QStringLiteral("/proc/%1/statm").arg(process.processId()));
+    QFile file(u"/proc/%1/statm"_s.arg(process.processId()));
     if (!file.open(QIODevice::ReadOnly))
         return 0;
     return file.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);

@@ -2,9 +2,10 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 Session::Session()
-    : server(std::make_unique<OrvaneInterface::OrvaneServer>(
-        &host, freePort(), QStringLiteral("operator"), QStringLiteral("secret"), nullptr))
+    : server(std::make_unique<OrvaneInterface::OrvaneServer>(&host, freePort(), u"operator"_s, u"secret"_s, nullptr))
 {
     server->startListeningForConnection();
 }

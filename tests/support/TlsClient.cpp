@@ -2,6 +2,8 @@
 
 #include <QTcpServer>
 
+using namespace Qt::StringLiterals;
+
 TlsClient::TlsClient(QObject* parent)
     : QSslSocket(parent)
 {
@@ -11,7 +13,7 @@ TlsClient::TlsClient(QObject* parent)
 
 void TlsClient::connectToPort(quint16 port)
 {
-    connectToHostEncrypted(QStringLiteral("127.0.0.1"), port);
+    connectToHostEncrypted(u"127.0.0.1"_s, port);
 }
 
 void TlsClient::send(const QByteArray& document)

@@ -2,62 +2,53 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
 
-constexpr CommandKey Recorder {QLatin1String("recorder"), QLatin1String("name of the recorder (default: empty)")};
-constexpr CommandKey SplitId {QLatin1String("splitid"), QLatin1String("split to use (default: -1, none given)")};
-constexpr CommandKey Camera {QLatin1String("camera"), QLatin1String("number of the camera (default: -1, none given)")};
-constexpr CommandKey Alarm {QLatin1String("alarm"), QLatin1String("not 0: show it as an alarm (default: 0)")};
-constexpr CommandKey CommandTag {
-    QLatin1String("commandtag"), QLatin1String("text of yours that comes back in the answer (default: none)")};
+constexpr CommandKey Recorder {"recorder"_L1, "name of the recorder (default: empty)"_L1};
+constexpr CommandKey SplitId {"splitid"_L1, "split to use (default: -1, none given)"_L1};
+constexpr CommandKey Camera {"camera"_L1, "number of the camera (default: -1, none given)"_L1};
+constexpr CommandKey Alarm {"alarm"_L1, "not 0: show it as an alarm (default: 0)"_L1};
+constexpr CommandKey CommandTag {"commandtag"_L1, "text of yours that comes back in the answer (default: none)"_L1};
 
 std::vector<KnownCommand> makeKnownCommands()
 {
     const QLatin1String accepted("commandAccepted");
     return {
-        {LoginCommand, QLatin1String("log in; a host never answers it"), AnswerKind::Never, {},
-            {{QLatin1String("username"), QLatin1String("the account (default: empty)")},
-                {QLatin1String("password"), QLatin1String("its password (default: empty)")}}},
-        {QLatin1String("updateRecorderContents"),
-            QLatin1String("refresh the recorder list; answered by a notice when it is done"), AnswerKind::LaterNotice,
-            RefreshFinishedNotice, {}},
-        {QLatin1String("getRecorderList"), QLatin1String("list the recorders with their tracks"), AnswerKind::AtOnce,
-            QLatin1String("getRecorderListResponse"), {}},
-        {QLatin1String("getPresetsList"), QLatin1String("list the presets"), AnswerKind::AtOnce,
-            QLatin1String("getPresetsListResponse"), {}},
-        {QLatin1String("showLive"), QLatin1String("show the live picture of a camera in a split"), AnswerKind::AtOnce,
-            accepted, {Recorder, SplitId, Camera, Alarm, CommandTag}},
-        {QLatin1String("showTrack"), QLatin1String("play back a recorded track in a split"), AnswerKind::AtOnce,
-            accepted,
-            {Recorder, {QLatin1String("trackid"), QLatin1String("id of the track; wins over its name")},
-                {QLatin1String("track"), QLatin1String("name of the track; one of the two is needed")}, SplitId, Camera,
-                {QLatin1String("time"), QLatin1String("where to start, in the host's unit (default: -1)")},
-                {QLatin1String("limitstart"), QLatin1String("begin of the range, in the host's unit (default: 0)")},
-                {QLatin1String("limitend"), QLatin1String("end of the range, in the host's unit (default: 0)")}, Alarm,
-                CommandTag}},
-        {QLatin1String("setPreset"), QLatin1String("apply a preset"), AnswerKind::AtOnce, accepted,
-            {{QLatin1String("presetname"), QLatin1String("name of the preset (default: empty)")}}},
-        {QLatin1String("setSplitMode"), QLatin1String("change how a window is divided into splits"), AnswerKind::AtOnce,
-            accepted,
-            {{QLatin1String("splitmode"),
-                 QLatin1String("decimal number of the mode (default: -1); below 0 the host reads the whole document")},
-                {QLatin1String("windowid"), QLatin1String("window, used with a splitmode below 0 (default: -1)")}}},
-        {QLatin1String("setDetailViews"), QLatin1String("show exactly these detail views inside a split"),
-            AnswerKind::AtOnce, accepted, {SplitId},
-            {{QLatin1String("id"), QLatin1String("sub-split, 0 or more; a view without one ends the list")},
-                {QLatin1String("objectid"), QLatin1String("tracked object (default: 0, show the rectangle)")},
-                {QLatin1String("ltx"), QLatin1String("x of the rectangle's left-top corner (default: 0)")},
-                {QLatin1String("lty"), QLatin1String("y of the left-top corner (default: 0)")},
-                {QLatin1String("rbx"), QLatin1String("x of the right-bottom corner (default: 0)")},
-                {QLatin1String("rby"), QLatin1String("y of the right-bottom corner (default: 0)")}}},
-        {QLatin1String("showLiveAtSubsplit"), QLatin1String("show the live picture of a camera in a sub-split"),
-            AnswerKind::AtOnce, accepted,
-            {SplitId, {QLatin1String("subsplit"), QLatin1String("sub-split to use (default: -1, none given)")},
-                Camera}},
-        {QLatin1String("getPertinentInfo"),
-            QLatin1String("ask the host a question of its own; any keys, and the host may keep silent"),
+        {LoginCommand, "log in; a host never answers it"_L1, AnswerKind::Never, {},
+            {{"username"_L1, "the account (default: empty)"_L1}, {"password"_L1, "its password (default: empty)"_L1}}},
+        {"updateRecorderContents"_L1, "refresh the recorder list; answered by a notice when it is done"_L1,
+            AnswerKind::LaterNotice, RefreshFinishedNotice, {}},
+        {"getRecorderList"_L1, "list the recorders with their tracks"_L1, AnswerKind::AtOnce,
+            "getRecorderListResponse"_L1, {}},
+        {"getPresetsList"_L1, "list the presets"_L1, AnswerKind::AtOnce, "getPresetsListResponse"_L1, {}},
+        {"showLive"_L1, "show the live picture of a camera in a split"_L1, AnswerKind::AtOnce, accepted,
+            {Recorder, SplitId, Camera, Alarm, CommandTag}},
+        {"showTrack"_L1, "play back a recorded track in a split"_L1, AnswerKind::AtOnce, accepted,
+            {Recorder, {"trackid"_L1, "id of the track; wins over its name"_L1},
+                {"track"_L1, "name of the track; one of the two is needed"_L1}, SplitId, Camera,
+                {"time"_L1, "where to start, in the host's unit (default: -1)"_L1},
+                {"limitstart"_L1, "begin of the range, in the host's unit (default: 0)"_L1},
+                {"limitend"_L1, "end of the range, in the host's unit (default: 0)"_L1}, Alarm, CommandTag}},
+        {"setPreset"_L1, "apply a preset"_L1, AnswerKind::AtOnce, accepted,
+            {{"presetname"_L1, "name of the preset (default: empty)"_L1}}},
+        {"setSplitMode"_L1, "change how a window is divided into splits"_L1, AnswerKind::AtOnce, accepted,
+            {{"splitmode"_L1, "decimal number of the mode (default: -1); below 0 the host reads the whole document"_L1},
+                {"windowid"_L1, "window, used with a splitmode below 0 (default: -1)"_L1}}},
+        {"setDetailViews"_L1, "show exactly these detail views inside a split"_L1, AnswerKind::AtOnce, accepted,
+            {SplitId},
+            {{"id"_L1, "sub-split, 0 or more; a view without one ends the list"_L1},
+                {"objectid"_L1, "tracked object (default: 0, show the rectangle)"_L1},
+                {"ltx"_L1, "x of the rectangle's left-top corner (default: 0)"_L1},
+                {"lty"_L1, "y of the left-top corner (default: 0)"_L1},
+                {"rbx"_L1, "x of the right-bottom corner (default: 0)"_L1},
+                {"rby"_L1, "y of the right-bottom corner (default: 0)"_L1}}},
+        {"showLiveAtSubsplit"_L1, "show the live picture of a camera in a sub-split"_L1, AnswerKind::AtOnce, accepted,
+            {SplitId, {"subsplit"_L1, "sub-split to use (default: -1, none given)"_L1}, Camera}},
+        {"getPertinentInfo"_L1, "ask the host a question of its own; any keys, and the host may keep silent"_L1,
             AnswerKind::AtOnce, {}, {}},
     };
 }

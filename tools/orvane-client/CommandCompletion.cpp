@@ -4,6 +4,8 @@
 
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
@@ -18,7 +20,7 @@ QStringList commandNames()
 
 QStringList fieldsFor(const KnownCommand& command, const QString& group)
 {
-    const qsizetype start = group.lastIndexOf(QRegularExpression(QStringLiteral("[:,]"))) + 1;
+    const qsizetype start = group.lastIndexOf(QRegularExpression(u"[:,]"_s)) + 1;
     QStringList words;
     for (const CommandKey& field : command.groupFields)
         words.append(group.left(start) + field.name + u'=');
@@ -41,8 +43,8 @@ QStringList keysFor(const KnownCommand& command, const QStringList& wordsBefore)
 QStringList candidates(const QStringList& wordsBefore, const QString& word)
 {
     if (wordsBefore.isEmpty())
-        return commandNames() + QStringList {QStringLiteral("help"), QStringLiteral("quit")};
-    if (wordsBefore.first() == QLatin1String("help"))
+        return commandNames() + QStringList {u"help"_s, u"quit"_s};
+    if (wordsBefore.first() == "help"_L1)
         return commandNames();
     const KnownCommand* const command = findKnownCommand(wordsBefore.first());
     if (!command)

@@ -13,6 +13,8 @@
 #include <memory>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
@@ -24,11 +26,10 @@ QString valueFault(const QString& key, const QString& value)
 {
     // What is not UTF-8 has become this character on the way in.
     if (value.contains(QChar::ReplacementCharacter))
-        return QStringLiteral("the value of \"%1\" is not UTF-8").arg(key);
+        return u"the value of \"%1\" is not UTF-8"_s.arg(key);
     const QString character = characterNotInXml(value);
-    return character.isEmpty()
-        ? QString()
-        : QStringLiteral("the value of \"%1\" holds %2, which no XML document can hold").arg(key, character);
+    return character.isEmpty() ? QString()
+                               : u"the value of \"%1\" holds %2, which no XML document can hold"_s.arg(key, character);
 }
 
 /// The parts between the commas that have no backslash before them.
@@ -69,42 +70,42 @@ QString DocumentBuilder::add(const QString& word)
     if (colon >= 0 && (equals < 0 || colon < equals))
         return addGroup(word.left(colon), word.mid(colon + 1));
     if (equals < 0)
-        return QStringLiteral("\"%1\" is no parameter: write key=value").arg(word);
+        return u"\"%1\" is no parameter: write key=value"_s.arg(word);
     return addElement(word.left(equals), word.mid(equals + 1));
 }
 
 QString DocumentBuilder::addElement(const QString& key, const QString& value)
 {
     if (!isXmlName(key))
-        return QStringLiteral("\"%1\" is no XML name and so no key").arg(key);
+        return u"\"%1\" is no XML name and so no key"_s.arg(key);
     QString fault = valueFault(key, value);
     if (fault.isEmpty())
-        elements.append(QStringLiteral("<%1>%2</%1>").arg(key, escapedXml(value)));
+        elements.append(u"<%1>%2</%1>"_s.arg(key, escapedXml(value)));
     return fault;
 }
 
 QString DocumentBuilder::addGroup(const QString& name, const QString& fields)
 {
     if (!isXmlName(name))
-        return QStringLiteral("\"%1\" is no XML name and so no group").arg(name);
+        return u"\"%1\" is no XML name and so no group"_s.arg(name);
     QString element = u'<' + name;
     QSet<QString> seen;
     for (const QString& field : groupParts(fields)) {
         const qsizetype equals = field.indexOf(u'=');
         const QString key = field.left(equals);
         if (equals < 0)
-            return QStringLiteral("\"%1\" in the group \"%2\" is no field: write field=value").arg(field, name);
+            return u"\"%1\" in the group \"%2\" is no field: write field=value"_s.arg(field, name);
         if (!isXmlName(key))
-            return QStringLiteral("\"%1\" in the group \"%2\" is no XML name and so no field").arg(key, name);
+            return u"\"%1\" in the group \"%2\" is no XML name and so no field"_s.arg(key, name);
         if (seen.contains(key))
-            return QStringLiteral("the field \"%1\" stands twice in one group \"%2\"").arg(key, name);
+            return u"the field \"%1\" stands twice in one group \"%2\""_s.arg(key, name);
         seen.insert(key);
         const QString value = field.mid(equals + 1);
         if (QString fault = valueFault(key, value); !fault.isEmpty())
             return fault;
-        element += QStringLiteral(" %1=\"%2\"").arg(key, escapedXml(value));
+        element += u" %1=\"%2\""_s.arg(key, escapedXml(value));
     }
-    element += QLatin1String("/>");
+    element += "/>"_L1;
 
     if (!groupPositions.contains(name)) {
         groupPositions.insert(name, elements.size());
@@ -119,9 +120,9 @@ QString DocumentBuilder::document(const QString& command) const
     QStringList content = elements;
     for (auto group = groupPositions.begin(); group != groupPositions.end(); ++group) {
         QString& element = content[group.value()];
-        element = QStringLiteral("<%1s>%2</%1s>").arg(group.key(), element);
+        element = u"<%1s>%2</%1s>"_s.arg(group.key(), element);
     }
-    return QStringLiteral("<%1>%2</%1>").arg(command, content.join(QString()));
+    return u"<%1>%2</%1>"_s.arg(command, content.join(QString()));
 }
 
 } // namespace
@@ -129,10 +130,10 @@ QString DocumentBuilder::document(const QString& command) const
 Result<CommandRequest> requestFromWords(const QStringList& words)
 {
     if (words.isEmpty())
-        return Request::failure(QStringLiteral("there is no command"));
+        return Request::failure(u"there is no command"_s);
     const QString& command = words.first();
     if (!isXmlName(command))
-        return Request::failure(QStringLiteral("\"%1\" is no XML name and so no command").arg(command));
+        return Request::failure(u"\"%1\" is no XML name and so no command"_s.arg(command));
     DocumentBuilder builder;
     for (const QString& word : words.mid(1)) {
         const QString fault = builder.add(word);
@@ -148,7 +149,7 @@ Result<CommandRequest> requestFromLine(const QByteArray& line)
     int count = 0;
     const char** words = nullptr;
     if (!tokenizer || tok_str(tokenizer.get(), line.constData(), &count, &words) != 0)
-        return Request::failure(QStringLiteral("a quote or a backslash at the end of the line is left open"));
+        return Request::failure(u"a quote or a backslash at the end of the line is left open"_s);
     QStringList texts;
     for (int i = 0; i < count; ++i)
         texts.append(QString::fromUtf8(words[i]));
@@ -159,10 +160,9 @@ Result<CommandRequest> requestFromDocument(const QByteArray& document)
 {
     const QByteArray trimmed = document.trimmed();
     if (trimmed.isEmpty())
-        return Request::failure(QStringLiteral("the document is empty"));
+        return Request::failure(u"the document is empty"_s);
     if (trimmed.contains(MessageTerminator))
-        return Request::failure(
-            QStringLiteral("the document holds an empty line (CR LF CR LF), where a host would cut it in two"));
+        return Request::failure(u"the document holds an empty line (CR LF CR LF), where a host would cut it in two"_s);
     QXmlStreamReader reader(trimmed);
     reader.readNextStartElement();
     return CommandRequest {reader.name().toString(), trimmed};
@@ -170,7 +170,7 @@ Result<CommandRequest> requestFromDocument(const QByteArray& document)
 
 Result<CommandRequest> loginRequest(const QString& user, const QString& password)
 {
-    return requestFromWords({LoginCommand, QLatin1String("username=") + user, QLatin1String("password=") + password});
+    return requestFromWords({LoginCommand, "username="_L1 + user, "password="_L1 + password});
 }
 
 } // namespace OrvaneClient

@@ -3,6 +3,8 @@
 #include "CommandCatalogue.h"
 #include "Reply.h"
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 Expectation Expectation::answerOf(const QString& command)
@@ -38,8 +40,8 @@ Expectation Expectation::nothing()
 QString Expectation::description() const
 {
     if (noticeOnly)
-        return QStringLiteral("%1 after %2").arg(awaitedRoot, command.isEmpty() ? QStringLiteral("it") : command);
-    return command.isEmpty() ? QStringLiteral("answer") : QStringLiteral("answer to %1").arg(command);
+        return u"%1 after %2"_s.arg(awaitedRoot, command.isEmpty() ? u"it"_s : command);
+    return command.isEmpty() ? u"answer"_s : u"answer to %1"_s.arg(command);
 }
 
 std::optional<ExitStatus> Expectation::judge(const Reply& reply) const

@@ -5,6 +5,8 @@
 
 #include <QCommandLineParser>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
@@ -57,7 +59,7 @@ QString keysOf(const KnownCommand& command)
         text += row(6, key.name, key.meaning);
     if (command.groupFields.empty())
         return text;
-    text += row(6, QLatin1String("subsplit:..."), QStringLiteral("a detail view; repeat it for more. Its fields:"));
+    text += row(6, "subsplit:..."_L1, u"a detail view; repeat it for more. Its fields:"_s);
     for (const CommandKey& field : command.groupFields)
         text += row(8, field.name, field.meaning);
     return text;
@@ -74,15 +76,13 @@ QString programHelp()
 {
     QCommandLineParser parser;
     addOptions(parser);
-    parser.setApplicationDescription(QStringLiteral(
-        "Drives a host of the Orvane interface as the control system would: logs in over TLS, sends a command, and\n"
-        "prints the answer. Without a command it reads commands at a prompt or from a pipe."));
-    parser.addPositionalArgument(
-        QStringLiteral("command"), QStringLiteral("Command to send, see below."), QStringLiteral("[command"));
-    parser.addPositionalArgument(QStringLiteral("key=value"), QStringLiteral("Its parameters, in any number."),
-        QStringLiteral("[key=value...]]"));
+    parser.setApplicationDescription(
+        u"Drives a host of the Orvane interface as the control system would: logs in over TLS, sends a command, and\n"
+        "prints the answer. Without a command it reads commands at a prompt or from a pipe."_s);
+    parser.addPositionalArgument(u"command"_s, u"Command to send, see below."_s, u"[command"_s);
+    parser.addPositionalArgument(u"key=value"_s, u"Its parameters, in any number."_s, u"[key=value...]]"_s);
 
-    QString text = parser.helpText() + QLatin1String("\nCommands:\n");
+    QString text = parser.helpText() + "\nCommands:\n"_L1;
     for (const KnownCommand& command : knownCommands())
         text += textOf(command);
     return text + u'\n' + Notation + Examples;
@@ -93,8 +93,8 @@ QString commandsHelp()
     QString text;
     for (const KnownCommand& command : knownCommands())
         text += row(0, command.name, command.purpose);
-    text += row(0, QLatin1String("help COMMAND"), QStringLiteral("show the keys of a command"));
-    text += row(0, QLatin1String("quit"), QStringLiteral("end"));
+    text += row(0, "help COMMAND"_L1, u"show the keys of a command"_s);
+    text += row(0, "quit"_L1, u"end"_s);
     return text + Notation;
 }
 

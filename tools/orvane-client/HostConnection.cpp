@@ -5,6 +5,8 @@
 
 #include <sys/socket.h>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 HostConnection::HostConnection(const ServerTrust& trust, bool traced, QObject* parent)
@@ -62,7 +64,7 @@ void HostConnection::handleEncrypted()
     timer.stop();
     const QString refusal = trust.refusal(socket.peerCertificate(), socket.sslHandshakeErrors());
     if (!refusal.isEmpty()) {
-        fail(QStringLiteral("the certificate of %1 is refused: %2").arg(peer(), refusal));
+        fail(u"the certificate of %1 is refused: %2"_s.arg(peer(), refusal));
         return;
     }
     state = State::Ready;
@@ -74,14 +76,14 @@ void HostConnection::handleError()
     if (state != State::Connecting)
         return; // disconnected() follows
     const bool reached = socket.mode() != QSslSocket::UnencryptedMode;
-    const QString what = reached ? QStringLiteral("no TLS with %1: %2") : QStringLiteral("cannot connect to %1: %2");
+    const QString what = reached ? u"no TLS with %1: %2"_s : u"cannot connect to %1: %2"_s;
     fail(what.arg(peer(), socket.errorString().simplified()));
 }
 
 void HostConnection::handleDisconnected()
 {
     if (state == State::Connecting)
-        fail(QStringLiteral("no TLS with %1: it closed the connection").arg(peer()));
+        fail(u"no TLS with %1: it closed the connection"_s.arg(peer()));
     if (state != State::Ready)
         return;
     handleReadyRead();
@@ -103,8 +105,7 @@ void HostConnection::handleReadyRead()
 void HostConnection::handleTimeout()
 {
     const bool reached = socket.state() == QAbstractSocket::ConnectedState;
-    const QString what =
-        reached ? QStringLiteral("no TLS with %1 within %2") : QStringLiteral("no connection to %1 within %2");
+    const QString what = reached ? u"no TLS with %1 within %2"_s : u"no connection to %1 within %2"_s;
     fail(what.arg(peer(), durationText(timer.intervalAsDuration())));
 }
 
@@ -118,7 +119,7 @@ void HostConnection::fail(const QString& reason)
 
 QString HostConnection::peer() const
 {
-    return QStringLiteral("%1:%2").arg(hostName).arg(hostPort);
+    return u"%1:%2"_s.arg(hostName).arg(hostPort);
 }
 
 } // namespace OrvaneClient

@@ -7,6 +7,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
@@ -14,9 +16,9 @@ namespace {
 QString problemWith(const Reply& reply, ExitStatus status)
 {
     if (status == ExitStatus::Rejected)
-        return QStringLiteral("%1 was rejected: %2").arg(reply.commandName(), reply.reason());
+        return u"%1 was rejected: %2"_s.arg(reply.commandName(), reply.reason());
     if (status == ExitStatus::BadAnswer)
-        return QStringLiteral("the answer is no well-formed XML: %1").arg(reply.reason());
+        return u"the answer is no well-formed XML: %1"_s.arg(reply.reason());
     return {};
 }
 
@@ -88,8 +90,7 @@ void HostSession::handleTimeout()
     if (finishing)
         Q_EMIT finished();
     else if (pending)
-        endExchange(
-            ExitStatus::NoAnswer, QStringLiteral("no %1 within %2").arg(pending->description(), durationText(timeout)));
+        endExchange(ExitStatus::NoAnswer, u"no %1 within %2"_s.arg(pending->description(), durationText(timeout)));
 }
 
 void HostSession::handleClosed()
@@ -99,11 +100,11 @@ void HostSession::handleClosed()
         Q_EMIT finished();
         return;
     }
-    QString problem = QStringLiteral("%1:%2 closed the connection").arg(host).arg(port);
+    QString problem = u"%1:%2 closed the connection"_s.arg(host).arg(port);
     if (connection.incompleteLength() > 0)
-        problem += QStringLiteral(" in the middle of a message, after %1 bytes").arg(connection.incompleteLength());
+        problem += u" in the middle of a message, after %1 bytes"_s.arg(connection.incompleteLength());
     else if (pending)
-        problem += QStringLiteral(", no %1").arg(pending->description());
+        problem += u", no %1"_s.arg(pending->description());
     Q_EMIT broken(ExitStatus::NoAnswer, problem);
 }
 

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
@@ -31,19 +33,19 @@ QString conflictIn(const QCommandLineParser& parser, const QStringList& exclusiv
     QStringList given;
     for (const QString& name : exclusive) {
         if (parser.isSet(name))
-            given.append(QLatin1String("--") + name);
+            given.append("--"_L1 + name);
     }
-    return given.size() < 2 ? QString() : QStringLiteral("%1 and %2 exclude each other").arg(given[0], given[1]);
+    return given.size() < 2 ? QString() : u"%1 and %2 exclude each other"_s.arg(given[0], given[1]);
 }
 
 QString conflictIn(const QCommandLineParser& parser)
 {
     const QList<QStringList> exclusiveLists = {
-        {QStringLiteral("fingerprint"), QStringLiteral("ca"), QStringLiteral("insecure")},
-        {QStringLiteral("user"), QStringLiteral("system"), QStringLiteral("no-login")},
-        {QStringLiteral("raw"), QStringLiteral("pretty")},
-        {QStringLiteral("wait"), QStringLiteral("no-reply")},
-        {QStringLiteral("file"), QStringLiteral("interactive"), QStringLiteral("show-certificate")},
+        {u"fingerprint"_s, u"ca"_s, u"insecure"_s},
+        {u"user"_s, u"system"_s, u"no-login"_s},
+        {u"raw"_s, u"pretty"_s},
+        {u"wait"_s, u"no-reply"_s},
+        {u"file"_s, u"interactive"_s, u"show-certificate"_s},
     };
     for (const QStringList& exclusive : exclusiveLists) {
         QString conflict = conflictIn(parser, exclusive);
@@ -57,11 +59,11 @@ QString readAddress(const QCommandLineParser& parser, Options& options)
 {
     options.host = valueOf(parser, "host");
     if (options.host.isEmpty())
-        return QStringLiteral("--host is empty");
+        return u"--host is empty"_s;
     bool isNumber = false;
     options.port = valueOf(parser, "port").toUShort(&isNumber);
     if (!isNumber || options.port == 0)
-        return QStringLiteral("\"%1\" is no port: it takes a number from 1 to 65535").arg(valueOf(parser, "port"));
+        return u"\"%1\" is no port: it takes a number from 1 to 65535"_s.arg(valueOf(parser, "port"));
     return {};
 }
 
@@ -70,8 +72,7 @@ QString readTimeout(const QCommandLineParser& parser, Options& options)
     bool isNumber = false;
     const double seconds = valueOf(parser, "timeout").toDouble(&isNumber);
     if (!isNumber || !(seconds > 0 && seconds <= LongestTimeoutSeconds))
-        return QStringLiteral("\"%1\" is no timeout: it takes seconds, above 0 and up to %2")
-            .arg(valueOf(parser, "timeout"))
+        return u"\"%1\" is no timeout: it takes seconds, above 0 and up to %2"_s.arg(valueOf(parser, "timeout"))
             .arg(LongestTimeoutSeconds, 0, 'f', 0);
     options.timeout = std::chrono::milliseconds(std::llround(std::ceil(seconds * 1000)));
     return {};
@@ -99,7 +100,7 @@ QString readAccount(const QCommandLineParser& parser, Options& options)
         return {};
     options.user = isSet(parser, "user") ? valueOf(parser, "user") : qEnvironmentVariable("ORVANE_USER");
     if (isSet(parser, "user") && options.user.isEmpty())
-        return QStringLiteral("--user is empty");
+        return u"--user is empty"_s;
     if (!options.user.isEmpty())
         options.account = Account::Named;
     return {};
@@ -112,22 +113,22 @@ QString readCommand(const QCommandLineParser& parser, Options& options)
     options.waitFor = valueOf(parser, "wait");
     options.noReply = isSet(parser, "no-reply");
     if (isSet(parser, "file") && options.fileName.isEmpty())
-        return QStringLiteral("--file is empty");
+        return u"--file is empty"_s;
     if (isSet(parser, "wait") && !isXmlName(options.waitFor))
-        return QStringLiteral("\"%1\" is no XML name to wait for").arg(options.waitFor);
+        return u"\"%1\" is no XML name to wait for"_s.arg(options.waitFor);
 
     const bool goesWithoutCommand =
         isSet(parser, "file") || isSet(parser, "interactive") || isSet(parser, "show-certificate");
     if (goesWithoutCommand && !options.words.isEmpty())
-        return QStringLiteral("\"%1\" is one command too many beside --file, --interactive or --show-certificate")
-            .arg(options.words.first());
+        return u"\"%1\" is one command too many beside --file, --interactive or --show-certificate"_s.arg(
+            options.words.first());
 
     if (isSet(parser, "show-certificate"))
         options.action = Action::ShowCertificate;
     else if (isSet(parser, "file") || !options.words.isEmpty())
         options.action = Action::OneCommand;
     if (options.action != Action::OneCommand && (isSet(parser, "wait") || options.noReply))
-        return QStringLiteral("--wait and --no-reply go with one command only");
+        return u"--wait and --no-reply go with one command only"_s;
     return {};
 }
 
@@ -142,7 +143,7 @@ void addOptions(QCommandLineParser& parser)
     };
     const auto name = [](const char* text) { return QStringList(QString::fromLatin1(text)); };
 
-    option({QStringLiteral("h"), QStringLiteral("help")}, "Show this help.");
+    option({u"h"_s, u"help"_s}, "Show this help.");
     option(name("version"), "Show the version.");
     option(name("host"), "Name or address of the host (default: 127.0.0.1).", "HOST", DefaultHost);
     option(name("port"), "Port of the host (default: 5679).", "PORT", QString::number(DefaultPort));
@@ -169,7 +170,7 @@ void addOptions(QCommandLineParser& parser)
     option(name("pretty"), "Print answers indented (default on a terminal).");
     option(name("raw"), "Print answers as they came (default elsewhere).");
     option(name("trace"), "Show what is sent (>) and received (<) on standard error, without the login's password.");
-    option({QStringLiteral("i"), QStringLiteral("interactive")},
+    option({u"i"_s, u"interactive"_s},
         "Read commands at a prompt (default without a command), or from standard input when it is no terminal.");
 }
 

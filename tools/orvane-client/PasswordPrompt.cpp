@@ -5,6 +5,8 @@
 
 #include <termios.h>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
@@ -61,11 +63,11 @@ std::optional<QString> readSilently(QFile& terminal)
 
 std::optional<QString> askForPassword(const QString& user)
 {
-    QFile terminal(QStringLiteral("/dev/tty"));
+    QFile terminal(u"/dev/tty"_s);
     if (!terminal.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         return std::nullopt;
     const SilentTerminal silent(terminal.handle()); // before it asks: what is typed at once is not shown or lost
-    terminal.write(QStringLiteral("Password of %1: ").arg(user).toUtf8());
+    terminal.write(u"Password of %1: "_s.arg(user).toUtf8());
     std::optional<QString> password = readSilently(terminal);
     terminal.write("\n");
     return password;

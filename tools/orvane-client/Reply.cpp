@@ -5,6 +5,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
@@ -56,9 +58,8 @@ void Reply::read()
         if (depth != 2)
             continue;
         // The long acceptance names its command in an element "command", the other two in "commandname".
-        const bool namesCommand =
-            reader.name() == QLatin1String("command") || reader.name() == QLatin1String("commandname");
-        const bool givesReason = reader.name() == QLatin1String("reason");
+        const bool namesCommand = reader.name() == "command"_L1 || reader.name() == "commandname"_L1;
+        const bool givesReason = reader.name() == "reason"_L1;
         if (!namesCommand && !givesReason)
             continue;
         QString& text = namesCommand ? command : reasonText;
@@ -68,13 +69,13 @@ void Reply::read()
 
     if (reader.hasError()) {
         replyKind = Kind::NotXml;
-        why = message.isEmpty() ? QStringLiteral("it is empty") : reader.errorString().simplified();
+        why = message.isEmpty() ? u"it is empty"_s : reader.errorString().simplified();
         return;
     }
     why = reasonText;
-    if (root == QLatin1String("commandAccepted"))
+    if (root == "commandAccepted"_L1)
         replyKind = Kind::Accepted;
-    else if (root == QLatin1String("commandRejected"))
+    else if (root == "commandRejected"_L1)
         replyKind = Kind::Rejected;
 }
 

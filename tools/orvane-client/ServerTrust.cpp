@@ -5,6 +5,8 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
@@ -19,7 +21,7 @@ QString reasonsIn(const QList<QSslError>& errors)
         if (!reasons.contains(reason))
             reasons.append(reason);
     }
-    return reasons.join(QLatin1String("; "));
+    return reasons.join("; "_L1);
 }
 
 } // namespace
@@ -43,11 +45,11 @@ ServerTrust ServerTrust::anyCertificate()
 
 Result<ServerTrust> ServerTrust::pinned(const QString& fingerprint)
 {
-    static const QRegularExpression pattern(QRegularExpression::anchoredPattern(QStringLiteral("[0-9A-Fa-f]{64}")));
+    static const QRegularExpression pattern(QRegularExpression::anchoredPattern(u"[0-9A-Fa-f]{64}"_s));
     const QString digits = QString(fingerprint).remove(u':');
     if (!pattern.match(digits).hasMatch())
         return Result<ServerTrust>::failure(
-            QStringLiteral("\"%1\" is no SHA-256 fingerprint: it takes 64 hexadecimal digits").arg(fingerprint));
+            u"\"%1\" is no SHA-256 fingerprint: it takes 64 hexadecimal digits"_s.arg(fingerprint));
     ServerTrust trust;
     trust.digest = QByteArray::fromHex(digits.toLatin1());
     return trust;
@@ -58,11 +60,11 @@ Result<ServerTrust> ServerTrust::authoritiesFrom(const QString& fileName)
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly))
         return Result<ServerTrust>::failure(
-            QStringLiteral("cannot read certificates from \"%1\": %2").arg(fileName, file.errorString()));
+            u"cannot read certificates from \"%1\": %2"_s.arg(fileName, file.errorString()));
     ServerTrust trust;
     trust.authorities = QSslCertificate::fromDevice(&file, QSsl::Pem);
     if (trust.authorities.isEmpty())
-        return Result<ServerTrust>::failure(QStringLiteral("\"%1\" holds no PEM certificate").arg(fileName));
+        return Result<ServerTrust>::failure(u"\"%1\" holds no PEM certificate"_s.arg(fileName));
     return trust;
 }
 
@@ -82,12 +84,12 @@ QString ServerTrust::refusal(const QSslCertificate& certificate, const QList<QSs
     if (!digest.isEmpty()) {
         if (certificate.digest(QCryptographicHash::Sha256) == digest)
             return {};
-        return QStringLiteral("its fingerprint is %1, not the one given").arg(fingerprintOf(certificate));
+        return u"its fingerprint is %1, not the one given"_s.arg(fingerprintOf(certificate));
     }
     if (errors.isEmpty())
         return {};
-    return QStringLiteral("%1 (if this is the host that you mean, trust it with --fingerprint %2)")
-        .arg(reasonsIn(errors), fingerprintOf(certificate));
+    return u"%1 (if this is the host that you mean, trust it with --fingerprint %2)"_s.arg(
+        reasonsIn(errors), fingerprintOf(certificate));
 }
 
 } // namespace OrvaneClient

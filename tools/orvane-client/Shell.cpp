@@ -6,6 +6,8 @@
 #include "HostSession.h"
 #include "LineSource.h"
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
@@ -44,7 +46,7 @@ Shell::Shell(HostSession& session, LineSource& source, Console& console)
 void Shell::handleReady()
 {
     if (source.isInteractive())
-        console.text(QStringLiteral("Connected. \"help\" lists the commands, \"quit\" ends.\n"));
+        console.text(u"Connected. \"help\" lists the commands, \"quit\" ends.\n"_s);
     source.askForLine();
 }
 
@@ -73,7 +75,7 @@ bool Shell::runOwnCommand(const QByteArray& line)
     const QString topic = QString::fromUtf8(line.mid(4).trimmed());
     const QString text = topic.isEmpty() ? commandsHelp() : commandHelp(topic);
     if (text.isEmpty())
-        console.problem(QStringLiteral("the protocol has no command \"%1\"").arg(topic));
+        console.problem(u"the protocol has no command \"%1\""_s.arg(topic));
     else
         console.text(text);
     source.askForLine();

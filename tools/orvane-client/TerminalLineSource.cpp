@@ -18,6 +18,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
@@ -149,7 +151,7 @@ void TerminalLineSource::openHistory()
 {
     using_history();
     stifle_history(HistoryLines);
-    historyFile = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QLatin1String("/history");
+    historyFile = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/history"_L1;
     QDir().mkpath(QFileInfo(historyFile).path());
     // Made before the editor writes to it, so that others never can read it.
     QFile file(historyFile);

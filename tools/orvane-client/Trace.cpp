@@ -3,6 +3,8 @@
 #include <QRegularExpression>
 #include <QStringDecoder>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
@@ -18,11 +20,11 @@ QString decoded(const QByteArray& bytes)
 QString visible(QChar character)
 {
     if (character == u'\r')
-        return QStringLiteral("\\r");
+        return u"\\r"_s;
     if (character == u'\n')
-        return QStringLiteral("\\n");
+        return u"\\n"_s;
     const bool control = character.unicode() < 0x20 || (character.unicode() >= 0x7F && character.unicode() < 0xA0);
-    return control ? QStringLiteral("\\x%1").arg(int {character.unicode()}, 2, 16, QChar(u'0')) : QString(character);
+    return control ? u"\\x%1"_s.arg(int {character.unicode()}, 2, 16, QChar(u'0')) : QString(character);
 }
 
 QString trace(QLatin1String mark, const QString& text)
@@ -38,21 +40,21 @@ QString trace(QLatin1String mark, const QString& text)
 
 QString withoutPassword(QString text)
 {
-    static const QRegularExpression password(QStringLiteral("(<(?:[\\w.-]+:)?password\\b[^>]*>).*?(</|$)"),
+    static const QRegularExpression password(u"(<(?:[\\w.-]+:)?password\\b[^>]*>).*?(</|$)"_s,
         QRegularExpression::DotMatchesEverythingOption | QRegularExpression::UseUnicodePropertiesOption);
-    return text.replace(password, QStringLiteral("\\1***\\2"));
+    return text.replace(password, u"\\1***\\2"_s);
 }
 
 } // namespace
 
 QString traceOfSent(const QByteArray& bytes)
 {
-    return trace(QLatin1String("> "), withoutPassword(decoded(bytes)));
+    return trace("> "_L1, withoutPassword(decoded(bytes)));
 }
 
 QString traceOfReceived(const QByteArray& bytes)
 {
-    return trace(QLatin1String("< "), decoded(bytes));
+    return trace("< "_L1, decoded(bytes));
 }
 
 } // namespace OrvaneClient

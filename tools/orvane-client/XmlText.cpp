@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace OrvaneClient {
 
 namespace {
@@ -20,17 +22,17 @@ QString escapedCharacter(QChar character)
 {
     switch (character.unicode()) {
     case u'&':
-        return QStringLiteral("&amp;");
+        return u"&amp;"_s;
     case u'<':
-        return QStringLiteral("&lt;");
+        return u"&lt;"_s;
     case u'>':
-        return QStringLiteral("&gt;");
+        return u"&gt;"_s;
     case u'"':
-        return QStringLiteral("&quot;");
+        return u"&quot;"_s;
     case u'\t':
     case u'\n':
     case u'\r':
-        return QStringLiteral("&#%1;").arg(int {character.unicode()}); // a char16_t would stand there as the character
+        return u"&#%1;"_s.arg(int {character.unicode()}); // a char16_t would stand there as the character
     default:
         return character;
     }
@@ -43,7 +45,7 @@ bool isXmlName(const QString& name)
     if (name.contains(u':'))
         return false;
     // The reader knows what a name is; whatever else it makes of the text is not the text as a name.
-    QXmlStreamReader reader(u'<' + name + QLatin1String("/>"));
+    QXmlStreamReader reader(u'<' + name + "/>"_L1);
     return reader.readNextStartElement() && reader.name() == name && reader.attributes().isEmpty();
 }
 
@@ -53,7 +55,7 @@ QString characterNotInXml(const QString& text)
     const auto bad = std::find_if_not(characters.begin(), characters.end(), isXmlCharacter);
     if (bad == characters.end())
         return {};
-    return QStringLiteral("U+%1").arg(QString::number(*bad, 16).toUpper(), 4, u'0');
+    return u"U+%1"_s.arg(QString::number(*bad, 16).toUpper(), 4, u'0');
 }
 
 QString escapedXml(const QString& text)

@@ -15,6 +15,8 @@
 
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace OrvaneClient;
 
 namespace {
@@ -30,7 +32,7 @@ int exitCode(ExitStatus status)
 
 int usageError(Console& console, const QString& problem)
 {
-    console.problem(problem + QStringLiteral(" (--help tells more)"));
+    console.problem(problem + u" (--help tells more)"_s);
     return exitCode(ExitStatus::UsageError);
 }
 
@@ -43,7 +45,7 @@ Result<CommandRequest> makeLogin(const Options& options)
     const std::optional<QString> password = askForPassword(options.user);
     if (!password)
         return Result<CommandRequest>::failure(
-            QStringLiteral("no password for \"%1\": set ORVANE_PASSWORD, or give it at a terminal").arg(options.user));
+            u"no password for \"%1\": set ORVANE_PASSWORD, or give it at a terminal"_s.arg(options.user));
     return loginRequest(options.user, *password);
 }
 
@@ -53,14 +55,13 @@ Result<CommandRequest> makeRequest(const Options& options)
         return requestFromWords(options.words);
     QFile file(options.fileName);
     const bool opened =
-        options.fileName == QLatin1String("-") ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
+        options.fileName == "-"_L1 ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
     if (!opened)
-        return Result<CommandRequest>::failure(
-            QStringLiteral("cannot read \"%1\": %2").arg(options.fileName, file.errorString()));
+        return Result<CommandRequest>::failure(u"cannot read \"%1\": %2"_s.arg(options.fileName, file.errorString()));
     Result<CommandRequest> request = requestFromDocument(file.readAll());
-    return request ? request
-                   : Result<CommandRequest>::failure(
-                       QStringLiteral("cannot send \"%1\": %2").arg(options.fileName, request.error()));
+    return request
+        ? request
+        : Result<CommandRequest>::failure(u"cannot send \"%1\": %2"_s.arg(options.fileName, request.error()));
 }
 
 Expectation makeExpectation(const Options& options, const QString& command)
@@ -73,9 +74,9 @@ Expectation makeExpectation(const Options& options, const QString& command)
 QString certificateText(const QSslCertificate& certificate)
 {
     const auto date = [](const QDateTime& time) { return time.toUTC().toString(Qt::ISODate); };
-    return QStringLiteral("Subject: %1\nIssuer: %2\nValid from: %3\nValid until: %4\nSHA-256 fingerprint: %5\n")
-        .arg(certificate.subjectDisplayName(), certificate.issuerDisplayName(), date(certificate.effectiveDate()),
-            date(certificate.expiryDate()), fingerprintOf(certificate));
+    return u"Subject: %1\nIssuer: %2\nValid from: %3\nValid until: %4\nSHA-256 fingerprint: %5\n"_s.arg(
+        certificate.subjectDisplayName(), certificate.issuerDisplayName(), date(certificate.effectiveDate()),
+        date(certificate.expiryDate()), fingerprintOf(certificate));
 }
 
 void exitWith(ExitStatus status)
@@ -150,7 +151,7 @@ int run(const Options& options)
 int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("orvane-client"));
+    QCoreApplication::setApplicationName(u"orvane-client"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(ORVANE_CLIENT_VERSION));
 
     Console console(false);
@@ -162,7 +163,7 @@ int main(int argc, char** argv)
         return exitCode(ExitStatus::Success);
     }
     if (options->action == Action::Version) {
-        console.text(QStringLiteral("orvane-client %1\n").arg(QCoreApplication::applicationVersion()));
+        console.text(u"orvane-client %1\n"_s.arg(QCoreApplication::applicationVersion()));
         return exitCode(ExitStatus::Success);
     }
     return run(*options);
