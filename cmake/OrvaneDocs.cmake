@@ -13,6 +13,7 @@ set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
 set(DOXYGEN_WARN_IF_UNDOCUMENTED YES)
 # The files are named below one by one; else the images would be looked for in build trees, too.
 set(DOXYGEN_RECURSIVE NO)
+set(DOXYGEN_DISTRIBUTE_GROUP_DOC YES)
 set(DOXYGEN_QUIET YES)
 set(DOXYGEN_HAVE_DOT NO)
 set(DOXYGEN_GENERATE_LATEX NO)

@@ -40,18 +40,15 @@ class ORVANE_INTERFACE_EXPORT OrvaneInterface {
 public:
     /// One recorder of the host, as getRecorderList() reports it.
     struct ORVANE_INTERFACE_EXPORT RecorderEntry {
-        /// All texts and the track list empty, maxNumChannels 0.
+        /// At first all texts and the list are empty. Copied and moved as usual; an entry that was moved from is empty.
+        ///@{
         RecorderEntry();
-        /// All fields of \a other.
         RecorderEntry(const RecorderEntry& other);
-        /// Leaves the texts and the track list of \a other empty.
         RecorderEntry(RecorderEntry&& other) noexcept;
-        /// All fields of \a other.
         RecorderEntry& operator=(const RecorderEntry& other);
-        /// Leaves the texts and the track list of \a other empty, unless it is this entry itself.
         RecorderEntry& operator=(RecorderEntry&& other) noexcept;
-        /// Frees the texts and the list.
         ~RecorderEntry();
+        ///@}
 
         /// Name of the recorder; the texts of an entry reach the client unescaped, so no `"`, `&` or `<` in them.
         std::string name;
@@ -69,18 +66,15 @@ public:
 
     /// One preset of the host, as getPresetsList() reports it.
     struct ORVANE_INTERFACE_EXPORT PresetEntry {
-        /// An empty name.
+        /// At first the name is empty. Copied and moved as usual; an entry that was moved from is empty.
+        ///@{
         PresetEntry();
-        /// The name of \a other.
         PresetEntry(const PresetEntry& other);
-        /// Leaves the name of \a other empty.
         PresetEntry(PresetEntry&& other) noexcept;
-        /// The name of \a other.
         PresetEntry& operator=(const PresetEntry& other);
-        /// Leaves the name of \a other empty, unless it is this entry itself.
         PresetEntry& operator=(PresetEntry&& other) noexcept;
-        /// Frees the name.
         ~PresetEntry();
+        ///@}
 
         /// Name of the preset, the one that setPreset() is called with; reaches the client unescaped.
         std::string name;
@@ -94,16 +88,14 @@ public:
         float rby = 0; ///< y of the right-bottom corner
     };
 
-    /// Nothing to set up: the class has no data.
+    /// The class has no data, so there is nothing to copy or to move. A server keeps its pointer to the object it has.
+    ///@{
     OrvaneInterface();
-    /// Takes nothing from \a other. A server that has the other one does not learn of the copy.
     OrvaneInterface(const OrvaneInterface& other);
-    /// Takes nothing from \a other, to which a server keeps its pointer.
     OrvaneInterface(OrvaneInterface&& other) noexcept;
-    /// Takes nothing from \a other.
     OrvaneInterface& operator=(const OrvaneInterface& other);
-    /// Takes nothing from \a other.
     OrvaneInterface& operator=(OrvaneInterface&& other) noexcept;
+    ///@}
 
     /**
      * Start refreshing the host's recorder list.

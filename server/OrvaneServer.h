@@ -89,7 +89,9 @@ private:
     QSslCertificate certificate; ///< null while there is none
     QString userName;
     QString password;
-    std::mutex connectionsMutex; ///< guards connections; taken before the write mutex of any client
+    /// Guards connections; taken before the write mutex of any client. There is one thread; should a host tell of the
+    /// end of a refresh from another one all the same, the registry stays whole.
+    std::mutex connectionsMutex;
     // Nothing may be added: a compiled host sets aside this many bytes. What else the server needs is a child of it.
 };
 

@@ -48,7 +48,9 @@ public:
     void flush();
 
 private:
-    QMutex mutex; ///< held while one message is written; taken after the server's registry mutex
+    /// Held while one message is written; taken after the server's registry mutex. There is one thread; should a host
+    /// tell of the end of a refresh from another one all the same, no message is written into another.
+    QMutex mutex;
     QTcpSocket* socket; ///< not owned
     QString receiveBuffer; ///< what has come since the last terminator
 

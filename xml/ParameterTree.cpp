@@ -14,7 +14,7 @@ namespace OrvaneInterface {
 namespace {
 
 /// Up to here looking at each child is faster than hashing. It is what an element has in attributes.
-constexpr quint32 ManyChildren = 16;
+constexpr quint32 MostChildrenToLookAt = 16;
 
 /// A list of subsplits, which is what can be long, has one for each 11; what is needed beyond is grown into.
 constexpr qsizetype DocumentCharactersPerNode = 10;
@@ -54,16 +54,16 @@ std::optional<ParameterTree::Node> ParameterTree::find(QStringView key) const
     return node;
 }
 
-ParameterTree::Node ParameterTree::node(QStringView key)
+ParameterTree::Node ParameterTree::findOrAdd(QStringView key)
 {
     Node node = Root;
     do
-        node = child(node, takeSegment(key));
+        node = findOrAddChild(node, takeSegment(key));
     while (!key.isNull());
     return node;
 }
 
-ParameterTree::Node ParameterTree::child(Node parent, QStringView segment)
+ParameterTree::Node ParameterTree::findOrAddChild(Node parent, QStringView segment)
 {
     const Node known = findChild(parent, segment);
     return known != Root ? known : addChild(parent, segment);
@@ -82,7 +82,7 @@ ParameterTree::Node ParameterTree::nextOccurrence(Node node)
     numbered.append(child.segment.utf16(), child.segment.size());
     for (const char* digit = number.begin(); digit != end; ++digit)
         numbered.append(static_cast<char16_t>(*digit));
-    return this->child(child.parent, QStringView(numbered.constData(), numbered.size()));
+    return findOrAddChild(child.parent, QStringView(numbered.constData(), numbered.size()));
 }
 
 void ParameterTree::setValue(Node node, QStringView value)
@@ -119,7 +119,7 @@ ParameterTree::Node ParameterTree::findChild(Node parent, QStringView segment) c
 {
     if (entries.isEmpty())
         return Root;
-    if (entries.at(parent).children > ManyChildren) {
+    if (entries.at(parent).children > MostChildrenToLookAt) {
         const auto found = manyChildren.find(Child {parent, segment});
         return found == manyChildren.end() ? Root : *found;
     }
@@ -138,9 +138,9 @@ ParameterTree::Node ParameterTree::addChild(Node parent, QStringView segment)
     entries.emplace_back(parent, nextSibling, append(segment));
 
     const quint32 children = ++entries[parent].children;
-    if (children > ManyChildren + 1) {
+    if (children > MostChildrenToLookAt + 1) {
         manyChildren.insert(added);
-    } else if (children == ManyChildren + 1) {
+    } else if (children == MostChildrenToLookAt + 1) {
         for (Node node = added; node != Root; node = entries.at(node).nextSibling)
             manyChildren.insert(node);
     }

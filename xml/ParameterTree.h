@@ -38,9 +38,9 @@ public:
     /// The node of a key, if there is one.
     std::optional<Node> find(QStringView key) const;
     /// The node of a key, added when it is new.
-    Node node(QStringView key);
+    Node findOrAdd(QStringView key);
     /// The node one segment below \a parent, added when it is new.
-    Node child(Node parent, QStringView segment);
+    Node findOrAddChild(Node parent, QStringView segment);
     /// Counts the node as met once more. Gives the node itself the first time; from then on its sibling that has the
     /// number of times it was met before appended to the segment.
     Node nextOccurrence(Node node);

@@ -89,8 +89,8 @@ void XmlCommandReader::readParameters()
 
 void XmlCommandReader::readElement(ElementPath& path)
 {
-    path.enter(parameters.nextOccurrence(parameters.child(path.key(), xmlReader.name())));
-    readAttributes(path.key());
+    path.enter(parameters.nextOccurrence(parameters.findOrAddChild(path.node(), xmlReader.name())));
+    readAttributes(path.node());
     readElementText(path);
 }
 
@@ -99,7 +99,7 @@ void XmlCommandReader::readAttributes(ParameterTree::Node element)
 {
     const QXmlStreamAttributes attributes = xmlReader.attributes();
     for (const QXmlStreamAttribute& attribute : attributes)
-        parameters.setValue(parameters.child(element, attribute.name()), attribute.value());
+        parameters.setValue(parameters.findOrAddChild(element, attribute.name()), attribute.value());
 }
 
 void XmlCommandReader::readElementText(ElementPath& path)
@@ -107,12 +107,12 @@ void XmlCommandReader::readElementText(ElementPath& path)
     xmlReader.readNext();
     if (xmlReader.isStartElement() && xmlReader.attributes().isEmpty()) {
         // Not counted, and not captured where it is a "paramvalue". A child with attributes is left to the walk.
-        path.enter(parameters.child(path.key(), xmlReader.name()));
+        path.enter(parameters.findOrAddChild(path.node(), xmlReader.name()));
         xmlReader.readNext();
     }
     if (!xmlReader.isCharacters())
         return;
-    parameters.setValue(path.key(), xmlReader.text());
+    parameters.setValue(path.node(), xmlReader.text());
     xmlReader.readNext();
 }
 
@@ -122,13 +122,13 @@ void XmlCommandReader::captureParamValue(ElementPath& path)
     QString content;
     content.reserve(document.size() + growth); // copying it for room would hold it twice
     QXmlStreamWriter writer(&content);
-    path.enter(path.key());
+    path.enter(path.node());
     while (!xmlReader.hasError()) {
         xmlReader.readNext();
         if (xmlReader.isStartElement()) {
             if (isParamValue())
                 break;
-            path.enter(path.key());
+            path.enter(path.node());
             writer.writeStartElement(xmlReader.name().toString());
             writer.writeAttributes(xmlReader.attributes());
         } else if (xmlReader.isEndElement()) {
@@ -141,7 +141,7 @@ void XmlCommandReader::captureParamValue(ElementPath& path)
         }
     }
     if (!content.isEmpty())
-        parameters.setLongValue(parameters.node(ParamValueName), std::move(content));
+        parameters.setLongValue(parameters.findOrAdd(ParamValueName), std::move(content));
 }
 
 bool XmlCommandReader::isParamValue() const
@@ -186,5 +186,5 @@ int XmlCommandReader::intParameter(QStringView key, int defaultValue) const
 
 void XmlCommandReader::setParameter(QStringView key, const QString& value)
 {
-    parameters.setValue(parameters.node(key), value);
+    parameters.setValue(parameters.findOrAdd(key), value);
 }
