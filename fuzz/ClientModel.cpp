@@ -85,7 +85,7 @@ void ClientModel::release()
 void ClientModel::check()
 {
     if (!released && !inCall)
-        require(!nextHostCall(), u"a message was not carried out"_s);
+        require(nextHostCall() == nullptr, u"a message was not carried out"_s);
     if (!anythingGoes) {
         require(traffic->writes == expected,
             u"written: %1, to be written: %2"_s.arg(

@@ -147,8 +147,8 @@ Outcome tst_orvane_client::client(
 void tst_orvane_client::check(const Run& run, const QByteArray& moreArguments) const
 {
     const Outcome outcome = client(moreArguments + filledIn(run.arguments), run.input);
-    const QByteArray err = *run.err ? "orvane-client: " + filledIn(run.err) : QByteArray();
-    QVERIFY2(beginsAs(outcome.err, err) && outcome.err.count('\n') == (*run.err ? 1 : 0), outcome.err.constData());
+    const QByteArray err = *run.err != '\0' ? "orvane-client: " + filledIn(run.err) : QByteArray();
+    QVERIFY2(beginsAs(outcome.err, err) && outcome.err.count('\n') == (err.isEmpty() ? 0 : 1), outcome.err.constData());
     QVERIFY2(beginsAs(outcome.out, filledIn(run.out)), outcome.out.constData());
     QCOMPARE(outcome.status, run.status);
     QCOMPARE(session->host.calls.join(u'\n'), QString::fromUtf8(run.call));

@@ -101,7 +101,7 @@ struct ShortOfDescriptors {
     bool isAccepted(const TlsClient& client) const;
     /// How often the shortage was logged.
     qsizetype errors();
-    void listenAnew();
+    void listenAnew() const;
 
     LogCapture log;
     QStringList lines;
@@ -135,7 +135,7 @@ ShortOfDescriptors::ShortOfDescriptors(Shortage shortage, bool withSilentClient)
     limit.allow(shortage == Shortage::FindsSecondOfTwo ? 1 : 0);
 }
 
-void ShortOfDescriptors::listenAnew()
+void ShortOfDescriptors::listenAnew() const
 {
     session.server->close();
     session.server->listen(QHostAddress::LocalHost);
