@@ -1,6 +1,8 @@
 // The command-line client: its parts, and the program itself against a real host and against servers that misbehave.
+#include "CommandCatalogue.h"
 #include "CommandCompletion.h"
 #include "CommandRequest.h"
+#include "DocumentBlocks.h"
 #include "MessageCutter.h"
 #include "Reply.h"
 #include "Session.h"
@@ -67,6 +69,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
+    void knowsTheCommandsOfTheProtocol();
     void messagesAreCutWhereverTheReadsEnd();
     void indentedReplyKeepsItsPrefixes();
     void traceHidesTheLoginsPassword();
@@ -186,6 +189,18 @@ void tst_orvane_client::wordIsCompleted()
     QFETCH(QString, lineBefore);
     QFETCH(QString, word);
     QTEST(completionsOf(lineBefore, word).join(u' '), "completions");
+}
+
+/// The document has been held against the library already.
+void tst_orvane_client::knowsTheCommandsOfTheProtocol()
+{
+    QStringList known;
+    for (const KnownCommand& command : knownCommands())
+        known += command.name;
+    QStringList described;
+    for (const QString& heading : documentLines(u"" ORVANE_SOURCE_DIRECTORY "/docs/protocol.md"_s).filter(u"## `"_s))
+        described += heading.section(u'`', 1, 1);
+    QCOMPARE(known, described);
 }
 
 void tst_orvane_client::messagesAreCutWhereverTheReadsEnd()
