@@ -27,14 +27,21 @@ AcceptRetry::AcceptRetry(QTcpServer* server)
     , server(server)
 {
     connect(server, &QTcpServer::newConnection, this, &AcceptRetry::handleNewConnection);
-    // Later: in the log lines of the new connection the host may have the server listen anew, and Qt goes on accepting
-    // at once, at a socket of which nobody has heard yet.
-    connect(server, &QTcpServer::newConnection, this, &AcceptRetry::watchListeningSocket, Qt::QueuedConnection);
     connect(server, &QTcpServer::acceptError, this, &AcceptRetry::handleAcceptError);
+    server->installEventFilter(this);
 }
 
-bool AcceptRetry::eventFilter(QObject* /*watched*/, QEvent* event)
+bool AcceptRetry::eventFilter(QObject* watched, QEvent* event)
 {
+    if (watched == server) {
+        // Each time when the server begins to listen it gets a socket, which has its notifier a little later. What Qt
+        // reports comes too late: inside a new client's log line the host may have the server listen anew, and Qt then
+        // goes on accepting at that socket, and may leave its first error there, before there is anything to report.
+        if (event->type() == QEvent::ChildAdded && !notifier)
+            QMetaObject::invokeMethod(this, &AcceptRetry::watchListeningSocket, Qt::QueuedConnection);
+        return false;
+    }
+
     if (event->type() != QEvent::SockAct || ++activations <= FruitlessActivations)
         return false;
     QAbstractEventDispatcher::instance()->unregisterSocketNotifier(notifier);

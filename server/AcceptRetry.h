@@ -47,7 +47,8 @@ private:
     void report(QAbstractSocket::SocketError error);
 
     QTcpServer* server; ///< the parent
-    QPointer<QSocketNotifier> notifier; ///< of the listening socket, in Qt's hands; null before the first client
+    QPointer<QSocketNotifier>
+        notifier; ///< of the listening socket, in Qt's hands; null while the server does not listen
     int activations = 0; ///< of the notifier, since the last client came
     QBasicTimer timer;
 };

@@ -85,7 +85,7 @@ constexpr std::array Shortages {
     Row {"others were accepted before", Shortage::ComesLater},
     Row {"others were accepted before, and all have left", Shortage::ComesWhenAllHaveLeft},
     Row {"the server listens at an address that the host has chosen", Shortage::ComesAtAnAddressOfTheHost},
-    Row {"the host has listened anew inside the log line of the client before",
+    Row {"the host has run events and listened anew inside the log line of the client before",
         Shortage::ComesAfterTheHostListenedAnewInALogLine},
 };
 
@@ -115,8 +115,10 @@ struct ShortOfDescriptors {
 ShortOfDescriptors::ShortOfDescriptors(Shortage shortage, bool withSilentClient)
     : log([this, shortage](const QString& line) {
         if (shortage == Shortage::ComesAfterTheHostListenedAnewInALogLine && line.startsWith(u"New OrvaneConnection"_s)
-            && !waiting)
+            && !waiting) {
+            QCoreApplication::processEvents();
             listenAnew();
+        }
     })
 {
     if (shortage == Shortage::ComesAtAnAddressOfTheHost)
