@@ -3,6 +3,7 @@ function(orvane_set_up_target target)
     target_compile_features(${target} PRIVATE cxx_std_20)
     set_target_properties(${target} PROPERTIES
         CXX_EXTENSIONS OFF
+        UNITY_BUILD OFF # which a parent may have on: names of one file alone may stand in others, too
         AUTOMOC ON)
     target_compile_definitions(${target} PRIVATE
         QT_NO_CAST_FROM_ASCII
@@ -17,7 +18,9 @@ function(orvane_set_up_target target)
         target_compile_options(${target} PRIVATE /W4 /permissive- $<$<BOOL:${ORVANE_WARNINGS_AS_ERRORS}>:/WX>)
         return()
     endif()
+    # A parent may warn of shadowed members, which the parameters of constructors here do.
     target_compile_options(${target} PRIVATE
+        -Wno-shadow
         -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wdouble-promotion
         -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wcast-align -Wcast-qual -Wformat=2
         -Wimplicit-fallthrough -Wunused -Wextra-semi -Wredundant-decls -Wundef
