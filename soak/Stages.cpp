@@ -4,9 +4,6 @@
 #include "Cycle.h"
 #include "ServerProcess.h"
 
-#include <QElapsedTimer>
-#include <QRandomGenerator>
-
 #include <algorithm>
 #include <cstdio>
 #include <functional>
@@ -62,12 +59,6 @@ void runStage(
     const QStringList lines = server.errorLines().filter(u"ERROR: "_s);
     for (const QString& line : lines)
         report.check(false, line);
-}
-
-bool isServed(TlsClient& client)
-{
-    client.send("<setPreset/>");
-    return waitFor([&] { return client.received == shortAcceptance("setPreset"); });
 }
 
 /// \a count cycles, in turn of every way of leaving. \return how many went wrong
@@ -163,41 +154,6 @@ void runConnections(ServerProcess& server, int connections, Report& report)
     checkGrowth(growth, connections, MaxGrowthPerConnection, report);
 }
 
-/// Descriptors run out and are freed again in random orders: whoever waits is served, with nobody's help.
-void runRandomShortages(ServerProcess& server, Report& report)
-{
-    constexpr int rounds = 12;
-    constexpr int mostClients = 3;
-    constexpr int plenty = 50;
-    constexpr int patienceMs = 10000; // beyond two seconds for a busy machine
-    connectClients(server.port(), 1); // so that all that the server opens on the way is open
-    const auto random = [](int below) { return QRandomGenerator::global()->bounded(below); };
-    int served = 0;
-    for (int round = 0; round < rounds; ++round) {
-        Clients clients = connectClients(server.port(), random(mostClients + 1));
-        if (random(2) == 0)
-            clients.clear(); // they leave before anybody comes
-        server.waitUntilIdle();
-        server.allowMoreDescriptors(0);
-        QTcpSocket silent; // it takes what is freed first
-        if (random(2) == 0)
-            silent.connectToHost(QHostAddress(QHostAddress::LocalHost), server.port());
-        TlsClient waiting;
-        waiting.connectToPort(server.port());
-        waitFor([] { return false; }, random(patienceMs / 5));
-        if (!clients.empty() && random(2) == 0)
-            clients.pop_back();
-        waitFor([] { return false; }, random(patienceMs / 10));
-        server.allowMoreDescriptors(plenty);
-        const bool admitted = waitFor([&] { return waiting.isEncrypted(); }, patienceMs);
-        waiting.loginAsOrvane();
-        served += admitted && isServed(waiting) ? 1 : 0;
-    }
-    report.check(served == rounds, u"%1 of %2 who had to wait were served"_s.arg(served).arg(rounds));
-    const auto errors = server.errorLines().filter(u"OrvaneConnection server error:"_s).size();
-    report.check(errors > 0 && errors <= rounds, u"%1 shortages were logged"_s.arg(errors));
-}
-
 } // namespace
 
 bool runStages(int cycles, int connections)
@@ -213,8 +169,6 @@ bool runStages(int cycles, int connections)
             const int failures = runSomeCycles(server, std::max(CyclesAtOnce, cycles / 10));
             report.check(failures == 0, u"%1 cycles went wrong"_s.arg(failures));
         });
-    runStage(u"descriptors run out and are freed in random orders"_s, serve, report,
-        [&](ServerProcess& server) { runRandomShortages(server, report); });
     return report.passed;
 }
 

@@ -10,7 +10,6 @@
 #include <QThread>
 
 #include <cstdio>
-#include <sys/resource.h>
 #include <unistd.h>
 #include <utility>
 
@@ -80,13 +79,8 @@ bool ServerProcess::stop()
 
 int ServerProcess::openDescriptors() const
 {
-    return static_cast<int>(descriptors().size());
-}
-
-QStringList ServerProcess::descriptors() const
-{
     const QDir directory(u"/proc/%1/fd"_s.arg(process.processId()));
-    return directory.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+    return static_cast<int>(directory.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size());
 }
 
 qint64 ServerProcess::residentBytes() const
@@ -123,24 +117,6 @@ QByteArray ServerProcess::ask(const QByteArray& line)
             return {};
     }
     return process.readLine().trimmed();
-}
-
-bool ServerProcess::allowMoreDescriptors(int count) const
-{
-    // The limit is on the number of a new descriptor, which is the lowest that is free.
-    const QStringList open = descriptors();
-    int limitNumber = 0;
-    for (int free = 0;; ++limitNumber) {
-        if (!open.contains(QString::number(limitNumber)) && free++ == count)
-            break;
-    }
-
-    const auto pid = static_cast<pid_t>(process.processId());
-    rlimit limit {};
-    if (prlimit(pid, RLIMIT_NOFILE, nullptr, &limit) != 0)
-        return false;
-    limit.rlim_cur = static_cast<rlim_t>(limitNumber);
-    return prlimit(pid, RLIMIT_NOFILE, &limit, nullptr) == 0;
 }
 
 QStringList ServerProcess::errorLines()

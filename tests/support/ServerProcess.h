@@ -38,14 +38,10 @@ public:
     void waitUntilIdle() const;
     /// Sends the process a line on its standard input. \return the line that it answers with; empty when none came
     QByteArray ask(const QByteArray& line);
-    /// Lets the process keep its descriptors and open so many more.
-    bool allowMoreDescriptors(int count) const;
     /// What it has written to its standard error so far.
     QStringList errorLines();
 
 private:
-    QStringList descriptors() const;
-
     QString option;
     QProcess process;
     quint16 serverPort;
