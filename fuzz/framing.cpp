@@ -39,15 +39,11 @@ void requireOneTerminator(XMLSocket& framing, MemorySocket& socket, const QStrin
     socket.traffic->writes.clear();
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+void requireFraming(const QList<QByteArray>& reads)
 {
-    const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
     MemorySocket socket;
     XMLSocket framing(&socket);
     MessageModel model;
-    const QList<QByteArray> reads = readsOf(input);
     for (const QByteArray& read : reads) {
         socket.put(read);
         framing.readMessages();
@@ -60,5 +56,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             requireOneTerminator(framing, socket, message + u"\n\r\n"_s);
         }
     }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    constexpr qsizetype shortEnough = 64; // to be cut everywhere
+    const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
+    requireFraming(readsOf(input));
+    for (qsizetype cut = 1; cut < input.size() && input.size() <= shortEnough; ++cut)
+        requireFraming({input.first(cut), input.sliced(cut)});
     return 0;
 }

@@ -36,7 +36,11 @@ constexpr double MostInstructions = 15;
 /// How much a document of four times the length may cost.
 constexpr double MostForFourTimes = 5;
 /// Bytes that a document may make its reader hold for each character.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr double MostBytes = 1e9; // the sanitizers keep what was freed
+#else
 constexpr double MostBytes = 64;
+#endif
 
 bool countsInstructions()
 {
@@ -72,11 +76,26 @@ double instructionsOf(const std::function<void()>& function)
     return counts.mid(counts.indexOf(line) + line.size()).split('\n').first().toDouble();
 }
 
-/// What reading the document costs, in instructions or in bytes at the peak.
+/// Reads the document, and then as a host reads one that it has been given.
+void readTwice(const QString& document)
+{
+    {
+        XmlCommandReader reader;
+        reader.parseCommand(document);
+        if (!reader.refusalReason().isNull())
+            return;
+    }
+    QXmlStreamReader host(document);
+    while (!host.atEnd())
+        host.readNext();
+}
+
+/// What reading the document costs: instructions, or bytes at the peak, the host's included.
 double costOf(const QString& document)
 {
-    const auto read = [&] { XmlCommandReader().parseCommand(document); };
-    return countsInstructions() ? instructionsOf(read) : static_cast<double>(peakMemoryDuring(read));
+    if (countsInstructions())
+        return instructionsOf([&] { XmlCommandReader().parseCommand(document); });
+    return static_cast<double>(peakMemoryDuring([&] { readTwice(document); }));
 }
 
 double priceOf(const QString& document)
@@ -218,19 +237,21 @@ int tellPrice(const QString& what, double price, double limit)
     return 1;
 }
 
-/// The known shapes, at one length and at four times that.
+/// The known shapes; the instructions also at four times the length.
 int measureShapes(qsizetype length)
 {
     const auto shorter = hostileDocuments(length);
-    const auto longer = hostileDocuments(4 * length);
+    const auto longer = countsInstructions() ? hostileDocuments(4 * length) : QList<HostileDocument>();
     const double limit = limitFor(length);
     int findings = 0;
     for (qsizetype index = 0; index < shorter.size(); ++index) {
         const double cost = costOf(shorter[index].text);
         findings += tellPrice(
             QLatin1String(shorter[index].shape), cost / static_cast<double>(shorter[index].text.size()), limit);
+        if (!countsInstructions())
+            continue;
         const double factor = costOf(longer[index].text) / cost;
-        if (countsInstructions() && factor > MostForFourTimes) {
+        if (factor > MostForFourTimes) {
             print(u"A FINDING: four times the length costs %1 times as much"_s.arg(factor, 0, 'f', 1));
             ++findings;
         }

@@ -58,11 +58,11 @@ private:
     QList<MemorySocket*> waiting;
 };
 
-class Session {
-    Q_DISABLE_COPY_MOVE(Session)
+class Script {
+    Q_DISABLE_COPY_MOVE(Script)
 
 public:
-    explicit Session(std::string_view script);
+    explicit Script(std::string_view steps);
 
     void run();
 
@@ -84,7 +84,7 @@ private:
     void endRefresh();
     void destroyServer();
 
-    std::string_view script;
+    std::string_view rest;
     RecordingHost host;
     std::unique_ptr<MemoryServer> server;
     std::vector<std::unique_ptr<ClientModel>> clients;
@@ -99,8 +99,8 @@ void runEventLoop()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-Session::Session(std::string_view script)
-    : script(script)
+Script::Script(std::string_view steps)
+    : rest(steps)
     , server(std::make_unique<MemoryServer>(&host))
 {
     host.recorders.resize(1);
@@ -111,9 +111,9 @@ Session::Session(std::string_view script)
     hostSays(true);
 }
 
-void Session::run()
+void Script::run()
 {
-    while (!script.empty())
+    while (!rest.empty())
         runSteps();
     for (const auto& each : clients)
         each->check();
@@ -125,16 +125,16 @@ void Session::run()
     }
 }
 
-char Session::take()
+char Script::take()
 {
-    if (script.empty())
+    if (rest.empty())
         return '\0';
-    const char next = script.front();
-    script.remove_prefix(1);
+    const char next = rest.front();
+    rest.remove_prefix(1);
     return next;
 }
 
-QByteArray Session::takeDocument()
+QByteArray Script::takeDocument()
 {
     const auto letter = static_cast<unsigned char>(take());
     return KnownMessages.at((letter + KnownMessages.size() - 'a' % KnownMessages.size()) % KnownMessages.size()).text
@@ -142,9 +142,9 @@ QByteArray Session::takeDocument()
 }
 
 /// Until the end of the script or a closing parenthesis.
-void Session::runSteps()
+void Script::runSteps()
 {
-    while (!script.empty()) {
+    while (!rest.empty()) {
         const char step = take();
         if (step == ')')
             return;
@@ -152,7 +152,7 @@ void Session::runSteps()
     }
 }
 
-void Session::runStep(char step)
+void Script::runStep(char step)
 {
     switch (step) {
     case 'n':
@@ -178,8 +178,8 @@ void Session::runStep(char step)
     case 'r':
         return reportReadyRead();
     case 'x': {
-        const std::string_view bytes = script.substr(0, script.find('~'));
-        script.remove_prefix(std::min(bytes.size() + 1, script.size()));
+        const std::string_view bytes = rest.substr(0, rest.find('~'));
+        rest.remove_prefix(std::min(bytes.size() + 1, rest.size()));
         return send(QByteArray(bytes.data(), static_cast<qsizetype>(bytes.size())));
     }
     case 'd':
@@ -197,7 +197,7 @@ void Session::runStep(char step)
     }
 }
 
-void Session::carryOutHostCall()
+void Script::carryOutHostCall()
 {
     require(!reading.empty(), u"the host is called although no client sends anything"_s);
     ClientModel& caller = *reading.back();
@@ -206,9 +206,9 @@ void Session::carryOutHostCall()
     caller.endHostCall(host.refreshStarts);
 }
 
-void Session::runNestedSteps()
+void Script::runNestedSteps()
 {
-    if (script.empty() || script.front() != '(' || depth == MaxDepth)
+    if (rest.empty() || rest.front() != '(' || depth == MaxDepth)
         return;
     take();
     ++depth;
@@ -216,13 +216,13 @@ void Session::runNestedSteps()
     --depth;
 }
 
-void Session::hostSays(bool yes)
+void Script::hostSays(bool yes)
 {
     host.refreshStarts = yes;
     host.answer = yes ? std::optional<std::string>("<answer/>") : std::nullopt;
 }
 
-void Session::addClients(int count)
+void Script::addClients(int count)
 {
     if (!server)
         return;
@@ -234,13 +234,13 @@ void Session::addClients(int count)
     server->acceptWaiting();
 }
 
-void Session::chooseClient(char digit)
+void Script::chooseClient(char digit)
 {
     if (!clients.empty())
         client = clients[static_cast<unsigned char>(digit - '0') % clients.size()].get();
 }
 
-void Session::send(const QByteArray& bytes)
+void Script::send(const QByteArray& bytes)
 {
     if (!client || !client->socket)
         return;
@@ -248,7 +248,7 @@ void Session::send(const QByteArray& bytes)
     reportReadyRead();
 }
 
-void Session::reportReadyRead()
+void Script::reportReadyRead()
 {
     ClientModel* const sender = client;
     if (!sender || !sender->socket)
@@ -260,7 +260,7 @@ void Session::reportReadyRead()
     sender->check();
 }
 
-void Session::leave()
+void Script::leave()
 {
     if (!client || !client->socket)
         return;
@@ -268,7 +268,7 @@ void Session::leave()
     client->socket->disconnectPeer();
 }
 
-void Session::endRefresh()
+void Script::endRefresh()
 {
     if (!server)
         return;
@@ -277,7 +277,7 @@ void Session::endRefresh()
     server->handleUpdateAllTreeDevicesFinished();
 }
 
-void Session::destroyServer()
+void Script::destroyServer()
 {
     if (!server)
         return;
@@ -304,6 +304,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     static const QtMessageHandler previousHandler = qInstallMessageHandler(&handleLogLine);
     Q_UNUSED(previousHandler);
 
-    Session(std::string_view(reinterpret_cast<const char*>(data), size)).run();
+    Script(std::string_view(reinterpret_cast<const char*>(data), size)).run();
     return 0;
 }

@@ -22,10 +22,6 @@ namespace {
 const QString ProtocolDocument = u"" ORVANE_SOURCE_DIRECTORY "/docs/protocol.md"_s;
 const QString CommandTable = u"" ORVANE_SOURCE_DIRECTORY "/commands/CommandDispatch.cpp"_s;
 
-// After the last line of an exchange: nothing more may come before the reply to this.
-const QByteArray LastCommand = "<theLast/>";
-const QByteArray LastReply = rejection("theLast", "Unknown command");
-
 /// The cells of the table that begins with this heading, without the heading and the line under it.
 QList<QStringList> tableRows(const QString& heading)
 {

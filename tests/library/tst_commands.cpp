@@ -50,10 +50,6 @@ RecordingHost::RecorderEntry recorderEntry(
     return entry;
 }
 
-// Sent last, so that a test can tell that nothing more comes before its reply.
-const QByteArray LastCommand = "<theLast/>";
-const QByteArray LastReply = rejection("theLast", "Unknown command");
-
 } // namespace
 
 /// What the exchanges of the protocol document do not show.

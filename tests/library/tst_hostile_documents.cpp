@@ -1,18 +1,14 @@
-#include "HostileDocuments.h"
-#include "PeakMemory.h"
 #include "XmlCommandReader.h"
 
 #include <QtTest>
 
 using namespace Qt::StringLiterals;
 
-/// What is refused as too much, what is not, and what one document can make the host hold.
+/// What is refused as too much, and what is not.
 class tst_hostile_documents : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void costsLittle_data();
-    void costsLittle();
     void refusesWhole_data();
     void refusesWhole();
     void refusesNothingOrdinary_data();
@@ -23,21 +19,6 @@ private Q_SLOTS:
 };
 
 namespace {
-
-constexpr qsizetype MiB = qsizetype(1024) * 1024;
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool memoryCanBeMeasured = false; // the sanitizers keep what was freed
-#else
-constexpr bool memoryCanBeMeasured = true;
-#endif
-
-/// As a host reads a document that it has been given.
-void readAll(QXmlStreamReader& reader)
-{
-    while (!reader.atEnd())
-        reader.readNext();
-}
 
 QString numbered(const QString& text, int count)
 {
@@ -59,38 +40,6 @@ QString nested(int depth, const QString& startTag)
 }
 
 } // namespace
-
-void tst_hostile_documents::costsLittle_data()
-{
-    QTest::addColumn<QString>("document");
-    const QList<HostileDocument> documents = hostileDocuments(MiB);
-    for (const HostileDocument& document : documents)
-        QTest::newRow(document.shape) << document.text;
-}
-
-void tst_hostile_documents::costsLittle()
-{
-    QFETCH(const QString, document);
-
-    bool refused = false;
-    const qsizetype peak = peakMemoryDuring([&] {
-        XmlCommandReader reader;
-        reader.parseCommand(document);
-        refused = !reader.refusalReason().isNull();
-    });
-    if (memoryCanBeMeasured)
-        QVERIFY2(peak < 64 * MiB, qPrintable(u"%1 KiB"_s.arg(peak / 1024)));
-    if (refused)
-        return;
-
-    // What is not refused can be handed to the host.
-    const qsizetype hostPeak = peakMemoryDuring([&] {
-        QXmlStreamReader host(document);
-        readAll(host);
-    });
-    if (memoryCanBeMeasured)
-        QVERIFY2(hostPeak < 64 * MiB, qPrintable(u"%1 KiB for the host"_s.arg(hostPeak / 1024)));
-}
 
 void tst_hostile_documents::refusesWhole_data()
 {

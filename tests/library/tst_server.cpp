@@ -9,13 +9,19 @@
 #include <QtTest>
 
 #include <array>
+#include <atomic>
 #include <functional>
+#include <future>
+#include <memory>
+#include <thread>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
 using OrvaneInterface::OrvaneServer;
 
-/// The server and its connections over real TLS: who is served, told and let go, whatever clients and host do.
+/// The server over real TLS: who is served, told and let go, whatever clients and host do; and what it can do because
+/// it is a QTcpServer and a QObject: other addresses, pauses, other threads, company.
 class tst_server : public QObject {
     Q_OBJECT
 
@@ -24,26 +30,23 @@ private Q_SLOTS:
     void saysNothingWhenThePortIsTaken();
     void canBeCalledByTheNamesOfItsSlots();
     void greetsNobodyAndLogsEachClient();
-    void tellsThoseWhoWaitForARefresh();
-    void tellsOfARefreshThatEndsInsideTheCall();
-    void refusesASecondRefresh();
-    void forgetsAWaitingClientThatLeft();
     void goesOnWhenAClientMisbehaves_data();
     void goesOnWhenAClientMisbehaves();
     void logsATlsFailure();
     void sendsWhatIsReadyBeforeTheNextLongCall();
-    void keepsOrderInTheHostsEventLoops();
-    void letsAClientGoInsideAHostCall();
     void canBeDestroyedInsideAnyHostCall_data();
     void canBeDestroyedInsideAnyHostCall();
-    void canBeDestroyedAfterAClientLeftInsideAHostCall();
     void canBeDestroyedWithClients();
+    void closesAndListensAgain();
+    void listensWhereTheHostWants();
+    void staysPausedWhenTheHostHasPausedIt();
+    void acceptsAllHoweverFewMayWait();
+    void worksInAThreadOfItsOwn_data();
+    void worksInAThreadOfItsOwn();
+    void knowsNothingOfAnotherServer();
 };
 
 namespace {
-
-const QByteArray Notice =
-    "<p:updateRecorderContentsFinished xmlns:p=\"http://www.halden.example/ravo_1_0/\" />\r\n\r\n";
 
 /// One document for each operation of the host.
 const std::array Documents {
@@ -76,28 +79,24 @@ QSslSocket* onlySocket(const Session& session)
     return sockets.size() == 1 ? sockets.first() : nullptr;
 }
 
-/// Lets the only client go inside each host call, and has \a rest happen when the server has seen it. Returns the
-/// server's socket of that client, null when there is none.
-QPointer<QSslSocket> leaveInsideHostCalls(Session& session, TlsClient& client, const std::function<void()>& rest)
+/// Whether a client that has logged in with the system account is answered.
+bool isServed(TlsClient& client)
 {
-    static_cast<void>(QTest::qWaitFor([&] { return onlySocket(session) != nullptr; }));
-    QPointer<QSslSocket> socket = onlySocket(session);
-    session.host.duringCall = [&client, socket, rest] {
-        client.abort();
-        runEventLoop([&] { return socket->state() == QAbstractSocket::UnconnectedState; });
-        rest();
-        QVERIFY(socket); // still inside its own signal
-    };
-    return socket;
+    client.received.clear();
+    client.send("<setPreset/>");
+    return QTest::qWaitFor([&] { return client.received == shortAcceptance("setPreset"); });
+}
+
+qsizetype acceptedCount(const Session& session)
+{
+    return session.server->findChildren<QSslSocket*>().size();
 }
 
 /// A client that is served, to show that the server still works.
-void serveAnother(Session& session)
+void serveAnother(const Session& session)
 {
     const auto client = session.orvaneClient();
-    QVERIFY(client);
-    client->send("<setPreset/>");
-    QTRY_COMPARE(client->received, shortAcceptance("setPreset"));
+    QVERIFY(client && isServed(*client));
 }
 
 } // namespace
@@ -165,70 +164,6 @@ void tst_server::greetsNobodyAndLogsEachClient()
     QCOMPARE(taken, QStringList(u"OrvaneConnection socket error: QAbstractSocket::RemoteHostClosedError"_s));
 }
 
-void tst_server::tellsThoseWhoWaitForARefresh()
-{
-    Session session;
-    const auto first = session.orvaneClient();
-    const auto idle = session.orvaneClient();
-    const auto second = session.orvaneClient();
-    QVERIFY(first && idle && second);
-    session.server->handleUpdateAllTreeDevicesFinished(); // nobody waits yet
-
-    first->send("<updateRecorderContents/>");
-    second->send("<updateRecorderContents/>");
-    QTRY_COMPARE(session.host.calls.size(), 2);
-    session.server->handleUpdateAllTreeDevicesFinished();
-    session.server->handleUpdateAllTreeDevicesFinished(); // nobody waits any more
-    for (TlsClient* client : {first.get(), idle.get(), second.get()})
-        client->send("<setPreset/>");
-    QTRY_COMPARE(first->received, Notice + shortAcceptance("setPreset"));
-    QTRY_COMPARE(second->received, Notice + shortAcceptance("setPreset"));
-    QTRY_COMPARE(idle->received, shortAcceptance("setPreset"));
-}
-
-void tst_server::tellsOfARefreshThatEndsInsideTheCall()
-{
-    Session session;
-    session.host.duringCall = [&] { session.server->handleUpdateAllTreeDevicesFinished(); };
-    const auto client = session.orvaneClient();
-    QVERIFY(client);
-    client->send("<updateRecorderContents/>");
-    client->send("<setPreset/>"); // the call ends the refresh again, for which nobody waits now
-    QTRY_COMPARE(client->received, Notice + shortAcceptance("setPreset"));
-}
-
-void tst_server::refusesASecondRefresh()
-{
-    const QByteArray refusal = rejection("updateRecorderContents", "Recorder list update already running");
-    Session session;
-    const auto client = session.orvaneClient();
-    QVERIFY(client);
-    client->send("<updateRecorderContents/>");
-    QTRY_COMPARE(session.host.calls.size(), 1);
-
-    session.host.refreshStarts = false;
-    client->send("<updateRecorderContents/>");
-    QTRY_COMPARE(client->received, refusal);
-    session.server->handleUpdateAllTreeDevicesFinished(); // with the refusal the first request is off, too
-    client->send("<setPreset/>");
-    QTRY_COMPARE(client->received, refusal + shortAcceptance("setPreset"));
-}
-
-void tst_server::forgetsAWaitingClientThatLeft()
-{
-    Session session;
-    const auto staying = session.orvaneClient();
-    const auto leaving = session.orvaneClient();
-    QVERIFY(staying && leaving);
-    leaving->send("<updateRecorderContents/>");
-    staying->send("<updateRecorderContents/>");
-    QTRY_COMPARE(session.host.calls.size(), 2);
-    leaving->abort();
-    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 1);
-    session.server->handleUpdateAllTreeDevicesFinished();
-    QTRY_COMPARE(staying->received, Notice);
-}
-
 void tst_server::goesOnWhenAClientMisbehaves_data()
 {
     QTest::addColumn<bool>("encrypted");
@@ -255,14 +190,14 @@ void tst_server::goesOnWhenAClientMisbehaves()
     else
         client.connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
     QTRY_VERIFY(encrypted ? client.isEncrypted() : client.state() == QAbstractSocket::ConnectedState);
-    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 2);
+    QTRY_COMPARE(acceptedCount(session), 2);
     client.write(bytes);
     QTRY_COMPARE(client.bytesToWrite() + client.encryptedBytesToWrite(), 0);
     witness->send("<setPreset/>");
     QTRY_COMPARE(witness->received, shortAcceptance("setPreset"));
 
     client.abort();
-    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 1);
+    QTRY_COMPARE(acceptedCount(session), 1);
     serveAnother(session);
     QCOMPARE(session.host.calls.size(), 2);
 }
@@ -278,7 +213,7 @@ void tst_server::logsATlsFailure()
     QDebug(&error).nospace() << "OrvaneConnection socket error: " << QAbstractSocket::SslHandshakeFailedError;
     QStringList lines;
     QTRY_COMPARE((lines += LogCapture::take()).value(1), error);
-    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
+    QTRY_COMPARE(acceptedCount(session), 0);
 }
 
 void tst_server::sendsWhatIsReadyBeforeTheNextLongCall()
@@ -297,60 +232,6 @@ void tst_server::sendsWhatIsReadyBeforeTheNextLongCall()
     client->write(QByteArray("<setPreset/>\r\n\r\n").repeated(commands));
     QTRY_COMPARE(client->received, shortAcceptance("setPreset").repeated(commands));
     QCOMPARE(session.host.calls.size(), commands);
-}
-
-void tst_server::keepsOrderInTheHostsEventLoops()
-{
-    const auto setPreset = [](int number) {
-        return "<setPreset><presetname>" + QByteArray::number(number) + "</presetname></setPreset>";
-    };
-    Session session;
-    const auto client = session.orvaneClient();
-    QVERIFY(client);
-    client->send("<updateRecorderContents/>");
-    QTRY_COMPARE(session.host.calls.size(), 1);
-    session.host.calls.clear();
-
-    bool running = false;
-    session.host.duringCall = [&] {
-        QVERIFY(!running);
-        running = true;
-        const int number = static_cast<int>(session.host.calls.size());
-        if (number <= 2) {
-            QSslSocket* socket = onlySocket(session);
-            const auto* plainSocket = socket->findChild<QTcpSocket*>(); // below the TLS
-            client->send(setPreset(number + 2));
-            runEventLoop([&] { return plainSocket->bytesAvailable() > 0; });
-            if (number == 2) {
-                // Writing makes the TLS layer look for what has come, and report it although it is in its own signal.
-                session.server->handleUpdateAllTreeDevicesFinished();
-                runEventLoop([&] { return socket->bytesAvailable() > 0; });
-            }
-        }
-        running = false;
-    };
-    client->write(setPreset(1) + "\r\n\r\n" + setPreset(2) + "\r\n\r\n");
-    QTRY_COMPARE(client->received, shortAcceptance("setPreset") + Notice + shortAcceptance("setPreset").repeated(3));
-    QStringList calls;
-    for (int number = 1; number <= 4; ++number)
-        calls += u"setPreset(\"%1\")"_s.arg(number);
-    QCOMPARE(session.host.calls, calls);
-}
-
-void tst_server::letsAClientGoInsideAHostCall()
-{
-    Session session;
-    const auto client = session.orvaneClient();
-    QVERIFY(client);
-    const QPointer<QSslSocket> socket = leaveInsideHostCalls(session, *client, [] {});
-    QVERIFY(socket);
-    client->write("<showLive/>\r\n\r\n<setPreset/>\r\n\r\n");
-    QTRY_COMPARE(session.host.calls, QStringList(u"showLive(\"\", -1, false, -1)"_s));
-    QTRY_VERIFY(!socket);
-    session.host.duringCall = nullptr;
-    session.host.calls.clear();
-    serveAnother(session);
-    QCOMPARE(session.host.calls.size(), 1);
 }
 
 void tst_server::canBeDestroyedInsideAnyHostCall_data()
@@ -375,7 +256,7 @@ void tst_server::canBeDestroyedInsideAnyHostCall()
     const auto bystander = session.orvaneClient();
     const auto client = session.orvaneClient();
     QVERIFY(bystander && client);
-    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 2);
+    QTRY_COMPARE(acceptedCount(session), 2);
     QPointer<QSslSocket> socket = session.server->findChildren<QSslSocket*>().last();
     session.host.duringCall = [&] {
         session.server.reset();
@@ -391,23 +272,6 @@ void tst_server::canBeDestroyedInsideAnyHostCall()
     QCOMPARE(client->received, QByteArray());
 }
 
-void tst_server::canBeDestroyedAfterAClientLeftInsideAHostCall()
-{
-    Session session;
-    const auto client = session.orvaneClient();
-    QVERIFY(client);
-    const QPointer<QSslSocket> socket = leaveInsideHostCalls(session, *client, [&] {
-        const auto next = session.connectedClient(); // with which the server forgets the one that left
-        QVERIFY(next);
-        session.server.reset();
-        runEventLoop([&] { return next->state() == QAbstractSocket::UnconnectedState; });
-    });
-    QVERIFY(socket);
-    client->send("<showLive/>");
-    QTRY_COMPARE(session.host.calls.size(), 1);
-    QTRY_VERIFY(!socket);
-}
-
 void tst_server::canBeDestroyedWithClients()
 {
     Session session;
@@ -417,12 +281,147 @@ void tst_server::canBeDestroyedWithClients()
     QTRY_COMPARE(session.host.calls.size(), 1);
     TlsClient mute;
     mute.connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
-    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 2);
+    QTRY_COMPARE(acceptedCount(session), 2);
 
     session.server.reset();
     QTRY_COMPARE(waiting->state(), QAbstractSocket::UnconnectedState);
     QTRY_COMPARE(mute.state(), QAbstractSocket::UnconnectedState);
     QCOMPARE(waiting->received, QByteArray());
+}
+
+void tst_server::closesAndListensAgain()
+{
+    const Session session;
+    const quint16 port = session.server->serverPort();
+    const auto staying = session.orvaneClient();
+    QVERIFY(staying);
+    session.server->close();
+    QVERIFY(!session.server->isListening());
+    TlsClient refused;
+    refused.connectToPort(port);
+    QTRY_COMPARE(refused.error(), QAbstractSocket::ConnectionRefusedError);
+    QVERIFY(isServed(*staying));
+
+    session.server->startListeningForConnection();
+    QCOMPARE(session.server->serverPort(), port);
+    const auto next = session.orvaneClient();
+    QVERIFY(next && isServed(*next));
+    QVERIFY(isServed(*staying));
+}
+
+void tst_server::listensWhereTheHostWants()
+{
+    RecordingHost host;
+    OrvaneServer server(&host, freePort(), u"operator"_s, u"secret"_s, nullptr);
+    QVERIFY(server.listen(QHostAddress::LocalHost)); // at a port that the system chooses
+    QCOMPARE(server.serverAddress(), QHostAddress(QHostAddress::LocalHost));
+    TlsClient client;
+    client.connectToPort(server.serverPort());
+    QTRY_VERIFY(client.isEncrypted());
+    client.loginAsOrvane();
+    QVERIFY(isServed(client));
+}
+
+void tst_server::staysPausedWhenTheHostHasPausedIt()
+{
+    const Session session;
+    auto leaving = session.orvaneClient();
+    QVERIFY(leaving);
+    session.server->pauseAccepting();
+    QVERIFY(isServed(*leaving));
+    leaving.reset();
+    QTRY_COMPARE(acceptedCount(session), 0);
+    TlsClient client;
+    client.connectToPort(session.server->serverPort());
+    QTRY_COMPARE(client.state(), QAbstractSocket::ConnectedState); // by the system
+    QCoreApplication::processEvents();
+    QCOMPARE(acceptedCount(session), 0);
+    session.server->resumeAccepting();
+    QTRY_VERIFY(client.isEncrypted());
+}
+
+void tst_server::acceptsAllHoweverFewMayWait()
+{
+    constexpr int clientCount = 3;
+    const Session session;
+    session.server->setMaxPendingConnections(1);
+    std::vector<std::unique_ptr<TlsClient>> clients;
+    for (int count = 0; count < clientCount; ++count) {
+        clients.push_back(std::make_unique<TlsClient>());
+        clients.back()->connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
+        QVERIFY(clients.back()->waitForConnected()); // by the system, not yet by the server
+    }
+    QTRY_COMPARE(acceptedCount(session), clientCount);
+}
+
+void tst_server::worksInAThreadOfItsOwn_data()
+{
+    QTest::addColumn<bool>("listensBefore");
+
+    QTest::newRow("moved before it listens") << false;
+    QTest::newRow("moved while it listens") << true;
+}
+
+void tst_server::worksInAThreadOfItsOwn()
+{
+    QFETCH(const bool, listensBefore);
+
+    RecordingHost host;
+    const quint16 port = freePort();
+    auto server = std::make_unique<OrvaneServer>(&host, port, QString(), QString(), nullptr);
+    if (listensBefore)
+        server->startListeningForConnection();
+
+    // The two threads meet in the standard library only: what Qt does between threads, the thread sanitizer cannot see.
+    std::promise<QThread*> started;
+    std::promise<void> moved;
+    std::promise<bool> listens;
+    std::atomic_bool finished = false;
+    std::thread thread([&] {
+        QEventLoop loop;
+        started.set_value(QThread::currentThread());
+        moved.get_future().wait();
+        if (!listensBefore)
+            server->startListeningForConnection();
+        listens.set_value(server->isListening());
+        while (!finished)
+            loop.processEvents();
+        server.reset();
+    });
+    server->moveToThread(started.get_future().get());
+    moved.set_value();
+    const bool isListening = listens.get_future().get();
+    TlsClient client;
+    client.connectToPort(port);
+    const bool connected = QTest::qWaitFor([&] { return client.isEncrypted(); });
+    client.loginAsOrvane();
+    const bool served = isServed(client);
+    finished = true;
+    thread.join();
+    QVERIFY(isListening && connected && served);
+    QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
+    QCOMPARE(host.calls, QStringList(u"setPreset(\"\")"_s));
+}
+
+void tst_server::knowsNothingOfAnotherServer()
+{
+    Session one;
+    auto other = std::make_unique<Session>();
+    const auto client = one.orvaneClient();
+    const auto clientOfOther = other->orvaneClient();
+    QVERIFY(client && clientOfOther);
+    client->send("<updateRecorderContents/>");
+    clientOfOther->send("<updateRecorderContents/>");
+    QTRY_COMPARE(one.host.calls.size(), 1);
+    QTRY_COMPARE(other->host.calls.size(), 1);
+    other->server->handleUpdateAllTreeDevicesFinished();
+    QTRY_VERIFY(!clientOfOther->received.isEmpty());
+    other.reset();
+    QTRY_COMPARE(clientOfOther->state(), QAbstractSocket::UnconnectedState);
+    QCOMPARE(client->received, QByteArray());
+    one.server->handleUpdateAllTreeDevicesFinished();
+    QTRY_COMPARE(client->received, clientOfOther->received);
+    QVERIFY(isServed(*client));
 }
 
 QTEST_GUILESS_MAIN(tst_server)

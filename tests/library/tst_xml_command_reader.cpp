@@ -4,14 +4,11 @@
 
 using namespace Qt::StringLiterals;
 
-/// What the reader makes of a document: the command, then each parameter in the order of the keys.
-
+/// What the reader offers beyond the parameters of a document, for which there is a model: see fuzz/command-reader.cpp.
 class tst_xml_command_reader : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void readsTheCommandName_data();
-    void readsTheCommandName();
     void everyBeginningOfADocumentIsAnError();
     void convertsIntegers_data();
     void convertsIntegers();
@@ -19,36 +16,6 @@ private Q_SLOTS:
     void buildsTheLongAcceptance_data();
     void buildsTheLongAcceptance();
 };
-
-void tst_xml_command_reader::readsTheCommandName_data()
-{
-    QTest::addColumn<QString>("document");
-    QTest::addColumn<QString>("name");
-
-    QTest::newRow("without namespace") << u"<showLive/>"_s << u"showLive"_s;
-    QTest::newRow("with a prefix") << u"<p:showLive xmlns:p=\"http://www.halden.example/ravo_1_0/\"/>"_s
-                                   << u"showLive"_s;
-    QTest::newRow("with another prefix and a foreign namespace")
-        << u"<q:showLive xmlns:q=\"urn:x\" a=\"1\">text</q:showLive>"_s << u"showLive"_s;
-    QTest::newRow("in a default namespace") << u"<showLive xmlns=\"urn:x\"/>"_s << u"showLive"_s;
-    QTest::newRow("after all that may stand before it")
-        << u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<!-- c --><?pi?><!DOCTYPE showLive>\n<showLive/>"_s
-        << u"showLive"_s;
-    QTest::newRow("with white space and a comment after it") << u"<showLive/>\r\n<!-- c -->\r\n"_s << u"showLive"_s;
-}
-
-void tst_xml_command_reader::readsTheCommandName()
-{
-    QFETCH(const QString, document);
-    QFETCH(const QString, name);
-
-    XmlCommandReader reader;
-    QVERIFY(reader.commandName().isEmpty());
-    QVERIFY(reader.parseCommand(document));
-    QCOMPARE(reader.commandName(), name);
-    QCOMPARE(reader.documentText(), document);
-    QVERIFY(reader.allParameters().isEmpty());
-}
 
 void tst_xml_command_reader::everyBeginningOfADocumentIsAnError()
 {

@@ -7,6 +7,10 @@
 
 #include <memory>
 
+/// Sent last, so that a test can tell that nothing more comes before its reply.
+inline const QByteArray LastCommand = "<theLast/>";
+inline const QByteArray LastReply = rejection("theLast", "Unknown command");
+
 /// A host with its server, as a test needs them: listening on a free loopback port, with the account "operator".
 class Session {
 public:
