@@ -67,6 +67,7 @@ void ClientModel::endHostCall(bool hostSaysYes)
 
 void ClientModel::endRefresh()
 {
+    catchUp();
     if (waitsForRefresh && !released)
         expect("<p:updateRecorderContentsFinished xmlns:p=\"http://www.halden.example/ravo_1_0/\" />\r\n\r\n");
     waitsForRefresh = false;
@@ -76,6 +77,7 @@ void ClientModel::release()
 {
     if (!inCall)
         check();
+    catchUp();
     if (anythingGoes)
         expected = traffic->writes;
     anythingGoes = false;
@@ -84,6 +86,8 @@ void ClientModel::release()
 
 void ClientModel::check()
 {
+    if (lines > 0)
+        return;
     if (!released && !inCall)
         require(nextHostCall() == nullptr, u"a message was not carried out"_s);
     if (!anythingGoes) {
@@ -98,15 +102,29 @@ void ClientModel::check()
 
 void ClientModel::checkAllIsRead() const
 {
-    if (!released && !inCall)
+    if (!released && !inCall && lines == 0 && !comes)
         require(socket->bytesAvailable() == 0, u"what came during a call is not read"_s);
+}
+
+void ClientModel::takeReads()
+{
+    while (readsTaken < traffic->reads.size())
+        messages += framing.take(traffic->reads[readsTaken++]);
+}
+
+/// Inside a log line nobody can tell how far the server is, but for the messages that are answered: they are
+/// dispatched.
+void ClientModel::catchUp()
+{
+    takeReads();
+    while (lines > 0 && !messages.isEmpty() && !anythingGoes && expected.size() < traffic->writes.size())
+        dispatch(messages.takeFirst());
 }
 
 /// Dispatches up to the message that calls the host; null when none does, or when it is not known.
 const KnownMessage* ClientModel::nextHostCall()
 {
-    while (readsTaken < traffic->reads.size())
-        messages += framing.take(traffic->reads[readsTaken++]);
+    takeReads();
     while (!messages.isEmpty() && !anythingGoes) {
         if (const KnownMessage* message = dispatch(messages.takeFirst()))
             return message;

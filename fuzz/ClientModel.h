@@ -36,20 +36,27 @@ public:
 
     /// The client's socket; null when it was deleted.
     QPointer<MemorySocket> socket;
+    /// Until its first log line has been written the server has only its socket, and reads nothing.
+    bool comes = true;
 
     /// The host was called on behalf of this client.
     void beginHostCall(const QString& call);
     void endHostCall(bool hostSaysYes);
+    /// A log line about this client is written.
+    void beginLine() { ++lines; }
+    void endLine() { --lines; }
     /// The host says that the refresh has finished.
     void endRefresh();
     /// The connection ends here.
     void release();
-    /// Everything that has come was read, unless the host is in the middle of a call.
+    /// Everything that has come was read, unless the host is in the middle of a call or of a log line.
     void checkAllIsRead() const;
     /// What has been written is what had to be.
     void check();
 
 private:
+    void takeReads();
+    void catchUp();
     const KnownMessage* nextHostCall();
     const KnownMessage* dispatch(const QString& text);
     void expect(const QByteArray& reply);
@@ -61,6 +68,7 @@ private:
     const KnownMessage* current = nullptr; ///< that the host was called for last
     QList<QByteArray> expected;
     bool inCall = false;
+    int lines = 0; ///< that are being written
     bool anythingGoes = false; ///< after a message that is not known
     bool isOrvane = false;
     bool isThirdParty = false;

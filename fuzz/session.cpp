@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QLoggingCategory>
 
 #include <array>
 #include <string_view>
@@ -27,12 +28,13 @@ using namespace Qt::StringLiterals;
 //   ha   the client sends the first half of message a; ta: the second half
 //   wa   message a has arrived, but the socket does not report it yet; r: it does
 //   x.~  the client sends the bytes between the x and the ~
-//   d    the client leaves
+//   d    the client leaves, if the server has begun with it
 //   e    the event loop runs, deferred deletes included
 //   f    the host says that the refresh has finished
 //   D    the host destroys the server
 //   y    the host changes between yes and no as its result
 //   ( )  what is between them happens inside the host's next call, if it is made right now
+//   [ ]  what is between them happens inside the next log line, if it is written right now
 
 namespace {
 
@@ -65,6 +67,7 @@ public:
     explicit Script(std::string_view steps);
 
     void run();
+    void handleLogLine(const QString& line);
 
 private:
     char take();
@@ -73,11 +76,12 @@ private:
     void runStep(char step);
 
     void carryOutHostCall();
-    void runNestedSteps();
+    void runNestedSteps(char opening);
     void hostSays(bool yes);
 
     void addClients(int count);
     void chooseClient(char digit);
+    void put(const QByteArray& bytes);
     void send(const QByteArray& bytes);
     void reportReadyRead();
     void leave();
@@ -89,7 +93,8 @@ private:
     std::unique_ptr<MemoryServer> server;
     std::vector<std::unique_ptr<ClientModel>> clients;
     ClientModel* client = nullptr; ///< that the steps are about
-    std::vector<ClientModel*> reading; ///< whose readyRead() is on the stack, the innermost last
+    std::vector<ClientModel*> dispatching; ///< those that the server is at, the innermost last
+    QList<ClientModel*> coming; ///< whom the server has not begun with
     int depth = 0;
 };
 
@@ -141,12 +146,12 @@ QByteArray Script::takeDocument()
         + "\r\n\r\n";
 }
 
-/// Until the end of the script or a closing parenthesis.
+/// Until the end of the script or a closing parenthesis or bracket.
 void Script::runSteps()
 {
     while (!rest.empty()) {
         const char step = take();
-        if (step == ')')
+        if (step == ')' || step == ']')
             return;
         runStep(step);
     }
@@ -172,9 +177,7 @@ void Script::runStep(char step)
         return send(document.sliced(document.size() / 2));
     }
     case 'w':
-        if (const QByteArray document = takeDocument(); client && client->socket)
-            client->socket->put(document);
-        return;
+        return put(takeDocument());
     case 'r':
         return reportReadyRead();
     case 'x': {
@@ -199,16 +202,34 @@ void Script::runStep(char step)
 
 void Script::carryOutHostCall()
 {
-    require(!reading.empty(), u"the host is called although no client sends anything"_s);
-    ClientModel& caller = *reading.back();
+    require(!dispatching.empty(), u"the host is called although no client sends anything"_s);
+    ClientModel& caller = *dispatching.back();
     caller.beginHostCall(host.calls.takeLast());
-    runNestedSteps();
+    runNestedSteps('(');
     caller.endHostCall(host.refreshStarts);
 }
 
-void Script::runNestedSteps()
+/// Debug lines are made and dropped, after whatever the host's handler does inside them; a warning is a finding.
+void Script::handleLogLine(const QString& line)
 {
-    if (rest.empty() || rest.front() != '(' || depth == MaxDepth)
+    const bool isFirst = line.startsWith("New OrvaneConnection"_L1);
+    if (isFirst)
+        dispatching.push_back(coming.takeFirst());
+    if (dispatching.empty())
+        return;
+    ClientModel& subject = *dispatching.back();
+    subject.beginLine();
+    // Inside a line Qt gives no other one to the handler, but writes it to the standard error.
+    QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
+    runNestedSteps('[');
+    QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, true);
+    subject.endLine();
+    subject.comes = subject.comes && !isFirst;
+}
+
+void Script::runNestedSteps(char opening)
+{
+    if (rest.empty() || rest.front() != opening || depth == MaxDepth)
         return;
     take();
     ++depth;
@@ -229,9 +250,14 @@ void Script::addClients(int count)
     for (; count > 0 && clients.size() < MaxClients; --count) {
         auto* socket = new MemorySocket(server.get());
         client = clients.emplace_back(std::make_unique<ClientModel>(socket)).get();
+        coming += client;
         server->addWaiting(socket);
     }
+    const size_t before = dispatching.size();
     server->acceptWaiting();
+    dispatching.resize(before);
+    for (ClientModel* each : std::exchange(coming, {})) // without a line of their own
+        each->comes = false;
 }
 
 void Script::chooseClient(char digit)
@@ -240,11 +266,16 @@ void Script::chooseClient(char digit)
         client = clients[static_cast<unsigned char>(digit - '0') % clients.size()].get();
 }
 
+/// Of those with whom the server has not begun, only the one whose first line is being written sends anything.
+void Script::put(const QByteArray& bytes)
+{
+    if (client && client->socket && (!client->comes || (!dispatching.empty() && client == dispatching.back())))
+        client->socket->put(bytes);
+}
+
 void Script::send(const QByteArray& bytes)
 {
-    if (!client || !client->socket)
-        return;
-    client->socket->put(bytes);
+    put(bytes);
     reportReadyRead();
 }
 
@@ -253,19 +284,25 @@ void Script::reportReadyRead()
     ClientModel* const sender = client;
     if (!sender || !sender->socket)
         return;
-    reading.push_back(sender);
+    dispatching.push_back(sender);
     Q_EMIT sender->socket->readyRead();
-    reading.pop_back();
+    dispatching.pop_back();
+    require(sender->socket, u"the socket is deleted inside its own signal"_s);
     sender->checkAllIsRead();
     sender->check();
 }
 
 void Script::leave()
 {
-    if (!client || !client->socket)
+    ClientModel* const leaving = client;
+    if (!leaving || !leaving->socket || leaving->comes || leaving->socket->state() != QTcpSocket::ConnectedState)
         return;
-    client->release();
-    client->socket->disconnectPeer();
+    dispatching.push_back(leaving);
+    Q_EMIT leaving->socket->errorOccurred(QTcpSocket::RemoteHostClosedError);
+    dispatching.pop_back();
+    require(leaving->socket, u"the socket is deleted inside its own signal"_s);
+    leaving->release();
+    leaving->socket->disconnectPeer();
 }
 
 void Script::endRefresh()
@@ -286,10 +323,13 @@ void Script::destroyServer()
     server.reset();
 }
 
-/// Debug lines are made and dropped; a warning is a finding.
+Script* running = nullptr;
+
 void handleLogLine(QtMsgType type, const QMessageLogContext&, const QString& line)
 {
     require(type == QtDebugMsg || type == QtInfoMsg, line);
+    if (running)
+        running->handleLogLine(line);
 }
 
 } // namespace
@@ -304,6 +344,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     static const QtMessageHandler previousHandler = qInstallMessageHandler(&handleLogLine);
     Q_UNUSED(previousHandler);
 
-    Script(std::string_view(reinterpret_cast<const char*>(data), size)).run();
+    Script script(std::string_view(reinterpret_cast<const char*>(data), size));
+    running = &script;
+    script.run();
+    running = nullptr;
     return 0;
 }

@@ -37,6 +37,10 @@ private Q_SLOTS:
     void canBeDestroyedInsideAnyHostCall_data();
     void canBeDestroyedInsideAnyHostCall();
     void canBeDestroyedWithClients();
+    void canBeDestroyedInsideAnyLogLine_data();
+    void canBeDestroyedInsideAnyLogLine();
+    void takesUpWhatAClientDidInsideItsFirstLogLine_data();
+    void takesUpWhatAClientDidInsideItsFirstLogLine();
     void closesAndListensAgain();
     void listensWhereTheHostWants();
     void staysPausedWhenTheHostHasPausedIt();
@@ -47,6 +51,8 @@ private Q_SLOTS:
 };
 
 namespace {
+
+const QString FirstLine = u"New OrvaneConnection from"_s;
 
 /// One document for each operation of the host.
 const std::array Documents {
@@ -77,6 +83,33 @@ QSslSocket* onlySocket(const Session& session)
 {
     const auto sockets = session.server->findChildren<QSslSocket*>();
     return sockets.size() == 1 ? sockets.first() : nullptr;
+}
+
+/// Runs \a reaction inside the first line that begins with \a beginning.
+std::function<void(const QString&)> once(const QString& beginning, std::function<void()> reaction)
+{
+    return [beginning, reaction = std::move(reaction), done = false](const QString& line) mutable {
+        if (done || !line.startsWith(beginning))
+            return;
+        done = true;
+        reaction();
+    };
+}
+
+/// A client that makes the server write all the lines.
+void provokeLines(TlsClient& client, quint16 port)
+{
+    client.connectToPort(port);
+    QTRY_VERIFY(client.isEncrypted() || client.state() == QAbstractSocket::UnconnectedState);
+    client.loginAsOrvane();
+    client.send("<unknown/>");
+    client.send("<showTrack/>");
+    client.send("<setPreset/>");
+    const QByteArray replies = rejection("unknown", "Unknown command")
+        + rejection("showTrack", "showTrack command without valid track ID or track name")
+        + shortAcceptance("setPreset");
+    QTRY_VERIFY(client.received == replies || client.state() == QAbstractSocket::UnconnectedState);
+    client.disconnectFromHost();
 }
 
 /// Whether a client that has logged in with the system account is answered.
@@ -287,6 +320,90 @@ void tst_server::canBeDestroyedWithClients()
     QTRY_COMPARE(waiting->state(), QAbstractSocket::UnconnectedState);
     QTRY_COMPARE(mute.state(), QAbstractSocket::UnconnectedState);
     QCOMPARE(waiting->received, QByteArray());
+}
+
+void tst_server::canBeDestroyedInsideAnyLogLine_data()
+{
+    QTest::addColumn<QString>("line");
+
+    QTest::newRow("a client has connected") << FirstLine;
+    QTest::newRow("a message has arrived") << u"OrvaneConnection received command:"_s;
+    QTest::newRow("the login message") << u"\"loginClient\""_s;
+    QTest::newRow("who has logged in") << u"This is Orvane"_s;
+    QTest::newRow("the message") << u"\"<unknown/>\""_s;
+    QTest::newRow("an unknown command") << u"Received unknown Orvane command:"_s;
+    QTest::newRow("a track that is none")
+        << u"OrvaneInterface: received showTrack command without valid track ID or track name!"_s;
+    QTest::newRow("the message of a call") << u"\"<setPreset/>\""_s;
+    QTest::newRow("a client has gone") << u"OrvaneConnection socket error:"_s;
+}
+
+void tst_server::canBeDestroyedInsideAnyLogLine()
+{
+    QFETCH(const QString, line);
+
+    Session session;
+    const auto bystander = session.orvaneClient();
+    QVERIFY(bystander);
+    bystander->send("<setPreset/>");
+    QTRY_COMPARE(bystander->received, shortAcceptance("setPreset")); // it causes no more lines
+    const quint16 port = session.server->serverPort();
+    QList<QPointer<QObject>> children;
+    QStringList callsBefore;
+    const LogCapture log(once(line, [&] {
+        for (QObject* child : session.server->children())
+            children += child;
+        callsBefore = session.host.calls;
+        const QPointer<QSslSocket> speaking = session.server->findChildren<QSslSocket*>().last();
+        session.server.reset();
+        runEventLoop([&] { return bystander->state() == QAbstractSocket::UnconnectedState; });
+        QVERIFY(speaking); // still inside its own signal, or in the hands of the server
+    }));
+    TlsClient client;
+    provokeLines(client, port);
+    QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
+    QTRY_VERIFY(!session.server);
+    QTRY_VERIFY(std::all_of(children.cbegin(), children.cend(), [](const auto& child) { return child.isNull(); }));
+    QCOMPARE(session.host.calls, callsBefore); // and none since
+}
+
+void tst_server::takesUpWhatAClientDidInsideItsFirstLogLine_data()
+{
+    QTest::addColumn<bool>("sends");
+    QTest::addColumn<bool>("leaves");
+
+    QTest::newRow("sends a message") << true << false;
+    QTest::newRow("leaves") << false << true;
+    QTest::newRow("sends a message and leaves") << true << true;
+}
+
+void tst_server::takesUpWhatAClientDidInsideItsFirstLogLine()
+{
+    QFETCH(const bool, sends);
+    QFETCH(const bool, leaves);
+
+    Session session;
+    TlsClient client;
+    const LogCapture log(once(FirstLine, [&] {
+        runEventLoop([&] { return client.isEncrypted(); });
+        const QPointer<QSslSocket> socket = session.server->findChild<QSslSocket*>();
+        if (sends) {
+            client.loginAsOrvane();
+            client.send("<setPreset/>");
+            runEventLoop([&] { return socket->bytesAvailable() > 0 && client.encryptedBytesToWrite() == 0; });
+        }
+        if (leaves) {
+            client.disconnectFromHost();
+            runEventLoop([&] { return socket->state() == QAbstractSocket::UnconnectedState; });
+        }
+    }));
+    client.connectToPort(session.server->serverPort());
+    if (leaves)
+        QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
+    else
+        QTRY_COMPARE(client.received, shortAcceptance("setPreset"));
+    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), leaves ? 0 : 1);
+    QCOMPARE(session.host.calls.size(), sends ? 1 : 0);
 }
 
 void tst_server::closesAndListensAgain()
