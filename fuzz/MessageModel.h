@@ -9,7 +9,13 @@
 class MessageModel {
 public:
     /// The messages that \a read completes.
-    QStringList take(const QByteArray& read);
+    QStringList take(const QByteArray& read)
+    {
+        rest += QString::fromUtf8(read);
+        QStringList messages = rest.split(QStringLiteral("\r\n\r\n"));
+        rest = messages.takeLast();
+        return messages;
+    }
 
 private:
     QString rest;

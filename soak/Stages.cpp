@@ -47,11 +47,10 @@ public:
 };
 
 /// Runs \a stage with a server process of its own, of which nothing may be left afterwards.
-void runStage(
-    const QString& title, const QString& serveOption, Report& report, const std::function<void(ServerProcess&)>& stage)
+void runStage(const QString& title, Report& report, const std::function<void(ServerProcess&)>& stage)
 {
     Report::print(u"== "_s + title);
-    ServerProcess server(serveOption);
+    ServerProcess server;
     if (!report.check(server.start(), u"the server listens"_s))
         return;
     stage(server);
@@ -158,17 +157,11 @@ void runConnections(ServerProcess& server, int connections, Report& report)
 
 bool runStages(int cycles, int connections)
 {
-    const QString serve = u"--serve"_s;
     Report report;
-    runStage(u"%1 clients come and go"_s.arg(cycles), serve, report,
+    runStage(u"%1 clients come and go"_s.arg(cycles), report,
         [&](ServerProcess& server) { runCycles(server, cycles, report); });
-    runStage(u"%1 connections come and go without a word"_s.arg(connections), serve, report,
+    runStage(u"%1 connections come and go without a word"_s.arg(connections), report,
         [&](ServerProcess& server) { runConnections(server, connections, report); });
-    runStage(u"clients come and go, and the host runs an event loop in each line"_s, u"--serve-with-log-window"_s,
-        report, [&](ServerProcess& server) {
-            const int failures = runSomeCycles(server, std::max(CyclesAtOnce, cycles / 10));
-            report.check(failures == 0, u"%1 cycles went wrong"_s.arg(failures));
-        });
     return report.passed;
 }
 

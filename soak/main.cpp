@@ -22,13 +22,6 @@ void handleLogLine(QtMsgType type, const QMessageLogContext& /*context*/, const 
         static_cast<void>(std::fprintf(stderr, "%s\n", qPrintable(line)));
 }
 
-/// As a log window that keeps itself painted. What comes in its event loop Qt writes to the standard error.
-void handleLogLineInEventLoop(QtMsgType type, const QMessageLogContext& context, const QString& line)
-{
-    handleLogLine(type, context, line);
-    QCoreApplication::processEvents();
-}
-
 /// What ServerProcess starts.
 int serve(quint16 port)
 {
@@ -48,22 +41,16 @@ int main(int argc, char* argv[])
         u"connections"_s, u"Connections that come and go without a word."_s, u"number"_s, u"100000"_s);
     QCommandLineOption serveOption(u"serve"_s, QString(), u"port"_s);
     serveOption.setFlags(QCommandLineOption::HiddenFromHelp);
-    QCommandLineOption logWindow(u"serve-with-log-window"_s, QString(), u"port"_s);
-    logWindow.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineParser parser;
     parser.setApplicationDescription(
         u"Puts the server under load over TLS on the loopback address: many clients that come and go.\n"
         "Ends with status 0 when every check passed, else with 1."_s);
     parser.addHelpOption();
-    parser.addOptions({cycles, connections, serveOption, logWindow});
+    parser.addOptions({cycles, connections, serveOption});
     parser.process(application);
     if (parser.isSet(serveOption)) {
         qInstallMessageHandler(&handleLogLine);
         return serve(parser.value(serveOption).toUShort());
-    }
-    if (parser.isSet(logWindow)) {
-        qInstallMessageHandler(&handleLogLineInEventLoop);
-        return serve(parser.value(logWindow).toUShort());
     }
 
     const int cycleCount = parser.value(cycles).toInt();
