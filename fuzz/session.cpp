@@ -29,6 +29,7 @@ using namespace Qt::StringLiterals;
 //   wa   message a has arrived, but the socket does not report it yet; r: it does
 //   x.~  the client sends the bytes between the x and the ~
 //   d    the client leaves, if the server has begun with it
+//   E    the socket reports an error, and the client stays
 //   e    the event loop runs, deferred deletes included
 //   f    the host says that the refresh has finished
 //   D    the host destroys the server
@@ -84,6 +85,7 @@ private:
     void put(const QByteArray& bytes);
     void send(const QByteArray& bytes);
     void reportReadyRead();
+    void reportError();
     void leave();
     void endRefresh();
     void destroyServer();
@@ -185,6 +187,8 @@ void Script::runStep(char step)
         rest.remove_prefix(std::min(bytes.size() + 1, rest.size()));
         return send(QByteArray(bytes.data(), static_cast<qsizetype>(bytes.size())));
     }
+    case 'E':
+        return reportError();
     case 'd':
         return leave();
     case 'e':
@@ -292,15 +296,23 @@ void Script::reportReadyRead()
     sender->check();
 }
 
+void Script::reportError()
+{
+    ClientModel* const subject = client;
+    if (!subject || !subject->socket || subject->socket->state() != QTcpSocket::ConnectedState)
+        return;
+    dispatching.push_back(subject);
+    Q_EMIT subject->socket->errorOccurred(QTcpSocket::RemoteHostClosedError);
+    dispatching.pop_back();
+    require(subject->socket, u"the socket is deleted inside its own signal"_s);
+}
+
 void Script::leave()
 {
     ClientModel* const leaving = client;
     if (!leaving || !leaving->socket || leaving->comes || leaving->socket->state() != QTcpSocket::ConnectedState)
         return;
-    dispatching.push_back(leaving);
-    Q_EMIT leaving->socket->errorOccurred(QTcpSocket::RemoteHostClosedError);
-    dispatching.pop_back();
-    require(leaving->socket, u"the socket is deleted inside its own signal"_s);
+    reportError();
     leaving->release();
     leaving->socket->disconnectPeer();
 }

@@ -428,9 +428,9 @@ void tst_commands::areRefusedWhole()
     QTRY_COMPARE(client->received, rejection(name, reason) + LastReply);
 
     QCOMPARE(session.host.calls, QStringList());
-    const QString logged = LogCapture::take().join(u'\n');
-    QCOMPARE(logged.count("OrvaneConnection refused a document: "_L1 + QLatin1String(reason)), 2);
-    QVERIFY(!logged.contains("secret"_L1));
+    const QStringList lines = LogCapture::take();
+    QCOMPARE(lines.count("OrvaneConnection refused a document: "_L1 + QLatin1String(reason)), 2);
+    QVERIFY(lines.filter(u"secret"_s).isEmpty());
 }
 
 void tst_commands::areIgnoredWithoutHost()

@@ -78,6 +78,8 @@ void tst_hostile_documents::refusesWhole_data()
     const QString growth = u"Its entities, namespaces or default attributes make the document too large"_s;
     QTest::newRow("an entity that more than doubles the document")
         << withSubset(u"<!ENTITY e 'seven77'>"_s) << u"<c>"_s + u"&e;"_s.repeated(400000) + u"</c>"_s << growth;
+    QTest::newRow("two entities of one name, of which the longer one more than doubles the document") << withSubset(
+        u"<!ENTITY e 'seven77'><!ENTITY e ''>"_s) << u"<c>"_s + u"&e;"_s.repeated(400000) + u"</c>"_s << growth;
     QTest::newRow("an entity in attributes that more than doubles the document")
         << withSubset(u"<!ENTITY e '12345678901234567890'>"_s) << u"<c d='&e;'/>"_s.repeated(50000) << growth;
     QTest::newRow("a long default attribute of many elements")
@@ -159,6 +161,7 @@ void tst_hostile_documents::refusesNothingOrdinary_data()
         << QString() << u"<c xmlns:p='u'></c>"_s.repeated(10000);
     QTest::newRow("a document type without internal subset")
         << u"<!DOCTYPE go PUBLIC '-//X//Y' \"http://x/100%25'[>\">"_s << QString();
+    QTest::newRow("a document type with a bracket in its address") << u"<!DOCTYPE go SYSTEM '[%'>"_s << QString();
     QTest::newRow("a document type declaration of 1,024 characters")
         << u"<!DOCTYPE go SYSTEM '"_s + QString(1024 - 23, u'x') + u"'>"_s << QString();
     QTest::newRow("all that a plain internal subset can hold") << withSubset(

@@ -167,7 +167,10 @@ void tst_server::canBeCalledByTheNamesOfItsSlots()
 {
     const Session session;
     QVERIFY(QMetaType::fromName("QList<QSslError>").isValid());
-    QVERIFY(QMetaObject::invokeMethod(session.server.get(), "sslErrors", Q_ARG(QList<QSslError>, {})));
+    const QSslError error(QSslError::NoPeerCertificate);
+    const LogCapture log;
+    QVERIFY(QMetaObject::invokeMethod(session.server.get(), "sslErrors", Q_ARG(QList<QSslError>, {error})));
+    QCOMPARE(LogCapture::take(), QStringList(u'"' + error.errorString() + u'"'));
     QVERIFY(QMetaObject::invokeMethod(session.server.get(), "handleUpdateAllTreeDevicesFinished"));
 }
 
