@@ -291,7 +291,7 @@ void Script::reportReadyRead()
     dispatching.push_back(sender);
     Q_EMIT sender->socket->readyRead();
     dispatching.pop_back();
-    require(sender->socket, u"the socket is deleted inside its own signal"_s);
+    require(sender->socket != nullptr, u"the socket is deleted inside its own signal"_s);
     sender->checkAllIsRead();
     sender->check();
 }
@@ -304,7 +304,7 @@ void Script::reportError()
     dispatching.push_back(subject);
     Q_EMIT subject->socket->errorOccurred(QTcpSocket::RemoteHostClosedError);
     dispatching.pop_back();
-    require(subject->socket, u"the socket is deleted inside its own signal"_s);
+    require(subject->socket != nullptr, u"the socket is deleted inside its own signal"_s);
 }
 
 void Script::leave()
