@@ -108,7 +108,8 @@ void tst_commands::callTheHostAndReply_data()
     row("setDetailViews leaves out rectangles without extent",
         "<setDetailViews><subsplits><subsplit id='0' rbx='0.5'/><subsplit id='1'/>"
         "<subsplit id='2' ltx='1' rby='1'/><subsplit id='3' ltx='nan' rbx='1' rby='1'/>"
-        "<subsplit id='4' objectid='0' rbx='1' rby='1'/></subsplits></setDetailViews>",
+        "<subsplit id='4' objectid='0' rbx='1' rby='1'/><subsplit id='5' rbx='1e-30' rby='1e-30'/></subsplits>"
+        "</setDetailViews>",
         "setDetailViews(-1, {4:[0 0 1 1]}, {})", shortAcceptance("setDetailViews"));
     row("setDetailViews takes malformed numbers as zero",
         "<setDetailViews><subsplits><subsplit id='0x10' objectid='x' ltx='a' rbx='1' rby='1'/></subsplits>"
@@ -175,7 +176,7 @@ void tst_commands::handTheWholeDocumentToTheHost()
 {
     // Character for character: white space, comments, quotes and all, even the line break left from the message before.
     const QByteArray byName = "\r\n<setSplitMode note='1'>\n <!-- \u00e9 --><windowid>0x10</windowid></setSplitMode>\n";
-    const QByteArray query = "<getPertinentInfo><paramvalue><q/></paramvalue> broken";
+    const QByteArray query = "\n<getPertinentInfo> <paramvalue>\t<q/></paramvalue>  broken";
 
     Session session;
     const auto client = session.orvaneClient();
