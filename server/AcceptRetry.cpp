@@ -11,13 +11,13 @@ namespace OrvaneInterface {
 
 namespace {
 
-/// A single activation without a client is nothing special: it may have left, or an event loop inside the host has
-/// accepted it.
+/// A single activation without a client is nothing special: the client may have left, or been accepted by an event loop
+/// that the host runs.
 constexpr int FruitlessActivations = 2;
 
 constexpr int RetryMs = 1000;
 
-/// Somebody has come, and if others still wait in vain, that shows in less: else the shortage is over.
+/// Once somebody has come, the shortage counts as over when nobody else has waited in vain for so long.
 constexpr int SettledMs = 100;
 
 } // namespace
@@ -34,9 +34,9 @@ AcceptRetry::AcceptRetry(QTcpServer* server)
 bool AcceptRetry::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == server) {
-        // Each time when the server begins to listen it gets a socket, which has its notifier a little later. What Qt
-        // reports comes too late: inside a new client's log line the host may have the server listen anew, and Qt then
-        // goes on accepting at that socket, and may leave its first error there, before there is anything to report.
+        // Whenever the server begins to listen it gets a new socket, and that its notifier a little later. To wait for
+        // a report of Qt would be too late: the host may have the server listen anew inside a new client's log line. Qt
+        // then goes on accepting at the new socket, and may leave its first error there without a report.
         if (event->type() == QEvent::ChildAdded && !notifier)
             QMetaObject::invokeMethod(this, &AcceptRetry::watchListeningSocket, Qt::QueuedConnection);
         return false;

@@ -47,8 +47,8 @@ private:
     void report(QAbstractSocket::SocketError error);
 
     QTcpServer* server; ///< the parent
-    QPointer<QSocketNotifier>
-        notifier; ///< of the listening socket, in Qt's hands; null while the server does not listen
+    /// Of the listening socket, in Qt's hands; null while the server does not listen.
+    QPointer<QSocketNotifier> notifier;
     int activations = 0; ///< of the notifier, since the last client came
     QBasicTimer timer;
 };

@@ -12,8 +12,8 @@ namespace OrvaneInterface {
 
 namespace {
 
-/// A reply that is ready waits no longer than this, and the call after it, for others to share its packet. Short
-/// commands take a hundredth of it.
+/// A reply that is ready waits at most so long, and for the host call that is then running, for others to share its
+/// packet. A short command takes a hundredth of it.
 constexpr qint64 LongestWaitNs = 1'000'000;
 
 } // namespace
@@ -107,8 +107,9 @@ void OrvaneConnection::handleReadyRead()
     } while (socketAttached && socket->bytesAvailable() > 0);
 }
 
-/// Replies leave without another turn of the event loop, for which a single one would wait longer than sending takes,
-/// and several behind a host call for as long as that takes. Those of short commands leave together, in fewer packets.
+/// Sends the replies itself instead of leaving them to the next turn of the event loop: a reply would wait for that
+/// turn longer than sending it takes, and all host calls of the read would come first. The replies of short commands
+/// leave together, in fewer packets.
 void OrvaneConnection::carryOutMessages()
 {
     QElapsedTimer sinceFlush;

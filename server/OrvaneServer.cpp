@@ -105,9 +105,9 @@ void OrvaneServer::handleUpdateAllTreeDevicesFinished()
     // Nothing of the host can run under the lock: see XMLSocket.
     const std::lock_guard lock(connectionsMutex);
     const QByteArray notice = XMLSocket::frame(refreshFinishedNotice());
+    // Clients that have left are still in the registry; where they waited, the notice reaches nobody.
     for (OrvaneConnection* connection : connections)
-        connection->notifyRefreshFinished(
-            notice); // reaches nobody where the client has left: it is still in the registry
+        connection->notifyRefreshFinished(notice);
 }
 
 void OrvaneServer::sslErrors(const QList<QSslError>& errors)

@@ -97,7 +97,7 @@ private:
                 skipOrRefer();
                 continue;
             }
-            // With more than a name before it, it is no text but where to find one.
+            // Behind more than the entity's name it is an external identifier: not the text, but where to find it.
             const QStringView before = text.mid(begin, position - begin).mid(entity.size()).trimmed();
             const QStringView literal = takeLiteral();
             referenceSeen = std::any_of(literal.begin(), literal.end(),

@@ -13,7 +13,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Characters of a document. The positions of its parameters are kept in 32 bits, and they can be more than it has.
+/// Characters of a document. Positions in the texts of its parameters, which can be longer than itself, are kept in 32
+/// bits.
 constexpr qsizetype MaximumLength = qsizetype(1) << 27;
 
 /// Elements inside one another, below the root.
@@ -34,14 +35,14 @@ constexpr qsizetype GrowthPerCharacter = 40;
 /// Bytes that it may take in any case.
 constexpr qsizetype SmallestGrowthLimit = qsizetype(12) << 20;
 
-/// Bytes for each character that an entity has more than its reference. So entities may double a document, and not
-/// more.
+/// Bytes for each character by which an entity is longer than its reference. So entities can at most double a document.
 constexpr qsizetype EntityGrowth = GrowthPerCharacter;
-/// Bytes for each quote of an entity: it is captured as six characters, which the writer makes twice.
+/// Bytes for each quote in an entity: captured, it becomes six characters, and the writer makes two copies of them.
 constexpr qsizetype QuoteGrowth = 32;
-/// Bytes for each character in which default attributes are declared, at each element. A quote is captured as six.
+/// Bytes for each character of the declarations of default attributes, at each element: captured, a quote becomes six
+/// characters.
 constexpr qsizetype DefaultAttributeGrowth = 16;
-/// Bytes for each character of a namespace that a captured element declares again, and of what is around it.
+/// Bytes for each character of a namespace that a captured element declares again, the declaration around it included.
 constexpr qsizetype NamespaceGrowth = 2;
 constexpr qsizetype NamespaceDeclarationLength = 24;
 
@@ -56,8 +57,8 @@ bool isSpace(char16_t character)
 /**
  * A walk over a document from one markup to the next.
  *
- * Looks at no more than it takes to tell one construct from another. Where the document has an error it may take one
- * for another from there on; but there the XML reader stops, and what comes behind costs nothing.
+ * Looks at no more than it takes to tell one construct from another. Behind an error it may mistake one for another:
+ * the XML reader stops at the error, so what comes behind costs nothing.
  */
 class Measuring {
 public:

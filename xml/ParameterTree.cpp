@@ -13,10 +13,10 @@ namespace OrvaneInterface {
 
 namespace {
 
-/// Up to here looking at each child is faster than hashing. It is what an element has in attributes.
+/// Up to here looking at each child is faster than hashing. Hardly an element has more attributes.
 constexpr quint32 MostChildrenToLookAt = 16;
 
-/// A list of subsplits, which is what can be long, has one for each 11; what is needed beyond is grown into.
+/// Long documents are lists of subsplits, which have a node for each 11 characters. For more the tree grows.
 constexpr qsizetype DocumentCharactersPerNode = 10;
 
 /// Takes the first segment off \a key, which is null after the last one.
@@ -39,7 +39,7 @@ ParameterTree::~ParameterTree() = default;
 
 void ParameterTree::reserve(qsizetype documentLength)
 {
-    texts.reserve(documentLength); // of which as much stays address space as is not used
+    texts.reserve(documentLength); // what is not used of it costs address space alone
     entries.reserve(documentLength / DocumentCharactersPerNode);
 }
 
@@ -151,7 +151,7 @@ ParameterTree::Node ParameterTree::addChild(Node parent, QStringView segment)
 size_t ParameterTree::ChildHash::operator()(const Child& child) const
 {
     static const size_t seed = QHashSeed::globalSeed();
-    // So that neighbours among the parents are no neighbours as seeds.
+    // Neighbouring parents get seeds that are far apart.
     constexpr auto spread = static_cast<size_t>(Q_UINT64_C(0x9e3779b97f4a7c15));
     return qHash(child.segment, seed ^ ((size_t(child.parent) + 1) * spread));
 }

@@ -70,7 +70,7 @@ private:
     };
     struct Entry {
         Entry() = default;
-        /// For making it where it stays: a copy of what has just been written would wait for all of it.
+        /// For making it in place: to copy an entry whose members have just been written would wait for those writes.
         Entry(Node parent, Node nextSibling, Text segment)
             : parent(parent)
             , nextSibling(nextSibling)

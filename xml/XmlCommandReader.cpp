@@ -94,7 +94,7 @@ void XmlCommandReader::readElement(ElementPath& path)
     readElementText(path);
 }
 
-/// The list of the attributes is let go before the next token: the XML reader would make itself another one.
+/// The list of the attributes is released before the next token, for which the XML reader would otherwise copy it.
 void XmlCommandReader::readAttributes(ParameterTree::Node element)
 {
     const QXmlStreamAttributes attributes = xmlReader.attributes();
