@@ -1,7 +1,11 @@
 #include "OrvaneConnection.h"
 
+#include "AuditLog.h"
+#include "ClientLimits.h"
 #include "DebugLog.h"
 #include "XmlCommandReader.h"
+
+#include <QElapsedTimer>
 
 #include <array>
 
@@ -38,17 +42,44 @@ void OrvaneConnection::handleCommand(const QString& message)
     }
 
     qCDebug(defaultLog) << message;
-    if (!isLoggedIn())
-        return;
     if (!socketAttached) // a message handler of the host may have destroyed the server, and the host after it
         return;
+    if (auditLog().isInfoEnabled())
+        runCommandWithAudit(commandName, reader);
+    else if (isLoggedIn())
+        runCommand(commandName, reader);
+}
+
+void OrvaneConnection::runCommandWithAudit(const QString& commandName, XmlCommandReader& reader)
+{
+    static constexpr std::array outcomes {"no reply"_L1, "answered"_L1, "accepted"_L1, "rejected"_L1};
+    QJsonObject entry = auditEntry("command"_L1); // before it: the client may be gone behind it
+    entry["command"_L1] = forAudit(commandName);
+    if (!isLoggedIn()) {
+        entry["outcome"_L1] = "not logged in"_L1;
+        writeAuditLine(entry);
+        return;
+    }
+    QElapsedTimer timer;
+    timer.start();
+    outcome = Outcome::NoReply;
     runCommand(commandName, reader);
+    constexpr qint64 nanosecondsPerMicrosecond = 1000;
+    entry["microseconds"_L1] = timer.nsecsElapsed() / nanosecondsPerMicrosecond;
+    entry["outcome"_L1] = outcomes.at(static_cast<size_t>(outcome));
+    writeAuditLine(entry);
 }
 
 /// Of a document that is too much for a command nothing is carried out, a login included, and its text is not logged.
 void OrvaneConnection::refuse(const QString& commandName, QLatin1String reason)
 {
     qCDebug(defaultLog) << "OrvaneConnection refused a document:" << reason.data();
+    if (auditLog().isInfoEnabled() && socketAttached) {
+        QJsonObject entry = auditEntry("refusedDocument"_L1);
+        entry["command"_L1] = forAudit(commandName);
+        entry["reason"_L1] = reason;
+        writeAuditLine(entry);
+    }
     if (isLoggedIn())
         sendCommandRejected(commandName, reason);
 }
@@ -87,18 +118,29 @@ void OrvaneConnection::handleLoginClient(const XmlCommandReader& reader)
     const QString user = reader.stringParameter(u"username");
     const QString pass = reader.stringParameter(u"password");
     // A user with the system account's name is never tried against the other account. No login is ever taken back.
-    if (user == SystemUserName) {
-        if (pass == SystemPassword)
-            orvaneLoggedIn = true;
-    } else if (user == userName && pass == password) {
-        thirdPartyLoggedIn = true;
-    }
+    const bool isSystem = user == SystemUserName;
+    const bool isValid = isSystem ? pass == SystemPassword : user == userName && pass == password;
+    orvaneLoggedIn = orvaneLoggedIn || (isValid && isSystem);
+    thirdPartyLoggedIn = thirdPartyLoggedIn || (isValid && !isSystem);
 
     qCDebug(defaultLog) << reader.commandName(); // never the message, which holds the password
     if (orvaneLoggedIn)
         qCDebug(defaultLog) << "This is Orvane";
     else if (!thirdPartyLoggedIn)
         qCDebug(defaultLog) << "3rd Party connection over Orvane interface: login invalid";
+    if (auditLog().isInfoEnabled() && socketAttached) {
+        QJsonObject entry = auditEntry(isValid ? "login"_L1 : "invalidLogin"_L1);
+        entry["user"_L1] = forAudit(user);
+        writeAuditLine(entry);
+    }
+    if (!isValid && socketAttached)
+        endIfExceeded(limits->exceededByInvalidLogin());
+}
+
+/// The one with more rights, where the client has logged in with both.
+QString OrvaneConnection::account() const
+{
+    return orvaneLoggedIn ? QString(SystemUserName) : userName;
 }
 
 } // namespace OrvaneInterface

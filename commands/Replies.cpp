@@ -175,11 +175,13 @@ QString refreshFinishedNotice()
 
 void OrvaneConnection::sendCommandAccepted(const QString& commandName)
 {
+    outcome = Outcome::Accepted;
     sendMessage(acceptance(commandName));
 }
 
 void OrvaneConnection::sendCommandRejected(const QString& commandName, const QString& reason)
 {
+    outcome = Outcome::Rejected;
     sendMessage(rejection(commandName, reason));
 }
 
@@ -188,6 +190,7 @@ void OrvaneConnection::sendAcceptedWithSplit(XmlCommandReader& reader, int split
 {
     static const QStringList echoNames(u"splitid"_s);
     reader.setParameter(u"splitid", QString::number(splitId));
+    outcome = Outcome::Accepted;
     sendMessage(reader.acceptedReply(QString(), echoNames, XmlNamespaceUri));
 }
 

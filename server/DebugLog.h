@@ -2,6 +2,7 @@
 
 #include <QDebug>
 #include <QLoggingCategory>
+#include <QString>
 
 namespace OrvaneInterface {
 
@@ -9,6 +10,12 @@ namespace OrvaneInterface {
 inline const QLoggingCategory& defaultLog()
 {
     return *QLoggingCategory::defaultCategory();
+}
+
+/// The one line for a client that is disconnected for what it takes. \a limit is a member of OrvaneLimits.
+inline void logExceededLimit(QLatin1String limit, const QString& peer)
+{
+    qCDebug(defaultLog).noquote() << "OrvaneConnection exceeded a limit:" << limit << peer;
 }
 
 } // namespace OrvaneInterface

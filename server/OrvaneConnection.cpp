@@ -1,14 +1,20 @@
 #include "OrvaneConnection.h"
 
+#include "AuditLog.h"
+#include "ClientLimits.h"
 #include "DebugLog.h"
 
 #include <QElapsedTimer>
 #include <QHostAddress>
 #include <QScopeGuard>
+#include <QSslSocket>
+#include <QTimerEvent>
 
 #include <utility>
 
 namespace OrvaneInterface {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -50,6 +56,8 @@ OrvaneConnection::OrvaneConnection(
 {
     const InUse inUse(*this);
     qCDebug(defaultLog) << "New OrvaneConnection from" << socket->peerAddress();
+    if (socketAttached && auditLog().isInfoEnabled())
+        writeAuditLine(auditEntry("connected"_L1));
 
     connect(socket, &QTcpSocket::readyRead, this, &OrvaneConnection::handleReadyRead);
     connect(socket, &QTcpSocket::errorOccurred, this,
@@ -59,12 +67,17 @@ OrvaneConnection::OrvaneConnection(
 
 OrvaneConnection::~OrvaneConnection()
 {
-    release();
+    release("the server was destroyed"_L1);
 }
 
-void OrvaneConnection::takeUpSocket()
+void OrvaneConnection::takeUpSocket(std::unique_ptr<ClientLimits> clientLimits)
 {
+    if (!socketAttached)
+        return;
+
     const InUse inUse(*this);
+    limits = std::move(clientLimits);
+    limits->start(*socket, this);
     // Encryption that cannot begin, for want of a usable key, has failed before there was anybody to tell, and the
     // socket stays open. And in an event loop of a message handler the client may have sent something, or left.
     const QAbstractSocket::SocketError missedError = socket->error();
@@ -81,6 +94,8 @@ void OrvaneConnection::takeUpSocket()
 
 void OrvaneConnection::sendMessage(const QString& message)
 {
+    if (outcome == Outcome::NoReply)
+        outcome = Outcome::Answered;
     if (socketAttached)
         xmlSocket->writeMessage(message);
 }
@@ -104,6 +119,8 @@ void OrvaneConnection::handleReadyRead()
     do {
         xmlSocket->readMessages();
         carryOutMessages();
+        if (socketAttached)
+            endIfExceeded(limits->exceededByMessage(xmlSocket->unfinishedLength(), isLoggedIn()));
     } while (socketAttached && socket->bytesAvailable() > 0);
 }
 
@@ -115,7 +132,10 @@ void OrvaneConnection::carryOutMessages()
     QElapsedTimer sinceFlush;
     sinceFlush.start();
     while (socketAttached && !xmlSocket->messages.isEmpty()) {
-        handleCommand(xmlSocket->messages.takeFirst());
+        const QString message = xmlSocket->messages.takeFirst();
+        if (!isAllowed(message))
+            return;
+        handleCommand(message);
         if (!socketAttached)
             return;
         if (xmlSocket->messages.isEmpty() || sinceFlush.nsecsElapsed() >= LongestWaitNs) {
@@ -125,11 +145,30 @@ void OrvaneConnection::carryOutMessages()
     }
 }
 
+/// \return false when the client has exceeded a limit with it, and is gone
+bool OrvaneConnection::isAllowed(const QString& message)
+{
+    // Before the message, not behind the reply: a client that reads a reply before it goes on cannot exceed it.
+    if (!limits->exceededByUnsent(unsentBytes()).isNull()) {
+        xmlSocket->flush(); // what the system can take does not wait for the client
+        if (socketAttached)
+            endIfExceeded(limits->exceededByUnsent(unsentBytes()));
+    }
+    if (socketAttached)
+        endIfExceeded(limits->exceededByMessage(message.size(), isLoggedIn()));
+    return socketAttached;
+}
+
 /// An error ends nothing by itself: the client is there until the socket reports disconnected().
 void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
 {
     const InUse inUse(*this);
     qCDebug(defaultLog) << "OrvaneConnection socket error:" << error;
+    if (isEncrypted() || !socketAttached || !auditLog().isInfoEnabled())
+        return;
+    QJsonObject entry = auditEntry("handshakeFailed"_L1);
+    entry["reason"_L1] = socket->errorString();
+    writeAuditLine(entry);
 }
 
 void OrvaneConnection::handleDisconnected()
@@ -137,15 +176,67 @@ void OrvaneConnection::handleDisconnected()
     release();
 }
 
-void OrvaneConnection::release()
+/// \a reason goes into the audit trail; null: the socket's own.
+void OrvaneConnection::release(QLatin1String reason)
 {
     if (!socketAttached)
         return;
 
     const InUse inUse(*this);
+    QJsonObject entry;
+    if (auditLog().isInfoEnabled()) {
+        entry = auditEntry("disconnected"_L1);
+        entry["reason"_L1] = reason.isNull() ? socket->errorString() : reason.toString();
+    }
     socketAttached = false; // first: close() can report disconnected() at once
     xmlSocket.reset();
+    limits.reset();
     socket->close();
+    if (!entry.isEmpty())
+        writeAuditLine(entry);
+}
+
+void OrvaneConnection::timerEvent(QTimerEvent* event)
+{
+    if (dispatching || !socketAttached) // what the client has sent meanwhile waits behind this
+        return;
+    endIfExceeded(limits->exceededByTime(event->timerId(), isEncrypted(), isLoggedIn()));
+}
+
+/// \a limit as ClientLimits names it; null: nothing is exceeded.
+void OrvaneConnection::endIfExceeded(QLatin1String limit)
+{
+    if (limit.isNull() || !socketAttached)
+        return;
+    const InUse inUse(*this);
+    const QString peer = peerOf(*socket);
+    if (auditLog().isInfoEnabled()) {
+        QJsonObject entry = auditEntry("exceededLimit"_L1);
+        entry["limit"_L1] = limit;
+        writeAuditLine(entry);
+    }
+    release(limit);
+    logExceededLimit(limit, peer);
+}
+
+bool OrvaneConnection::isEncrypted() const
+{
+    const auto* sslSocket = qobject_cast<const QSslSocket*>(socket);
+    return sslSocket && sslSocket->isEncrypted();
+}
+
+qint64 OrvaneConnection::unsentBytes() const
+{
+    const auto* sslSocket = qobject_cast<const QSslSocket*>(socket);
+    return socket->bytesToWrite() + (sslSocket ? sslSocket->encryptedBytesToWrite() : 0);
+}
+
+QJsonObject OrvaneConnection::auditEntry(QLatin1String event) const
+{
+    QJsonObject entry {{"event"_L1, event}, {"peer"_L1, peerOf(*socket)}};
+    if (isLoggedIn())
+        entry["account"_L1] = account();
+    return entry;
 }
 
 /// The end of the release. Until then the socket may be inside a signal of its own, and an event loop of the host would
@@ -159,7 +250,7 @@ void OrvaneConnection::letGo()
 
 void OrvaneConnection::leaveServer()
 {
-    release();
+    release("the server was destroyed"_L1);
     if (uses == 0)
         return;
 

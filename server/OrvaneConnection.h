@@ -2,6 +2,7 @@
 
 #include "XMLSocket.h"
 
+#include <QJsonObject>
 #include <QLatin1String>
 #include <QObject>
 #include <QString>
@@ -13,6 +14,7 @@ class XmlCommandReader;
 
 namespace OrvaneInterface {
 
+class ClientLimits;
 class OrvaneInterface;
 
 /**
@@ -51,7 +53,7 @@ public:
 
     /// Deals with what the socket went through before this object listened to it. To be called once, when the server
     /// knows the connection: messages that have come already are carried out.
-    void takeUpSocket();
+    void takeUpSocket(std::unique_ptr<ClientLimits> limits);
 
     /// Sends one message to the client; does nothing when the socket has been released.
     void sendMessage(const QString& message);
@@ -66,19 +68,30 @@ public:
     /// deleted as soon as nothing of it is on the stack.
     void leaveServer();
 
+protected:
+    void timerEvent(QTimerEvent* event) override;
+
 private:
     class InUse;
+    enum class Outcome : quint8 { NoReply, Answered, Accepted, Rejected };
 
     void handleReadyRead();
     void handleSocketError(QAbstractSocket::SocketError error);
     void handleDisconnected();
-    void release();
+    void release(QLatin1String reason = {});
+    bool isAllowed(const QString& message);
+    void endIfExceeded(QLatin1String limit);
+    bool isEncrypted() const;
+    qint64 unsentBytes() const;
+    QString account() const;
+    QJsonObject auditEntry(QLatin1String event) const;
     void sendFrame(const QByteArray& bytes);
     void carryOutMessages();
     void letGo();
 
     bool isLoggedIn() const { return orvaneLoggedIn || thirdPartyLoggedIn; }
     void handleCommand(const QString& message);
+    void runCommandWithAudit(const QString& commandName, XmlCommandReader& reader);
     void refuse(const QString& commandName, QLatin1String reason);
     void handleLoginClient(const XmlCommandReader& reader);
     void runCommand(const QString& commandName, XmlCommandReader& reader);
@@ -106,8 +119,10 @@ private:
     bool recorderUpdatePending = false; ///< the client waits for the end of a refresh
     QString userName; ///< null after the release, as the password
     QString password;
+    std::unique_ptr<ClientLimits> limits; ///< null until takeUpSocket(), and after the release
     int uses = 0; ///< the InUse that live
     bool dispatching = false; ///< handleReadyRead() is on the stack
+    Outcome outcome = Outcome::NoReply; ///< of the command that is being carried out
 };
 
 } // namespace OrvaneInterface

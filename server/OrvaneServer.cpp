@@ -1,11 +1,15 @@
 #include "OrvaneServer.h"
 
 #include "AcceptRetry.h"
+#include "AuditLog.h"
 #include "DebugLog.h"
 #include "OrvaneConnection.h"
 #include "Replies.h"
+#include "ServerSettings.h"
+#include "TlsTrouble.h"
 
 #include <QFile>
+#include <QHostAddress>
 #include <QNetworkProxy>
 #include <QPointer>
 #include <QSslSocket>
@@ -16,6 +20,36 @@
 namespace OrvaneInterface {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString KeyResource = u":/Halden/Resources/hxkey.pem"_s;
+const QString CertificateResource = u":/Halden/Resources/hxcert.pem"_s;
+
+/// Nothing when it cannot be opened.
+QByteArray contentOf(const QString& resource)
+{
+    QFile file(resource);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// Why a resource gave no key, or no certificate.
+QString resourceTrouble(const QString& resource, const QString& expected)
+{
+    const QByteArray content = contentOf(resource);
+    if (content.isEmpty())
+        return u"There is no resource "_s + resource;
+    if (content.contains("ENCRYPTED"))
+        return resource + u" has a pass phrase"_s;
+    return resource + u" is not "_s + expected;
+}
+
+ServerSettings& settingsOf(const OrvaneServer& server)
+{
+    return *server.findChild<ServerSettings*>(QString(), Qt::FindDirectChildrenOnly);
+}
+
+} // namespace
 
 const unsigned short OrvaneServer::OrvaneDefaultPort = 5679;
 
@@ -30,15 +64,13 @@ OrvaneServer::OrvaneServer(
 {
     qRegisterMetaType<QList<QSslError>>();
 
-    QFile keyFile(u":/Halden/Resources/hxkey.pem"_s);
-    if (keyFile.open(QIODevice::ReadOnly))
-        privateKey = QSslKey(keyFile.readAll(), QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey);
+    if (const QByteArray key = contentOf(KeyResource); !key.isEmpty())
+        privateKey = QSslKey(key, QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey);
+    if (const QByteArray pem = contentOf(CertificateResource); !pem.isEmpty())
+        certificate = QSslCertificate(pem, QSsl::Pem);
 
-    QFile certificateFile(u":/Halden/Resources/hxcert.pem"_s);
-    if (certificateFile.open(QIODevice::ReadOnly))
-        certificate = QSslCertificate(certificateFile.readAll(), QSsl::Pem);
-
-    new AcceptRetry(this); // first: it must hear of a client before an event loop of the host accepts the next one
+    new ServerSettings(this); // first of the children: it is looked for with each client
+    new AcceptRetry(this); // it must hear of a client before an event loop of the host accepts the next one
     connect(this, &QTcpServer::newConnection, this, &OrvaneServer::handleNewConnection);
 }
 
@@ -58,15 +90,57 @@ void OrvaneServer::startListeningForConnection()
 
 void OrvaneServer::incomingConnection(qintptr socketDescriptor)
 {
+    if (settingsOf(*this).isFull()) {
+        auto* refused = new QTcpSocket(this);
+        refused->setSocketDescriptor(socketDescriptor);
+        settingsOf(*this).refusedClients +=
+            refused; // told of later: Qt would not stand it if a log line destroyed the server here
+        return;
+    }
     auto* socket = new QSslSocket(this);
     connect(socket, qOverload<const QList<QSslError>&>(&QSslSocket::sslErrors), this, &OrvaneServer::sslErrors);
-    socket->setProtocol(QSsl::SecureProtocols);
+    socket->setSslConfiguration(sslConfiguration());
     socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
-    socket->setPrivateKey(privateKey);
-    socket->setLocalCertificate(certificate);
-    socket->setPeerVerifyMode(QSslSocket::VerifyNone);
     socket->startServerEncryption();
     addPendingConnection(socket);
+}
+
+void OrvaneServer::setSslConfiguration(const QSslConfiguration& configuration)
+{
+    settingsOf(*this).sslConfiguration = configuration;
+}
+
+QSslConfiguration OrvaneServer::sslConfiguration() const
+{
+    if (const auto& ofHost = settingsOf(*this).sslConfiguration)
+        return *ofHost;
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setProtocol(QSsl::SecureProtocols);
+    configuration.setPrivateKey(privateKey);
+    configuration.setLocalCertificate(certificate);
+    configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
+    return configuration;
+}
+
+QString OrvaneServer::sslErrorString() const
+{
+    const bool fromResources = !settingsOf(*this).sslConfiguration.has_value();
+    if (fromResources && privateKey.isNull())
+        return resourceTrouble(KeyResource, u"an RSA key in PEM"_s);
+    if (fromResources && certificate.isNull())
+        return resourceTrouble(CertificateResource, u"a certificate in PEM"_s);
+    const QString trouble = tlsTrouble(sslConfiguration());
+    return QString(trouble.constData(), trouble.size()); // no literal: the host may keep it longer than the library
+}
+
+void OrvaneServer::setLimits(const OrvaneLimits& limits)
+{
+    settingsOf(*this).limits = std::make_shared<OrvaneLimits>(limits);
+}
+
+OrvaneLimits OrvaneServer::limits() const
+{
+    return *settingsOf(*this).limits;
 }
 
 void OrvaneServer::handleNewConnection()
@@ -78,11 +152,13 @@ void OrvaneServer::handleNewConnection()
     // A connection writes log lines, and calls the host if its client has sent something by then: the next client may
     // come inside of it, the refresh may end, and the server may be destroyed. So nothing of it happens under the lock.
     const QPointer<OrvaneServer> server(this);
+    settingsOf(*this).tellOfRefusedClients(); // after which there may be no server
     while (server && hasPendingConnections()) {
         QTcpSocket* socket = nextPendingConnection();
         socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
         socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
         socket->setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
+        std::unique_ptr<ClientLimits> limits = settingsOf(*this).limitsOfClient();
         auto* connection = new OrvaneConnection(hostInterface, socket, userName, password, this);
         if (!server)
             return;
@@ -90,7 +166,7 @@ void OrvaneServer::handleNewConnection()
             const std::lock_guard lock(connectionsMutex);
             connections.push_back(connection);
         }
-        connection->takeUpSocket();
+        connection->takeUpSocket(std::move(limits));
     }
 }
 

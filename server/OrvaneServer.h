@@ -1,9 +1,11 @@
 #pragma once
 
 #include "OrvaneExport.h"
+#include "OrvaneLimits.h"
 
 #include <QList>
 #include <QSslCertificate>
+#include <QSslConfiguration>
 #include <QSslError>
 #include <QSslKey>
 #include <QString>
@@ -27,7 +29,7 @@ class OrvaneInterface;
  * The host application carries the TLS key and certificate as Qt resources: ":/Halden/Resources/hxkey.pem" (an RSA
  * private key in PEM without pass phrase) and ":/Halden/Resources/hxcert.pem" (the certificate in PEM). They are read
  * once, by the constructor. Where one is missing the server listens all the same, and no client's TLS handshake can
- * succeed.
+ * succeed: ask sslErrorString(). Or the host sets a configuration of its own, with setSslConfiguration().
  *
  * The server owns its clients' sockets and connections. It may be destroyed at any time, also with clients attached and
  * from inside a call on the host's OrvaneInterface.
@@ -58,6 +60,33 @@ public:
      * Reports nothing: ask isListening() afterwards, and errorString() for the reason when it is false.
      */
     void startListeningForConnection();
+
+    /**
+     * Takes this configuration for the clients that connect from now on, instead of key and certificate from the
+     * resources. Those that are connected keep theirs.
+     *
+     * It holds as it is, also in whether clients are asked for a certificate: begin with what sslConfiguration() gives.
+     */
+    void setSslConfiguration(const QSslConfiguration& configuration);
+
+    /// What the next client gets. Until setSslConfiguration(): Qt's default, with key and certificate from the
+    /// resources, and no certificate asked of clients.
+    QSslConfiguration sslConfiguration() const;
+
+    /**
+     * Why no client can be served with the present configuration, in words for a person; empty when clients can.
+     *
+     * That is: no key, no certificate, one that cannot be read, a pass phrase, a key that is not that of the
+     * certificate, a certificate that is not valid yet, or any more. Whether clients trust the certificate is theirs to
+     * say. Takes a few milliseconds.
+     */
+    QString sslErrorString() const;
+
+    /// Limits the clients that connect from now on; those that are connected keep the limits that they have.
+    void setLimits(const OrvaneLimits& limits);
+
+    /// At first there is no limit.
+    OrvaneLimits limits() const;
 
 public Q_SLOTS:
     /**

@@ -40,18 +40,15 @@ void XMLSocket::readMessages()
     OrvaneInterface::appendUtf8(receiveBuffer, socket->readAll());
 
     const qsizetype firstTerminator = findTerminator(receiveBuffer, searchedLength);
-    if (firstTerminator < 0) {
-        // The last three characters may be the beginning of a terminator; the text before them is never searched again.
-        searchedLength = std::max<qsizetype>(0, receiveBuffer.size() - (MessageTerminator.size() - 1));
-        return;
-    }
-    splitReceiveBuffer(firstTerminator);
+    if (firstTerminator >= 0)
+        splitReceiveBuffer(firstTerminator);
+    // The last three characters may be the beginning of a terminator; the text before them is never searched again.
+    searchedLength = std::max<qsizetype>(0, receiveBuffer.size() - (MessageTerminator.size() - 1));
 }
 
 void XMLSocket::splitReceiveBuffer(qsizetype firstTerminator)
 {
     QString received = std::exchange(receiveBuffer, {});
-    searchedLength = 0;
 
     messages.clear();
     messages.append(QString());

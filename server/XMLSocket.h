@@ -35,6 +35,9 @@ public:
     /// Reads what the socket has; the messages that are now complete replace the content of messages.
     void readMessages();
 
+    /// Characters that have come of the next message, without what may turn out to belong to its terminator.
+    qsizetype unfinishedLength() const { return searchedLength; }
+
     /// Writes one message, with the terminator unless it already ends with it. A write that fails is not reported.
     void writeMessage(const QString& message);
 

@@ -16,6 +16,7 @@
 #include <vector>
 
 using HostInterface = OrvaneInterface::OrvaneInterface;
+using OrvaneInterface::OrvaneLimits;
 using OrvaneInterface::OrvaneServer;
 using OrvaneInterface::SubsplitRect;
 using RecorderEntry = HostInterface::RecorderEntry;
@@ -118,6 +119,16 @@ void tst_binary_compatibility::recordsKeepTheirLayout()
     QVERIFY2(offsetof(SubsplitRect, rbx) == 2 * sizeof(float), rects);
     QVERIFY2(offsetof(SubsplitRect, rby) == 3 * sizeof(float), rects);
     QVERIFY2(sizeof(SubsplitRect) == 4 * sizeof(float), rects);
+
+    const char* const limits = "a host that is already compiled would set other limits";
+    QVERIFY2(offsetof(OrvaneLimits, maxClients) == 0, limits);
+    QVERIFY2(offsetof(OrvaneLimits, maxInvalidLogins) == sizeof(int), limits);
+    QVERIFY2(offsetof(OrvaneLimits, maxMessageLength) == sizeof(qint64), limits);
+    QVERIFY2(offsetof(OrvaneLimits, maxMessageLengthBeforeLogin) == 2 * sizeof(qint64), limits);
+    QVERIFY2(offsetof(OrvaneLimits, maxUnsentBytes) == 3 * sizeof(qint64), limits);
+    QVERIFY2(offsetof(OrvaneLimits, handshakeTimeout) == 4 * sizeof(qint64), limits);
+    QVERIFY2(offsetof(OrvaneLimits, loginTimeout) == 5 * sizeof(qint64), limits);
+    QVERIFY2(sizeof(OrvaneLimits) == 6 * sizeof(qint64), limits);
 
     QVERIFY2(sizeof(HostInterface) == sizeof(void*), "a host's own data would lie where the library expects its own");
 }

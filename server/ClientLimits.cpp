@@ -1,0 +1,89 @@
+#include "ClientLimits.h"
+
+#include <QTcpSocket>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace OrvaneInterface {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr bool exceeds(qint64 value, qint64 limit)
+{
+    return limit > 0 && value > limit;
+}
+
+} // namespace
+
+void Deadline::start(std::chrono::milliseconds time, QObject* owner)
+{
+    constexpr qint64 steps = 10;
+    constexpr qint64 longestStep = std::numeric_limits<int>::max();
+    if (time.count() <= 0)
+        return;
+    stepsLeft = std::max(std::min(steps, qint64(time.count())), time.count() / longestStep + 1);
+    timer.start(static_cast<int>(time.count() / stepsLeft), owner);
+}
+
+ClientLimits::ClientLimits(std::shared_ptr<const OrvaneLimits> limits, std::shared_ptr<int> clients)
+    : limits(std::move(limits))
+    , clients(std::move(clients))
+{
+    ++*this->clients;
+}
+
+ClientLimits::~ClientLimits()
+{
+    --*clients;
+}
+
+void ClientLimits::start(QTcpSocket& socket, QObject* owner)
+{
+    // While a host call runs an event loop nothing is read, and the socket would take in whatever comes. Any message
+    // that is allowed fits into this.
+    constexpr qint64 bytesPerCharacter = 3;
+    constexpr qint64 smallest = 64 * 1024;
+    if (limits->maxMessageLength > 0)
+        socket.setReadBufferSize(std::max(
+            smallest, std::min(limits->maxMessageLength, std::numeric_limits<qint64>::max() / 4) * bytesPerCharacter));
+    handshake.start(limits->handshakeTimeout, owner);
+    login.start(limits->loginTimeout, owner);
+}
+
+QLatin1String ClientLimits::exceededByMessage(qint64 length, bool isLoggedIn) const
+{
+    if (exceeds(length, limits->maxMessageLength))
+        return "maxMessageLength"_L1;
+    if (!isLoggedIn && exceeds(length, limits->maxMessageLengthBeforeLogin))
+        return "maxMessageLengthBeforeLogin"_L1;
+    return {};
+}
+
+QLatin1String ClientLimits::exceededByUnsent(qint64 bytes) const
+{
+    return exceeds(bytes, limits->maxUnsentBytes) ? "maxUnsentBytes"_L1 : QLatin1String();
+}
+
+QLatin1String ClientLimits::exceededByInvalidLogin()
+{
+    return exceeds(++invalidLogins, limits->maxInvalidLogins) ? "maxInvalidLogins"_L1 : QLatin1String();
+}
+
+QLatin1String ClientLimits::exceededByTime(int timerId, bool isEncrypted, bool isLoggedIn)
+{
+    if (isEncrypted)
+        handshake.stop();
+    if (isLoggedIn)
+        login.stop();
+    if (handshake.owns(timerId))
+        return handshake.isOverAfterStep() ? "handshakeTimeout"_L1 : QLatin1String();
+    if (login.owns(timerId))
+        return login.isOverAfterStep() ? "loginTimeout"_L1 : QLatin1String();
+    return {};
+}
+
+} // namespace OrvaneInterface

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "OrvaneLimits.h"
+
+#include <QBasicTimer>
+#include <QLatin1String>
+
+#include <chrono>
+#include <memory>
+
+class QObject;
+class QTcpSocket;
+
+namespace OrvaneInterface {
+
+/**
+ * The time that a client has for something, counted in steps of the event loop's timer.
+ *
+ * A step that comes late counts as one: while the host's thread stands still, in a long call, it does not read what the
+ * client sends in time, and that is not the client's fault.
+ */
+class Deadline {
+public:
+    /// \a owner gets the timer events. Nothing is started for a time of 0.
+    void start(std::chrono::milliseconds time, QObject* owner);
+    void stop() { timer.stop(); }
+    bool owns(int timerId) const { return timer.timerId() == timerId; }
+    /// To be called for each timer event. \return true when the time is over
+    bool isOverAfterStep() { return --stepsLeft <= 0; }
+
+private:
+    QBasicTimer timer;
+    qint64 stepsLeft = 0;
+};
+
+/**
+ * What one client has taken, against the limits under which it was let in.
+ *
+ * Each question is answered with the limit that is exceeded, by its name in OrvaneLimits; null: none is.
+ */
+class ClientLimits {
+    Q_DISABLE_COPY_MOVE(ClientLimits)
+
+public:
+    /// Counts the client in \a clients for as long as this lives.
+    ClientLimits(std::shared_ptr<const OrvaneLimits> limits, std::shared_ptr<int> clients);
+    ~ClientLimits();
+
+    /// Bounds what \a socket holds unread, and starts what runs against the time; \a owner gets the timer events.
+    void start(QTcpSocket& socket, QObject* owner);
+
+    QLatin1String exceededByMessage(qint64 length, bool isLoggedIn) const;
+    QLatin1String exceededByUnsent(qint64 bytes) const;
+    QLatin1String exceededByInvalidLogin();
+    QLatin1String exceededByTime(int timerId, bool isEncrypted, bool isLoggedIn);
+
+private:
+    std::shared_ptr<const OrvaneLimits> limits;
+    std::shared_ptr<int> clients; ///< outlives the server where a client does
+    Deadline handshake;
+    Deadline login;
+    int invalidLogins = 0;
+};
+
+} // namespace OrvaneInterface

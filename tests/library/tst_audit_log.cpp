@@ -1,0 +1,190 @@
+#include "Session.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLoggingCategory>
+#include <QtTest>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+/// The trail of who did what, as a program reads it.
+class tst_audit_log : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void isOffAtFirst();
+    void tellsWhoDidWhat();
+    void tellsWhyAHandshakeFailed();
+    void keepsALineWhateverAClientSends();
+    void standsAServerThatIsDestroyedInALine();
+};
+
+namespace {
+
+QByteArrayList lines;
+std::function<void()> whenLogged;
+
+void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    if (type != QtInfoMsg || std::strcmp(context.category, "orvane.audit") != 0)
+        return;
+    lines += message.toUtf8();
+    if (whenLogged)
+        whenLogged();
+}
+
+/// One line without what differs from run to run: where the client came from, and how long it took.
+QString brief(const QByteArray& line)
+{
+    QJsonObject entry = QJsonDocument::fromJson(line).object();
+    const QString peer = entry.take("peer"_L1).toString();
+    if (!peer.startsWith(u"127.0.0.1:"_s))
+        return u"a wrong peer: "_s + peer;
+    const bool hasTime = entry.take("microseconds"_L1).toInteger(-1) >= 0;
+    if (hasTime != (entry["event"_L1] == "command"_L1 && entry["outcome"_L1] != "not logged in"_L1))
+        return u"a wrong time: "_s + QString::fromUtf8(line);
+    return QString::fromUtf8(QJsonDocument(entry).toJson(QJsonDocument::Compact));
+}
+
+QStringList briefLines()
+{
+    QStringList brieves;
+    for (const QByteArray& line : std::as_const(lines))
+        brieves += brief(line);
+    return brieves;
+}
+
+} // namespace
+
+void tst_audit_log::init()
+{
+    lines.clear();
+    whenLogged = nullptr;
+    QLoggingCategory::setFilterRules(u"orvane.audit.info=true"_s);
+    qInstallMessageHandler(&handleMessage);
+}
+
+void tst_audit_log::cleanup()
+{
+    qInstallMessageHandler(nullptr);
+}
+
+void tst_audit_log::isOffAtFirst()
+{
+    QLoggingCategory::setFilterRules(QString());
+    const Session session;
+    auto client = session.orvaneClient();
+    client->send("<showLive/>");
+    QTRY_VERIFY(!client->received.isEmpty());
+    QCOMPARE(lines, QByteArrayList());
+}
+
+void tst_audit_log::tellsWhoDidWhat()
+{
+    Session session;
+    session.host.refreshStarts = true;
+    OrvaneInterface::OrvaneLimits limits;
+    limits.maxMessageLength = 5000;
+    session.server->setLimits(limits);
+    auto client = session.connectedClient();
+    QVERIFY(client);
+    client->send("<showLive/>");
+    client->login("operator", "wrong-password");
+    client->login("operator", "secret");
+    client->send("<showLive/>");
+    client->send("<getPresetsList/>");
+    client->send("<updateRecorderContents/>");
+    client->send("<showTrack/>");
+    client->login("Orvane", "157b25b09a99c70fc75a6e79412a00b2");
+    client->send("<unknown/>");
+    client->send(QByteArray("<x>").repeated(1030));
+    client->send(QByteArray(6000, ' '));
+    QTRY_COMPARE(client->state(), QAbstractSocket::UnconnectedState);
+
+    auto other = session.connectedClient();
+    other->disconnectFromHost();
+    QTRY_COMPARE(lines.size(), 15);
+    auto third = session.connectedClient();
+    session.server.reset();
+
+    const QStringList expected {
+        uR"({"event":"connected"})"_s,
+        uR"({"command":"showLive","event":"command","outcome":"not logged in"})"_s,
+        uR"({"event":"invalidLogin","user":"operator"})"_s,
+        uR"({"account":"operator","event":"login","user":"operator"})"_s,
+        uR"({"account":"operator","command":"showLive","event":"command","outcome":"accepted"})"_s,
+        uR"({"account":"operator","command":"getPresetsList","event":"command","outcome":"answered"})"_s,
+        uR"({"account":"operator","command":"updateRecorderContents","event":"command","outcome":"no reply"})"_s,
+        uR"({"account":"operator","command":"showTrack","event":"command","outcome":"rejected"})"_s,
+        uR"({"account":"Orvane","event":"login","user":"Orvane"})"_s,
+        uR"({"account":"Orvane","command":"unknown","event":"command","outcome":"rejected"})"_s,
+        uR"({"account":"Orvane","command":"x","event":"refusedDocument","reason":"Its elements are nested too deep"})"_s,
+        uR"({"account":"Orvane","event":"exceededLimit","limit":"maxMessageLength"})"_s,
+        uR"({"account":"Orvane","event":"disconnected","reason":"maxMessageLength"})"_s,
+        uR"({"event":"connected"})"_s,
+        uR"({"event":"disconnected","reason":"The remote host closed the connection"})"_s,
+        uR"({"event":"connected"})"_s,
+        uR"({"event":"disconnected","reason":"the server was destroyed"})"_s,
+    };
+    QCOMPARE(briefLines(), expected);
+}
+
+void tst_audit_log::tellsWhyAHandshakeFailed()
+{
+    const Session session;
+    QTcpSocket client;
+    client.connectToHost(u"127.0.0.1"_s, session.server->serverPort());
+    QVERIFY(client.waitForConnected());
+    client.write("GET / HTTP/1.1\r\n\r\n");
+    QTRY_VERIFY(lines.size() >= 2);
+    QVERIFY(lines.at(1).contains("\"event\":\"handshakeFailed\""));
+    QVERIFY(lines.at(1).contains("http request"));
+}
+
+void tst_audit_log::keepsALineWhateverAClientSends()
+{
+    const Session session;
+    auto client = session.connectedClient();
+    client->login("\n\"}\u0085\u2028\u202E" + QByteArray(1000, 'x'), "y");
+    QTRY_COMPARE(lines.size(), 2);
+    const QByteArray line = lines.last();
+    QVERIFY(line.size() < 500);
+    QVERIFY(std::all_of(line.begin(), line.end(), [](char character) { return character >= ' ' && character <= '~'; }));
+    const QString user = QJsonDocument::fromJson(line).object()["user"_L1].toString();
+    QVERIFY(user.startsWith(u"\n\"}\u0085\u2028\u202Exxx"_s));
+}
+
+void tst_audit_log::standsAServerThatIsDestroyedInALine()
+{
+    for (qsizetype last = 1; last <= 7; ++last) {
+        lines.clear();
+        Session session;
+        OrvaneInterface::OrvaneLimits limits;
+        limits.maxInvalidLogins = 1;
+        session.server->setLimits(limits);
+        whenLogged = [&] {
+            if (lines.size() == last)
+                session.server.reset();
+        };
+        TlsClient client;
+        client.connectToPort(session.server->serverPort());
+        client.loginAsOrvane();
+        client.send("<showLive/>");
+        client.send(QByteArray("<x>").repeated(1030));
+        client.login("a", "b");
+        client.login("a", "b");
+        QTRY_VERIFY2(!session.server, qPrintable(QString::number(last)));
+        QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_audit_log)
+#include "tst_audit_log.moc"

@@ -1,0 +1,332 @@
+#include "LogCapture.h"
+#include "Session.h"
+
+#include <QSignalSpy>
+#include <QThread>
+#include <QtTest>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using OrvaneInterface::OrvaneLimits;
+
+/// Who exceeds a limit is disconnected, with a line in the log; whoever is at the limit, or was there before, is
+/// served.
+class tst_server_limits : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void limitsNothingAtFirst();
+    void letsInSoManyClients();
+    void takesSoManyInvalidLogins();
+    void takesMessagesOfALength_data();
+    void takesMessagesOfALength();
+    void boundsWhatComesInsideACall();
+    void endsWhoDoesNotReadItsReplies();
+    void endsWhoDoesNotMakeTheHandshake();
+    void endsWhoDoesNotLogIn();
+    void countsNoTimeInWhichTheHostStandsStill();
+    void standsAServerThatIsDestroyedInTheLine();
+};
+
+namespace {
+
+/// A host with limits, and a client that keeps to them and is served through all of it.
+class LimitedSession : public Session {
+public:
+    explicit LimitedSession(const OrvaneLimits& limits)
+    {
+        server->setLimits(limits);
+        witness = orvaneClient();
+        isServed();
+    }
+
+    bool isServed()
+    {
+        const QByteArray expected = rejection("stillThere", "Unknown command");
+        witness->received.clear();
+        witness->send("<stillThere/>");
+        return QTest::qWaitFor([&] { return witness->received == expected; });
+    }
+
+    std::unique_ptr<TlsClient> witness;
+};
+
+/// Whether the client has gone, and the log has one line about it: the limit, and where the client came from.
+bool isEnded(const QAbstractSocket& client, const QString& limit, quint16 clientPort)
+{
+    if (!QTest::qWaitFor([&] { return client.state() == QAbstractSocket::UnconnectedState; }))
+        return false;
+    const QStringList lines = LogCapture::take().filter(u"exceeded"_s);
+    const QString expected = u"OrvaneConnection exceeded a limit: %1 127.0.0.1:%2"_s.arg(limit).arg(clientPort);
+    if (lines != QStringList {expected})
+        qWarning() << "In the log:" << lines << "instead of" << expected;
+    return lines == QStringList {expected};
+}
+
+QByteArray showLive(qsizetype length)
+{
+    const QByteArray start = "<showLive><camera>1</camera><x>";
+    const QByteArray end = "</x></showLive>";
+    return start + QByteArray(length - start.size() - end.size(), 'x') + end;
+}
+
+QByteArray showLiveReply()
+{
+    return reply("commandAccepted", "<command>showLive</command><splitid>-1</splitid>");
+}
+
+} // namespace
+
+void tst_server_limits::limitsNothingAtFirst()
+{
+    const Session session;
+    const OrvaneLimits limits = session.server->limits();
+    QVERIFY(limits.maxClients == 0 && limits.maxInvalidLogins == 0 && limits.maxMessageLength == 0);
+    QVERIFY(limits.maxMessageLengthBeforeLogin == 0 && limits.maxUnsentBytes == 0);
+    QVERIFY(limits.handshakeTimeout == 0ms && limits.loginTimeout == 0ms);
+}
+
+void tst_server_limits::letsInSoManyClients()
+{
+    OrvaneLimits limits;
+    limits.maxClients = 2;
+    const LogCapture log;
+    LimitedSession session(limits);
+    auto second = session.connectedClient();
+    QVERIFY(second);
+
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        QTcpSocket third;
+        third.connectToHost(u"127.0.0.1"_s, session.server->serverPort());
+        QVERIFY(third.waitForConnected()); // without the event loop in which it is disconnected
+        const quint16 port = third.localPort();
+        QVERIFY(isEnded(third, u"maxClients"_s, port));
+    }
+    QVERIFY(session.isServed());
+
+    second->disconnectFromHost();
+    QTRY_COMPARE(second->state(), QAbstractSocket::UnconnectedState);
+    const auto next = session.connectedClient();
+    QVERIFY(next);
+}
+
+void tst_server_limits::takesSoManyInvalidLogins()
+{
+    OrvaneLimits limits;
+    limits.maxInvalidLogins = 2;
+    const LogCapture log;
+    LimitedSession session(limits);
+
+    auto honest = session.connectedClient();
+    honest->login("operator", "wrong");
+    honest->login("operator", "wrong");
+    honest->login("operator", "secret");
+    honest->send("<theLast/>");
+    QTRY_COMPARE(honest->received, rejection("theLast", "Unknown command"));
+
+    auto guessing = session.connectedClient();
+    const quint16 port = guessing->localPort(); // which the socket forgets
+    guessing->login("operator", "1");
+    guessing->login("Orvane", "2");
+    guessing->login("operator", "3");
+    guessing->login("operator", "secret");
+    guessing->send("<theLast/>");
+    QVERIFY(isEnded(*guessing, u"maxInvalidLogins"_s, port));
+    QCOMPARE(guessing->received, QByteArray());
+    QVERIFY(session.isServed());
+}
+
+void tst_server_limits::takesMessagesOfALength_data()
+{
+    QTest::addColumn<int>("maxLength");
+    QTest::addColumn<int>("maxLengthBeforeLogin");
+    QTest::addColumn<bool>("logsIn");
+    QTest::addColumn<QByteArray>("sent");
+    QTest::addColumn<int>("replies"); // to showLive
+    QTest::addColumn<QString>("exceeded"); // empty: none
+
+    constexpr int length = 20000; // several reads
+    constexpr int beforeLogin = 200;
+    const QByteArray end = "\r\n\r\n";
+    const QByteArray fits = showLive(length) + end;
+    const QByteArray isTooLong = showLive(length + 1) + end;
+    const QString limit = u"maxMessageLength"_s;
+    const QString limitBeforeLogin = u"maxMessageLengthBeforeLogin"_s;
+
+    QTest::newRow("as long as allowed") << length << 0 << true << fits + fits << 2 << QString();
+    QTest::newRow("one too long, behind others")
+        << length << 0 << true << showLive(100) + end + fits + isTooLong + fits << 2 << limit;
+    QTest::newRow("without an end") << length << 0 << true << fits + QByteArray(length + 100, 'x') << 1 << limit;
+    QTest::newRow("of one letter in many bytes")
+        << length << 0 << true << "<showLive><x>" + QByteArray("\xE2\x82\xAC").repeated(4000) + "</x></showLive>" + end
+        << 1 << QString();
+    QTest::newRow("before the login") << length << beforeLogin << false
+                                      << showLive(beforeLogin) + end + showLive(beforeLogin + 1) + end << 0
+                                      << limitBeforeLogin;
+    QTest::newRow("before the login, without an end")
+        << 0 << beforeLogin << false << QByteArray(beforeLogin, 'x') + QByteArray(100, ' ') << 0 << limitBeforeLogin;
+    QTest::newRow("behind the login, in the same write") << length << beforeLogin << true << fits << 1 << QString();
+    QTest::newRow("one too long behind the login") << length << beforeLogin << true << isTooLong << 0 << limit;
+}
+
+void tst_server_limits::takesMessagesOfALength()
+{
+    QFETCH(const int, maxLength);
+    QFETCH(const int, maxLengthBeforeLogin);
+    QFETCH(const bool, logsIn);
+    QFETCH(const QByteArray, sent);
+    QFETCH(const int, replies);
+    QFETCH(const QString, exceeded);
+
+    OrvaneLimits limits;
+    limits.maxMessageLength = maxLength;
+    limits.maxMessageLengthBeforeLogin = maxLengthBeforeLogin;
+    const LogCapture log;
+    LimitedSession session(limits);
+    auto client = session.connectedClient();
+    const quint16 port = client->localPort(); // which the socket forgets
+    QByteArray login;
+    if (logsIn)
+        login = "<loginClient><username>operator</username><password>secret</password></loginClient>\r\n\r\n";
+    client->write(login + sent);
+
+    if (exceeded.isEmpty())
+        QTRY_COMPARE(client->received, showLiveReply().repeated(replies));
+    else
+        QVERIFY(isEnded(*client, exceeded, port));
+    QCOMPARE(client->received, showLiveReply().repeated(replies));
+    QCOMPARE(session.host.calls.size(), replies);
+    QVERIFY(session.isServed());
+}
+
+/// While the host is in a call that runs an event loop, nothing of this client is read, and it could send on and on.
+void tst_server_limits::boundsWhatComesInsideACall()
+{
+    OrvaneLimits limits;
+    limits.maxMessageLength = 1000;
+    const LogCapture log;
+    LimitedSession session(limits);
+    auto client = session.orvaneClient();
+    const QByteArray flood = (showLive(1000) + "\r\n\r\n").repeated(20000); // 20 MB
+    qint64 taken = 0;
+    bool isFirstCall = true;
+    session.host.duringCall = [&] {
+        if (!std::exchange(isFirstCall, false))
+            return;
+        client->write(flood);
+        QTest::qWait(500);
+        const auto sockets = session.server->findChildren<QSslSocket*>();
+        for (const QSslSocket* socket : sockets)
+            taken = std::max(taken, socket->bytesAvailable() + socket->encryptedBytesAvailable());
+    };
+    client->send("<showLive/>");
+    QTRY_VERIFY(taken > 0);
+    QVERIFY2(taken < 500'000, qPrintable(QString::number(taken)));
+    QTRY_COMPARE_WITH_TIMEOUT(session.host.calls.size(), 20001, 60000);
+    QVERIFY(session.isServed());
+}
+
+void tst_server_limits::endsWhoDoesNotReadItsReplies()
+{
+    OrvaneLimits limits;
+    limits.maxUnsentBytes = 1'000'000;
+    int exceeded = 0;
+    const LogCapture log([&](const QString& line) { exceeded += line.contains(u"maxUnsentBytes"_s) ? 1 : 0; });
+    LimitedSession session(limits);
+    session.host.presets.resize(1);
+    session.host.presets.front().name = std::string(3'000'000, 'x');
+
+    auto patient = session.orvaneClient();
+    const qsizetype listSize = reply("getPresetsListResponse", "<preset name=\"\" />").size() + 3'000'000;
+    for (int list = 1; list <= 5; ++list) {
+        patient->send("<getPresetsList/>");
+        QTRY_COMPARE(patient->received.size(), list * listSize); // each larger than the limit
+    }
+
+    auto deaf = session.orvaneClient();
+    deaf->setReadBufferSize(1000);
+    QObject::disconnect(deaf.get(), &QIODevice::readyRead, nullptr, nullptr);
+    for (int list = 0; list < 20 && deaf->state() == QAbstractSocket::ConnectedState; ++list) {
+        deaf->send("<getPresetsList/>");
+        QTest::qWait(10);
+    }
+    QTRY_COMPARE(exceeded, 1);
+    QVERIFY(session.host.calls.size() < 25);
+    QVERIFY(session.isServed());
+}
+
+void tst_server_limits::endsWhoDoesNotMakeTheHandshake()
+{
+    OrvaneLimits limits;
+    limits.handshakeTimeout = 300ms;
+    const LogCapture log;
+    LimitedSession session(limits);
+    QTcpSocket silent;
+    silent.connectToHost(u"127.0.0.1"_s, session.server->serverPort());
+    QVERIFY(silent.waitForConnected());
+    const quint16 port = silent.localPort();
+    QVERIFY(isEnded(silent, u"handshakeTimeout"_s, port));
+    QTest::qWait(500);
+    QVERIFY(session.isServed());
+}
+
+void tst_server_limits::endsWhoDoesNotLogIn()
+{
+    OrvaneLimits limits;
+    limits.loginTimeout = 300ms;
+    const LogCapture log;
+    LimitedSession session(limits);
+    auto client = session.connectedClient();
+    const quint16 port = client->localPort(); // which the socket forgets
+    client->login("operator", "wrong");
+    QVERIFY(isEnded(*client, u"loginTimeout"_s, port));
+    QTest::qWait(500);
+    QVERIFY(session.isServed());
+}
+
+void tst_server_limits::countsNoTimeInWhichTheHostStandsStill()
+{
+    OrvaneLimits limits;
+    limits.handshakeTimeout = 1s;
+    limits.loginTimeout = 1s;
+    const Session session;
+    session.server->setLimits(limits);
+    const LogCapture log;
+    TlsClient client;
+    client.connectToPort(session.server->serverPort());
+    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 1);
+    QThread::sleep(2);
+    QTRY_VERIFY(client.isEncrypted());
+    QThread::sleep(2);
+    client.login("operator", "secret");
+    client.send("<theLast/>");
+    QTRY_COMPARE(client.received, rejection("theLast", "Unknown command"));
+}
+
+void tst_server_limits::standsAServerThatIsDestroyedInTheLine()
+{
+    OrvaneLimits limits;
+    limits.maxClients = 1;
+    limits.maxMessageLength = 1000;
+    for (const bool refused : {true, false}) {
+        LimitedSession session(limits);
+        const LogCapture log([&](const QString& line) {
+            if (line.contains(u"exceeded"_s))
+                session.server.reset();
+        });
+        QTcpSocket second;
+        if (refused)
+            second.connectToHost(u"127.0.0.1"_s, session.server->serverPort());
+        else
+            session.witness->send(showLive(1001));
+        QTRY_VERIFY(!session.server);
+        QTRY_COMPARE(session.witness->state(), QAbstractSocket::UnconnectedState);
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_server_limits)
+#include "tst_server_limits.moc"

@@ -1,0 +1,186 @@
+#include "LogCapture.h"
+#include "Session.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QSslConfiguration>
+#include <QSslKey>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace Qt::StringLiterals;
+
+/// A host that sets key, certificate and more by itself. All of them are made at run time.
+class tst_server_tls : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void servesWithAnyKey_data();
+    void servesWithAnyKey();
+    void saysWhatIsWrong_data();
+    void saysWhatIsWrong();
+    void renewsACertificateWithoutDroppingAnybody();
+    void asksForClientCertificates();
+
+private:
+    void openssl(const QString& arguments) const;
+    QByteArray content(const QString& file) const;
+    QSslKey key(const QString& file, QSsl::KeyAlgorithm algorithm, const QByteArray& passPhrase = {}) const;
+    QSslCertificate certificate(const QString& file) const { return QSslCertificate(content(file), QSsl::Pem); }
+
+    QTemporaryDir directory;
+};
+
+void tst_server_tls::openssl(const QString& arguments) const
+{
+    QProcess process;
+    process.setWorkingDirectory(directory.path());
+    process.start(QStringLiteral(ORVANE_OPENSSL), arguments.split(u' '));
+    QVERIFY(process.waitForFinished());
+    QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
+}
+
+QByteArray tst_server_tls::content(const QString& file) const
+{
+    QFile input(directory.filePath(file));
+    return input.open(QIODevice::ReadOnly) ? input.readAll() : QByteArray();
+}
+
+QSslKey tst_server_tls::key(const QString& file, QSsl::KeyAlgorithm algorithm, const QByteArray& passPhrase) const
+{
+    return QSslKey(content(file), algorithm, QSsl::Pem, QSsl::PrivateKey, passPhrase);
+}
+
+void tst_server_tls::initTestCase()
+{
+    const QString pair = u"req -x509 -batch -days 30 -subj /CN=%1 -keyout %1.key -out %1.pem "_s;
+    openssl(pair.arg(u"rsa"_s) + u"-newkey rsa:2048 -nodes"_s);
+    openssl(pair.arg(u"other"_s) + u"-newkey rsa:2048 -nodes"_s);
+    openssl(pair.arg(u"weak"_s) + u"-newkey rsa:1024 -nodes"_s);
+    openssl(pair.arg(u"ec"_s) + u"-newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes"_s);
+    openssl(pair.arg(u"locked"_s) + u"-newkey rsa:2048 -passout pass:open-sesame"_s);
+    // A chain: a host's certificate, issued by "rsa".
+    openssl(u"req -new -batch -subj /CN=issued -newkey rsa:2048 -nodes -keyout issued.key -out issued.csr"_s);
+    openssl(u"x509 -req -in issued.csr -CA rsa.pem -CAkey rsa.key -CAcreateserial -days 30 -out issued.pem"_s);
+    // Valid in other times only.
+    openssl(u"x509 -req -in issued.csr -CA rsa.pem -CAkey rsa.key -CAcreateserial -days -1 -out expired.pem"_s);
+}
+
+void tst_server_tls::servesWithAnyKey_data()
+{
+    QTest::addColumn<QSslKey>("key");
+    QTest::addColumn<QList<QSslCertificate>>("chain");
+
+    QTest::newRow("RSA") << key(u"rsa.key"_s, QSsl::Rsa) << QList {certificate(u"rsa.pem"_s)};
+    QTest::newRow("elliptic curve") << key(u"ec.key"_s, QSsl::Ec) << QList {certificate(u"ec.pem"_s)};
+    QTest::newRow("with a pass phrase") << key(u"locked.key"_s, QSsl::Rsa, "open-sesame")
+                                        << QList {certificate(u"locked.pem"_s)};
+    QTest::newRow("with a chain") << key(u"issued.key"_s, QSsl::Rsa)
+                                  << QList {certificate(u"issued.pem"_s), certificate(u"rsa.pem"_s)};
+}
+
+void tst_server_tls::servesWithAnyKey()
+{
+    QFETCH(const QSslKey, key);
+    QFETCH(const QList<QSslCertificate>, chain);
+
+    const Session session;
+    QSslConfiguration configuration = session.server->sslConfiguration();
+    configuration.setPrivateKey(key);
+    configuration.setLocalCertificateChain(chain);
+    configuration.setProtocol(QSsl::TlsV1_3OrLater);
+    session.server->setSslConfiguration(configuration);
+    QCOMPARE(session.server->sslConfiguration(), configuration);
+    QCOMPARE(session.server->sslErrorString(), QString());
+
+    const auto client = session.connectedClient();
+    QVERIFY(client);
+    QCOMPARE(client->peerCertificateChain(), chain);
+    QCOMPARE(client->sessionProtocol(), QSsl::TlsV1_3);
+}
+
+void tst_server_tls::saysWhatIsWrong_data()
+{
+    QTest::addColumn<QSslKey>("key");
+    QTest::addColumn<QSslCertificate>("certificate");
+    QTest::addColumn<QString>("trouble");
+
+    const QSslKey rsa = key(u"rsa.key"_s, QSsl::Rsa);
+    const QSslCertificate rsaCertificate = certificate(u"rsa.pem"_s);
+    QTest::newRow("no key") << QSslKey() << rsaCertificate << u"There is no private key"_s;
+    QTest::newRow("pass phrase") << key(u"locked.key"_s, QSsl::Rsa, "wrong") << certificate(u"locked.pem"_s)
+                                 << u"pass phrase"_s;
+    QTest::newRow("no certificate") << rsa << certificate(u"rsa.key"_s) << u"There is no certificate"_s;
+    QTest::newRow("another's key") << rsa << certificate(u"other.pem"_s) << u"is not that of the certificate"_s;
+    QTest::newRow("a key of another kind") << rsa << certificate(u"ec.pem"_s) << u"is not that of the certificate"_s;
+    QTest::newRow("weak") << key(u"weak.key"_s, QSsl::Rsa) << certificate(u"weak.pem"_s) << u"1024 bits"_s;
+    QTest::newRow("expired") << key(u"issued.key"_s, QSsl::Rsa) << certificate(u"expired.pem"_s)
+                             << u"not valid any more"_s;
+}
+
+void tst_server_tls::saysWhatIsWrong()
+{
+    QFETCH(const QSslKey, key);
+    QFETCH(const QSslCertificate, certificate);
+    QFETCH(const QString, trouble);
+
+    const Session session;
+    QCOMPARE(session.server->sslErrorString(), QString()); // with the resources
+    QSslConfiguration configuration = session.server->sslConfiguration();
+    configuration.setPrivateKey(key);
+    configuration.setLocalCertificate(certificate);
+    session.server->setSslConfiguration(configuration);
+    QVERIFY2(session.server->sslErrorString().contains(trouble), qPrintable(session.server->sslErrorString()));
+}
+
+void tst_server_tls::renewsACertificateWithoutDroppingAnybody()
+{
+    const Session session;
+    const auto before = session.orvaneClient();
+    QVERIFY(before);
+
+    QSslConfiguration configuration = session.server->sslConfiguration();
+    configuration.setPrivateKey(key(u"ec.key"_s, QSsl::Ec));
+    configuration.setLocalCertificate(certificate(u"ec.pem"_s));
+    session.server->setSslConfiguration(configuration);
+
+    const auto after = session.connectedClient();
+    QVERIFY(after);
+    QCOMPARE(after->peerCertificate(), certificate(u"ec.pem"_s));
+    QVERIFY(before->peerCertificate() != after->peerCertificate());
+    before->send("<stillThere/>");
+    QTRY_COMPARE(before->received, rejection("stillThere", "Unknown command"));
+}
+
+void tst_server_tls::asksForClientCertificates()
+{
+    const LogCapture log;
+    const Session session;
+    QSslConfiguration configuration = session.server->sslConfiguration();
+    configuration.setPeerVerifyMode(QSslSocket::VerifyPeer);
+    configuration.setCaCertificates({certificate(u"rsa.pem"_s)});
+    session.server->setSslConfiguration(configuration);
+
+    const auto attempt = [&](TlsClient& client) {
+        client.connectToPort(session.server->serverPort());
+        client.loginAsOrvane();
+        client.send("<theLast/>");
+        return QTest::qWaitFor(
+            [&] { return client.state() == QAbstractSocket::UnconnectedState || !client.received.isEmpty(); });
+    };
+    TlsClient stranger;
+    QVERIFY(attempt(stranger));
+    QCOMPARE(stranger.received, QByteArray());
+
+    TlsClient known;
+    known.setPrivateKey(key(u"issued.key"_s, QSsl::Rsa));
+    known.setLocalCertificate(certificate(u"issued.pem"_s));
+    QVERIFY(attempt(known));
+    QCOMPARE(known.received, rejection("theLast", "Unknown command"));
+}
+
+QTEST_GUILESS_MAIN(tst_server_tls)
+#include "tst_server_tls.moc"
