@@ -2,24 +2,45 @@
 
 #include <QDebug>
 #include <QFile>
-#include <QResource>
+#include <QSslCertificate>
+#include <QSslCipher>
+#include <QSslConfiguration>
+#include <QSslKey>
 #include <QXmlStreamReader>
 
+#include <chrono>
 #include <utility>
 
 namespace {
 
 constexpr int RefreshMilliseconds = 500;
-constexpr int RetryMilliseconds = 1000;
+constexpr int RenewalMilliseconds = 200; // in which both files are there
 constexpr int Splits = 9;
+
+/// Null when there is no such key, or not with this pass phrase.
+QSslKey readKey(const QString& path, const QByteArray& passPhrase)
+{
+    for (const QSsl::KeyAlgorithm algorithm : {QSsl::Ec, QSsl::Rsa}) {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            break;
+        const QSslKey key(&file, algorithm, QSsl::Pem, QSsl::PrivateKey, passPhrase);
+        if (!key.isNull())
+            return key;
+    }
+    return QSslKey();
+}
 
 } // namespace
 
-GuideHost::GuideHost(QString tlsFile, QObject* parent)
+GuideHost::GuideHost(QString tlsDirectory, QObject* parent)
     : QObject(parent)
-    , tlsFile(std::move(tlsFile))
+    , tlsDirectory(std::move(tlsDirectory))
 {
-    connect(&tlsFileWatcher, &QFileSystemWatcher::fileChanged, this, &GuideHost::renewCertificate);
+    renewal.setSingleShot(true);
+    renewal.setInterval(RenewalMilliseconds);
+    connect(&tlsWatcher, &QFileSystemWatcher::directoryChanged, &renewal, qOverload<>(&QTimer::start));
+    connect(&renewal, &QTimer::timeout, this, &GuideHost::renewCertificate);
     refresh.setSingleShot(true);
     refresh.setInterval(RefreshMilliseconds);
     connect(&refresh, &QTimer::timeout, this, &GuideHost::refreshFinished);
@@ -27,21 +48,21 @@ GuideHost::GuideHost(QString tlsFile, QObject* parent)
 
 bool GuideHost::startServer(quint16 serverPort)
 {
-    port = serverPort;
     const QString user = qEnvironmentVariable("ORVANE_USER");
     const QString password = qEnvironmentVariable("ORVANE_PASSWORD");
     if (user.isEmpty() || password.isEmpty()) {
         qCritical() << "Set ORVANE_USER and ORVANE_PASSWORD"; // with both empty, everybody could log in
         return false;
     }
-    if (!QResource::registerResource(tlsFile) || !QFile::exists(QStringLiteral(":/Halden/Resources/hxkey.pem"))) {
-        qCritical() << "No key in" << tlsFile;
+    server = std::make_unique<HostServer>(this, serverPort, user, password, nullptr);
+    connect(this, &GuideHost::refreshFinished, server.get(), &HostServer::handleUpdateAllTreeDevicesFinished);
+    server->setSslConfiguration(tlsFromFiles());
+    if (const QString trouble = server->sslErrorString(); !trouble.isEmpty()) {
+        qCritical() << "No client can be served:" << trouble;
         return false;
     }
-    tlsFileWatcher.addPath(tlsFile);
-
-    server = std::make_unique<HostServer>(this, port, user, password, nullptr);
-    connect(this, &GuideHost::refreshFinished, server.get(), &HostServer::handleUpdateAllTreeDevicesFinished);
+    tlsWatcher.addPath(tlsDirectory);
+    server->setLimits(controlRoomLimits());
     server->startListeningForConnection();
     if (!server->isListening()) {
         qCritical() << "Orvane cannot connect:" << server->errorString();
@@ -51,12 +72,57 @@ bool GuideHost::startServer(quint16 serverPort)
     return true;
 }
 
+HostLimits GuideHost::controlRoomLimits()
+{
+    HostLimits limits;
+    limits.maxClients = 50;
+    limits.maxInvalidLogins = 3;
+    limits.maxMessageLength = 1'000'000;
+    limits.maxMessageLengthBeforeLogin = 1'000;
+    limits.maxUnsentBytes = 16'000'000;
+    limits.handshakeTimeout = std::chrono::seconds(10);
+    limits.loginTimeout = std::chrono::seconds(30);
+    return limits;
+}
+
+QSslConfiguration GuideHost::tlsFromFiles() const
+{
+    QSslConfiguration tls = server->sslConfiguration();
+    tls.setPrivateKey(readKey(tlsDirectory + QStringLiteral("/hxkey.pem"), qgetenv("ORVANE_PASS_PHRASE")));
+    tls.setLocalCertificateChain(QSslCertificate::fromPath(tlsDirectory + QStringLiteral("/hxcert.pem")));
+    narrowCiphers(tls);
+    askForClientCertificates(tls);
+    return tls;
+}
+
+/// Leaves those that have forward secrecy and do not use CBC.
+void GuideHost::narrowCiphers(QSslConfiguration& tls)
+{
+    QList<QSslCipher> ciphers = tls.ciphers();
+    ciphers.removeIf([](const QSslCipher& cipher) {
+        return cipher.keyExchangeMethod() == QLatin1String("RSA") || !cipher.name().contains(QLatin1String("GCM"));
+    });
+    tls.setCiphers(ciphers);
+}
+
+/// Where there is a file with those who issue them.
+void GuideHost::askForClientCertificates(QSslConfiguration& tls) const
+{
+    const QString issuers = tlsDirectory + QStringLiteral("/clients.pem");
+    if (!QFile::exists(issuers))
+        return;
+    tls.setPeerVerifyMode(QSslSocket::VerifyPeer);
+    tls.setCaCertificates(QSslCertificate::fromPath(issuers));
+}
+
 void GuideHost::renewCertificate()
 {
-    server.reset(); // its clients are disconnected, and connect again
-    QResource::unregisterResource(tlsFile);
-    if (!startServer(port))
-        QTimer::singleShot(RetryMilliseconds, this, &GuideHost::renewCertificate);
+    const QSslConfiguration lastGood = server->sslConfiguration();
+    server->setSslConfiguration(tlsFromFiles()); // nobody is disconnected
+    if (const QString trouble = server->sslErrorString(); !trouble.isEmpty()) {
+        qWarning() << "The old certificate stays:" << trouble;
+        server->setSslConfiguration(lastGood);
+    }
 }
 
 bool GuideHost::updateRecorderContents()

@@ -14,13 +14,15 @@
 // name there, and so does the base itself: moc repeats it inside the class, where it would name the constructor.
 using HostInterface = OrvaneInterface::OrvaneInterface;
 using HostServer = OrvaneInterface::OrvaneServer;
+using HostLimits = OrvaneInterface::OrvaneLimits;
 
 class GuideHost final : public QObject, public HostInterface {
     Q_OBJECT
 
 public:
-    /// \a tlsFile: a binary resource file with the key and the certificate.
-    explicit GuideHost(QString tlsFile, QObject* parent = nullptr);
+    /// \a tlsDirectory: with the key, hxkey.pem, the certificate and those who issued it, hxcert.pem, and, if clients
+    /// are to have certificates, those who issue them, clients.pem.
+    explicit GuideHost(QString tlsDirectory, QObject* parent = nullptr);
 
     /// Port 0: the default, 5679. False when no client can connect; the reason has been printed.
     bool startServer(quint16 serverPort);
@@ -44,11 +46,15 @@ Q_SIGNALS:
     void refreshFinished();
 
 private:
+    static HostLimits controlRoomLimits();
+    QSslConfiguration tlsFromFiles() const;
+    static void narrowCiphers(QSslConfiguration& tls);
+    void askForClientCertificates(QSslConfiguration& tls) const;
     void renewCertificate();
 
-    QString tlsFile;
-    quint16 port = 0;
-    QFileSystemWatcher tlsFileWatcher;
+    QString tlsDirectory;
+    QFileSystemWatcher tlsWatcher;
+    QTimer renewal;
     QTimer refresh;
     std::unique_ptr<HostServer> server;
 };
