@@ -32,7 +32,6 @@ private Q_SLOTS:
     void greetsNobodyAndLogsEachClient();
     void goesOnWhenAClientMisbehaves_data();
     void goesOnWhenAClientMisbehaves();
-    void logsATlsFailure();
     void sendsWhatIsReadyBeforeTheNextLongCall();
     void canBeDestroyedInsideAnyHostCall_data();
     void canBeDestroyedInsideAnyHostCall();
@@ -236,20 +235,6 @@ void tst_server::goesOnWhenAClientMisbehaves()
     QTRY_COMPARE(acceptedCount(session), 1);
     serveAnother(session);
     QCOMPARE(session.host.calls.size(), 2);
-}
-
-void tst_server::logsATlsFailure()
-{
-    Session session;
-    const LogCapture log;
-    TlsClient client;
-    client.connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
-    client.write("GET / HTTP/1.1\r\n\r\n");
-    QString error;
-    QDebug(&error).nospace() << "OrvaneConnection socket error: " << QAbstractSocket::SslHandshakeFailedError;
-    QStringList lines;
-    QTRY_COMPARE((lines += LogCapture::take()).value(1), error);
-    QTRY_COMPARE(acceptedCount(session), 0);
 }
 
 void tst_server::sendsWhatIsReadyBeforeTheNextLongCall()
