@@ -1,3 +1,4 @@
+#include "AuditLog.h"
 #include "BareParse.h"
 #include "ComparisonTable.h"
 #include "Documents.h"
@@ -154,6 +155,13 @@ void joinRecorderTexts(State& state)
     }
 }
 
+/// All that the audit trail costs a command while it is off.
+void askForAuditTrail(State& state)
+{
+    for ([[maybe_unused]] auto _ : state)
+        benchmark::DoNotOptimize(OrvaneInterface::auditLog().isInfoEnabled());
+}
+
 /// The time of the slowest of three runs for each document.
 void measureHostileDocuments(ComparisonTable& table)
 {
@@ -206,6 +214,8 @@ std::vector<Comparison> comparisons()
         receiving(64 * MiB, 1.5),
         {"build the list of 1,000 recorders with 16 tracks each", "converting and joining the same texts", 2,
             buildRecorderList, joinRecorderTexts},
+        {"ask whether the audit trail is on", "the bare parse of a showLive", 0.01, askForAuditTrail,
+            [document = showLiveDocument()](State& state) { parseWithXmlReader(state, document); }},
     };
 }
 

@@ -2,6 +2,7 @@
 
 #include "Clients.h"
 #include "Cycle.h"
+#include "Misuse.h"
 #include "ServerProcess.h"
 
 #include <algorithm>
@@ -153,6 +154,23 @@ void runConnections(ServerProcess& server, int connections, Report& report)
     checkGrowth(growth, connections, MaxGrowthPerConnection, report);
 }
 
+/// What clients do to a server costs it less with limits, and one that keeps to them is served all the same.
+void runMisuse(ServerProcess& server, const Misuse& misuse, int scale, bool limited, Report& report)
+{
+    constexpr double mebibyte = 1024 * 1024;
+    if (limited)
+        report.check(server.ask("limits") == "limited", u"the server has limits"_s);
+    const WitnessReport seen = witness(server, misuse, scale);
+    Report::print(u"memory grew by %1 MiB; another client waited %2 ms, at most %3 ms"_s
+                      .arg(static_cast<double>(seen.growth) / mebibyte, 0, 'f', 1)
+                      .arg(seen.medianMs, 0, 'f', 2)
+                      .arg(seen.slowestMs, 0, 'f', 1));
+    report.check(seen.wrongAnswers == 0, u"every answer to another client was right"_s);
+    if (MemoryTells && limited)
+        report.check(
+            seen.growth < misuse.mostGrowth, u"the memory grew by less than %1 bytes"_s.arg(misuse.mostGrowth));
+}
+
 } // namespace
 
 bool runStages(int cycles, int connections)
@@ -162,6 +180,14 @@ bool runStages(int cycles, int connections)
         [&](ServerProcess& server) { runCycles(server, cycles, report); });
     runStage(u"%1 connections come and go without a word"_s.arg(connections), report,
         [&](ServerProcess& server) { runConnections(server, connections, report); });
+    constexpr int connectionsAtFullScale = 100'000;
+    const int scale = std::max(1, connectionsAtFullScale / std::max(1, connections) / 10);
+    for (const Misuse& misuse : misuses()) {
+        for (const bool limited : {false, true}) {
+            runStage(misuse.title + (limited ? u", with limits"_s : u", without"_s), report,
+                [&](ServerProcess& server) { runMisuse(server, misuse, scale, limited, report); });
+        }
+    }
     return report.passed;
 }
 

@@ -79,7 +79,7 @@ HostLimits GuideHost::controlRoomLimits()
     limits.maxInvalidLogins = 3;
     limits.maxMessageLength = 1'000'000;
     limits.maxMessageLengthBeforeLogin = 1'000;
-    limits.maxUnsentBytes = 16'000'000;
+    limits.maxUnsentBytes = 1'000'000;
     limits.handshakeTimeout = std::chrono::seconds(10);
     limits.loginTimeout = std::chrono::seconds(30);
     return limits;
