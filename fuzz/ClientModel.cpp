@@ -34,9 +34,11 @@ const std::array<KnownMessage, 11> KnownMessages {{
     {"<loginClient><username>Orvane</username></loginClient>", Kind::WrongLogin, {}, {}, {}},
 }};
 
-ClientModel::ClientModel(MemorySocket* socket)
+ClientModel::ClientModel(MemorySocket* socket, bool hasLimits)
     : socket(socket)
+    , hasLimits(hasLimits)
     , traffic(socket->traffic)
+    , anythingGoes(hasLimits)
 {
 }
 

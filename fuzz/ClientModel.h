@@ -25,19 +25,20 @@ extern const std::array<KnownMessage, 11> KnownMessages;
  * What one client of a session has to receive, told beside the library from what the library reads and what the host
  * says: each message in the order of arrival, one at a time, each with its reply, and nothing after the release.
  *
- * From a message on that is none of the known ones the calls and replies may be any, until the release: still one call
- * at a time, and each reply with one end.
+ * From a message on that is none of the known ones, and for a client with limits from the beginning, the calls and
+ * replies may be any, until the release: still one call at a time, and each reply with one end.
  */
 class ClientModel {
     Q_DISABLE_COPY_MOVE(ClientModel)
 
 public:
-    explicit ClientModel(MemorySocket* socket);
+    ClientModel(MemorySocket* socket, bool hasLimits);
 
     /// The client's socket; null when it was deleted.
     QPointer<MemorySocket> socket;
     /// Until its first log line has been written the server has only its socket, and reads nothing.
     bool comes = true;
+    const bool hasLimits;
 
     /// The host was called on behalf of this client.
     void beginHostCall(const QString& call);

@@ -33,6 +33,7 @@ using namespace Qt::StringLiterals;
 //   e    the event loop runs, deferred deletes included
 //   f    the host says that the refresh has finished
 //   D    the host destroys the server
+//   l    the host limits those who come from now on: messages of 120 characters, one invalid login
 //   y    the host changes between yes and no as its result
 //   ( )  what is between them happens inside the host's next call, if it is made right now
 //   [ ]  what is between them happens inside the next log line, if it is written right now
@@ -89,6 +90,7 @@ private:
     void leave();
     void endRefresh();
     void destroyServer();
+    void setLimits();
 
     std::string_view rest;
     RecordingHost host;
@@ -98,6 +100,7 @@ private:
     std::vector<ClientModel*> dispatching; ///< those that the server is at, the innermost last
     QList<ClientModel*> coming; ///< whom the server has not begun with
     int depth = 0;
+    bool hasLimits = false; ///< whoever comes now
 };
 
 void runEventLoop()
@@ -197,6 +200,8 @@ void Script::runStep(char step)
         return endRefresh();
     case 'D':
         return destroyServer();
+    case 'l':
+        return setLimits();
     case 'y':
         return hostSays(!host.refreshStarts);
     default:
@@ -222,6 +227,10 @@ void Script::handleLogLine(const QString& line)
     if (dispatching.empty())
         return;
     ClientModel& subject = *dispatching.back();
+    if (line.startsWith("OrvaneConnection exceeded a limit"_L1)) {
+        require(subject.hasLimits, u"ended for a limit that it has not"_s);
+        subject.release();
+    }
     subject.beginLine();
     // Inside a line Qt gives no other one to the handler, but writes it to the standard error.
     QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
@@ -253,7 +262,7 @@ void Script::addClients(int count)
         return;
     for (; count > 0 && clients.size() < MaxClients; --count) {
         auto* socket = new MemorySocket(server.get());
-        client = clients.emplace_back(std::make_unique<ClientModel>(socket)).get();
+        client = clients.emplace_back(std::make_unique<ClientModel>(socket, hasLimits)).get();
         coming += client;
         server->addWaiting(socket);
     }
@@ -262,6 +271,19 @@ void Script::addClients(int count)
     dispatching.resize(before);
     for (ClientModel* each : std::exchange(coming, {})) // without a line of their own
         each->comes = false;
+    for (const auto& each : clients) // some may have sent something before the server listened to them
+        each->check();
+}
+
+void Script::setLimits()
+{
+    if (!server)
+        return;
+    OrvaneInterface::OrvaneLimits limits;
+    limits.maxMessageLength = 120;
+    limits.maxInvalidLogins = 1;
+    server->setLimits(limits);
+    hasLimits = true;
 }
 
 void Script::chooseClient(char digit)

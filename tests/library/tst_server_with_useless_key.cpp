@@ -51,27 +51,30 @@ void tst_server_with_useless_key::write(const QString& file, const QByteArray& c
 void tst_server_with_useless_key::endsEachClient_data()
 {
     QTest::addColumn<QStringList>("commands"); // of openssl
-    QTest::addColumn<bool>("usable");
+    QTest::addColumn<QString>("trouble"); // empty: none, clients are served
 
-    QTest::newRow("neither key nor certificate") << QStringList() << false;
-    QTest::newRow("a usable pair, as a check on the others") << QStringList {NewRsaPair} << true;
+    const QString key = u":/Halden/Resources/hxkey.pem"_s;
+    QTest::newRow("neither key nor certificate") << QStringList() << u"There is no resource "_s + key;
+    QTest::newRow("a usable pair, as a check on the others") << QStringList {NewRsaPair} << QString();
     QTest::newRow("of an elliptic curve")
         << QStringList {QString(NewRsaPair).replace(u"rsa:2048"_s, u"ec -pkeyopt ec_paramgen_curve:prime256v1"_s)}
-        << false;
+        << key + u" is not an RSA key in PEM"_s;
     QTest::newRow("the key of another certificate")
-        << QStringList {NewRsaPair, u"genrsa -out hxkey.pem 2048"_s} << false;
+        << QStringList {NewRsaPair, u"genrsa -out hxkey.pem 2048"_s}
+        << u"The private key is not that of the certificate, or its 2048 bits are too few for TLS"_s;
     QTest::newRow("a key with a pass phrase")
-        << QStringList {QString(NewRsaPair).replace(u"-nodes"_s, u"-passout pass:secret"_s)} << false;
+        << QStringList {QString(NewRsaPair).replace(u"-nodes"_s, u"-passout pass:secret"_s)}
+        << key + u" has a pass phrase"_s;
     QTest::newRow("a certificate where the key should be")
-        << QStringList {NewRsaPair, u"x509 -in hxcert.pem -out hxkey.pem"_s} << false;
-    QTest::newRow("a key where the certificate should be")
-        << QStringList {NewRsaPair, u"rsa -in hxkey.pem -out hxcert.pem"_s} << false;
+        << QStringList {NewRsaPair, u"x509 -in hxcert.pem -out hxkey.pem"_s} << key + u" is not an RSA key in PEM"_s;
+    QTest::newRow("a key where the certificate should be") << QStringList {NewRsaPair,
+        u"rsa -in hxkey.pem -out hxcert.pem"_s} << u":/Halden/Resources/hxcert.pem is not a certificate in PEM"_s;
 }
 
 void tst_server_with_useless_key::endsEachClient()
 {
     QFETCH(const QStringList, commands);
-    QFETCH(const bool, usable);
+    QFETCH(const QString, trouble);
 
     for (const QString& command : commands)
         QVERIFY2(run(QStringLiteral(ORVANE_OPENSSL), command), qPrintable(command));
@@ -85,11 +88,12 @@ void tst_server_with_useless_key::endsEachClient()
     const LogCapture log;
     const Session session;
     QVERIFY(session.server->isListening());
+    QCOMPARE(session.server->sslErrorString(), trouble);
     QCOMPARE(LogCapture::take(), QStringList());
     TlsClient client;
     const QSignalSpy ends(&client, &QAbstractSocket::disconnected);
     client.connectToPort(session.server->serverPort());
-    if (usable) {
+    if (trouble.isEmpty()) {
         QTRY_VERIFY(client.isEncrypted());
         return;
     }
