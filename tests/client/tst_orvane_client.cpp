@@ -1,12 +1,10 @@
 // The command-line client: its parts, and the program itself against a real host and against servers that misbehave.
 #include "CommandCatalogue.h"
-#include "CommandCompletion.h"
 #include "CommandRequest.h"
 #include "DocumentBlocks.h"
-#include "MessageCutter.h"
+#include "HostConnection.h"
 #include "Reply.h"
 #include "Session.h"
-#include "Trace.h"
 
 #include <QFile>
 #include <QProcess>

@@ -2,6 +2,7 @@
 
 #include <QLatin1String>
 #include <QString>
+#include <QStringList>
 
 #include <vector>
 
@@ -38,5 +39,9 @@ const std::vector<KnownCommand>& knownCommands();
 
 /// Null for a name that the protocol does not have; such a command can be sent all the same.
 const KnownCommand* findKnownCommand(const QString& name);
+
+/// What the last word of a line can become: a command, a key that the command does not have yet, or a group's field.
+/// A key comes with its "=", ready for the value.
+QStringList completionsOf(const QString& lineBefore, const QString& word);
 
 } // namespace OrvaneClient

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Result.h"
+#include "Outcome.h"
 
 #include <QByteArray>
 #include <QString>
@@ -30,5 +30,15 @@ Result<CommandRequest> requestFromDocument(const QByteArray& document);
 
 /// The document of the login.
 Result<CommandRequest> loginRequest(const QString& user, const QString& password);
+
+/// Whether an element or an attribute without a namespace prefix can have this name.
+bool isXmlName(const QString& name);
+
+/// The first character that no XML document can hold, as "U+0001"; empty when there is none.
+QString characterNotInXml(const QString& text);
+
+/// The text as element content or attribute value. Line ends become references: an empty line would end the message,
+/// and a reader would turn the others into blanks or into single line feeds.
+QString escapedXml(const QString& text);
 
 } // namespace OrvaneClient

@@ -1,15 +1,40 @@
 #pragma once
 
-#include "MessageCutter.h"
 #include "ServerTrust.h"
 
+#include <QByteArray>
+#include <QList>
 #include <QObject>
 #include <QSslSocket>
+#include <QString>
 #include <QTimer>
 
 #include <chrono>
 
 namespace OrvaneClient {
+
+/// What ends every message, in both directions.
+constexpr QByteArrayView MessageTerminator("\r\n\r\n");
+
+/// Cuts a byte stream into messages, whatever the pieces are in which it arrives. Knows no text encoding.
+class MessageCutter {
+public:
+    /// The messages that these bytes complete, without their ends.
+    QList<QByteArray> add(const QByteArray& bytes);
+
+    /// How many bytes wait for the end of their message.
+    qsizetype incompleteLength() const { return buffer.size(); }
+
+private:
+    QByteArray buffer;
+    qsizetype searchedLength = 0;
+};
+
+/// Bytes that were sent, made visible: one line for each line, marked ">", the password of a login blanked out.
+QString traceOfSent(const QByteArray& bytes);
+
+/// Bytes that were received, as they came in one read, marked "<".
+QString traceOfReceived(const QByteArray& bytes);
 
 /// A TLS connection to a host: it judges the certificate before a byte is sent, and cuts what arrives into messages.
 /// Knows neither XML nor commands.

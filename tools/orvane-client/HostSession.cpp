@@ -1,7 +1,7 @@
 #include "HostSession.h"
 
-#include "DurationText.h"
 #include "Options.h"
+#include "Outcome.h"
 
 #include <QMetaObject>
 

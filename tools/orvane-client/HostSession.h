@@ -1,9 +1,8 @@
 #pragma once
 
 #include "CommandRequest.h"
-#include "ExitStatus.h"
-#include "Expectation.h"
 #include "HostConnection.h"
+#include "Outcome.h"
 #include "Reply.h"
 
 #include <QObject>

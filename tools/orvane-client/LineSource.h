@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QObject>
+#include <QSocketNotifier>
 
 namespace OrvaneClient {
 
@@ -25,6 +26,24 @@ public:
 Q_SIGNALS:
     void lineRead(const QByteArray& line);
     void ended();
+};
+
+/// Lines of standard input when it is a pipe or a file.
+class PipeLineSource : public LineSource {
+    Q_OBJECT
+
+public:
+    explicit PipeLineSource(QObject* parent);
+
+    void askForLine() override;
+
+private:
+    void deliver();
+    void read();
+
+    QSocketNotifier notifier;
+    QByteArray buffer;
+    bool atEnd = false;
 };
 
 } // namespace OrvaneClient

@@ -1,6 +1,6 @@
 #include "Options.h"
 
-#include "XmlText.h"
+#include "CommandRequest.h"
 
 #include <cmath>
 

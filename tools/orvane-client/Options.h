@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Result.h"
+#include "Outcome.h"
 #include "ServerTrust.h"
 
 #include <QCommandLineParser>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Result.h"
+#include "Outcome.h"
 
 #include <QByteArray>
 #include <QList>

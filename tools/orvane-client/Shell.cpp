@@ -1,14 +1,72 @@
 #include "Shell.h"
 
 #include "CommandCatalogue.h"
-#include "Console.h"
 #include "HelpText.h"
 #include "HostSession.h"
 #include "LineSource.h"
+#include "Reply.h"
+
+#include <cstdio>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
+
+void Console::reply(const Reply& reply)
+{
+    write(stdout, (indented ? reply.indented() : reply.raw()) + '\n');
+}
+
+void Console::text(const QString& text)
+{
+    write(stdout, text.toUtf8());
+}
+
+void Console::problem(const QString& reason)
+{
+    write(stderr, "orvane-client: " + reason.simplified().toUtf8() + '\n');
+}
+
+void Console::trace(const QString& lines)
+{
+    write(stderr, lines.toUtf8() + '\n');
+}
+
+void Console::write(std::FILE* stream, const QByteArray& bytes)
+{
+    if (prompt)
+        prompt->hide();
+    // Nobody is left to be told when this fails.
+    static_cast<void>(std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream));
+    static_cast<void>(std::fflush(stream));
+    if (prompt)
+        prompt->restore();
+}
+
+SingleCommand::SingleCommand(HostSession& session, Console& console, CommandRequest request, Expectation expectation)
+    : session(session)
+    , console(console)
+    , request(std::move(request))
+    , expectation(std::move(expectation))
+{
+    connect(&session, &HostSession::ready, this, [this] { this->session.exchange(this->request, this->expectation); });
+    connect(&session, &HostSession::replyReceived, this, [this](const Reply& reply) { this->console.reply(reply); });
+    connect(&session, &HostSession::exchangeFinished, this, &SingleCommand::handleFinished);
+    connect(&session, &HostSession::finished, this, [this] { Q_EMIT ended(status); });
+    connect(&session, &HostSession::broken, this, [this](ExitStatus reason, const QString& problem) {
+        this->console.problem(problem);
+        Q_EMIT ended(reason);
+    });
+}
+
+void SingleCommand::handleFinished(ExitStatus result, const QString& problem)
+{
+    status = result;
+    if (!problem.isEmpty())
+        console.problem(problem);
+    session.finish();
+}
 
 namespace {
 

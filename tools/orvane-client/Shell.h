@@ -1,14 +1,64 @@
 #pragma once
 
-#include "ExitStatus.h"
+#include "CommandRequest.h"
+#include "Outcome.h"
+#include "Reply.h"
 
+#include <QByteArray>
 #include <QObject>
+#include <QString>
+
+#include <cstdio>
 
 namespace OrvaneClient {
 
-class Console;
 class LineSource;
+class Reply;
 class HostSession;
+
+/// All that the program says: answers on standard output, everything else on standard error.
+class Console {
+public:
+    explicit Console(bool indented)
+        : indented(indented)
+    {
+    }
+
+    /// The prompt that may stand on the screen, and has to be out of the way while something is said. Not owned.
+    void setPrompt(LineSource* source) { prompt = source; }
+
+    void reply(const Reply& reply);
+    void text(const QString& text);
+    /// One line.
+    void problem(const QString& reason);
+    void trace(const QString& lines);
+
+private:
+    void write(std::FILE* stream, const QByteArray& bytes);
+
+    LineSource* prompt = nullptr;
+    bool indented;
+};
+
+/// Sends one command and ends with its outcome. Console and session belong to the caller and live longer.
+class SingleCommand : public QObject {
+    Q_OBJECT
+
+public:
+    SingleCommand(HostSession& session, Console& console, CommandRequest request, Expectation expectation);
+
+Q_SIGNALS:
+    void ended(ExitStatus status);
+
+private:
+    void handleFinished(ExitStatus result, const QString& problem);
+
+    HostSession& session;
+    Console& console;
+    CommandRequest request;
+    Expectation expectation;
+    ExitStatus status = ExitStatus::Success;
+};
 
 /// Runs the commands of a line source one after the other. What it is given belongs to the caller and lives longer.
 class Shell : public QObject {

@@ -1,12 +1,9 @@
-#include "Console.h"
 #include "HelpText.h"
 #include "HostSession.h"
+#include "LineSource.h"
 #include "Options.h"
-#include "PasswordPrompt.h"
-#include "PipeLineSource.h"
 #include "Shell.h"
-#include "SingleCommand.h"
-#include "TerminalLineSource.h"
+#include "Terminal.h"
 
 #include <QCoreApplication>
 #include <QFile>

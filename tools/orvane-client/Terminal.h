@@ -5,6 +5,8 @@
 #include <QSocketNotifier>
 #include <QString>
 
+#include <optional>
+
 namespace OrvaneClient {
 
 /// Lines that a person edits at a prompt, with completion and a history that outlives the program. The line editor has
@@ -33,5 +35,9 @@ private:
     QString historyFile;
     bool promptShown = false;
 };
+
+/// Asks for a password at the terminal of the process, without showing it. Nothing when there is no terminal, or when
+/// the user breaks off. Blocks until the user has answered.
+std::optional<QString> askForPassword(const QString& user);
 
 } // namespace OrvaneClient

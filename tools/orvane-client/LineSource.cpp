@@ -1,4 +1,4 @@
-#include "PipeLineSource.h"
+#include "LineSource.h"
 
 #include <QMetaObject>
 

@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <optional>
 #include <utility>
 
@@ -32,5 +33,21 @@ private:
     std::optional<T> content;
     QString reason;
 };
+
+/// What a script learns from the program's end. The numbers are documented in --help and stay as they are.
+enum class ExitStatus {
+    Success = 0,
+    UsageError = 1,
+    Rejected = 2,
+    NoAnswer = 3,
+    NoConnection = 4,
+    BadAnswer = 5, ///< an answer came, and it is no well-formed XML
+};
+
+/// In seconds, as --timeout takes them.
+inline QString durationText(std::chrono::milliseconds duration)
+{
+    return QStringLiteral("%1 s").arg(std::chrono::duration<double>(duration).count());
+}
 
 } // namespace OrvaneClient
