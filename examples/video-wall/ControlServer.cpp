@@ -1,10 +1,8 @@
 #include "ControlServer.h"
 
-#include <QFile>
 #include <QRandomGenerator>
-#include <QSslCertificate>
-#include <QSslKey>
-#include <QSslSocket>
+
+#include <chrono>
 
 using namespace Qt::StringLiterals;
 
@@ -21,10 +19,18 @@ QString madeUpPassword()
     return password;
 }
 
-QByteArray resource(const QString& path)
+/// Far above what a control room needs, and what the process can bear from whoever reaches the port.
+OrvaneInterface::OrvaneLimits controlRoomLimits()
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    OrvaneInterface::OrvaneLimits limits;
+    limits.maxClients = 50;
+    limits.maxInvalidLogins = 3;
+    limits.maxMessageLength = 1'000'000;
+    limits.maxMessageLengthBeforeLogin = 1'000;
+    limits.maxUnsentBytes = 1'000'000;
+    limits.handshakeTimeout = std::chrono::seconds(10);
+    limits.loginTimeout = std::chrono::seconds(30);
+    return limits;
 }
 
 } // namespace
@@ -40,22 +46,11 @@ ControlAccount::ControlAccount(const QString& user)
         password = madeUpPassword();
 }
 
-StartUpProblem keyPairProblem()
+StartUpProblem startServing(OrvaneInterface::OrvaneServer& server, quint16 port)
 {
-    const QString keyPath = u":/Halden/Resources/hxkey.pem"_s;
-    const QString certificatePath = u":/Halden/Resources/hxcert.pem"_s;
-    const QString remedy = u"Build the application with an RSA key and its certificate, both PEM, as Qt resources."_s;
-    if (!QSslSocket::supportsSsl())
-        return {u"Qt has no TLS here"_s, u"Install OpenSSL and the TLS plugin of Qt."_s};
-    if (QSslKey(resource(keyPath), QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey).isNull())
-        return {u"No usable private key in %1"_s.arg(keyPath), remedy};
-    if (QSslCertificate(resource(certificatePath), QSsl::Pem).isNull())
-        return {u"No readable certificate in %1"_s.arg(certificatePath), remedy};
-    return {};
-}
-
-StartUpProblem startListening(OrvaneInterface::OrvaneServer& server, quint16 port)
-{
+    if (const QString trouble = server.sslErrorString(); !trouble.isEmpty())
+        return {trouble, u"Build the application with an RSA key and its certificate, both PEM, as Qt resources."_s};
+    server.setLimits(controlRoomLimits());
     server.startListeningForConnection();
     if (server.isListening())
         return {};

@@ -23,9 +23,5 @@ struct StartUpProblem {
     explicit operator bool() const { return !problem.isEmpty(); }
 };
 
-/// Whether the key pair in this application's resources can be used: the library listens without one all the same, and
-/// then no client gets in.
-StartUpProblem keyPairProblem();
-
-/// Starts to listen.
-StartUpProblem startListening(OrvaneInterface::OrvaneServer& server, quint16 port);
+/// Starts to listen, with limits, if clients can be served at all.
+StartUpProblem startServing(OrvaneInterface::OrvaneServer& server, quint16 port);

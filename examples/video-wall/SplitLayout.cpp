@@ -1,6 +1,7 @@
 #include "SplitLayout.h"
 
 #include <QStringList>
+#include <QXmlStreamReader>
 
 #include <algorithm>
 #include <utility>
@@ -83,4 +84,25 @@ QRectF SplitLayout::splitRect(int splitId, const QRectF& area, qreal gap) const
     const qreal stepY = (area.height() + gap) / gridSize;
     return {area.x() + cell.x() * stepX, area.y() + cell.y() * stepY, cell.width() * stepX - gap,
         cell.height() * stepY - gap};
+}
+
+LayoutDocument::LayoutDocument(const QString& document)
+{
+    QXmlStreamReader reader(document);
+    reader.readNextStartElement();
+    while (reader.readNextStartElement()) {
+        if (layoutName.isEmpty() && reader.name() == "layoutname"_L1)
+            layoutName = reader.readElementText(QXmlStreamReader::SkipChildElements).simplified();
+        else
+            reader.skipCurrentElement();
+    }
+    while (!reader.atEnd())
+        reader.readNext(); // what stands after the root element may still spoil the document
+
+    if (reader.hasError()) {
+        layoutName.clear();
+        problem = u"Unreadable document, line %1: %2"_s.arg(reader.lineNumber()).arg(reader.errorString());
+    } else if (layoutName.isEmpty()) {
+        problem = u"The document names no layout"_s;
+    }
 }

@@ -289,11 +289,11 @@ void TilePainter::paintInset(const Inset& inset, int subsplitId, const QRectF& t
     } else if (!picture) {
         paintNoPicture(target, QString());
     } else if (inset.objectId != 0) {
-        picture->paintCutOut(painter, target, picture->objectRect(inset.objectId));
+        picture->paint(painter, target, picture->objectRect(inset.objectId));
         label += u"  Object #%1"_s.arg(inset.objectId);
         color = WallColors::Playback;
     } else {
-        picture->paintCutOut(painter, target, *inset.cutOut);
+        picture->paint(painter, target, *inset.cutOut);
         label += u"  Detail"_s;
     }
     painter.setBrush(Qt::NoBrush);

@@ -1,6 +1,6 @@
 #include "WallState.h"
 
-#include "LayoutDocument.h"
+#include "SplitLayout.h"
 
 #include <QDateTime>
 

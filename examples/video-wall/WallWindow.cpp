@@ -1,7 +1,6 @@
 #include "WallWindow.h"
 
-#include "ActivityDelegate.h"
-#include "ActivityModel.h"
+#include "Activity.h"
 #include "ControlServer.h"
 #include "RecorderStrip.h"
 #include "WallColors.h"

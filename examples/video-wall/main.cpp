@@ -1,5 +1,5 @@
 // A host application as an integrator would write it: a wall of video pictures that Orvane drives.
-#include "ActivityModel.h"
+#include "Activity.h"
 #include "ControlServer.h"
 #include "DemoState.h"
 #include "SnapshotWriter.h"
@@ -91,10 +91,7 @@ int main(int argc, char** argv)
     OrvaneInterface::OrvaneServer server(&host, options.port, account.user, account.password, nullptr);
     QObject::connect(&state, &WallState::refreshFinished, &server,
         &OrvaneInterface::OrvaneServer::handleUpdateAllTreeDevicesFinished);
-    StartUpProblem problem = keyPairProblem();
-    if (!problem)
-        problem = startListening(server, options.port);
-
+    const StartUpProblem problem = startServing(server, options.port);
     if (problem)
         window.showProblem(problem.problem, problem.remedy);
     else

@@ -1,4 +1,4 @@
-#include "LayoutDocument.h"
+#include "SplitLayout.h"
 #include "TilePainter.h"
 #include "WallColors.h"
 #include "WallReport.h"

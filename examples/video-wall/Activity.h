@@ -3,6 +3,7 @@
 #include <QAbstractListModel>
 #include <QList>
 #include <QString>
+#include <QStyledItemDelegate>
 #include <QTime>
 
 /// What happened on the wall, oldest first. Only the latest entries are kept.
@@ -32,4 +33,15 @@ private:
     void add(const Entry& entry);
 
     QList<Entry> entries;
+};
+
+/// Draws an entry of the ActivityModel: the command with its time, the arguments below it, wrapped.
+class ActivityDelegate : public QStyledItemDelegate {
+    Q_OBJECT
+
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 };

@@ -4,7 +4,6 @@
 
 #include <QPointF>
 #include <QRectF>
-#include <QSizeF>
 
 class QPainter;
 
@@ -18,39 +17,32 @@ public:
     /// \a time in milliseconds decides where things have moved to.
     CameraPicture(const CameraSource& source, qint64 time);
 
-    /// Fills \a target with the whole picture.
-    void paint(QPainter& painter, const QRectF& target) const;
     /// Fills \a target with the part \a cutOut of the picture, whole picture 0..1. Keeps the shape of things: what
     /// \a target has room for beside the cut-out is picture as well.
-    void paintCutOut(QPainter& painter, const QRectF& target, const QRectF& cutOut) const;
+    void paint(QPainter& painter, const QRectF& target, const QRectF& cutOut = {0, 0, 1, 1}) const;
     /// The part of the picture, whole picture 0..1, in which an object is.
     QRectF objectRect(qint64 objectId) const;
 
 private:
-    enum class SceneKind { Road, Harbour, Hall, CarPark, TestCard };
+    enum class Scene { Road, Harbour, Hall, CarPark };
 
-    /// Something in the scene that moves, in the scene's units.
+    /// Something that moves, in the scene's units.
     struct Mover {
-        QPointF center; ///< where it stands, for what stands
+        QPointF foot;
         qreal size;
     };
 
-    static SceneKind sceneOf(const CameraSource& source);
-    Mover sceneMover(int index) const;
-    Mover roadCar(int index) const;
-    Mover boat() const;
-    Mover hallPerson(int index) const;
-    Mover carOnLane(int index) const;
-    void paintScene(QPainter& painter) const;
+    static Scene sceneOf(const CameraSource& source);
+    Mover mover(int index) const;
     void paintRoad(QPainter& painter) const;
     void paintHarbour(QPainter& painter) const;
     void paintHall(QPainter& painter) const;
     void paintCarPark(QPainter& painter) const;
-    void paintTestCard(QPainter& painter) const;
     /// Rises from 0 to 1 again and again, once in \a period seconds; cameras are out of step with each other.
     qreal phase(qreal period, qreal offset = 0) const;
 
     quint32 seed; ///< the same for the same camera
-    SceneKind scene;
+    Scene scene;
+    bool isDark; ///< night, or dusk
     qreal seconds;
 };
