@@ -26,6 +26,7 @@ private Q_SLOTS:
     void takesMessagesOfALength();
     void boundsWhatComesInsideACall();
     void endsWhoDoesNotReadItsReplies();
+    void servesWhoAsksForMuchAtOnce();
     void endsWhoDoesNotMakeTheHandshake();
     void endsWhoDoesNotLogIn();
     void countsNoTimeInWhichTheHostStandsStill();
@@ -257,6 +258,21 @@ void tst_server_limits::endsWhoDoesNotReadItsReplies()
     QTRY_COMPARE(exceeded, 1);
     QVERIFY(session.host.calls.size() < 25);
     QVERIFY(session.isServed());
+}
+
+/// What the system takes at once does not wait for the client.
+void tst_server_limits::servesWhoAsksForMuchAtOnce()
+{
+    OrvaneLimits limits;
+    limits.maxUnsentBytes = 30'000;
+    const LogCapture log;
+    LimitedSession session(limits);
+    session.host.presets.resize(1);
+    session.host.presets.front().name = std::string(20'000, 'x');
+    auto client = session.orvaneClient();
+    client->write(QByteArray("<getPresetsList/>\r\n\r\n").repeated(5));
+    const QByteArray list = reply("getPresetsListResponse", "<preset name=\"" + QByteArray(20'000, 'x') + "\" />");
+    QTRY_COMPARE(client->received, list.repeated(5));
 }
 
 void tst_server_limits::endsWhoDoesNotMakeTheHandshake()
