@@ -27,6 +27,7 @@ private Q_SLOTS:
 
 private:
     void openssl(const QString& arguments) const;
+    void write(const QString& file, const QByteArray& content) const;
     QByteArray content(const QString& file) const;
     QSslKey key(const QString& file, QSsl::KeyAlgorithm algorithm, const QByteArray& passPhrase = {}) const;
     QSslCertificate certificate(const QString& file) const { return QSslCertificate(content(file), QSsl::Pem); }
@@ -41,6 +42,13 @@ void tst_server_tls::openssl(const QString& arguments) const
     process.start(QStringLiteral(ORVANE_OPENSSL), arguments.split(u' '));
     QVERIFY(process.waitForFinished());
     QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
+}
+
+void tst_server_tls::write(const QString& file, const QByteArray& content) const
+{
+    QFile output(directory.filePath(file));
+    QVERIFY(output.open(QIODevice::WriteOnly));
+    QCOMPARE(output.write(content), content.size());
 }
 
 QByteArray tst_server_tls::content(const QString& file) const
@@ -67,6 +75,13 @@ void tst_server_tls::initTestCase()
     openssl(u"x509 -req -in issued.csr -CA rsa.pem -CAkey rsa.key -CAcreateserial -days 30 -out issued.pem"_s);
     // Valid in other times only.
     openssl(u"x509 -req -in issued.csr -CA rsa.pem -CAkey rsa.key -CAcreateserial -days -1 -out expired.pem"_s);
+    write(u"ca.cnf"_s,
+        "[ca]\ndefault_ca=a\n[a]\ndatabase=index\nnew_certs_dir=.\ndefault_md=sha256\npolicy=p\n[p]\ncommonName="
+        "supplied\n");
+    write(u"index"_s, {});
+    openssl(
+        u"ca -batch -notext -config ca.cnf -rand_serial -keyfile rsa.key -cert rsa.pem -in issued.csr -out early.pem"
+        " -startdate 20490101000000Z -enddate 20491231000000Z"_s);
 }
 
 void tst_server_tls::servesWithAnyKey_data()
@@ -117,6 +132,8 @@ void tst_server_tls::saysWhatIsWrong_data()
     QTest::newRow("another's key") << rsa << certificate(u"other.pem"_s) << u"is not that of the certificate"_s;
     QTest::newRow("a key of another kind") << rsa << certificate(u"ec.pem"_s) << u"is not that of the certificate"_s;
     QTest::newRow("weak") << key(u"weak.key"_s, QSsl::Rsa) << certificate(u"weak.pem"_s) << u"1024 bits"_s;
+    QTest::newRow("too early") << key(u"issued.key"_s, QSsl::Rsa) << certificate(u"early.pem"_s)
+                               << u"not valid before 2049-01-01T00:00:00Z"_s;
     QTest::newRow("expired") << key(u"issued.key"_s, QSsl::Rsa) << certificate(u"expired.pem"_s)
                              << u"not valid any more"_s;
 }
