@@ -24,11 +24,11 @@ QSslKey readKey(const QString& path, const QByteArray& passPhrase)
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly))
             break;
-        const QSslKey key(&file, algorithm, QSsl::Pem, QSsl::PrivateKey, passPhrase);
+        QSslKey key(&file, algorithm, QSsl::Pem, QSsl::PrivateKey, passPhrase);
         if (!key.isNull())
             return key;
     }
-    return QSslKey();
+    return {};
 }
 
 } // namespace

@@ -76,7 +76,8 @@ void tst_server_tls::initTestCase()
     // Valid in other times only.
     openssl(u"x509 -req -in issued.csr -CA rsa.pem -CAkey rsa.key -CAcreateserial -days -1 -out expired.pem"_s);
     write(u"ca.cnf"_s,
-        "[ca]\ndefault_ca=a\n[a]\ndatabase=index\nnew_certs_dir=.\ndefault_md=sha256\npolicy=p\n[p]\ncommonName="
+        "[ca]\ndefault_ca=a\n[a]\ndatabase=index\nnew_certs_dir=.\nserial=serial\ndefault_md=sha256\npolicy=p\n[p]"
+        "\ncommonName="
         "supplied\n");
     write(u"index"_s, {});
     openssl(
