@@ -212,8 +212,11 @@ void CameraPicture::paintRoad(QPainter& painter) const
         const qreal height = 6 + (seed * 7 + building * building * 13) % 17;
         const QRectF block(building * 13 - 4.0, RoadHorizon - height, 11.5, height);
         painter.fillRect(block, isDark ? QColor(0x181d2c) : QColor(0x707a86));
-        for (qreal y = block.top() + 2; isDark && y < RoadHorizon - 2; y += 3.4)
+        const int litWindows = isDark ? static_cast<int>((height - 4) / 3.4) + 1 : 0;
+        for (int window = 0; window < litWindows; ++window) {
+            const qreal y = block.top() + 2 + window * 3.4;
             painter.fillRect(QRectF(block.x() + 2 + std::fmod(y * 7, 6), y, 1.6, 1.4), QColor(240, 205, 130, 150));
+        }
     }
     fill(painter, {0, RoadHorizon, 160, 56}, isDark ? 0x1a2220 : 0x707c66, isDark ? 0x0e1413 : 0x4c5c46);
     drawPolygon(
@@ -259,8 +262,10 @@ void CameraPicture::paintHarbour(QPainter& painter) const
     painter.setPen(Qt::NoPen);
     painter.fillRect(QRectF(trolley - 4, 30, 8, 4), bodyColor(seed));
     drawPolygon(painter, QColor(isDark ? 0x262430 : 0x707270), {{{0, 53}, {52, 53}, {38, 62}, {0, 64}}});
-    for (quint32 box = 0; box < 6; ++box)
-        painter.fillRect(QRectF(1 + box % 3 * 6.2, 49 - box / 3 * 4.2, 5.8, 4), bodyColor(seed + box));
+    for (quint32 box = 0; box < 6; ++box) {
+        const bool isOnTop = box >= 3;
+        painter.fillRect(QRectF(1 + box % 3 * 6.2, isOnTop ? 44.8 : 49, 5.8, 4), bodyColor(seed + box));
+    }
 
     painter.translate(mover(0).foot - QPointF(20, 7)); // the boat
     drawShadow(painter, {19, 6.5}, 21, 2.5);
@@ -305,7 +310,8 @@ void CameraPicture::paintCarPark(QPainter& painter) const
     fill(painter, Whole, 0x52585c, 0x3e4348);
     painter.fillRect(QRectF(0, 0, 160, 6), QColor(0x52684c));
     painter.fillRect(QRectF(0, 84, 160, 6), QColor(0x52684c));
-    for (qreal x = 6; x < 160; x += 13.5) {
+    for (int bay = 0; bay <= 11; ++bay) {
+        const qreal x = 6 + bay * 13.5;
         painter.fillRect(QRectF(x, 8, 0.6, 22), QColor(226, 228, 222, 150));
         painter.fillRect(QRectF(x, 60, 0.6, 22), QColor(226, 228, 222, 150));
         painter.fillRect(QRectF(x, 44.7, 6, 0.6), QColor(226, 228, 222, 110));
