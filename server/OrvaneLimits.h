@@ -13,7 +13,8 @@ namespace OrvaneInterface {
  * The record never gets another member: it is a part of compiled hosts.
  */
 struct OrvaneLimits {
-    /// Clients at once. One that comes when so many are there is disconnected before its TLS handshake.
+    /// Clients at once. One that comes when so many are there is disconnected before its TLS handshake. Of one that has
+    /// left the place is free as soon as the event loop has seen it.
     int maxClients = 0;
     /// Logins of one connection that are not valid; the next one exceeds the limit.
     int maxInvalidLogins = 0;

@@ -74,15 +74,14 @@ void tst_server_tls::initTestCase()
     openssl(u"req -new -batch -subj /CN=issued -newkey rsa:2048 -nodes -keyout issued.key -out issued.csr"_s);
     openssl(u"x509 -req -in issued.csr -CA rsa.pem -CAkey rsa.key -CAcreateserial -days 30 -out issued.pem"_s);
     // Valid in other times only.
-    openssl(u"x509 -req -in issued.csr -CA rsa.pem -CAkey rsa.key -CAcreateserial -days -1 -out expired.pem"_s);
     write(u"ca.cnf"_s,
-        "[ca]\ndefault_ca=a\n[a]\ndatabase=index\nnew_certs_dir=.\nserial=serial\ndefault_md=sha256\npolicy=p\n[p]"
-        "\ncommonName="
-        "supplied\n");
+        "[ca]\ndefault_ca=a\n[a]\ndatabase=index\nnew_certs_dir=.\nserial=serial\ndefault_md=sha256\npolicy=p\n"
+        "unique_subject=no\n[p]\ncommonName=supplied\n");
     write(u"index"_s, {});
-    openssl(
-        u"ca -batch -notext -config ca.cnf -rand_serial -keyfile rsa.key -cert rsa.pem -in issued.csr -out early.pem"
-        " -startdate 20490101000000Z -enddate 20491231000000Z"_s);
+    const QString issue = u"ca -batch -notext -config ca.cnf -rand_serial -keyfile rsa.key -cert rsa.pem -in issued.csr"
+                          " -out %1.pem -startdate %2 -enddate %3"_s;
+    openssl(issue.arg(u"expired"_s, u"20200101000000Z"_s, u"20201231000000Z"_s));
+    openssl(issue.arg(u"early"_s, u"20490101000000Z"_s, u"20491231000000Z"_s));
 }
 
 void tst_server_tls::servesWithAnyKey_data()
