@@ -222,13 +222,13 @@ void OrvaneConnection::endIfExceeded(QLatin1String limit)
 bool OrvaneConnection::isEncrypted() const
 {
     const auto* sslSocket = qobject_cast<const QSslSocket*>(socket);
-    return sslSocket && sslSocket->isEncrypted();
+    return sslSocket != nullptr && sslSocket->isEncrypted();
 }
 
 qint64 OrvaneConnection::unsentBytes() const
 {
     const auto* sslSocket = qobject_cast<const QSslSocket*>(socket);
-    return socket->bytesToWrite() + (sslSocket ? sslSocket->encryptedBytesToWrite() : 0);
+    return socket->bytesToWrite() + (sslSocket != nullptr ? sslSocket->encryptedBytesToWrite() : 0);
 }
 
 QJsonObject OrvaneConnection::auditEntry(QLatin1String event) const

@@ -44,9 +44,14 @@ QString resourceTrouble(const QString& resource, const QString& expected)
     return resource + u" is not "_s + expected;
 }
 
-ServerSettings& settingsOf(const OrvaneServer& server)
+ServerSettings& settingsOf(OrvaneServer& server)
 {
     return *server.findChild<ServerSettings*>(QString(), Qt::FindDirectChildrenOnly);
+}
+
+const ServerSettings& settingsOf(const OrvaneServer& server)
+{
+    return *server.findChild<const ServerSettings*>(QString(), Qt::FindDirectChildrenOnly);
 }
 
 } // namespace

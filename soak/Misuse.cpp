@@ -17,6 +17,8 @@ namespace soak {
 namespace {
 
 constexpr int StayMs = 1500;
+constexpr qsizetype KiB = 1024;
+constexpr qsizetype MiB = 1024 * KiB;
 
 qint64 stay(const ServerProcess& server)
 {
@@ -45,7 +47,7 @@ qint64 sendAndStay(const ServerProcess& server, const Clients& clients)
 qint64 neverRead(const ServerProcess& server, int scale)
 {
     constexpr int commands = 200;
-    const QByteArray document = "<showLive><commandtag>" + QByteArray(100 * 1024, 'x') + "</commandtag></showLive>";
+    const QByteArray document = "<showLive><commandtag>" + QByteArray(100 * KiB, 'x') + "</commandtag></showLive>";
     const Clients clients = connectClients(server.port(), std::max(1, 20 / scale));
     for (const auto& client : clients) {
         client->disconnect();
@@ -62,7 +64,7 @@ qint64 neverEnd(const ServerProcess& server, int scale)
 {
     const Clients clients = connectClients(server.port(), std::max(1, 20 / scale));
     for (const auto& client : clients)
-        client->write(QByteArray(8 * 1024 * 1024, ' '));
+        client->write(QByteArray(8 * MiB, ' '));
     return sendAndStay(server, clients);
 }
 
@@ -152,12 +154,11 @@ private:
 
 const std::vector<Misuse>& misuses()
 {
-    constexpr qint64 mebibyte = 1024 * 1024;
     static const std::vector<Misuse> all {
-        {u"20 clients that never read their replies"_s, &neverRead, 64 * mebibyte},
-        {u"20 clients that send 8 MiB without an end"_s, &neverEnd, 16 * mebibyte},
-        {u"3,000 connections without a handshake"_s, &neverMakeTheHandshake, 16 * mebibyte},
-        {u"100 logins a second that are not valid"_s, &guessPasswords, 16 * mebibyte},
+        {u"20 clients that never read their replies"_s, &neverRead, 64 * MiB},
+        {u"20 clients that send 8 MiB without an end"_s, &neverEnd, 16 * MiB},
+        {u"3,000 connections without a handshake"_s, &neverMakeTheHandshake, 16 * MiB},
+        {u"100 logins a second that are not valid"_s, &guessPasswords, 16 * MiB},
     };
     return all;
 }

@@ -45,7 +45,7 @@ public:
         isServed();
     }
 
-    bool isServed()
+    bool isServed() const
     {
         const QByteArray expected = rejection("stillThere", "Unknown command");
         witness->received.clear();

@@ -59,7 +59,8 @@ QByteArray tst_server_tls::content(const QString& file) const
 
 QSslKey tst_server_tls::key(const QString& file, QSsl::KeyAlgorithm algorithm, const QByteArray& passPhrase) const
 {
-    return QSslKey(content(file), algorithm, QSsl::Pem, QSsl::PrivateKey, passPhrase);
+    const QByteArray pem = content(file);
+    return {pem, algorithm, QSsl::Pem, QSsl::PrivateKey, passPhrase};
 }
 
 void tst_server_tls::initTestCase()
