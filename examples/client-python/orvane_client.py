@@ -37,7 +37,7 @@ def connect(options):
     if options.pin:
         fingerprint = hashlib.sha256(connection.getpeercert(binary_form=True)).hexdigest()
         if fingerprint != options.pin.replace(":", "").lower():
-            raise ssl.SSLError(f"the host's certificate has the fingerprint {fingerprint}, not {options.pin}")
+            raise ConnectionError(f"the host's certificate has the fingerprint {fingerprint}, not {options.pin}")
     return connection
 
 
@@ -77,10 +77,10 @@ def main():
         print(f"No connection to {options.host}, port {options.port}: {error}", file=sys.stderr)
         return 3
     with connection:
-        send(connection, "<loginClient><username>" + escape(options.user) + "</username><password>"
-             + escape(os.environ["ORVANE_PASSWORD"]) + "</password></loginClient>")  # never answered
-        send(connection, options.command)
         try:
+            send(connection, "<loginClient><username>" + escape(options.user) + "</username><password>"
+                 + escape(os.environ["ORVANE_PASSWORD"]) + "</password></loginClient>")  # never answered
+            send(connection, options.command)
             reply = receive(connection)
         except OSError as error:
             print(f"No reply ({error}). Is the password right? Some commands are never answered.", file=sys.stderr)
