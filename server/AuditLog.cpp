@@ -54,7 +54,11 @@ QString peerOf(const QAbstractSocket& socket)
 
 QString forAudit(const QString& clientText)
 {
-    return clientText.size() <= LongestText ? clientText : clientText.first(LongestText) + u"..."_s;
+    if (clientText.size() <= LongestText)
+        return clientText;
+    // Half a character would be no Unicode any more.
+    const bool cutsCharacter = clientText.at(LongestText - 1).isHighSurrogate();
+    return clientText.first(cutsCharacter ? LongestText - 1 : LongestText) + u"..."_s;
 }
 
 } // namespace OrvaneInterface

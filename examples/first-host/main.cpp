@@ -11,12 +11,12 @@ class FirstHost final : public OrvaneInterface::OrvaneInterface {
     void showLive(std::string recorder, int camera, bool, int& splitId) override
     {
         splitId = splitId < 0 ? 0 : splitId; // the client is told
-        qInfo() << "Show camera" << camera << "of" << recorder.c_str() << "in split" << splitId;
+        qInfo() << "Show camera" << camera << "of" << QString::fromStdString(recorder) << "in split" << splitId;
     }
     void showLiveAtSubsplit(int, int, int) override { }
     void showTrackByName(std::string, std::string, int, qint64, bool, int&, qint64, qint64) override { }
     void showTrackById(std::string, int, int, qint64, bool, int&, qint64, qint64) override { }
-    void setPreset(std::string name) override { qInfo() << "Apply preset" << name.c_str(); }
+    void setPreset(std::string name) override { qInfo() << "Apply preset" << QString::fromStdString(name); }
     void setSplitMode(int) override { }
     void setSplitModeByName(int, const std::string&) override { }
     void setDetailViews(int, std::map<int, SubsplitRect>, std::map<int, qint64>) override { }

@@ -151,7 +151,7 @@ void GuideHost::showLive(std::string recorder, int camera, bool alarm, int& spli
 {
     if (splitId < 0 || splitId >= Splits)
         splitId = 0; // the client is told which split it was
-    qInfo() << "showLive" << recorder.c_str() << camera << alarm << splitId;
+    qInfo() << "showLive" << QString::fromStdString(recorder) << camera << alarm << splitId;
 }
 
 void GuideHost::showLiveAtSubsplit(int splitId, int camera, int subsplitIndex)
@@ -162,20 +162,20 @@ void GuideHost::showLiveAtSubsplit(int splitId, int camera, int subsplitIndex)
 void GuideHost::showTrackByName(std::string recorder, std::string trackName, int camera, qint64 time, bool alarm,
     int& splitId, qint64 limitStart, qint64 limitEnd)
 {
-    qInfo() << "showTrackByName" << recorder.c_str() << trackName.c_str() << camera << time << alarm << splitId
-            << limitStart << limitEnd;
+    qInfo() << "showTrackByName" << QString::fromStdString(recorder) << QString::fromStdString(trackName) << camera
+            << time << alarm << splitId << limitStart << limitEnd;
 }
 
 void GuideHost::showTrackById(std::string recorder, int trackId, int camera, qint64 time, bool alarm, int& splitId,
     qint64 limitStart, qint64 limitEnd)
 {
-    qInfo() << "showTrackById" << recorder.c_str() << trackId << camera << time << alarm << splitId << limitStart
-            << limitEnd;
+    qInfo() << "showTrackById" << QString::fromStdString(recorder) << trackId << camera << time << alarm << splitId
+            << limitStart << limitEnd;
 }
 
 void GuideHost::setPreset(std::string presetName)
 {
-    qInfo() << "setPreset" << presetName.c_str();
+    qInfo() << "setPreset" << QString::fromStdString(presetName);
 }
 
 void GuideHost::setSplitMode(int splitMode)

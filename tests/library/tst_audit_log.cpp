@@ -161,6 +161,11 @@ void tst_audit_log::keepsALineWhateverAClientSends()
     QVERIFY(std::all_of(line.begin(), line.end(), [](char character) { return character >= ' ' && character <= '~'; }));
     const QString user = QJsonDocument::fromJson(line).object()["user"_L1].toString();
     QVERIFY(user.startsWith(odd + u"xxx"_s));
+
+    const QString cutHere(199, u'y');
+    client->login((cutHere + u"\U0001F600 and more"_s).toUtf8(), "y");
+    QTRY_COMPARE(lines.size(), 3);
+    QCOMPARE(QJsonDocument::fromJson(lines.last()).object()["user"_L1].toString(), cutHere + u"..."_s);
 }
 
 void tst_audit_log::standsAServerThatIsDestroyedInALine()
