@@ -1,5 +1,6 @@
 #include "TilePainter.h"
 
+#include "CameraPicture.h"
 #include "WallColors.h"
 
 #include <QDateTime>
@@ -9,320 +10,259 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr qint64 AlarmPulseMilliseconds = 1000;
-/// More insets would hide the picture; the rest is only counted.
+/// More insets would hide the picture, and a client may ask for any number; the rest is only counted.
 constexpr qsizetype MostInsets = 6;
 constexpr int InsetRows = 3;
-/// In heights of its font.
-constexpr qreal LabelHeight = 1.16;
+constexpr QColor Shade {6, 9, 12, 180};
 
-QString timeText(qint64 time)
+QString timeText(qint64 time, const QString& format)
 {
-    return QDateTime::fromMSecsSinceEpoch(time).toUTC().toString(u"yyyy-MM-dd  HH:mm:ss"_s);
+    return QDateTime::fromMSecsSinceEpoch(time).toUTC().toString(format);
 }
 
-/// The time of day; with the date before it when the range leaves the day on which it begins.
-QString limitText(qint64 time, const Playback& playback)
+QColor colorOf(const Inset& inset)
 {
-    const QDateTime moment = QDateTime::fromMSecsSinceEpoch(time).toUTC();
-    const bool oneDay = playback.end - playback.start < 24LL * 60 * 60 * 1000;
-    return moment.toString(oneDay ? u"HH:mm:ss"_s : u"dd MMM HH:mm"_s);
+    if (inset.live)
+        return WallColors::Live;
+    return inset.objectId != 0 ? WallColors::Playback : WallColors::DetailView;
 }
+
+class TilePainter {
+public:
+    TilePainter(QPainter& painter, const QRectF& tile, const Split& split, qint64 now)
+        : painter(painter)
+        , tile(tile)
+        , split(split)
+        , now(now)
+        , textSize(std::clamp(tile.height() * 0.054, 9.5, 24.0))
+        , margin(std::clamp(tile.height() * 0.035, 5.0, 20.0))
+    {
+        if (!split.isFree() && split.fault.isEmpty())
+            picture.emplace(*split.source, split.playback ? split.playback->positionAt(now) : now);
+    }
+
+    void paint(int splitId)
+    {
+        if (split.isFree()) {
+            painter.fillRect(tile, WallColors::FreeTile);
+            paintFrame(tile, WallColors::Line, 1);
+            paintText(tile, Qt::AlignHCenter, QString::number(splitId), font(5), WallColors::Line.lighter(150));
+        } else {
+            paintPicture(tile, picture, split.fault);
+            for (auto inset = split.insets.begin(); picture && inset != split.insets.end(); ++inset)
+                paintMark(inset.key(), inset.value());
+            if (split.alarm)
+                paintAlarmGlow();
+            paintCaption();
+            paintLabel(tile.topRight() + QPointF(-margin, margin), QString::number(splitId), Shade, 0.95, 1);
+        }
+        paintInsets();
+        paintBadge();
+    }
+
+private:
+    /// \a scale 1 is ordinary text.
+    QFont font(qreal scale, bool bold = false) const
+    {
+        QFont font(u"DejaVu Sans"_s);
+        font.setPixelSize(std::max(8, static_cast<int>(std::lround(textSize * scale))));
+        font.setBold(bold);
+        return font;
+    }
+
+    /// Below this a badge covers nothing.
+    qreal badgeBottom() const { return tile.top() + margin + QFontMetricsF(font(1.35, true)).height() * 1.2; }
+
+    /// Returns the width of the text.
+    qreal paintText(const QRectF& line, int flags, const QString& text, const QFont& font, const QColor& color)
+    {
+        painter.setFont(font);
+        painter.setPen(color);
+        painter.drawText(
+            line, flags | Qt::AlignVCenter, QFontMetricsF(font).elidedText(text, Qt::ElideRight, line.width()));
+        return QFontMetricsF(font).horizontalAdvance(text);
+    }
+
+    /// To the right of \a corner or, with \a share 1, to the left.
+    void paintLabel(const QPointF& corner, const QString& text, const QColor& color, qreal scale, qreal share = 0)
+    {
+        const QFontMetricsF metrics(font(scale, true));
+        const qreal padding = metrics.height() * 0.34;
+        QRectF label(corner, QSizeF(metrics.horizontalAdvance(text) + 2 * padding, metrics.height() * 1.16));
+        label.translate(-share * label.width(), 0);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(color);
+        painter.drawRoundedRect(label, padding * 0.6, padding * 0.6);
+        const bool isBright = color.lightness() > 110 && color != WallColors::Alarm;
+        paintText(label, Qt::AlignHCenter, text, font(scale, true), isBright ? WallColors::Window : WallColors::Text);
+    }
+
+    /// Inside of \a rect.
+    void paintFrame(const QRectF& rect, const QColor& color, qreal width)
+    {
+        painter.setBrush(Qt::NoBrush);
+        painter.setPen(QPen(color, width, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
+        painter.drawRect(rect.adjusted(width / 2, width / 2, -width / 2, -width / 2));
+    }
+
+    void paintPicture(const QRectF& target, const std::optional<CameraPicture>& shown, const QString& fault)
+    {
+        if (shown) {
+            shown->paint(painter, target);
+            return;
+        }
+        painter.fillRect(target, WallColors::Panel);
+        painter.fillRect(target, QBrush(WallColors::Line, Qt::BDiagPattern));
+        const qreal line = QFontMetricsF(font(1.25, true)).height();
+        const QRectF upper(target.x(), target.center().y() - line, target.width(), line);
+        paintText(upper, Qt::AlignHCenter, u"No picture"_s, font(1.25, true), WallColors::Text);
+        paintText(upper.translated(0, line), Qt::AlignHCenter, fault, font(0.95), WallColors::MutedText);
+    }
+
+    void paintBadge()
+    {
+        const QPointF corner = tile.topLeft() + QPointF(margin, margin);
+        if (split.alarm) {
+            paintFrame(tile, WallColors::Alarm, alarmFrameWidth());
+            paintLabel(corner, u"ALARM"_s, WallColors::Alarm, 1.35);
+        } else if (split.playback) {
+            paintLabel(corner, u"PLAYBACK"_s, WallColors::Playback, 0.8);
+        } else if (picture) {
+            paintLabel(corner, u"LIVE"_s, WallColors::Live, 0.8);
+        }
+    }
+
+    /// The right text whole, the left one in the room that it leaves.
+    void paintPair(const QRectF& line, const QString& left, const QFont& leftFont, const QColor& leftColor,
+        const QString& right, qreal rightScale)
+    {
+        const qreal width = paintText(line, Qt::AlignRight, right, font(rightScale), WallColors::Text.darker(115));
+        paintText(line.adjusted(0, 0, -width - margin, 0), Qt::AlignLeft, left, leftFont, leftColor);
+    }
+
+    void paintCaption()
+    {
+        const bool isRunning = split.playback && picture;
+        const qreal height = QFontMetricsF(font(1.08, true)).height();
+        const qreal shadeHeight = (isRunning ? 4.2 : 1.4) * height + 2 * margin;
+        const QRectF shade(tile.x(), tile.bottom() - shadeHeight, tile.width(), shadeHeight);
+        QLinearGradient gradient(shade.topLeft(), shade.bottomLeft());
+        gradient.setColorAt(0, Qt::transparent);
+        gradient.setColorAt(0.35, Shade);
+        gradient.setColorAt(1, Shade);
+        painter.fillRect(shade, gradient);
+
+        QRectF line(tile.x() + margin, tile.bottom() - margin - height, tile.width() - 2 * margin, height);
+        if (isRunning) {
+            const Playback& playback = *split.playback;
+            // The time of day; with the date when the range leaves the day on which it begins.
+            const bool isOneDay = playback.end - playback.start < 24LL * 60 * 60 * 1000;
+            const QString format = isOneDay ? u"HH:mm:ss"_s : u"dd MMM HH:mm"_s;
+            paintPair(line, timeText(playback.start, format), font(0.78), WallColors::Text.darker(115),
+                timeText(playback.end, format), 0.78);
+            if (playback.limited)
+                paintText(line, Qt::AlignHCenter, u"limits"_s, font(0.78), WallColors::MutedText);
+            QRectF bar(line.x(), line.y() - textSize * 0.3, line.width(), textSize * 0.3);
+            painter.fillRect(bar, QColor(255, 255, 255, 55));
+            bar.setWidth(bar.width() * playback.progressAt(now));
+            painter.fillRect(bar, WallColors::Playback);
+            line.translate(0, -1.45 * height);
+            paintPair(line, playback.track, font(0.92), WallColors::Playback,
+                timeText(playback.positionAt(now), u"yyyy-MM-dd  HH:mm:ss"_s), 0.92);
+            line.translate(0, -1.05 * height);
+        }
+        paintPair(line, split.source->recorder, font(1.08, true), WallColors::Text,
+            u"Camera %1"_s.arg(split.source->camera), 0.92);
+    }
+
+    void paintInsets()
+    {
+        const qsizetype shown = std::min(split.insets.size(), MostInsets);
+        const QSizeF size = tile.size() * (shown <= 1 ? 0.38 : shown <= 2 ? 0.32 : 0.225);
+        for (int place = 0; place < shown; ++place) {
+            const auto inset = std::next(split.insets.begin(), place);
+            const QPointF corner(tile.right() - (place / InsetRows + 1) * (size.width() + margin),
+                badgeBottom() + place % InsetRows * (size.height() + margin * 0.7));
+            paintInset(inset.key(), inset.value(), QRectF(corner, size));
+        }
+        if (split.insets.size() > shown)
+            paintLabel({tile.right() - margin - 2 * size.width() - margin, tile.top() + margin},
+                u"%1 more views"_s.arg(split.insets.size() - shown), Shade, 0.8);
+    }
+
+    void paintInset(int subsplitId, const Inset& inset, const QRectF& target)
+    {
+        QString label = u"%1  Detail"_s.arg(subsplitId);
+        if (inset.live) {
+            label = u"%1  Camera %2"_s.arg(subsplitId).arg(inset.live->camera);
+            paintPicture(target,
+                inset.fault.isEmpty() ? std::optional<CameraPicture>(std::in_place, *inset.live, now) : std::nullopt,
+                inset.fault);
+        } else if (picture) {
+            if (inset.objectId != 0)
+                label = u"%1  Object #%2"_s.arg(subsplitId).arg(inset.objectId);
+            picture->paint(painter, target, partOf(inset));
+        } else {
+            paintPicture(target, std::nullopt, {});
+        }
+        paintFrame(target, colorOf(inset), std::max(1.5, tile.height() * 0.006));
+        const qreal scale = tile.height() > 300 ? 0.6 : 0.74;
+        const QFontMetricsF metrics(font(scale, true));
+        paintLabel(target.topLeft(), metrics.elidedText(label, Qt::ElideRight, target.width() - metrics.height()),
+            colorOf(inset), scale);
+    }
+
+    /// Which part of the picture an inset is taken from, whole picture 0..1.
+    QRectF partOf(const Inset& inset) const
+    {
+        return inset.objectId != 0 ? picture->objectRect(inset.objectId) : *inset.cutOut;
+    }
+
+    /// Shows on the picture itself what the inset is taken from.
+    void paintMark(int subsplitId, const Inset& inset)
+    {
+        if (inset.live)
+            return;
+        const QRectF part = partOf(inset);
+        const QRectF mark(tile.x() + part.x() * tile.width(), tile.y() + part.y() * tile.height(),
+            part.width() * tile.width(), part.height() * tile.height());
+        paintFrame(mark, colorOf(inset), std::max(1.4, tile.height() * 0.005));
+        paintLabel({mark.left(), std::max(mark.top(), badgeBottom())},
+            inset.objectId != 0 ? u"#%1"_s.arg(inset.objectId) : QString::number(subsplitId), colorOf(inset), 0.72);
+    }
+
+    qreal alarmFrameWidth() const { return std::max(4.0, tile.height() * 0.024); }
+
+    void paintAlarmGlow()
+    {
+        const qreal pulse = static_cast<qreal>(now % AlarmPulseMilliseconds) / AlarmPulseMilliseconds;
+        QColor color = WallColors::Alarm;
+        color.setAlphaF(static_cast<float>(0.2 + 0.08 * std::cos(2 * M_PI * pulse)));
+        paintFrame(tile, color, alarmFrameWidth() * 3.4);
+    }
+
+    QPainter& painter;
+    QRectF tile;
+    const Split& split;
+    qint64 now;
+    qreal textSize; ///< pixels of ordinary text on this tile
+    qreal margin;
+    std::optional<CameraPicture> picture; ///< of the split; none when it is free or has a fault
+};
 
 } // namespace
 
-TilePainter::TilePainter(QPainter& painter, const QRectF& tile, qint64 now)
-    : painter(painter)
-    , tile(tile)
-    , now(now)
-    , textSize(std::clamp(tile.height() * 0.054, 9.5, 24.0))
-    , margin(std::clamp(tile.height() * 0.035, 5.0, 20.0))
-{
-}
-
-QFont TilePainter::textFont(qreal scale, bool bold) const
-{
-    QFont font(u"DejaVu Sans"_s);
-    font.setPixelSize(std::max(8, static_cast<int>(std::lround(textSize * scale))));
-    font.setBold(bold);
-    return font;
-}
-
-/// Of the largest badge.
-QFont TilePainter::alarmFont() const
-{
-    return textFont(1.35, true);
-}
-
-void TilePainter::paint(int splitId, const Split& split)
+void paintTile(QPainter& painter, const QRectF& tile, int splitId, const Split& split, qint64 now)
 {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    if (split.isFree()) {
-        paintFree(splitId);
-    } else {
-        const CameraPicture picture(*split.source, pictureTime(split));
-        paintPicture(*split.source, split.fault, pictureTime(split), tile);
-        if (split.alarm)
-            paintAlarmFrame();
-        if (split.fault.isEmpty())
-            paintMarks(split, picture);
-        paintCaption(split);
-        paintSplitNumber(splitId);
-        paintInsets(split, picture);
-        paintBadge(split);
-    }
-    if (split.isFree() && !split.insets.isEmpty())
-        paintInsets(split, CameraPicture(CameraSource(), now));
+    TilePainter(painter, tile, split, now).paint(splitId);
     painter.restore();
-}
-
-qint64 TilePainter::pictureTime(const Split& split) const
-{
-    return split.playback ? split.playback->positionAt(now) : now;
-}
-
-QRectF TilePainter::onTile(const QRectF& part) const
-{
-    return {tile.x() + part.x() * tile.width(), tile.y() + part.y() * tile.height(), part.width() * tile.width(),
-        part.height() * tile.height()};
-}
-
-void TilePainter::paintFree(int splitId)
-{
-    painter.fillRect(tile, WallColors::FreeTile);
-    painter.setPen(QPen(WallColors::Line, 1));
-    painter.setBrush(Qt::NoBrush);
-    painter.drawRect(tile.adjusted(0.5, 0.5, -0.5, -0.5));
-    QFont font = textFont(1);
-    font.setPixelSize(std::max(16, static_cast<int>(tile.height() * 0.26)));
-    font.setWeight(QFont::Light);
-    paintTextLine(tile, Qt::AlignCenter, QString::number(splitId), font, WallColors::Line.lighter(150));
-}
-
-void TilePainter::paintPicture(const CameraSource& source, const QString& fault, qint64 time, const QRectF& target)
-{
-    if (fault.isEmpty())
-        CameraPicture(source, time).paint(painter, target);
-    else
-        paintNoPicture(target, fault);
-}
-
-void TilePainter::paintNoPicture(const QRectF& target, const QString& fault)
-{
-    painter.fillRect(target, QColor(24, 26, 30));
-    painter.save();
-    painter.setClipRect(target, Qt::IntersectClip);
-    painter.setPen(QPen(QColor(255, 255, 255, 9), target.height() * 0.05));
-    const qreal distance = target.height() * 0.14;
-    const int stripes = static_cast<int>((target.height() + target.width()) / distance) + 1;
-    for (int stripe = 0; stripe < stripes; ++stripe) {
-        const qreal x = stripe * distance - target.height();
-        painter.drawLine(target.bottomLeft() + QPointF(x, 0), target.topLeft() + QPointF(x + target.height(), 0));
-    }
-    painter.restore();
-    const QFont title = textFont(1.25, true);
-    const qreal line = QFontMetricsF(title).height();
-    const QRectF upper(target.x(), target.center().y() - line, target.width(), line);
-    paintTextLine(upper, Qt::AlignCenter, u"No picture"_s, title, WallColors::Text);
-    paintTextLine(upper.translated(0, line), Qt::AlignCenter, fault, textFont(0.95), WallColors::MutedText);
-}
-
-void TilePainter::paintTextLine(
-    const QRectF& line, int flags, const QString& text, const QFont& font, const QColor& color)
-{
-    painter.setFont(font);
-    painter.setPen(color);
-    painter.drawText(line, flags, QFontMetricsF(font).elidedText(text, Qt::ElideRight, line.width()));
-}
-
-void TilePainter::paintLabel(const QPointF& topLeft, const QString& text, const QColor& color, const QFont& font)
-{
-    const QFontMetricsF metrics(font);
-    const qreal padding = metrics.height() * 0.34;
-    const QRectF label(topLeft, QSizeF(metrics.horizontalAdvance(text) + 2 * padding, metrics.height() * LabelHeight));
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(color);
-    painter.drawRoundedRect(label, padding * 0.6, padding * 0.6);
-    paintTextLine(label, Qt::AlignCenter, text, font,
-        color.lightness() > 110 && color != WallColors::Alarm ? QColor(14, 18, 22) : QColor(Qt::white));
-}
-
-void TilePainter::paintBadge(const Split& split)
-{
-    const QPointF corner = tile.topLeft() + QPointF(margin, margin);
-    if (split.alarm) {
-        paintLabel(corner, u"ALARM"_s, WallColors::Alarm, alarmFont());
-        return;
-    }
-    if (split.playback)
-        paintLabel(corner, u"PLAYBACK"_s, WallColors::Playback, textFont(0.8, true));
-    else if (split.fault.isEmpty())
-        paintLabel(corner, u"LIVE"_s, WallColors::Live, textFont(0.8, true));
-}
-
-void TilePainter::paintSplitNumber(int splitId)
-{
-    const QFont font = textFont(0.95, true);
-    const QString text = QString::number(splitId);
-    const qreal width = QFontMetricsF(font).horizontalAdvance(text) + QFontMetricsF(font).height() * 0.68;
-    paintLabel({tile.right() - margin - width, tile.top() + margin}, text, QColor(10, 14, 18, 165), font);
-}
-
-void TilePainter::paintCaption(const Split& split)
-{
-    const QFont nameFont = textFont(1.08, true);
-    const QFont smallFont = textFont(0.92);
-    const qreal line = QFontMetricsF(nameFont).height();
-    const qreal barHeight = std::max(3.0, textSize * 0.3);
-    const bool running = split.playback && split.fault.isEmpty();
-    const qreal playbackHeight = running ? line * 2.2 + barHeight : 0;
-    const qreal height = line + margin * 2 + playbackHeight;
-    // Inside of an alarm frame.
-    const qreal inset = split.alarm ? alarmFrameWidth() : 0;
-    const QRectF shade(tile.x() + inset, tile.bottom() - height * 1.3, tile.width() - 2 * inset, height * 1.3 - inset);
-    QLinearGradient gradient(shade.topLeft(), shade.bottomLeft());
-    gradient.setColorAt(0, QColor(6, 9, 12, 0));
-    gradient.setColorAt(0.35, QColor(6, 9, 12, 165));
-    gradient.setColorAt(1, QColor(6, 9, 12, 225));
-    painter.fillRect(shade, gradient);
-
-    const qreal side = margin + inset;
-    QRectF text(tile.x() + side, tile.bottom() - margin - playbackHeight - line, tile.width() - 2 * side, line);
-    const QString camera = u"Camera %1"_s.arg(split.source->camera);
-    const qreal cameraWidth = QFontMetricsF(smallFont).horizontalAdvance(camera) + margin;
-    paintTextLine(text.adjusted(0, 0, -cameraWidth, 0), Qt::AlignLeft | Qt::AlignVCenter, split.source->recorder,
-        nameFont, WallColors::Text);
-    paintTextLine(text, Qt::AlignRight | Qt::AlignVCenter, camera, smallFont, QColor(205, 214, 222));
-    if (!running)
-        return;
-
-    text.translate(0, line * 1.05);
-    const QString time = timeText(split.playback->positionAt(now));
-    paintTextLine(text, Qt::AlignRight | Qt::AlignVCenter, time, smallFont, WallColors::Text);
-    const qreal timeWidth = QFontMetricsF(smallFont).horizontalAdvance(time) + margin;
-    paintTextLine(text.adjusted(0, 0, -timeWidth, 0), Qt::AlignLeft | Qt::AlignVCenter, split.playback->track,
-        smallFont, WallColors::Playback);
-    paintProgress(*split.playback, QRectF(text.x(), text.bottom() + line * 0.1, text.width(), barHeight));
-}
-
-void TilePainter::paintProgress(const Playback& playback, const QRectF& bar)
-{
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor(255, 255, 255, 55));
-    painter.drawRoundedRect(bar, bar.height() / 2, bar.height() / 2);
-    QRectF done = bar;
-    done.setWidth(std::max(bar.height(), bar.width() * playback.progressAt(now)));
-    painter.setBrush(WallColors::Playback);
-    painter.drawRoundedRect(done, bar.height() / 2, bar.height() / 2);
-
-    const QFont font = textFont(0.78);
-    const QRectF text(bar.x(), bar.bottom() + 1, bar.width(), QFontMetricsF(font).height());
-    paintTextLine(text, Qt::AlignLeft, limitText(playback.start, playback), font, WallColors::MutedText.lighter(120));
-    paintTextLine(text, Qt::AlignRight, limitText(playback.end, playback), font, WallColors::MutedText.lighter(120));
-    if (playback.limited)
-        paintTextLine(text, Qt::AlignHCenter, u"limits"_s, font, WallColors::MutedText);
-}
-
-void TilePainter::paintInsets(const Split& split, const CameraPicture& picture)
-{
-    const qsizetype shown = std::min(split.insets.size(), MostInsets);
-    const qreal share = shown <= 1 ? 0.38 : shown <= 2 ? 0.32 : 0.225;
-    const QSizeF size = tile.size() * share;
-    const qreal top = tile.y() + margin * 1.6 + QFontMetricsF(textFont(0.95, true)).height() * LabelHeight;
-    int place = 0;
-    const bool hasPicture = split.fault.isEmpty() && !split.isFree();
-    for (auto inset = split.insets.begin(); place < shown; ++inset, ++place) {
-        const int column = place / InsetRows; // from the right
-        const int row = place % InsetRows;
-        const QPointF corner(
-            tile.right() - (column + 1) * (size.width() + margin), top + row * (size.height() + margin * 0.7));
-        paintInset(inset.value(), inset.key(), QRectF(corner, size), hasPicture ? &picture : nullptr);
-    }
-    if (split.insets.size() <= MostInsets)
-        return;
-    const QString more = u"%1 more views"_s.arg(split.insets.size() - MostInsets);
-    const QFont font = textFont(0.8);
-    paintLabel(
-        {tile.right() - margin - 2 * size.width() - margin, tile.top() + margin}, more, QColor(10, 14, 18, 200), font);
-}
-
-/// Shows on the picture itself what the insets are taken from.
-void TilePainter::paintMarks(const Split& split, const CameraPicture& picture)
-{
-    for (auto inset = split.insets.begin(); inset != split.insets.end(); ++inset)
-        paintMark(inset.value(), inset.key(), picture);
-}
-
-void TilePainter::paintMark(const Inset& inset, int subsplitId, const CameraPicture& picture)
-{
-    if (inset.live)
-        return;
-    const bool object = inset.objectId != 0;
-    const QRectF mark = onTile(object ? picture.objectRect(inset.objectId) : *inset.cutOut);
-    const qreal width = std::max(1.4, tile.height() * 0.005);
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(QColor(0, 0, 0, 120), width * 2));
-    painter.drawRect(mark);
-    painter.setPen(QPen(object ? WallColors::Playback : WallColors::DetailView, width));
-    painter.drawRect(mark);
-    // Below the row of the badge, which would cover it.
-    const qreal badgeBottom = tile.top() + margin + QFontMetricsF(alarmFont()).height() * LabelHeight;
-    paintLabel({mark.left(), std::max(mark.top(), badgeBottom)},
-        object ? u"#%1"_s.arg(inset.objectId) : QString::number(subsplitId),
-        object ? WallColors::Playback : WallColors::DetailView, textFont(0.72, true));
-}
-
-void TilePainter::paintInset(const Inset& inset, int subsplitId, const QRectF& target, const CameraPicture* picture)
-{
-    QString label = QString::number(subsplitId);
-    QColor color = WallColors::DetailView;
-    if (inset.live) {
-        paintPicture(*inset.live, inset.fault, now, target);
-        label += u"  Camera %1"_s.arg(inset.live->camera);
-        color = WallColors::Live;
-    } else if (!picture) {
-        paintNoPicture(target, QString());
-    } else if (inset.objectId != 0) {
-        picture->paint(painter, target, picture->objectRect(inset.objectId));
-        label += u"  Object #%1"_s.arg(inset.objectId);
-        color = WallColors::Playback;
-    } else {
-        picture->paint(painter, target, *inset.cutOut);
-        label += u"  Detail"_s;
-    }
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(QColor(0, 0, 0, 130), std::max(3.0, tile.height() * 0.012)));
-    painter.drawRect(target);
-    painter.setPen(QPen(color, std::max(1.5, tile.height() * 0.006)));
-    painter.drawRect(target);
-    const QFont font = textFont(tile.height() > 300 ? 0.6 : 0.74, true);
-    const qreal room = target.width() - QFontMetricsF(font).height();
-    paintLabel(target.topLeft(), QFontMetricsF(font).elidedText(label, Qt::ElideRight, room), color, font);
-}
-
-qreal TilePainter::alarmFrameWidth() const
-{
-    return std::max(4.0, tile.height() * 0.024);
-}
-
-void TilePainter::paintAlarmFrame()
-{
-    const qreal pulse = static_cast<qreal>(now % AlarmPulseMilliseconds) / AlarmPulseMilliseconds;
-    const qreal strength = 0.86 + 0.14 * std::cos(2 * M_PI * pulse);
-    const qreal width = alarmFrameWidth();
-    QColor color = WallColors::Alarm;
-    painter.setBrush(Qt::NoBrush);
-    color.setAlphaF(static_cast<float>(0.16 + 0.7 * (strength - 0.72)));
-    painter.setPen(QPen(color, width * 3.4, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
-    painter.drawRect(tile.adjusted(width * 1.7, width * 1.7, -width * 1.7, -width * 1.7));
-    color = WallColors::Alarm;
-    color.setAlphaF(static_cast<float>(strength));
-    painter.setPen(QPen(color, width, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
-    painter.drawRect(tile.adjusted(width / 2, width / 2, -width / 2, -width / 2));
 }

@@ -41,6 +41,6 @@ void WallView::paintEvent(QPaintEvent* /*event*/)
         // Whole pixels, so that neighbours do not shimmer.
         const QRectF tile = state.layout().splitRect(splitId, area, gap).toAlignedRect();
         painter.setClipRect(tile);
-        TilePainter(painter, tile, now).paint(splitId, state.split(splitId));
+        paintTile(painter, tile, splitId, state.split(splitId), now);
     }
 }

@@ -21,7 +21,7 @@ QImage painted(const Split& split, qint64 now = 0)
     QImage image(320, 180, QImage::Format_RGB32);
     image.fill(Qt::black);
     QPainter painter(&image);
-    TilePainter(painter, image.rect(), now).paint(0, split);
+    paintTile(painter, image.rect(), 0, split, now);
     return image;
 }
 

@@ -24,7 +24,7 @@ public:
     QRectF objectRect(qint64 objectId) const;
 
 private:
-    enum class Scene { Road, Harbour, Hall, CarPark };
+    enum class Scene { Road, CarPark, Harbour, Hall };
 
     /// Something that moves, in the scene's units.
     struct Mover {
@@ -32,12 +32,10 @@ private:
         qreal size;
     };
 
-    static Scene sceneOf(const CameraSource& source);
     Mover mover(int index) const;
     void paintRoad(QPainter& painter) const;
     void paintHarbour(QPainter& painter) const;
     void paintHall(QPainter& painter) const;
-    void paintCarPark(QPainter& painter) const;
     /// Rises from 0 to 1 again and again, once in \a period seconds; cameras are out of step with each other.
     qreal phase(qreal period, qreal offset = 0) const;
 
