@@ -4,6 +4,7 @@
 #include <QRectF>
 #include <QString>
 
+#include <algorithm>
 #include <optional>
 
 /// A camera of a recorder. The recorder's cameras are numbered from 1.
@@ -23,9 +24,12 @@ struct Playback {
     qint64 from = 0; ///< where the playback began
     qint64 startedAt = 0; ///< when it began
 
-    qint64 positionAt(qint64 now) const;
+    qint64 positionAt(qint64 now) const { return std::clamp(from + std::max<qint64>(now - startedAt, 0), start, end); }
     /// 0 at the begin of the range to 1 at its end.
-    double progressAt(qint64 now) const;
+    double progressAt(qint64 now) const
+    {
+        return end <= start ? 1 : static_cast<double>(positionAt(now) - start) / static_cast<double>(end - start);
+    }
 };
 
 /// A small picture inside a split, known by its sub-split id.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Split.h"
+
 #include <QList>
 #include <QRect>
 #include <QRectF>
@@ -47,3 +49,13 @@ struct LayoutDocument {
     QString layoutName; ///< empty when there is a problem
     QString problem; ///< in words for people; empty when there is a name
 };
+
+/// A stored view of the whole wall: a layout, and the live pictures in its splits in the order of the split ids.
+struct Preset {
+    QString name;
+    SplitLayout layout;
+    QList<CameraSource> sources;
+};
+
+/// The presets of the wall, in the order to offer them.
+QList<Preset> storedPresets();

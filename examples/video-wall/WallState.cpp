@@ -1,7 +1,5 @@
 #include "WallState.h"
 
-#include "SplitLayout.h"
-
 #include <QDateTime>
 
 #include <algorithm>

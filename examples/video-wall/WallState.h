@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Preset.h"
 #include "RecorderCatalogue.h"
 #include "Split.h"
 #include "SplitLayout.h"

@@ -1,7 +1,6 @@
 // A host application as an integrator would write it: a wall of video pictures that Orvane drives.
 #include "Activity.h"
 #include "ControlServer.h"
-#include "DemoState.h"
 #include "SnapshotWriter.h"
 #include "WallHost.h"
 #include "WallOptions.h"
@@ -15,6 +14,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <string>
 
 using namespace Qt::StringLiterals;
 
@@ -50,6 +50,24 @@ void connectSnapshots(const WallHost& host, const WallState& state, SnapshotWrit
     QObject::connect(&host, &WallHost::displayCalled, &writer, &SnapshotWriter::writeSoon);
     QObject::connect(&state, &WallState::refreshFinished, &writer,
         [&writer] { writer.writeSoon(u"updateRecorderContentsFinished"_s); });
+}
+
+/// Something of everything, with the same host calls that Orvane would cause.
+void showDemo(WallHost& host)
+{
+    constexpr qint64 thursday1410 = 1'795'097'400'000; // 2026-11-19 14:10 UTC, in the track
+    constexpr qint64 minute = 60'000;
+    const std::string layout = "<setSplitMode><layoutname>one-large-seven-small</layoutname></setSplitMode>";
+    host.setPreset("Night");
+    host.setSplitModeByName(0, layout);
+    host.setDetailViews(0, {{0, {0.42F, 0.4F, 0.06F, 0.04F}}, {1, {0, 0.5F, 0.28F, 0.74F}}}, {{2, 4711}});
+    int splitId = 2;
+    host.showLive("North gate", 2, true, splitId);
+    splitId = 6;
+    host.showTrackByName("Harbour basin", "Thursday", 4, thursday1410 + 9 * minute, false, splitId,
+        thursday1410 - 10 * minute, thursday1410 + 20 * minute);
+    splitId = -1;
+    host.showLive("Main hall", 3, false, splitId);
 }
 
 void sayListening(quint16 port, const ControlAccount& account)
@@ -97,7 +115,8 @@ int main(int argc, char** argv)
     else
         window.showListening(server.serverPort(), account);
     writer.writeSoon(u"start"_s);
-    DemoState::apply(options.demoState, host);
+    if (options.demo)
+        showDemo(host);
 
     if (!options.snapshotFile.isEmpty()) {
         QApplication::processEvents(); // lets the window lay itself out

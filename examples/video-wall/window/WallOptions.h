@@ -15,5 +15,5 @@ struct WallOptions {
     QSize size;
     QString snapshotFile;
     QString snapshotDirectory;
-    QString demoState;
+    bool demo = false;
 };

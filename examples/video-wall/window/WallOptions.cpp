@@ -1,6 +1,5 @@
 #include "WallOptions.h"
 
-#include "DemoState.h"
 #include "SplitLayout.h"
 
 #include <QCommandLineParser>
@@ -44,13 +43,6 @@ QSize readSize(const QString& value)
     return size;
 }
 
-QString readDemoState(const QString& value)
-{
-    if (!value.isEmpty() && !DemoState::names().contains(value))
-        refuse(u"demo-state"_s, value, u"one of "_s + DemoState::names().join(u", "_s));
-    return value;
-}
-
 QString description()
 {
     return u"A video wall that the Orvane control system drives over the network.\n\n"
@@ -79,8 +71,7 @@ WallOptions::WallOptions(const QCoreApplication& application)
         u"snapshot"_s, u"Write the window as PNG after start-up, and end."_s, u"file"_s);
     const QCommandLineOption directoryOption(u"snapshot-directory"_s,
         u"Write the window as a numbered PNG into this directory after each call that changes it."_s, u"directory"_s);
-    const QCommandLineOption demoOption(
-        u"demo-state"_s, u"Fill the wall at start: %1."_s.arg(DemoState::names().join(u", "_s)), u"name"_s);
+    const QCommandLineOption demoOption(u"demo"_s, u"Fill the wall at start, for a picture of it."_s);
 
     QCommandLineParser parser;
     parser.setApplicationDescription(description());
@@ -99,5 +90,5 @@ WallOptions::WallOptions(const QCoreApplication& application)
     size = readSize(parser.value(sizeOption));
     snapshotFile = parser.value(snapshotOption);
     snapshotDirectory = parser.value(directoryOption);
-    demoState = readDemoState(parser.value(demoOption));
+    demo = parser.isSet(demoOption);
 }
