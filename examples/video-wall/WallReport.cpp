@@ -16,9 +16,8 @@ QString xmlText(const QString& text)
 {
     QString result;
     for (const char32_t character : text.toUcs4()) {
-        const bool allowed = character >= 0x20
-            ? (character < 0xd800 || character > 0xdfff) && character != 0xfffe && character != 0xffff
-            : character == '\t' || character == '\n' || character == '\r';
+        const bool allowed = character >= 0x20 ? character != 0xfffe && character != 0xffff
+                                               : character == '\t' || character == '\n' || character == '\r';
         result += allowed ? QString::fromUcs4(&character, 1) : QString(QChar::ReplacementCharacter);
     }
     return result;

@@ -1,20 +1,86 @@
 #include "SplitLayout.h"
 #include "TilePainter.h"
-#include "WallColors.h"
+#include "WallHost.h"
 #include "WallReport.h"
 #include "WallState.h"
 
+#include <QDateTime>
 #include <QImage>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 #include <QXmlStreamReader>
+
+#include <limits>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString NorthGate = u"North gate"_s;
+constexpr qint64 Monday = 1'794'787'200'000; // 2026-11-16 00:00 UTC, begin of the first track
+constexpr qint64 Minute = 60'000;
+constexpr qint64 Day = 24 * 60 * Minute;
+
+/// A wall, and what a client and a person see of it.
+struct Wall {
+    Wall() { state.setRefreshDuration(std::chrono::milliseconds(0)); }
+
+    /// Makes host calls: verbs with their numbers, the split first, separated by "; ".
+    void play(const QString& steps)
+    {
+        for (const QString& step : steps.split(u"; "_s)) {
+            const QString verb = step.section(u' ', 0, 0);
+            const std::string text = step.section(u' ', 1).toStdString();
+            const QStringList words = step.split(u' ');
+            const auto number = [&words](int word) { return words.value(word).toInt(); };
+            const auto part = [&words](int word) { return words.value(word).toFloat(); };
+            int splitId = number(1);
+            if (verb == "from"_L1)
+                recorder = text;
+            else if (verb == "live"_L1 || verb == "alarm"_L1)
+                host.showLive(recorder, number(2), verb == "alarm"_L1, splitId);
+            else if (verb == "track"_L1)
+                host.showTrackById(recorder, number(2), 1, -1, true, splitId, number(3) * Day, 0);
+            else if (verb == "monday"_L1)
+                host.showTrackByName(recorder, "Monday", 1, -1, false, splitId, 0, 0);
+            else if (verb == "subsplit"_L1)
+                host.showLiveAtSubsplit(splitId, number(2), number(3));
+            else if (verb == "object"_L1)
+                host.setDetailViews(splitId, {}, {{number(2), number(3)}});
+            else if (verb == "cut"_L1)
+                host.setDetailViews(splitId, {{1, {part(2), part(3), part(4), part(5)}}}, {});
+            else if (verb == "mode"_L1)
+                host.setSplitMode(number(1));
+            else if (verb == "document"_L1)
+                host.setSplitModeByName(0, text);
+            else
+                host.setPreset(text);
+            if (splitId != number(1))
+                chosen.append(splitId);
+        }
+    }
+
+    /// What getPertinentInfo answers, with little punctuation, and without times of now, free splits, and the recorder
+    /// that is meant throughout.
+    QString report()
+    {
+        static const QRegularExpression left(
+            uR"(<wall layout=| splits="\d+"|</wall>|<split id="\d+" state="free"/>| time="[^"]*"| recorder="North gate")"
+            R"(|T00:00:00\.000Z|\bid=|\bstate=|["<])"_s);
+        std::string answer;
+        return host.getPertinentInfo({}, answer) ? QString::fromStdString(answer).remove(left) : u"no answer"_s;
+    }
+
+    WallState state;
+    WallHost host {state};
+    QSignalSpy notes {&state, &WallState::noted};
+    QSignalSpy calls {&host, &WallHost::called};
+    QSignalSpy displayCalls {&host, &WallHost::displayCalled};
+    QList<int> chosen; ///< the splits of which clients are told that they are others than the wanted ones
+    std::string recorder = "North gate";
+};
 
 QImage painted(const Split& split, qint64 now = 0)
 {
@@ -23,20 +89,6 @@ QImage painted(const Split& split, qint64 now = 0)
     QPainter painter(&image);
     paintTile(painter, image.rect(), 0, split, now);
     return image;
-}
-
-Inset cutOut(qreal left, qreal top, qreal right, qreal bottom)
-{
-    Inset inset;
-    inset.cutOut = QRectF(QPointF(left, top), QPointF(right, bottom));
-    return inset;
-}
-
-Inset object(qint64 objectId)
-{
-    Inset inset;
-    inset.objectId = objectId;
-    return inset;
 }
 
 } // namespace
@@ -49,256 +101,98 @@ public:
     static void initMain() { qputenv("QT_QPA_PLATFORM", "offscreen"); }
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
-
-    void usesTheWantedSplit();
-    void choosesTheFirstFreeSplit();
-    void replacesTheOldestPictureOfAFullWallButNoAlarm();
-    void clearsAnAlarmWithTheNextPicture();
-    void completesWhatTheClientLeftOut();
-    void showsWhyThereIsNoPicture_data();
-    void showsWhyThereIsNoPicture();
-    void switchesTheSplitMode_data();
-    void switchesTheSplitMode();
-    void readsTheLayoutNameOfADocument_data();
-    void readsTheLayoutNameOfADocument();
-    void leavesTheLayoutToADocumentOfNoUse();
-    void dropsWhatTheNewLayoutHasNoSplitFor();
-    void fillsTheWallWithAPreset();
-    void leavesTheWallToAnUnknownPreset();
-    void replacesTheDetailViewsOfASplit();
-    void putsCutOutsInOrderAndIntoThePicture();
-    void dropsViewsOfThePictureWithThePicture();
+    void showsWhatIsAskedFor_data();
+    void showsWhatIsAskedFor();
     void playsWithinTheLimits_data();
     void playsWithinTheLimits();
-    void findsTracksByNameAndById();
-    void refusesASecondRefresh();
+    void listsItsRecordersAndPresets();
     void findsARecorderAndThenTracksByRefreshing();
-    void reportsWhatEachSplitShows();
     void reportsAwkwardNamesWellFormed();
-    void paintsAnAlarmRed();
-    void paintsAnotherPictureForAnotherCameraAndTime();
+    void paintsEachCameraAndTimeAndAlarms();
     void laysOutSplitsOfOneShapeWithoutOverlap();
-
-private:
-    int showLive(int camera, int wantedSplit, bool alarm = false)
-    {
-        return state->showLive({NorthGate, camera}, alarm, wantedSplit);
-    }
-
-    std::unique_ptr<WallState> state;
-    std::unique_ptr<QSignalSpy> notes;
 };
 
-void TestVideoWallState::init()
+void TestVideoWallState::showsWhatIsAskedFor_data()
 {
-    state = std::make_unique<WallState>();
-    state->setRefreshDuration(std::chrono::milliseconds(0));
-    notes = std::make_unique<QSignalSpy>(state.get(), &WallState::noted);
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<QList<int>>("chosen");
+    QTest::addColumn<int>("notes");
+    QTest::addColumn<QString>("report");
+    const auto row = [](const char* name, const char* steps, const QList<int>& chosen, int notes, const char* report) {
+        QTest::newRow(name) << QString::fromLatin1(steps) << chosen << notes << QString::fromLatin1(report);
+    };
+
+    row("the wanted split", "live 3 2", {}, 0, "four>split 3 live camera=2/>");
+    row("the first free one of four splits", "live 0 1; live -1 2; live 4 3; live -7 4", {1, 2, 3}, 3,
+        "four>split 0 live camera=1/>split 1 live camera=2/>split 2 live camera=3/>split 3 live camera=4/>");
+    row("the oldest picture of a full wall, but no alarm",
+        "alarm 2 1; live 3 1; live 0 1; live 1 1; live -1 5; live -1 6; track -1 1", {3, 0, 1}, 3,
+        "four>split 0 live camera=6/>split 1 playback camera=1 alarm=1>playback track=Monday (track 1) "
+        "start=2026-11-16 "
+        "end=2026-11-17/>/split>split 2 live camera=1 alarm=1/>split 3 live camera=5/>");
+    row("alarm, fault and playback go with the next picture", "alarm 0 17; monday 0; live 0 1", {}, 1,
+        "four>split 0 live camera=1/>");
+    row("neither recorder nor camera", "from ; live 0 -1", {}, 0, "four>split 0 live camera=1/>");
+    row("cameras that are not there", "live 0 0; live 1 16; live 2 17; from Tower; live 3 1", {}, 3,
+        "four>split 0 live camera=0 fault=Cameras are 1 to 16/>split 1 live camera=16/>split 2 live camera=17 "
+        "fault=Cameras are 1 to 16/>split 3 live recorder=Tower camera=1 fault=Unknown recorder/>");
+
+    row("sub-splits have cameras of the split's recorder", "from Car park; live 0 1; subsplit 0 8 2; subsplit 0 9 3",
+        {}, 0,
+        "four>split 0 live recorder=Car park camera=1>subsplit 2 recorder=Car park camera=8/>"
+        "subsplit 3 recorder=Car park camera=9 fault=Cameras are 1 to 8/>/split>");
+    row("sub-splits of a free split, and none", "subsplit 1 9 0; subsplit 0 1 -1; subsplit 4 1 0", {}, 2,
+        "four>split 1 free>subsplit 0 camera=9/>/split>");
+    row("detail views replace each other", "live 0 1; cut 0 0 0 .5 .5; object 0 2 8; object 9 2 8; object 1 2 8; cut 1",
+        {}, 2, "four>split 0 live camera=1>subsplit 2 objectid=8/>/split>");
+    row("cut-outs in order and inside the picture",
+        "cut 0 .75 1.5 .25 .5; cut 1 2 2 3 3; cut 2 inf 1 -inf 0; cut 3 nan 0 1 1", {}, 2,
+        "four>split 0 free>subsplit 1 ltx=0.25 lty=0.5 rbx=0.75 rby=1/>/split>"
+        "split 2 free>subsplit 1 ltx=0 lty=0 rbx=1 rby=1/>/split>");
+    row("another camera ends the views of the picture", "live 0 1; object 0 0 7; subsplit 0 4 1; live 0 2", {}, 0,
+        "four>split 0 live camera=2>subsplit 1 camera=4/>/split>");
+    row("the same camera does not", "live 1 1; object 1 0 7; alarm 1 1", {}, 0,
+        "four>split 1 live camera=1 alarm=1>subsplit 0 objectid=7/>/split>");
+
+    row("a track by its name", "monday 0", {}, 0,
+        "four>split 0 playback camera=1>playback track=Monday start=2026-11-16 end=2026-11-17/>/split>");
+    row("the last track by its number, from a limit", "track 0 4 20775", {}, 0,
+        "four>split 0 playback camera=1 alarm=1>"
+        "playback track=Thursday (track 4) start=2026-11-18 end=2026-11-20/>/split>");
+    row("no tracks -1, 0 and 5", "track 0 -1; track 1 0; mode 1; track 0 5", {}, 3,
+        "one>split 0 playback camera=1 "
+        "fault=No track &quot;Track 5&quot; alarm=1>playback track=Track 5 start=1970-01-01 end=1970-01-01/>/split>");
+
+    row("nine splits", "mode 9", {}, 0, "nine>");
+    row("sixteen splits", "mode 16", {}, 0, "sixteen>");
+    row("no modes 0 and 5", "mode 0; mode 5", {}, 2, "four>");
+    row("a picture goes when its split does", "live 0 1; subsplit 0 5 2; live 3 4; subsplit 3 5 2; mode 1; mode 4", {},
+        0, "four>split 0 live camera=1>subsplit 2 camera=5/>/split>");
+    row("layout in a child", "document <c><windowid>1</windowid><layoutname> Nine </layoutname></c>", {}, 0, "nine>");
+    row("namespace", "document <p:c xmlns:p='u'><p:layoutname>nine</p:layoutname></p:c>", {}, 0, "nine>");
+    row("two", "document <c><layoutname>nine</layoutname><layoutname>one</layoutname></c>", {}, 0, "nine>");
+    row("unknown layout", "document <c><layoutname>seven</layoutname></c>", {}, 1, "four>");
+    row("too deep", "document <c><d><layoutname>nine</layoutname></d></c>", {}, 1, "four>");
+    row("the root", "document <layoutname>nine</layoutname>", {}, 1, "four>");
+    row("never closed", "document <c><layoutname>nine</layoutname>", {}, 1, "four>");
+    row("rubbish after the end", "document <c><layoutname>nine</layoutname></c><", {}, 1, "four>");
+    row("no XML", "document layoutname nine", {}, 1, "four>");
+
+    row("a preset replaces everything", "preset Overview; alarm 3 1; object 0 0 7; preset Gates", {}, 0,
+        "four>split 0 live camera=1/>split 1 live camera=2/>split 2 live recorder=Car park camera=1/>"
+        "split 3 live recorder=Harbour basin camera=7/>");
+    row("an unknown preset", "live 3 1; preset Nowhere", {}, 1, "four>split 3 live camera=1/>");
 }
 
-void TestVideoWallState::cleanup()
+void TestVideoWallState::showsWhatIsAskedFor()
 {
-    notes.reset();
-    state.reset();
-}
-
-void TestVideoWallState::usesTheWantedSplit()
-{
-    QCOMPARE(showLive(2, 3), 3);
-    QCOMPARE(state->split(3).source, (CameraSource {NorthGate, 2}));
-    QVERIFY(state->split(0).isFree());
-    QCOMPARE(notes->size(), 0);
-}
-
-void TestVideoWallState::choosesTheFirstFreeSplit()
-{
-    showLive(1, 0);
-    QCOMPARE(showLive(2, -1), 1);
-    QCOMPARE(showLive(3, 4), 2); // the four splits end at 3
-    QCOMPARE(showLive(4, -7), 3);
-    QCOMPARE(notes->size(), 3);
-}
-
-void TestVideoWallState::replacesTheOldestPictureOfAFullWallButNoAlarm()
-{
-    showLive(1, 2, true);
-    for (const int splitId : {3, 0, 1})
-        showLive(1, splitId);
-    QCOMPARE(showLive(5, -1), 3);
-    QCOMPARE(showLive(6, -1), 0);
-    QCOMPARE(state->split(2).alarm, true);
-}
-
-void TestVideoWallState::clearsAnAlarmWithTheNextPicture()
-{
-    showLive(1, 0, true);
-    showLive(1, 0);
-    QVERIFY(!state->split(0).alarm);
-}
-
-void TestVideoWallState::completesWhatTheClientLeftOut()
-{
-    state->showLive({QString(), -1}, false, 0);
-    QCOMPARE(state->split(0).source, (CameraSource {state->recorders().first().name, 1}));
-    QCOMPARE(state->split(0).fault, QString());
-}
-
-void TestVideoWallState::showsWhyThereIsNoPicture_data()
-{
-    QTest::addColumn<QString>("recorder");
-    QTest::addColumn<int>("camera");
-    QTest::addColumn<QString>("fault");
-
-    QTest::newRow("unknown recorder") << u"Tower"_s << 1 << u"Unknown recorder"_s;
-    QTest::newRow("camera 0") << NorthGate << 0 << u"Cameras are 1 to 16"_s;
-    QTest::newRow("the last camera is there") << NorthGate << 16 << QString();
-    QTest::newRow("one camera too far") << NorthGate << 17 << u"Cameras are 1 to 16"_s;
-}
-
-void TestVideoWallState::showsWhyThereIsNoPicture()
-{
-    QFETCH(QString, recorder);
-    QFETCH(int, camera);
-
-    state->showLive({recorder, camera}, false, 0);
-    QTEST(state->split(0).fault, "fault");
-}
-
-void TestVideoWallState::switchesTheSplitMode_data()
-{
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<int>("splits");
-
-    QTest::newRow("one split") << 1 << 1;
-    QTest::newRow("nine splits") << 9 << 9;
-    QTest::newRow("sixteen splits") << 16 << 16;
-    QTest::newRow("no mode 0 leaves the four splits") << 0 << 4;
-    QTest::newRow("no mode 5 leaves the four splits") << 5 << 4;
-}
-
-void TestVideoWallState::switchesTheSplitMode()
-{
-    QFETCH(int, mode);
-    QFETCH(int, splits);
-
-    state->setSplitMode(mode);
-    QCOMPARE(state->layout().splitCount(), splits);
-    QCOMPARE(notes->size(), mode == splits ? 0 : 1);
-}
-
-void TestVideoWallState::readsTheLayoutNameOfADocument_data()
-{
-    QTest::addColumn<QString>("document");
-    QTest::addColumn<QString>("name");
-
-    QTest::newRow("child element") << "<c><windowid>1</windowid><layoutname> six </layoutname></c>"
-                                   << "six";
-    QTest::newRow("with a namespace") << "<p:c xmlns:p='u'><p:layoutname>six</p:layoutname></p:c>"
-                                      << "six";
-    QTest::newRow("the first of two") << "<c><layoutname>a</layoutname><layoutname>b</layoutname></c>"
-                                      << "a";
-    QTest::newRow("too deep") << "<c><d><layoutname>six</layoutname></d></c>"
-                              << "";
-    QTest::newRow("the root itself") << "<layoutname>six</layoutname>"
-                                     << "";
-    QTest::newRow("never closed") << "<c><layoutname>six</layoutname>"
-                                  << "";
-    QTest::newRow("rubbish after the end") << "<c><layoutname>six</layoutname></c><"
-                                           << "";
-    QTest::newRow("no XML") << "layoutname six"
-                            << "";
-    QTest::newRow("nothing") << ""
-                             << "";
-}
-
-void TestVideoWallState::readsTheLayoutNameOfADocument()
-{
-    QFETCH(QString, document);
-    QFETCH(QString, name);
-
-    const LayoutDocument layoutDocument(document);
-    QCOMPARE(layoutDocument.layoutName, name);
-    QCOMPARE(layoutDocument.problem.isEmpty(), !name.isEmpty());
-}
-
-void TestVideoWallState::leavesTheLayoutToADocumentOfNoUse()
-{
-    state->setLayoutByDocument(u"<c><layoutname>One-Large-Five-Small</layoutname></c>"_s);
-    QCOMPARE(state->layout().splitCount(), 6);
-    state->setLayoutByDocument(u"<c><layoutname>seven</layoutname></c>"_s);
-    state->setLayoutByDocument(u"<c"_s);
-    QCOMPARE(state->layout().splitCount(), 6);
-    QCOMPARE(notes->size(), 2);
-}
-
-void TestVideoWallState::dropsWhatTheNewLayoutHasNoSplitFor()
-{
-    showLive(1, 0);
-    showLive(4, 3);
-    state->showLiveAtSubsplit(0, 5, 2);
-    state->showLiveAtSubsplit(3, 5, 2);
-    state->setSplitMode(1);
-    QCOMPARE(state->split(0).insets.value(2).live, (CameraSource {NorthGate, 5}));
-    state->setSplitMode(4);
-    QCOMPARE(state->split(0).insets.size(), 1);
-    QVERIFY(state->split(3).isFree());
-    QVERIFY(state->split(3).insets.isEmpty());
-}
-
-void TestVideoWallState::fillsTheWallWithAPreset()
-{
-    showLive(1, 3, true);
-    for (const Preset& preset : state->presets()) {
-        state->setPreset(preset.name);
-        QCOMPARE(state->layout().name(), preset.layout.name());
-        for (int splitId = 0; splitId < state->layout().splitCount(); ++splitId) {
-            QCOMPARE(state->split(splitId).isFree(), splitId >= preset.sources.size());
-            QVERIFY(!state->split(splitId).alarm);
-        }
-    }
-    QCOMPARE(notes->size(), 0); // no preset asks for a camera that is not there
-}
-
-void TestVideoWallState::leavesTheWallToAnUnknownPreset()
-{
-    showLive(1, 3);
-    state->setPreset(u"Nowhere"_s);
-    QVERIFY(!state->split(3).isFree());
-    QCOMPARE(notes->size(), 1);
-}
-
-void TestVideoWallState::replacesTheDetailViewsOfASplit()
-{
-    showLive(1, 0);
-    state->setDetailViews(0, {{0, cutOut(0, 0, 0.5, 0.5)}, {1, object(7)}});
-    state->setDetailViews(0, {{2, object(8)}});
-    QCOMPARE(state->split(0).insets.keys(), QList<int> {2});
-    state->setDetailViews(0, {});
-    QVERIFY(state->split(0).insets.isEmpty());
-    state->setDetailViews(9, {{2, object(8)}});
-    QCOMPARE(notes->size(), 1);
-}
-
-void TestVideoWallState::putsCutOutsInOrderAndIntoThePicture()
-{
-    state->setDetailViews(
-        0, {{0, cutOut(0.75, 1.5, 0.25, 0.5)}, {1, cutOut(2, 2, 3, 3)}, {2, cutOut(qInf(), 1, -qInf(), 0)}});
-    QCOMPARE(state->split(0).insets.value(0).cutOut, QRectF(0.25, 0.5, 0.5, 0.5));
-    QVERIFY(!state->split(0).insets.contains(1));
-    QCOMPARE(state->split(0).insets.value(2).cutOut, QRectF(0, 0, 1, 1));
-}
-
-void TestVideoWallState::dropsViewsOfThePictureWithThePicture()
-{
-    showLive(1, 0);
-    state->setDetailViews(0, {{0, object(7)}});
-    state->showLiveAtSubsplit(0, 4, 1);
-    showLive(1, 0, true);
-    QCOMPARE(state->split(0).insets.size(), 2); // still the same camera
-    showLive(2, 0);
-    QCOMPARE(state->split(0).insets.keys(), QList<int> {1});
+    QFETCH(QString, steps);
+    Wall wall;
+    wall.play(steps);
+    QCOMPARE(wall.calls.size(), wall.displayCalls.size());
+    QTEST(static_cast<int>(wall.notes.size()), "notes");
+    QTEST(wall.chosen, "chosen");
+    QTEST(wall.report(), "report");
 }
 
 void TestVideoWallState::playsWithinTheLimits_data()
@@ -308,19 +202,20 @@ void TestVideoWallState::playsWithinTheLimits_data()
     QTest::addColumn<qint64>("limitEnd");
     QTest::addColumn<qint64>("begin");
     QTest::addColumn<qint64>("afterAMinute");
+    const auto row = [](const char* name, qint64 time, qint64 limitStart, qint64 limitEnd, qint64 begin, qint64 later) {
+        QTest::newRow(name) << time << limitStart << limitEnd << begin << later;
+    };
 
-    const qint64 track = 1'794'787'200'000; // Monday, 2026-11-16, 00:00 UTC
-    const qint64 minute = 60'000;
     const qint64 largest = std::numeric_limits<qint64>::max();
     const qint64 latest = 253'402'300'799'999;
-    QTest::newRow("from the start of the track") << qint64 {-1} << qint64 {0} << qint64 {0} << track << track + minute;
-    QTest::newRow("from the start of the limits")
-        << qint64 {-1} << track + 5 << track + minute << track + 5 << track + minute;
-    QTest::newRow("from a time") << track + 9 << qint64 {0} << qint64 {0} << track + 9 << track + 9 + minute;
-    QTest::newRow("a time before the track") << qint64 {9} << qint64 {0} << qint64 {0} << qint64 {9} << 9 + minute;
-    QTest::newRow("a time before the limits") << qint64 {9} << track << qint64 {0} << track << track + minute;
-    QTest::newRow("limits the wrong way round") << track << track + minute << track + 5 << track + 5 << track + minute;
-    QTest::newRow("a time beyond all calendars") << largest << qint64 {0} << largest << latest << latest;
+    row("from the start of the track", -1, 0, 0, Monday, Monday + Minute);
+    row("from the start of the limits", -1, Monday + 5, Monday + Minute, Monday + 5, Monday + Minute);
+    row("from a time", Monday + 9, 0, 0, Monday + 9, Monday + 9 + Minute);
+    row("a time before the track", 9, 0, 0, 9, 9 + Minute);
+    row("a time after the track", Monday + 7 * Day, 0, 0, Monday + 7 * Day, Monday + 7 * Day);
+    row("a time before the limits", 9, Monday, 0, Monday, Monday + Minute);
+    row("limits the wrong way round", Monday, Monday + Minute, Monday + 5, Monday + 5, Monday + Minute);
+    row("a time beyond all calendars", largest, 0, largest, latest, latest);
 }
 
 void TestVideoWallState::playsWithinTheLimits()
@@ -328,98 +223,85 @@ void TestVideoWallState::playsWithinTheLimits()
     QFETCH(qint64, time);
     QFETCH(qint64, limitStart);
     QFETCH(qint64, limitEnd);
-
-    state->showPlayback({{NorthGate, 1}, u"Monday"_s, time, limitStart, limitEnd}, false, 0);
-    const Playback playback = state->split(0).playback.value();
-    QTEST(playback.positionAt(playback.startedAt), "begin");
-    QTEST(playback.positionAt(playback.startedAt + 60'000), "afterAMinute");
+    Wall wall;
+    int splitId = 0;
+    wall.host.showTrackByName("North gate", "Monday", 1, time, false, splitId, limitStart, limitEnd);
+    const auto positionAfter = [&wall](qint64 duration) {
+        static const QRegularExpression form(u"<playback track=\"Monday\" time=\"([^\"]*)\""_s);
+        const qint64 startedAt = wall.state.split(0).playback.value().startedAt;
+        const QString text = form.match(wallReport(wall.state, startedAt + duration)).captured(1);
+        return QDateTime::fromString(text, Qt::ISODateWithMs).toMSecsSinceEpoch();
+    };
+    QTEST(positionAfter(0), "begin");
+    QTEST(positionAfter(Minute), "afterAMinute");
 }
 
-void TestVideoWallState::findsTracksByNameAndById()
+void TestVideoWallState::listsItsRecordersAndPresets()
 {
-    state->showPlayback({{NorthGate, 1}, 2}, false, 0);
-    QCOMPARE(state->split(0).playback->track, u"Tuesday (track 2)"_s);
-    QCOMPARE(state->split(0).fault, QString());
-    state->showPlayback({{NorthGate, 1}, 0}, false, 1);
-    state->showPlayback({{NorthGate, 1}, u"Sunday"_s}, false, 2);
-    QCOMPARE(state->split(1).fault, u"No track \"Track 0\""_s);
-    QCOMPARE(state->split(2).fault, u"No track \"Sunday\""_s);
-    showLive(1, 0);
-    QVERIFY(!state->split(0).playback);
-}
+    Wall wall;
+    std::vector<HostInterface::RecorderEntry> recorders;
+    wall.host.getRecorderList(recorders);
+    QCOMPARE(recorders.front().userName, "viewer");
+    QVERIFY(!recorders.front().password.empty() && recorders.front().password != "viewer");
+    QCOMPARE(recorders.front().maxNumChannels, 16);
+    QCOMPARE(recorders.front().tracks, (std::vector<std::string> {"Monday", "Tuesday", "Wednesday", "Thursday"}));
 
-void TestVideoWallState::refusesASecondRefresh()
-{
-    QSignalSpy finished(state.get(), &WallState::refreshFinished);
-    QVERIFY(state->startRefresh());
-    QVERIFY(!state->startRefresh());
-    QTRY_COMPARE(finished.size(), 1);
-    QVERIFY(!state->isRefreshing());
-    QVERIFY(state->startRefresh());
+    std::vector<HostInterface::PresetEntry> presets;
+    wall.host.getPresetsList(presets);
+    QCOMPARE(presets.size(), 5U);
+    for (const auto& preset : presets)
+        wall.host.setPreset(preset.name);
+    QCOMPARE(wall.notes.size(), 0); // all are known, and none asks for a camera that is not there
 }
 
 void TestVideoWallState::findsARecorderAndThenTracksByRefreshing()
 {
-    QSignalSpy finished(state.get(), &WallState::refreshFinished);
-    const auto recorders = state->recorders().size();
-    state->startRefresh();
-    QTRY_COMPARE(finished.size(), 1);
-    QCOMPARE(state->recorders().size(), recorders + 1);
-    const auto tracks = state->recorders().last().tracks.size();
-    state->startRefresh();
-    QTRY_COMPARE(finished.size(), 2);
-    QCOMPARE(state->recorders().size(), recorders + 1);
-    QCOMPARE(state->recorders().last().tracks.size(), tracks + 1);
-}
-
-void TestVideoWallState::reportsWhatEachSplitShows()
-{
-    state->setSplitMode(1);
-    showLive(2, 0, true);
-    state->setDetailViews(0, {{0, cutOut(0, 0, 0.5, 0.25)}, {3, object(7)}});
-    QCOMPARE(wallReport(*state, 0),
-        u"<wall layout=\"one\" splits=\"1\" time=\"1970-01-01T00:00:00.000Z\">"
-        "<split id=\"0\" state=\"live\" recorder=\"North gate\" camera=\"2\" alarm=\"1\">"
-        "<subsplit id=\"0\" ltx=\"0\" lty=\"0\" rbx=\"0.5\" rby=\"0.25\"/>"
-        "<subsplit id=\"3\" objectid=\"7\"/></split></wall>"_s);
+    Wall wall;
+    QSignalSpy finished(&wall.state, &WallState::refreshFinished);
+    for (int refresh = 1; refresh <= 2; ++refresh) {
+        QVERIFY(wall.host.updateRecorderContents());
+        QVERIFY(!wall.host.updateRecorderContents());
+        QTRY_COMPARE(finished.size(), refresh);
+        QCOMPARE(wall.state.recorders().size(), 5);
+        QCOMPARE(wall.state.recorders().last().tracks.size(), refresh);
+    }
 }
 
 void TestVideoWallState::reportsAwkwardNamesWellFormed()
 {
-    const QString name = u"<&>\"'\u00e9 "_s + QChar(0) + QChar(7) + QChar(0xd800) + QChar(0xffff);
-    state->showLive({name, 1}, false, 0);
-    state->showPlayback({{NorthGate, 1}, name}, false, 1);
-
-    QXmlStreamReader reader(wallReport(*state, 0));
+    const QString name = u"<&>\"'\u00e9 "_s + QChar(0) + QChar(7) + QChar(0xffff);
+    Wall wall;
+    wall.play(u"from "_s + QString(300, u'x') + u"; live 1 1"_s);
+    wall.state.showLive({name, 1}, false, 0);
+    wall.state.showPlayback({{u"North gate"_s, 1}, name}, false, 2);
+    QXmlStreamReader reader(wallReport(wall.state, 0));
     QStringList recorders;
     while (!reader.atEnd()) {
         if (reader.readNext() == QXmlStreamReader::StartElement && reader.name() == "split"_L1)
             recorders.append(reader.attributes().value("recorder"_L1).toString());
     }
     QCOMPARE(reader.errorString(), QString());
-    QCOMPARE(recorders.first(), u"<&>\"'\u00e9 \ufffd\ufffd\ufffd\ufffd"_s);
+    QCOMPARE(recorders.first(), u"<&>\"'\u00e9 \ufffd\ufffd\ufffd"_s);
+    QCOMPARE(recorders.at(1), QString(200, u'x')); // no name on the wall is longer
 }
 
-void TestVideoWallState::paintsAnAlarmRed()
+void TestVideoWallState::paintsEachCameraAndTimeAndAlarms()
 {
+    Wall wall;
+    const auto picture = [&wall](const QString& steps, qint64 now) {
+        wall.play(steps);
+        return painted(wall.state.split(0), now).copy(0, 40, 320, 80); // without captions
+    };
     const auto frameRed = [](const QImage& image) {
         const QColor color = image.pixelColor(1, image.height() / 2);
         return color.red() - qMax(color.green(), color.blue());
     };
-    showLive(1, 0);
-    QVERIFY(frameRed(painted(state->split(0))) < 60);
-    showLive(1, 0, true);
+    const QImage first = picture(u"live 0 1"_s, 0);
+    QVERIFY(frameRed(first) < 60);
+    QVERIFY(first != picture(u"live 0 1"_s, 1000));
+    QVERIFY(first != picture(u"live 0 3"_s, 0)); // which looks at the same scene
     for (const qint64 now : {0, 500}) // the brightest and the darkest moment of its pulse
-        QVERIFY(frameRed(painted(state->split(0), now)) > 120);
-}
-
-void TestVideoWallState::paintsAnotherPictureForAnotherCameraAndTime()
-{
-    showLive(1, 0);
-    const QImage first = painted(state->split(0));
-    QVERIFY(first != painted(state->split(0), 1000));
-    showLive(2, 0);
-    QVERIFY(first != painted(state->split(0)));
+        QVERIFY(frameRed(picture(u"alarm 0 1"_s, now)) > 120);
 }
 
 void TestVideoWallState::laysOutSplitsOfOneShapeWithoutOverlap()
@@ -428,15 +310,20 @@ void TestVideoWallState::laysOutSplitsOfOneShapeWithoutOverlap()
     for (const QString& name : SplitLayout::names()) {
         const SplitLayout layout = SplitLayout::named(name).value();
         qreal covered = 0;
+        QRectF withGaps;
         for (int splitId = 0; splitId < layout.splitCount(); ++splitId) {
             const QRectF split = layout.splitRect(splitId, area, 0);
             covered += split.width() * split.height();
-            QVERIFY(area.contains(split));
+            withGaps |= layout.splitRect(splitId, area, 8);
             QCOMPARE(split.width() / split.height(), 16.0 / 9.0);
-            for (int other = 0; other < splitId; ++other)
-                QVERIFY(!split.intersects(layout.splitRect(other, area, 0)));
+            for (int other = 0; other < splitId; ++other) {
+                const QRectF before = layout.splitRect(other, area, 0);
+                QVERIFY(!split.intersects(before));
+                QVERIFY(std::pair(before.y(), before.x()) < std::pair(split.y(), split.x())); // as one reads
+            }
         }
         QCOMPARE(covered, area.width() * area.height());
+        QCOMPARE(withGaps, area);
     }
 }
 
