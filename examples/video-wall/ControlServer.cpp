@@ -19,7 +19,8 @@ QString madeUpPassword()
     return password;
 }
 
-/// Far above what a control room needs, and what the process can bear from whoever reaches the port.
+/// Far above what a control room needs, and what the process can bear from whoever reaches the port; "Limits" in
+/// docs/hosting.md says of each how it was chosen.
 OrvaneInterface::OrvaneLimits controlRoomLimits()
 {
     OrvaneInterface::OrvaneLimits limits;

@@ -99,12 +99,10 @@ LayoutDocument::LayoutDocument(const QString& document)
     while (!reader.atEnd())
         reader.readNext(); // what stands after the root element may still spoil the document
 
-    if (reader.hasError()) {
-        layoutName.clear();
+    if (reader.hasError())
         problem = u"Unreadable document, line %1: %2"_s.arg(reader.lineNumber()).arg(reader.errorString());
-    } else if (layoutName.isEmpty()) {
+    else if (layoutName.isEmpty())
         problem = u"The document names no layout"_s;
-    }
 }
 
 namespace {

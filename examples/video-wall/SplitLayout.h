@@ -41,12 +41,12 @@ private:
 /**
  * What a setSplitMode document says about the layout, in a child element "layoutname".
  *
- * The document is client text and may be anything; one that is not well formed gives no name, only a problem.
+ * The document is client text and may be anything; one that is not well formed has a problem, whatever it names.
  */
 struct LayoutDocument {
     explicit LayoutDocument(const QString& document);
 
-    QString layoutName; ///< empty when there is a problem
+    QString layoutName; ///< of no use when there is a problem
     QString problem; ///< in words for people; empty when there is a name
 };
 
