@@ -45,7 +45,7 @@ QString trackLabel(const PlaybackRequest& request, const Track* track)
 
 Playback playbackOf(const PlaybackRequest& request, const Track& track, qint64 now)
 {
-    const qint64 time = std::min(request.time, LatestTime);
+    const qint64 time = request.time;
     Playback playback;
     playback.track = trackLabel(request, &track);
     playback.limited = request.limitStart > 0 || request.limitEnd > 0;
