@@ -21,7 +21,7 @@ namespace {
 
 constexpr qint64 Monday = 1'794'787'200'000; // 2026-11-16 00:00 UTC, begin of the first track
 constexpr qint64 Minute = 60'000;
-constexpr qint64 Day = 24 * 60 * Minute;
+constexpr qint64 Day = 1440 * Minute;
 
 /// A wall, and what a client and a person see of it.
 struct Wall {
@@ -155,6 +155,9 @@ void TestVideoWallState::showsWhatIsAskedFor_data()
         "four | split 0 playback 1 | playback Monday start=2026-11-16 end=2026-11-17");
     row("the last track by its number, from a limit", "track 0 4 20775", {}, 0,
         "four | split 0 playback 1 alarm=1 | playback Thursday (track 4) start=2026-11-18 end=2026-11-20");
+    row("a track in a split that is chosen", "live 0 1; track -1 2", {1}, 1,
+        "four | split 0 live 1 | split 1 playback 1 alarm=1 | playback Tuesday (track 2) start=2026-11-17 "
+        "end=2026-11-18");
     row("no tracks -1, 0 and 5", "track 0 -1; track 0 0; track 0 5", {}, 3,
         "four | split 0 playback 1 fault=No track &quot;Track 5&quot; alarm=1 | playback Track 5 start=1970-01-01 "
         "end=1970-01-01");
@@ -207,7 +210,7 @@ void TestVideoWallState::playsWithinTheLimits_data()
     row("a time after the track", Monday + 7 * Day, 0, 0, Monday + 7 * Day, Monday + 7 * Day);
     row("a time before the limits", 9, Monday, 0, Monday, Monday + Minute);
     row("limits the wrong way round", Monday, Monday + Minute, Monday + 5, Monday + 5, Monday + Minute);
-    row("a time beyond all calendars", largest, 0, largest, latest, latest);
+    row("beyond all calendars", largest, largest, 0, latest, latest);
 }
 
 void TestVideoWallState::playsWithinTheLimits()

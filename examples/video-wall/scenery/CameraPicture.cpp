@@ -176,8 +176,10 @@ void CameraPicture::paintRoad(QPainter& painter) const
         const qreal height = 6 + (seed * 7 + building * building * 13) % 17;
         const QRectF block(building * 13 - 4.0, RoadHorizon - height, 11.5, height);
         painter.fillRect(block, isDark ? QColor(0x181d2c) : QColor(0x707a86));
-        for (qreal y = block.top() + 2; isDark && y < RoadHorizon - 1; y += 3.4)
+        for (int window = 0; isDark && window * 3.4 < height - 3; ++window) {
+            const qreal y = block.top() + 2 + window * 3.4;
             painter.fillRect(QRectF(block.x() + 2 + std::fmod(y * 7, 6), y, 1.6, 1.4), QColor(240, 205, 130, 150));
+        }
     }
     fill(painter, {0, RoadHorizon, 160, 56}, isDark ? 0x1a2220 : 0x707c66, isDark ? 0x0e1413 : 0x4c5c46);
     const qreal lowerLeft = scene == Scene::CarPark ? -140 : 2; // as wide as the parked cars need, or a road

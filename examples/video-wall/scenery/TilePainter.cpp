@@ -188,8 +188,10 @@ private:
         const QSizeF size = tile.size() * (shown <= 1 ? 0.38 : shown <= 2 ? 0.32 : 0.225);
         for (int place = 0; place < shown; ++place) {
             const auto inset = std::next(split.insets.begin(), place);
-            const QPointF corner(tile.right() - (place / InsetRows + 1) * (size.width() + margin),
-                badgeBottom() + place % InsetRows * (size.height() + margin * 0.7));
+            const int column = place / InsetRows; // from the right
+            const int row = place % InsetRows;
+            const QPointF corner(tile.right() - (column + 1) * (size.width() + margin),
+                badgeBottom() + row * (size.height() + margin * 0.7));
             paintInset(inset.key(), inset.value(), QRectF(corner, size));
         }
         if (split.insets.size() > shown)
