@@ -15,7 +15,7 @@ start_host() {
         ORVANE_USER=operator ORVANE_PASSWORD=only-for-this-test "$@" "$port" > "$directory/host" 2>&1 &
         host_pid=$!
         for _ in {1..100}; do
-            ! grep -q '^Listening' "$directory/host" || return 0
+            ! grep -qs '^Listening' "$directory/host" || return 0
             kill -0 "$host_pid" 2> /dev/null || break
             sleep 0.1
         done

@@ -1,0 +1,115 @@
+Which hosts the client trusts, and what it makes of those that misbehave.
+
+  $ . "$TESTDIR/setup.sh"
+  $ trusting setPreset presetname=N
+  orvane-client: the certificate of 127.0.0.1:PORT is refused: REASON (if this is the host that you mean, trust it with --fingerprint FINGERPRINT)
+  [4]
+  $ trusting --show-certificate | grep -v '^Valid'
+  Subject: localhost
+  Issuer: localhost
+  SHA-256 fingerprint: FINGERPRINT
+  $ trusting --fingerprint "$fingerprint" setPreset presetname=N
+  <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setPreset</commandname></p:commandAccepted>
+  host: setPreset N
+  $ trusting --fingerprint "$(tr -d : <<< "${fingerprint,,}")" setPreset presetname=N
+  <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setPreset</commandname></p:commandAccepted>
+  host: setPreset N
+  $ trusting --fingerprint "${fingerprint//[0-9]/A}" setPreset presetname=N
+  orvane-client: the certificate of 127.0.0.1:PORT is refused: its fingerprint is FINGERPRINT, not the one given
+  [4]
+  $ trusting --fingerprint AB:CD setPreset presetname=N
+  orvane-client: "AB:CD" is no SHA-256 fingerprint: it takes 64 hexadecimal digits (--help tells more)
+  [1]
+  $ trusting --ca "$CERTIFICATE" setPreset presetname=N
+  <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setPreset</commandname></p:commandAccepted>
+  host: setPreset N
+  $ trusting --ca /dev/null setPreset presetname=N
+  orvane-client: "/dev/null" holds no PEM certificate (--help tells more)
+  [1]
+
+Without TLS:
+
+  $ orvane --port 1 c
+  orvane-client: cannot connect to 127.0.0.1:PORT: Connection refused
+  [4]
+  $ against plain 'HTTP/1.0 400 Bad Request\r\n\r\n' c
+  orvane-client: no TLS with 127.0.0.1:PORT: REASON
+  [4]
+  $ against shut '' c
+  orvane-client: no TLS with 127.0.0.1:PORT: REASON
+  [4]
+  $ in_vain 'no TLS' against plain '' c
+  orvane-client: no TLS with 127.0.0.1:PORT within TIME
+  [4]
+
+With TLS, and an answer that is late, of something else, cut short or no XML:
+
+  $ accepted() { echo "<commandAccepted><commandname>$1</commandname></commandAccepted>\r\n\r\n"; }
+  $ against tls '' c
+  orvane-client: 127.0.0.1:PORT closed the connection, no answer to c
+  [3]
+  $ against tls '<commandAccepted><co' c
+  orvane-client: 127.0.0.1:PORT closed the connection in the middle of a message, after 20 bytes
+  [3]
+  $ against tls "$(accepted c)" c
+  <commandAccepted><commandname>c</commandname></commandAccepted>
+  $ against tls "$(accepted b)<commandRejected><commandname>c</commandname><reason>r</reason></commandRejected>\r\n\r\n" c
+  <commandAccepted><commandname>b</commandname></commandAccepted>
+  <commandRejected><commandname>c</commandname><reason>r</reason></commandRejected>
+  orvane-client: c was rejected: r
+  [2]
+  $ against tls "$(accepted getPresetsList)<getPresetsListResponse/>\r\n\r\n" getPresetsList
+  <commandAccepted><commandname>getPresetsList</commandname></commandAccepted>
+  <getPresetsListResponse/>
+  $ against tls '<updateRecorderContentsFinished/>\r\n\r\n<anything/>\r\n\r\n' getPertinentInfo
+  <updateRecorderContentsFinished/>
+  <anything/>
+  $ against tls '<updateRecorderContentsFinished/>\r\n\r\n' updateRecorderContents
+  <updateRecorderContentsFinished/>
+  $ against tls "$(accepted c)<news/>\r\n\r\n" --wait news c
+  <commandAccepted><commandname>c</commandname></commandAccepted>
+  <news/>
+  $ against tls '<preset name="A & B" />\r\n\r\n' getPresetsList
+  <preset name="A & B" />
+  orvane-client: the answer is no well-formed XML: REASON
+  [5]
+  $ against tls '\xff\xfe\r\n\r\n' c
+  \xff\xfe (esc)
+  orvane-client: the answer is no well-formed XML: REASON
+  [5]
+  $ against tls '\r\n\r\n' c
+  |
+  orvane-client: the answer is no well-formed XML: it is empty
+  [5]
+  $ against tls '<p:getPresetsListResponse/>\r\n\r\n' getPresetsList
+  <p:getPresetsListResponse/>
+  orvane-client: the answer is no well-formed XML: REASON
+  [5]
+  $ against tls '<commandAccepted><commandname>c</commandname></commandAccept>\r\n\r\n' c
+  <commandAccepted><commandname>c</commandname></commandAccept>
+  orvane-client: the answer is no well-formed XML: REASON
+  [5]
+  $ in_vain 'no answer' against silent '' getPertinentInfo
+  orvane-client: no answer to getPertinentInfo within TIME
+  host got: <getPertinentInfo></getPertinentInfo>
+  [3]
+
+Indented it keeps its prefixes, or stays as it is; nothing in a trace reaches the terminal as a control character, nor
+does the password of a login that somebody wrote by hand:
+
+  $ against tls '<p:list xmlns:p="u"> <r n="&lt;&quot;">a &amp; b</r><e></e></p:list>\r\n\r\n' --pretty c
+  <p:list xmlns:p="u">
+    <r n="&lt;&quot;">a &amp; b</r>
+    <e/>
+  </p:list>
+  $ against tls 'no <xml\r\n\r\n' --pretty c
+  no <xml
+  orvane-client: the answer is no well-formed XML: REASON
+  [5]
+  $ printf '<loginClient><p:password\n>geheim' | against tls '\x1b[2J\xff\r\n\r\n' --trace --file -
+  |> <loginClient><username>Orvane</username><password>***</password></loginClient>\r\n
+  |> \r\n
+  |> <loginClient><p:password\n
+  |> >***\n
+  |< \\x1b[2J\xc3\xbf\\r\\n (esc)
+  |< \r\n

@@ -1,0 +1,48 @@
+# To be sourced by the transcripts: the example host, and short names for the client.
+. "$TESTDIR/../support/host-process.sh"
+export LC_ALL=C.UTF-8
+unset ORVANE_USER ORVANE_PASSWORD
+fingerprint=$(openssl x509 -in "$CERTIFICATE" -noout -fingerprint -sha256 | cut -d= -f2)
+patience=(--timeout 60) # for a machine that does much else; what must not answer is given less
+
+# trusting ARGUMENT...: the client with a trust of its own, then what the host was asked.
+trusting() {
+    local status
+    timeout 100 "$CLIENT" --port "$port" "${patience[@]}" "$@" 2>&1 | hide
+    status=${PIPESTATUS[0]}
+    sed -n 's/^Host was asked:/host:/p' "$directory/host" > calls
+    tail -n "+$(($(wc -l < known_calls) + 1))" calls
+    mv calls known_calls
+    return "$status"
+}
+orvane() { trusting --insecure "$@"; }
+
+# against KIND ANSWER ARGUMENT...: the client against a host that misbehaves, see peer.py.
+against() {
+    local kind=$1 answer=$2
+    timeout 100 "$PYTHON" "$TESTDIR/peer.py" "$kind" "$answer" "$CLIENT" --insecure "${patience[@]}" "${@:3}" 2>&1 | hide
+    return "${PIPESTATUS[0]}"
+}
+sent() { against silent '' --no-reply "$@"; }
+
+# in_vain TEXT COMMAND...: what ends by a timeout and says so, be it a longer one where connecting takes more than that.
+in_vain() {
+    local patience seconds status output
+    for seconds in 0.3 3 30; do
+        patience=(--timeout "$seconds") status=0
+        output=$("${@:2}") || status=$?
+        [[ $output != *"$1"* ]] || break
+    done
+    echo "$output"
+    return "$status"
+}
+
+# What differs from run to run, or from one release of a library to the next.
+hide() {
+    sed "s/$fingerprint/FINGERPRINT/; s/\(127\.0\.0\.1:\)[0-9]*/\1PORT/; s/ within [0-9.]* s/ within TIME/
+        s/\(no well-formed XML: \|no TLS with [^ ]*: \)[^i].*/\1REASON/; s/refused: The .* (if/refused: REASON (if/
+        s/^[<>] \|^$/|&/" # a line that is empty, or that cram would take for more of the command
+}
+
+start_host "$HOST"
+: > known_calls

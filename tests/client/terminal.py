@@ -1,0 +1,163 @@
+#!/usr/bin/python3
+"""The command-line client as somebody at a terminal has it. Every wait is for a text or a document, with much patience."""
+import contextlib
+import os
+import queue
+import stat
+import tempfile
+import termios
+import threading
+import unittest
+
+import pexpect
+
+import peer
+
+PROMPT = "orvane> "
+ARROW_UP = "\x1b[A"
+CTRL_C = "\x03"
+CTRL_D = "\x04"
+PATIENCE = 60  # seconds, for a machine that does much else
+
+
+class Terminal(unittest.TestCase):
+    def setUp(self):
+        self.home = tempfile.TemporaryDirectory()
+        self.addCleanup(self.home.cleanup)
+        self.listener = peer.listen()
+        self.addCleanup(self.listener.close)
+        self.documents = queue.Queue()
+        self.client = None
+        threading.Thread(target=self.serve, daemon=True).start()
+
+    def serve(self):
+        """Accepts every command but a refresh, one client after the other."""
+        while self.listener.fileno() >= 0:
+            with contextlib.suppress(OSError), peer.accept(self.listener) as self.connection:
+                for message in peer.messages(self.connection):
+                    name = message[1:message.index(b">")]
+                    if name != b"loginClient":
+                        self.documents.put(message.decode())
+                    if name not in (b"loginClient", b"updateRecorderContents"):
+                        self.send(b"<commandAccepted><commandname>" + name + b"</commandname></commandAccepted>")
+
+    def send(self, message):
+        self.connection.sendall(message + peer.END)
+
+    def start(self, *arguments, until=PROMPT):
+        environment = {"HOME": self.home.name, "TERM": "xterm", "LC_ALL": "C.UTF-8",
+                       **{name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}}
+        port = str(self.listener.getsockname()[1])
+        if self.client:
+            self.client.close(force=True)
+        self.client = pexpect.spawn(
+            os.environ["CLIENT"], ["--insecure", "--port", port, "--timeout", str(PATIENCE), *arguments],
+            env=environment, timeout=PATIENCE, dimensions=(24, 80), encoding="utf-8")
+        self.client.delaybeforesend = None
+        self.addCleanup(self.client.close, force=True)
+        self.shows(until)
+
+    def type(self, keys):
+        self.client.send(keys)
+
+    def shows(self, text):
+        self.client.expect_exact(text)
+
+    def host_gets(self, document):
+        self.assertEqual(self.documents.get(timeout=PATIENCE), document)
+
+    def ends(self):
+        self.client.expect(pexpect.EOF)
+        self.client.wait()
+        self.assertEqual(self.client.exitstatus, 0)
+
+    def is_usual(self):
+        """Whether the terminal itself edits lines, shows keys and makes signals of some."""
+        usual = termios.ICANON | termios.ECHO | termios.ISIG
+        return termios.tcgetattr(self.client.child_fd)[3] & usual == usual
+
+    def test_tabulator_completes(self):
+        for keys, document in [
+            ("setPr\tpre\tA\r", "<setPreset><presetname>A</presetname></setPreset>"),
+            ("showL\tA\tsp\t3\r", "<showLiveAtSubsplit><splitid>3</splitid></showLiveAtSubsplit>"),
+            ("showT\ttrack=a track\t1\r", "<showTrack><track>a</track><trackid>1</trackid></showTrack>"),
+            ("setD\tsu\t0,ob\t7\r", '<setDetailViews><subsplits><subsplit id="0" objectid="7"/></subsplits>'
+                                    "</setDetailViews>"),
+            ("nope s\t\r", None),
+        ]:
+            with self.subTest(keys):
+                self.start()
+                self.type(keys)
+                if document:
+                    self.host_gets(document)
+                else:
+                    self.shows('"s" is no parameter')
+
+    def test_tabulator_twice_lists_what_fits(self):
+        for keys, fitting in [
+            ("showLive", ["showLive ", "showLiveAtSubsplit"]),
+            ("help showLive", ["showLive ", "showLiveAtSubsplit"]),
+            ("setDetailViews ", ["splitid=", "subsplit:id="]),
+            ("setDetailViews subsplit:id=0,rb", ["subsplit:id=0,rbx=", "subsplit:id=0,rby="]),
+        ]:
+            with self.subTest(keys):
+                self.start()
+                self.type(keys + "\t\t")
+                self.shows("\n" + fitting[0])
+                self.shows(fitting[1])
+                self.shows(PROMPT + keys)
+
+    def test_arrow_up_brings_lines_back(self):
+        kept = "<setPreset><presetname>A</presetname></setPreset>"
+        self.start()
+        self.type("setPreset presetname=A\r")
+        self.host_gets(kept)
+        self.shows(PROMPT)
+        self.type("loginClient username=operator password=secret\r")  # the one line that is not kept
+        self.shows(PROMPT)
+        self.type(ARROW_UP + "\r")
+        self.host_gets(kept)
+        self.shows(PROMPT)
+        self.type(CTRL_D)
+        self.ends()
+        history = os.stat(os.path.join(self.home.name, ".local/share/orvane-client/history"))
+        self.assertEqual(stat.S_IMODE(history.st_mode) & 0o077, 0)
+        self.start()
+        self.type(ARROW_UP + "\r")
+        self.host_gets(kept)
+
+    def test_notice_leaves_the_typed_text_standing(self):
+        for preset, up_to_prompt in [("A-end", ""), ("A" * 100 + "-end", "\x1b[1A")]:
+            with self.subTest(preset):
+                self.start()
+                self.type("updateRecorderContents\r")
+                self.host_gets("<updateRecorderContents></updateRecorderContents>")
+                self.shows(PROMPT)  # although the refresh is not over
+                self.type("setPreset presetname=" + preset)
+                self.shows("-end")
+                self.send(b"<updateRecorderContentsFinished/>")
+                self.shows(up_to_prompt + "\r\x1b[J<updateRecorderContentsFinished")  # where the prompt stood
+                self.shows("\n" + PROMPT + "setPreset presetname=A")
+                self.shows("-end")
+                self.type("\r")
+                self.host_gets(f"<setPreset><presetname>{preset}</presetname></setPreset>")
+
+    def test_leaves_the_terminal_as_it_was(self):
+        for keys in ["quit\r", CTRL_D, CTRL_C, "setPreset" + CTRL_C]:
+            with self.subTest(keys):
+                self.start()
+                self.assertFalse(self.is_usual())
+                self.type(keys)
+                self.ends()
+                self.assertTrue(self.is_usual())
+                self.assertTrue(self.documents.empty())
+
+    def test_password_is_not_shown(self):
+        self.start("--user", "operator", until="Password of operator: ")
+        self.type("secret\r")
+        self.shows(PROMPT)
+        self.assertNotIn("secret", self.client.before)
+
+
+if __name__ == "__main__":
+    unittest.main()
