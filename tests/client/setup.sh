@@ -25,7 +25,7 @@ against() {
 }
 sent() { against silent '' --no-reply "$@"; }
 
-# in_vain TEXT COMMAND...: what ends by a timeout and says so, be it a longer one where connecting takes more than that.
+# in_vain TEXT COMMAND...: what ends by a timeout and says so, be it a longer one where connecting takes more.
 in_vain() {
     local patience seconds status output
     for seconds in 0.3 3 30; do
@@ -40,7 +40,8 @@ in_vain() {
 # What differs from run to run, or from one release of a library to the next.
 hide() {
     sed "s/$fingerprint/FINGERPRINT/; s/\(127\.0\.0\.1:\)[0-9]*/\1PORT/; s/ within [0-9.]* s/ within TIME/
-        s/\(no well-formed XML: \|no TLS with [^ ]*: \)[^i].*/\1REASON/; s/refused: The .* (if/refused: REASON (if/
+        s/\(no TLS with [^ ]*:\) .*/\1 REASON/; s/refused: The .* (if/refused: REASON (if/
+        /it is empty$/!s/\(no well-formed XML:\) .*/\1 REASON/
         s/^[<>] \|^$/|&/" # a line that is empty, or that cram would take for more of the command
 }
 

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The command-line client as somebody at a terminal has it. Every wait is for a text or a document, with much patience."""
+"""The command-line client as somebody at a terminal has it. Every wait is for a text or a document."""
 import contextlib
 import os
 import queue
