@@ -12,16 +12,50 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Whether the TLS library would begin with these two. Qt tells only when encryption starts, so it is started, at a
-/// socket that leads nowhere.
-bool isUsable(const QSslConfiguration& configuration)
+/// What the TLS library says against beginning with this configuration; null: nothing. Qt tells only when encryption
+/// starts, so it is started, at a socket that leads nowhere.
+QString refusalToBegin(const QSslConfiguration& configuration)
 {
     QSslSocket socket;
     socket.setSslConfiguration(configuration);
     socket.setSocketDescriptor(-1); // fails, but without a socket layer Qt could not start
     socket.startServerEncryption();
-    return socket.error() != QAbstractSocket::SslInternalError
-        && socket.error() != QAbstractSocket::SslInvalidUserDataError;
+    if (socket.error() == QAbstractSocket::SslInternalError
+        || socket.error() == QAbstractSocket::SslInvalidUserDataError)
+        return socket.errorString();
+    return {};
+}
+
+QString keyTrouble(const QSslKey& key, const QSslCertificate& certificate)
+{
+    if (key.isNull())
+        return u"There is no private key: none was set, or it could not be read, as with a wrong pass phrase"_s;
+    if (certificate.isNull())
+        return u"There is no certificate: none was set, or it could not be read"_s;
+    if (key.type() == QSsl::PublicKey)
+        return u"The private key is a public one"_s;
+    if (key.algorithm() == QSsl::Dsa || key.algorithm() == QSsl::Dh)
+        return u"The private key is of a kind that TLS has no use for"_s;
+
+    QSslConfiguration justThese;
+    justThese.setPrivateKey(key);
+    justThese.setLocalCertificate(certificate);
+    if (refusalToBegin(justThese).isNull())
+        return {};
+    const QSslKey publicKey = certificate.publicKey();
+    if (key.algorithm() != publicKey.algorithm() || key.length() != publicKey.length())
+        return u"The private key is not that of the certificate"_s;
+    return u"The private key is not that of the certificate, or the TLS library finds one of them too weak (%1 bits)"_s
+        .arg(key.length());
+}
+
+/// Qt loads the issuers that the system trusts when they are asked for, unless others, or none, were set; which of the
+/// two an empty list means shows only beside a configuration for which none were set.
+bool trustsNoIssuer(const QSslConfiguration& configuration)
+{
+    QSslConfiguration withoutIssuers = configuration;
+    withoutIssuers.setCaCertificates({});
+    return configuration == withoutIssuers;
 }
 
 QString validityTrouble(const QSslCertificate& certificate)
@@ -40,19 +74,13 @@ QString tlsTrouble(const QSslConfiguration& configuration)
 {
     if (!QSslSocket::supportsSsl())
         return u"Qt has no TLS library on this machine"_s;
-    const QSslKey key = configuration.privateKey();
     const QSslCertificate certificate = configuration.localCertificate();
-    if (key.isNull())
-        return u"There is no private key: none was set, or it could not be read, as with a wrong pass phrase"_s;
-    if (certificate.isNull())
-        return u"There is no certificate: none was set, or it could not be read"_s;
-    if (!isUsable(configuration)) {
-        const QSslKey publicKey = certificate.publicKey();
-        if (key.algorithm() != publicKey.algorithm() || key.length() != publicKey.length())
-            return u"The private key is not that of the certificate"_s;
-        return u"The private key is not that of the certificate, or its %1 bits are too few for TLS"_s.arg(
-            key.length());
-    }
+    if (const QString trouble = keyTrouble(configuration.privateKey(), certificate); !trouble.isEmpty())
+        return trouble;
+    if (const QString refusal = refusalToBegin(configuration); !refusal.isNull())
+        return u"Key and certificate are usable, but not what else the configuration has: "_s + refusal;
+    if (configuration.peerVerifyMode() == QSslSocket::VerifyPeer && trustsNoIssuer(configuration))
+        return u"Clients must show a certificate, and no issuer of certificates is trusted"_s;
     return validityTrouble(certificate);
 }
 

@@ -22,6 +22,7 @@ private Q_SLOTS:
     void servesWithAnyKey();
     void saysWhatIsWrong_data();
     void saysWhatIsWrong();
+    void saysWhatElseIsWrong();
     void renewsACertificateWithoutDroppingAnybody();
     void asksForClientCertificates();
 
@@ -71,6 +72,8 @@ void tst_server_tls::initTestCase()
     openssl(pair.arg(u"weak"_s) + u"-newkey rsa:1024 -nodes"_s);
     openssl(pair.arg(u"ec"_s) + u"-newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes"_s);
     openssl(pair.arg(u"locked"_s) + u"-newkey rsa:2048 -passout pass:open-sesame"_s);
+    openssl(u"genpkey -genparam -algorithm DSA -pkeyopt dsa_paramgen_bits:1024 -out dsa.parameters"_s);
+    openssl(pair.arg(u"dsa"_s) + u"-newkey dsa:dsa.parameters -nodes"_s);
     // A chain: a host's certificate, issued by "rsa".
     openssl(u"req -new -batch -subj /CN=issued -newkey rsa:2048 -nodes -keyout issued.key -out issued.csr"_s);
     openssl(u"x509 -req -in issued.csr -CA rsa.pem -CAkey rsa.key -CAcreateserial -days 30 -out issued.pem"_s);
@@ -133,6 +136,10 @@ void tst_server_tls::saysWhatIsWrong_data()
     QTest::newRow("another's key") << rsa << certificate(u"other.pem"_s) << u"is not that of the certificate"_s;
     QTest::newRow("a key of another kind") << rsa << certificate(u"ec.pem"_s) << u"is not that of the certificate"_s;
     QTest::newRow("weak") << key(u"weak.key"_s, QSsl::Rsa) << certificate(u"weak.pem"_s) << u"1024 bits"_s;
+    QTest::newRow("a public key") << QSslKey(certificate(u"rsa.pem"_s).publicKey()) << rsaCertificate
+                                  << u"is a public one"_s;
+    QTest::newRow("for signatures alone")
+        << key(u"dsa.key"_s, QSsl::Dsa) << certificate(u"dsa.pem"_s) << u"TLS has no use for"_s;
     QTest::newRow("too early") << key(u"issued.key"_s, QSsl::Rsa) << certificate(u"early.pem"_s)
                                << u"not valid before 2049-01-01T00:00:00Z"_s;
     QTest::newRow("expired") << key(u"issued.key"_s, QSsl::Rsa) << certificate(u"expired.pem"_s)
@@ -152,6 +159,22 @@ void tst_server_tls::saysWhatIsWrong()
     configuration.setLocalCertificate(certificate);
     session.server->setSslConfiguration(configuration);
     QVERIFY2(session.server->sslErrorString().contains(trouble), qPrintable(session.server->sslErrorString()));
+}
+
+void tst_server_tls::saysWhatElseIsWrong()
+{
+    const Session session;
+    QSslConfiguration configuration = session.server->sslConfiguration();
+    configuration.setPeerVerifyMode(QSslSocket::VerifyPeer);
+    session.server->setSslConfiguration(configuration);
+    QCOMPARE(session.server->sslErrorString(), QString()); // with the issuers that the system trusts
+    QSslConfiguration withoutIssuers = configuration;
+    withoutIssuers.setCaCertificates({});
+    session.server->setSslConfiguration(withoutIssuers);
+    QVERIFY(session.server->sslErrorString().contains(u"no issuer"_s));
+    configuration.setBackendConfigurationOption("CipherString", u"none of them"_s);
+    session.server->setSslConfiguration(configuration);
+    QVERIFY(session.server->sslErrorString().startsWith(u"Key and certificate are usable"_s));
 }
 
 void tst_server_tls::renewsACertificateWithoutDroppingAnybody()
