@@ -22,20 +22,6 @@ void handleLogLine(QtMsgType type, const QMessageLogContext& /*context*/, const 
         static_cast<void>(std::fprintf(stderr, "%s\n", qPrintable(line)));
 }
 
-/// Those that docs/hosting.md recommends.
-OrvaneInterface::OrvaneLimits controlRoomLimits()
-{
-    OrvaneInterface::OrvaneLimits limits;
-    limits.maxClients = 50;
-    limits.maxInvalidLogins = 3;
-    limits.maxMessageLength = 1'000'000;
-    limits.maxMessageLengthBeforeLogin = 1'000;
-    limits.maxUnsentBytes = 1'000'000;
-    limits.handshakeTimeout = std::chrono::seconds(10);
-    limits.loginTimeout = std::chrono::seconds(30);
-    return limits;
-}
-
 /// What ServerProcess starts.
 int serve(quint16 port)
 {
@@ -44,7 +30,7 @@ int serve(quint16 port)
     server.startListeningForConnection();
     return serveUntilInputEnds(server, [&server](const QByteArray& line) {
         if (line == "limits") {
-            server.setLimits(controlRoomLimits());
+            server.setLimits(OrvaneInterface::OrvaneLimits::controlRoom());
             static_cast<void>(std::puts("limited"));
         }
         static_cast<void>(std::fflush(stdout));

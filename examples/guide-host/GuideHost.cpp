@@ -62,7 +62,7 @@ bool GuideHost::startServer(quint16 serverPort)
         return false;
     }
     tlsWatcher.addPath(tlsDirectory);
-    server->setLimits(controlRoomLimits());
+    server->setLimits(HostLimits::controlRoom());
     server->startListeningForConnection();
     if (!server->isListening()) {
         qCritical() << "Orvane cannot connect:" << server->errorString();
@@ -70,19 +70,6 @@ bool GuideHost::startServer(quint16 serverPort)
     }
     qInfo() << "Listening on port" << server->serverPort();
     return true;
-}
-
-HostLimits GuideHost::controlRoomLimits()
-{
-    HostLimits limits;
-    limits.maxClients = 50;
-    limits.maxInvalidLogins = 3;
-    limits.maxMessageLength = 1'000'000;
-    limits.maxMessageLengthBeforeLogin = 1'000;
-    limits.maxUnsentBytes = 1'000'000;
-    limits.handshakeTimeout = std::chrono::seconds(10);
-    limits.loginTimeout = std::chrono::seconds(30);
-    return limits;
 }
 
 QSslConfiguration GuideHost::tlsFromFiles() const

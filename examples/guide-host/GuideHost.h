@@ -46,7 +46,6 @@ Q_SIGNALS:
     void refreshFinished();
 
 private:
-    static HostLimits controlRoomLimits();
     QSslConfiguration tlsFromFiles() const;
     static void narrowCiphers(QSslConfiguration& tls);
     void askForClientCertificates(QSslConfiguration& tls) const;

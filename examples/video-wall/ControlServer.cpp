@@ -19,21 +19,6 @@ QString madeUpPassword()
     return password;
 }
 
-/// Far above what a control room needs, and what the process can bear from whoever reaches the port; "Limits" in
-/// docs/hosting.md says of each how it was chosen.
-OrvaneInterface::OrvaneLimits controlRoomLimits()
-{
-    OrvaneInterface::OrvaneLimits limits;
-    limits.maxClients = 50;
-    limits.maxInvalidLogins = 3;
-    limits.maxMessageLength = 1'000'000;
-    limits.maxMessageLengthBeforeLogin = 1'000;
-    limits.maxUnsentBytes = 1'000'000;
-    limits.handshakeTimeout = std::chrono::seconds(10);
-    limits.loginTimeout = std::chrono::seconds(30);
-    return limits;
-}
-
 } // namespace
 
 ControlAccount::ControlAccount(const QString& user)
@@ -51,7 +36,7 @@ StartUpProblem startServing(OrvaneInterface::OrvaneServer& server, quint16 port)
 {
     if (const QString trouble = server.sslErrorString(); !trouble.isEmpty())
         return {trouble, u"Build the application with an RSA key and its certificate, both PEM, as Qt resources."_s};
-    server.setLimits(controlRoomLimits());
+    server.setLimits(OrvaneInterface::OrvaneLimits::controlRoom());
     server.startListeningForConnection();
     if (server.isListening())
         return {};
