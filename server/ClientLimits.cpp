@@ -21,12 +21,23 @@ constexpr bool exceeds(qint64 value, qint64 limit)
 
 void Deadline::start(std::chrono::milliseconds time, QObject* owner)
 {
-    constexpr qint64 steps = 10;
+    constexpr qint64 usualSteps = 10;
     constexpr qint64 longestStep = std::numeric_limits<int>::max();
     if (time.count() <= 0)
         return;
-    stepsLeft = std::max(std::min(steps, qint64(time.count())), time.count() / longestStep + 1);
-    timer.start(static_cast<int>(time.count() / stepsLeft), owner);
+    steps = std::max(std::min(usualSteps, qint64(time.count())), time.count() / longestStep + 1);
+    stepMs = (time.count() - 1) / steps + 1; // rounded up
+    stepsLeft = steps;
+    timer.start(static_cast<int>(stepMs), owner);
+    sinceStep.start();
+}
+
+bool Deadline::isOverAfterStep()
+{
+    constexpr qint64 inaccuracy = 10; // a tenth; Qt's timers have half of that
+    const bool isLate = sinceStep.restart() > stepMs + stepMs / inaccuracy + 1;
+    --stepsLeft;
+    return stepsLeft <= (isLate ? -steps : 0);
 }
 
 ClientLimits::ClientLimits(std::shared_ptr<const OrvaneLimits> limits, std::shared_ptr<int> clients)

@@ -3,6 +3,7 @@
 #include "OrvaneLimits.h"
 
 #include <QBasicTimer>
+#include <QElapsedTimer>
 #include <QLatin1String>
 
 #include <chrono>
@@ -16,8 +17,10 @@ namespace OrvaneInterface {
 /**
  * The time that a client has for something, counted in steps of the event loop's timer.
  *
- * A step that comes late counts as one: while the host's thread stands still, in a long call, it does not read what the
- * client sends in time, and that is not the client's fault.
+ * While the host's thread stands still, in a long call, it does not read what the client sends in time, and that is not
+ * the client's fault. So a step that comes late counts as one, and it is not the last one: what the client has sent
+ * meanwhile is read first. Only as many late steps again as there are steps end the time of a client whose host does
+ * nothing but long calls.
  */
 class Deadline {
 public:
@@ -26,10 +29,13 @@ public:
     void stop() { timer.stop(); }
     bool owns(int timerId) const { return timer.timerId() == timerId; }
     /// To be called for each timer event. \return true when the time is over
-    bool isOverAfterStep() { return --stepsLeft <= 0; }
+    bool isOverAfterStep();
 
 private:
     QBasicTimer timer;
+    QElapsedTimer sinceStep;
+    qint64 stepMs = 0;
+    qint64 steps = 0;
     qint64 stepsLeft = 0;
 };
 

@@ -38,7 +38,7 @@ QString resourceTrouble(const QString& resource, const QString& expected)
 {
     const QByteArray content = contentOf(resource);
     if (content.isEmpty())
-        return u"There is no resource "_s + resource;
+        return QFile::exists(resource) ? resource + u" is empty"_s : u"There is no resource "_s + resource;
     if (content.contains("ENCRYPTED"))
         return resource + u" has a pass phrase"_s;
     return resource + u" is not "_s + expected;
@@ -74,9 +74,14 @@ OrvaneServer::OrvaneServer(
     if (const QByteArray pem = contentOf(CertificateResource); !pem.isEmpty())
         certificate = QSslCertificate(pem, QSsl::Pem);
 
-    new ServerSettings(this); // first of the children: it is looked for with each client
+    auto* settings = new ServerSettings(this); // first of the children: it is looked for with each client
     new AcceptRetry(this); // it must hear of a client before an event loop of the host accepts the next one
     connect(this, &QTcpServer::newConnection, this, &OrvaneServer::handleNewConnection);
+    connect(&settings->queue, &ClientQueue::placeIsFree, this, [this](QSslSocket* socket) {
+        socket->startServerEncryption();
+        addPendingConnection(socket);
+        handleNewConnection();
+    });
 }
 
 OrvaneServer::~OrvaneServer()
@@ -95,17 +100,14 @@ void OrvaneServer::startListeningForConnection()
 
 void OrvaneServer::incomingConnection(qintptr socketDescriptor)
 {
-    if (settingsOf(*this).isFull()) {
-        auto* refused = new QTcpSocket(this);
-        refused->setSocketDescriptor(socketDescriptor);
-        settingsOf(*this).refusedClients +=
-            refused; // told of later: Qt would not stand it if a log line destroyed the server here
-        return;
-    }
     auto* socket = new QSslSocket(this);
     connect(socket, qOverload<const QList<QSslError>&>(&QSslSocket::sslErrors), this, &OrvaneServer::sslErrors);
     socket->setSslConfiguration(sslConfiguration());
     socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
+    if (ClientQueue& queue = settingsOf(*this).queue; queue.isNeeded()) {
+        queue.add(socket);
+        return;
+    }
     socket->startServerEncryption();
     addPendingConnection(socket);
 }
@@ -157,7 +159,7 @@ void OrvaneServer::handleNewConnection()
     // A connection writes log lines, and calls the host if its client has sent something by then: the next client may
     // come inside of it, the refresh may end, and the server may be destroyed. So nothing of it happens under the lock.
     const QPointer<OrvaneServer> server(this);
-    settingsOf(*this).tellOfRefusedClients(); // after which there may be no server
+    settingsOf(*this).queue.tellOfRefused(); // after which there may be no server
     while (server && hasPendingConnections()) {
         QTcpSocket* socket = nextPendingConnection();
         socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);

@@ -1,15 +1,13 @@
 #pragma once
 
 #include "ClientLimits.h"
+#include "ClientQueue.h"
 
-#include <QList>
 #include <QObject>
 #include <QSslConfiguration>
 
 #include <memory>
 #include <optional>
-
-class QTcpSocket;
 
 namespace OrvaneInterface {
 
@@ -33,12 +31,9 @@ public:
     std::optional<QSslConfiguration> sslConfiguration;
     /// Shared with the clients that were accepted under them.
     std::shared_ptr<const OrvaneLimits> limits = std::make_shared<OrvaneLimits>();
-    /// Clients that are not let in, but still to be told of in the log.
-    QList<QTcpSocket*> refusedClients;
+    ClientQueue queue {*this};
 
     bool isFull() const { return limits->maxClients > 0 && *clients >= limits->maxClients; }
-    /// Disconnects them, each with its line in the log, inside which the server may be destroyed.
-    void tellOfRefusedClients();
     /// For a client that is let in.
     std::unique_ptr<ClientLimits> limitsOfClient() const { return std::make_unique<ClientLimits>(limits, clients); }
 

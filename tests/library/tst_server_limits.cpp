@@ -6,6 +6,7 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <utility>
 
@@ -21,6 +22,7 @@ class tst_server_limits : public QObject {
 private Q_SLOTS:
     void limitsNothingAtFirst();
     void letsInSoManyClients();
+    void letsInWhoComesWhenAnotherHasLeft();
     void takesSoManyInvalidLogins();
     void takesMessagesOfALength_data();
     void takesMessagesOfALength();
@@ -29,6 +31,7 @@ private Q_SLOTS:
     void servesWhoAsksForMuchAtOnce();
     void endsWhoDoesNotMakeTheHandshake();
     void endsWhoDoesNotLogIn();
+    void countsNoTimeInWhichTheHostStandsStill_data();
     void countsNoTimeInWhichTheHostStandsStill();
     void standsAServerThatIsDestroyedInTheLine();
 };
@@ -100,20 +103,52 @@ void tst_server_limits::letsInSoManyClients()
     auto second = session.connectedClient();
     QVERIFY(second);
 
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        QTcpSocket third;
-        third.connectToHost(u"127.0.0.1"_s, session.server->serverPort());
-        QVERIFY(third.waitForConnected()); // without the event loop in which it is disconnected
-        const quint16 port = third.localPort();
-        QVERIFY(isEnded(third, u"maxClients"_s, port));
+    // Without the event loop in which they are accepted. Two wait for a place in vain; for the others there are none.
+    std::array<QTcpSocket, 5> further;
+    QStringList expected;
+    for (QTcpSocket& client : further) {
+        client.connectToHost(u"127.0.0.1"_s, session.server->serverPort());
+        QVERIFY(client.waitForConnected());
+        expected += u"OrvaneConnection exceeded a limit: maxClients 127.0.0.1:%1"_s.arg(client.localPort());
+    }
+    for (const QTcpSocket& client : further)
+        QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
+    expected.append({expected.takeFirst(), expected.takeFirst()});
+    QCOMPARE(LogCapture::take().filter(u"exceeded"_s), expected);
+    QVERIFY(session.isServed());
+}
+
+/// While the host is in a call, one client leaves and another one comes: both are seen in the same turn of the event
+/// loop, and perhaps the new one first.
+void tst_server_limits::letsInWhoComesWhenAnotherHasLeft()
+{
+    OrvaneLimits limits;
+    limits.maxClients = 2;
+    const LogCapture log;
+    LimitedSession session(limits);
+    std::unique_ptr<TlsClient> second = session.orvaneClient();
+    for (int change = 0; change < 10; ++change) {
+        second->send("<showLive/>");
+        second->disconnectFromHost();
+        if (second->state() != QAbstractSocket::UnconnectedState)
+            QVERIFY(second->waitForDisconnected()); // without the server's event loop
+        second = std::make_unique<TlsClient>();
+        second->connectToPort(session.server->serverPort());
+        QVERIFY(second->waitForConnected());
+        second->loginAsOrvane();
+        second->send(LastCommand);
+        QTRY_COMPARE(second->received, LastReply);
+        QTRY_COMPARE(session.host.calls.size(), change + 1);
     }
     QVERIFY(session.isServed());
 
-    second->disconnectFromHost();
-    QTRY_COMPARE(
-        session.server->findChildren<QSslSocket*>().size(), 1); // the place is free when the server has seen it
-    const auto next = session.connectedClient();
-    QVERIFY(next);
+    limits.maxClients = 0;
+    TlsClient third;
+    third.connectToPort(session.server->serverPort());
+    QVERIFY(third.waitForConnected());
+    QTimer::singleShot(50ms, session.server.get(), [&] { session.server->setLimits(limits); });
+    QTRY_VERIFY(third.isEncrypted());
+    QCOMPARE(LogCapture::take().filter(u"exceeded"_s), QStringList());
 }
 
 void tst_server_limits::takesSoManyInvalidLogins()
@@ -305,11 +340,21 @@ void tst_server_limits::endsWhoDoesNotLogIn()
     QVERIFY(session.isServed());
 }
 
+void tst_server_limits::countsNoTimeInWhichTheHostStandsStill_data()
+{
+    QTest::addColumn<std::chrono::milliseconds>("silent"); // before the host stands still
+    QTest::addColumn<std::chrono::milliseconds>("loginTimeout");
+    QTest::newRow("at once") << 0ms << 1000ms;
+    QTest::newRow("in the last tenth") << 950ms << 0ms;
+}
+
 void tst_server_limits::countsNoTimeInWhichTheHostStandsStill()
 {
+    QFETCH(const std::chrono::milliseconds, silent);
+    QFETCH(const std::chrono::milliseconds, loginTimeout);
     OrvaneLimits limits;
     limits.handshakeTimeout = 1s;
-    limits.loginTimeout = 1s;
+    limits.loginTimeout = loginTimeout;
     const Session session;
     session.server->setLimits(limits);
     const LogCapture log([&](const QString& line) {
@@ -317,14 +362,16 @@ void tst_server_limits::countsNoTimeInWhichTheHostStandsStill()
             QTest::qWait(1500); // an event loop before the login is carried out
     });
     TlsClient client;
-    client.connectToPort(session.server->serverPort());
+    client.connectToHost(u"127.0.0.1"_s, session.server->serverPort());
     QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 1);
+    QTest::qWait(static_cast<int>(silent.count()));
+    client.startClientEncryption();
     QThread::sleep(2);
     QTRY_VERIFY(client.isEncrypted());
     QThread::sleep(2);
     client.login("operator", "secret");
-    client.send("<theLast/>");
-    QTRY_COMPARE(client.received, rejection("theLast", "Unknown command"));
+    client.send(LastCommand);
+    QTRY_COMPARE(client.received, LastReply);
 }
 
 void tst_server_limits::standsAServerThatIsDestroyedInTheLine()
@@ -332,20 +379,32 @@ void tst_server_limits::standsAServerThatIsDestroyedInTheLine()
     OrvaneLimits limits;
     limits.maxClients = 1;
     limits.maxMessageLength = 1000;
-    for (const bool refused : {true, false}) {
+    for (const std::size_t further : {0U, 1U, 2U}) { // of two the second one is not even let wait
         LimitedSession session(limits);
         const LogCapture log([&](const QString& line) {
             if (line.contains(u"exceeded"_s))
                 session.server.reset();
         });
-        QTcpSocket second;
-        if (refused)
-            second.connectToHost(u"127.0.0.1"_s, session.server->serverPort());
-        else
+        std::array<QTcpSocket, 2> clients;
+        for (std::size_t client = 0; client < further; ++client)
+            clients.at(client).connectToHost(u"127.0.0.1"_s, session.server->serverPort());
+        if (further == 0)
             session.witness->send(showLive(1001));
         QTRY_VERIFY(!session.server);
         QTRY_COMPARE(session.witness->state(), QAbstractSocket::UnconnectedState);
     }
+
+    // In the line of a client that has waited for its place.
+    LimitedSession session(limits);
+    const LogCapture log([&](const QString& line) {
+        if (line.startsWith(u"New OrvaneConnection"_s))
+            session.server.reset();
+    });
+    QTcpSocket next;
+    next.connectToHost(u"127.0.0.1"_s, session.server->serverPort());
+    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 2);
+    session.server->setLimits({});
+    QTRY_VERIFY(!session.server);
 }
 
 QTEST_GUILESS_MAIN(tst_server_limits)
