@@ -70,6 +70,7 @@ void ClientQueue::refuse(QSslSocket* client)
     delete client;
 }
 
+/// Inside a line the server may be destroyed.
 void ClientQueue::tellOfRefused()
 {
     const QPointer<ClientQueue> self(this);

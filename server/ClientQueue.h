@@ -30,11 +30,9 @@ public:
 
     /// Whether a client that has come now has to wait for a place.
     bool isNeeded() const;
-    /// Lets \a client, which is connected and not encrypted, wait or refuses and deletes it. Runs no code of the host:
-    /// inside incomingConnection() Qt would not stand it if a log line destroyed the server.
+    /// Lets \a client, which is connected and not encrypted, wait or refuses and deletes it. Its line in the log
+    /// follows later: inside incomingConnection() Qt would not stand it if that destroyed the server.
     void add(QSslSocket* client);
-    /// Writes the log lines of those that were refused. Inside one of them the server may be destroyed.
-    void tellOfRefused();
 
 Q_SIGNALS:
     /// Whoever handles it lets \a client in. The server may be destroyed in it.
@@ -50,11 +48,12 @@ private:
     };
 
     void refuse(QSslSocket* client);
+    void tellOfRefused();
 
     const ServerSettings& settings;
     QBasicTimer timer; ///< runs while somebody waits
     QList<Waiting> waiting; ///< in order of arrival
-    QStringList refused; ///< where they came from
+    QStringList refused; ///< where they came from; still to be told of in the log
 };
 
 } // namespace OrvaneInterface

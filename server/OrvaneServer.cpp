@@ -159,7 +159,6 @@ void OrvaneServer::handleNewConnection()
     // A connection writes log lines, and calls the host if its client has sent something by then: the next client may
     // come inside of it, the refresh may end, and the server may be destroyed. So nothing of it happens under the lock.
     const QPointer<OrvaneServer> server(this);
-    settingsOf(*this).queue.tellOfRefused(); // after which there may be no server
     while (server && hasPendingConnections()) {
         QTcpSocket* socket = nextPendingConnection();
         socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
