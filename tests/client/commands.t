@@ -33,9 +33,16 @@ What the client sends, what it prints, and how it ends. First at the example hos
   <p:commandRejected xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>nope</commandname><reason>Unknown command</reason></p:commandRejected>
   orvane-client: nope was rejected: Unknown command
   [2]
-  $ in_vain 'no answer' orvane --no-login setPreset
-  orvane-client: no answer to setPreset within TIME
-  [3]
+  $ orvane --no-login setPreset
+  orvane-client: not logged in: without a login a host answers nothing
+  [7]
+  $ printf 'setPreset\nsetPreset\n' | ORVANE_PASSWORD=wrong orvane --user operator
+  orvane-client: line 1: not logged in: the host does not accept the account, and answers nothing
+  [7]
+  $ "$CLIENT" --insecure --port "$port" getPresetsList > /dev/full
+  orvane-client: cannot write to standard output: No space left on device
+  [6]
+  $ sed -n 's/^Host was asked:/host:/p' "$directory/host" > known_calls
 
 A document is well-formed whatever the values are, has the keys in their order, and the groups of a name in one place:
 
@@ -96,11 +103,11 @@ Lines of a pipe: all are sent, and the status is that of the first that failed.
   $ printf '%b' "# first\n\nsetPreset presetname='A b'\r\nsetPreset oops\nsetPreset \"open\nsetPreset presetname=\xff\n" \
   >     'nope\nsetPreset presetname=C' | orvane
   <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setPreset</commandname></p:commandAccepted>
-  orvane-client: "oops" is no parameter: write key=value
-  orvane-client: a quote or a backslash at the end of the line is left open
-  orvane-client: the value of "presetname" is not UTF-8
+  orvane-client: line 4: "oops" is no parameter: write key=value
+  orvane-client: line 5: a quote or a backslash at the end of the line is left open
+  orvane-client: line 6: the value of "presetname" is not UTF-8
   <p:commandRejected xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>nope</commandname><reason>Unknown command</reason></p:commandRejected>
-  orvane-client: nope was rejected: Unknown command
+  orvane-client: line 7: nope was rejected: Unknown command
   <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setPreset</commandname></p:commandAccepted>
   host: setPreset A b
   host: setPreset C

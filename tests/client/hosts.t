@@ -92,7 +92,39 @@ With TLS, and an answer that is late, of something else, cut short or no XML:
   $ in_vain 'no answer' against silent '' getPertinentInfo
   orvane-client: no answer to getPertinentInfo within TIME
   host got: <getPertinentInfo></getPertinentInfo>
+  host got: <end-of-query-1/>
   [3]
+
+A host that does not answer a command says so by answering the next one, which is not shown; a notice is waited for:
+
+  $ rejected() { echo "<commandRejected><commandname>$1</commandname><reason>Unknown command</reason></commandRejected>\r\n\r\n"; }
+  $ against second "$(rejected end-of-query-1)" getPertinentInfo
+  orvane-client: the host gives no answer to getPertinentInfo
+  host got: <getPertinentInfo></getPertinentInfo>
+  host got: <end-of-query-1/>
+  [3]
+  $ against second "$(rejected end-of-query-1)<updateRecorderContentsFinished/>\r\n\r\n" updateRecorderContents
+  <updateRecorderContentsFinished/>
+  host got: <updateRecorderContents></updateRecorderContents>
+  host got: <end-of-query-1/>
+
+An answer costs what its length says, and the time for it holds also where it never stops:
+
+  $ many() { head -c "$1" /dev/zero | sed "s|\x00|$2|g"; }
+  $ against tls "$(many 10000 '<a>')\r\n\r\n" --pretty c | sed 's/\(<a>\)\{10000\}/ten thousand/'
+  ten thousand
+  orvane-client: the answer is too much to be read: Its elements are nested too deep
+  $ against tls "$(many 1000 '<a>')$(many 1000 '</a>')\r\n\r\n" --pretty c | wc -c
+  72420
+  $ in_vain 'no answer' against endless "$(accepted b)" c | sort -u
+  <commandAccepted><commandname>b</commandname></commandAccepted>
+  orvane-client: no answer to c within TIME
+
+Nothing that a host sends is obeyed by a terminal, and a problem may always be shown on one:
+
+  $ against tls '<commandRejected><commandname>c</commandname><reason>\xc2\x9b2J\xe2\x80\xae</reason></commandRejected>\r\n\r\n' \
+  >     c | grep orvane-client
+  orvane-client: c was rejected: \x9b2J\u202e
 
 Indented it keeps its prefixes, or stays as it is; nothing in a trace reaches the terminal as a control character, nor
 does the password of a login that somebody wrote by hand:

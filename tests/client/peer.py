@@ -2,6 +2,8 @@
 
 Usage: peer.py KIND ANSWER CLIENT [ARGUMENT...] runs the client against it and ends with the client's status.
   tls     answers the first command behind the login, and closes
+  second  answers what comes behind the first command, and prints what it gets
+  endless answers the first command again and again
   silent  answers nothing, and prints what it gets behind the login
   plain   greets without TLS, and closes when the client does
   shut    closes at once
@@ -47,6 +49,13 @@ def serve(listener, kind, answer, documents):
         for count, message in enumerate(messages(connection)):
             if count > 0:
                 documents.append(message)
+            while count > 0 and kind == "endless":
+                try:
+                    connection.sendall(answer * 100)
+                except OSError:
+                    return
+            if count == 2 and kind == "second":
+                connection.sendall(answer)
             if count > 0 and kind == "tls":
                 connection.sendall(answer)
                 connection.shutdown(socket.SHUT_WR)
@@ -62,7 +71,7 @@ def main(kind, answer, program, *arguments):
     thread = threading.Thread(target=serve, args=(listener, kind, answer, documents), daemon=True)
     thread.start()
     status = subprocess.run([program, "--port", str(listener.getsockname()[1]), *arguments]).returncode
-    if kind == "silent":
+    if kind in ("silent", "second"):
         thread.join(60)
         for document in documents:
             print("host got:", document.decode())

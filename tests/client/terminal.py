@@ -152,6 +152,17 @@ class Terminal(unittest.TestCase):
                 self.assertTrue(self.is_usual())
                 self.assertTrue(self.documents.empty())
 
+    def test_nothing_of_the_host_is_obeyed(self):
+        for message, shown in [("<a><b>\x9b2J\u202e</b></a>", ["<a>", "\r\n  <b>\\x9b2J\\u202e</b>\r\n"]),
+                               ("no <xml \x1b]0;x\x07", ["no <xml \\x1b]0;x\\x07\r\n"])]:
+            with self.subTest(message):
+                self.start()
+                self.type("updateRecorderContents\r")
+                self.host_gets("<updateRecorderContents></updateRecorderContents>")
+                self.send(message.encode())
+                for text in shown:
+                    self.shows(text)
+
     def test_password_is_not_shown(self):
         self.start("--user", "operator", until="Password of operator: ")
         self.type("secret\r")

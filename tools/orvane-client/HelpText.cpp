@@ -30,7 +30,8 @@ Examples:
 Interactive mode:
   Lines are commands as above, with quotes and backslashes as in a shell; help and quit are lines too. The tabulator
   key completes commands and keys. Lines are kept for the next time, except those with a password. From a pipe, lines
-  that begin with # are comments, each command waits for its answer, and all are sent even when one fails.
+  that begin with # are comments, each command waits for its answer, and all are sent even when one fails, unless
+  the host does not accept the account.
 
 Environment:
   ORVANE_USER, ORVANE_PASSWORD   the account to log in with
@@ -39,9 +40,12 @@ Exit status:
   0  the command was accepted, or its answer came (from a pipe: all were)
   1  wrong usage: an option, a command or a file
   2  the command was rejected
-  3  no answer within the timeout, or the connection was closed before it; hosts do not answer without a valid login
+  3  no answer: not within the timeout, not before the host came to what was sent behind the command, or not before the
+     connection was closed
   4  no connection: refused, no TLS, or the certificate is not trusted
-  5  the answer is no well-formed XML; it is printed all the same
+  5  the answer is no well-formed XML, or too much to be read; it is printed all the same
+  6  what came could not be written to standard output
+  7  not logged in: the host does not accept the account, and answers nothing
   From a pipe the status is that of the first command that failed.
 )");
 

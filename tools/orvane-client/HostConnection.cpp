@@ -1,9 +1,9 @@
 #include "HostConnection.h"
 
 #include "Outcome.h"
+#include "TerminalText.h"
 
 #include <QRegularExpression>
-#include <QStringDecoder>
 
 #include <algorithm>
 
@@ -12,6 +12,13 @@
 using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
+
+namespace {
+
+/// Bytes. More than any host has to say, and what the program can hold without harm.
+constexpr qsizetype LongestMessage = qsizetype(1) << 27;
+
+} // namespace
 
 QList<QByteArray> MessageCutter::add(const QByteArray& bytes)
 {
@@ -30,24 +37,6 @@ QList<QByteArray> MessageCutter::add(const QByteArray& bytes)
 }
 
 namespace {
-
-/// Bytes that are no UTF-8, such as a character that two reads cut apart, are shown one by one.
-QString decoded(const QByteArray& bytes)
-{
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder(bytes);
-    return decoder.hasError() ? QString::fromLatin1(bytes) : text;
-}
-
-QString visible(QChar character)
-{
-    if (character == u'\r')
-        return u"\\r"_s;
-    if (character == u'\n')
-        return u"\\n"_s;
-    const bool control = character.unicode() < 0x20 || (character.unicode() >= 0x7F && character.unicode() < 0xA0);
-    return control ? u"\\x%1"_s.arg(int {character.unicode()}, 2, 16, QChar(u'0')) : QString(character);
-}
 
 QString trace(QLatin1String mark, const QString& text)
 {
@@ -71,12 +60,12 @@ QString withoutPassword(QString text)
 
 QString traceOfSent(const QByteArray& bytes)
 {
-    return trace("> "_L1, withoutPassword(decoded(bytes)));
+    return trace("> "_L1, withoutPassword(textOfBytes(bytes)));
 }
 
 QString traceOfReceived(const QByteArray& bytes)
 {
-    return trace("< "_L1, decoded(bytes));
+    return trace("< "_L1, textOfBytes(bytes));
 }
 
 HostConnection::HostConnection(const ServerTrust& trust, bool traced, QObject* parent)
@@ -170,6 +159,11 @@ void HostConnection::handleReadyRead()
         Q_EMIT traced(traceOfReceived(bytes));
     for (const QByteArray& message : cutter.add(bytes))
         Q_EMIT messageReceived(message);
+    if (state == State::Ready && cutter.incompleteLength() > LongestMessage) {
+        state = State::Ended;
+        socket.abort();
+        Q_EMIT flooded();
+    }
 }
 
 void HostConnection::handleTimeout()

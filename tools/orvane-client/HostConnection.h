@@ -63,6 +63,8 @@ Q_SIGNALS:
     void failed(const QString& reason);
     /// The connection has ended after it was ready. The last signal.
     void closed();
+    /// It has been ended because the host sent one message without an end. The last signal.
+    void flooded();
     void messageReceived(const QByteArray& message);
     void bytesSent();
     void traced(const QString& lines);

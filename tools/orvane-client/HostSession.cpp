@@ -1,10 +1,12 @@
 #include "HostSession.h"
 
+#include "CommandCatalogue.h"
 #include "Options.h"
-#include "Outcome.h"
 
 #include <QMetaObject>
 
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -13,10 +15,26 @@ namespace OrvaneClient {
 
 namespace {
 
+using namespace std::chrono_literals;
+
+/// After so long without an answer the host is asked why, or after a third of the timeout.
+constexpr std::chrono::milliseconds Silence = 300ms;
+
+/// A command that no host knows, and its number.
+constexpr QLatin1String EndOfQuery("end-of-query-");
+
+CommandRequest endOfQuery(int number)
+{
+    const QString name = EndOfQuery + QString::number(number);
+    return {name, (u'<' + name + "/>"_L1).toUtf8()};
+}
+
 QString problemWith(const Reply& reply, ExitStatus status)
 {
     if (status == ExitStatus::Rejected)
         return u"%1 was rejected: %2"_s.arg(reply.commandName(), reply.reason());
+    if (reply.kind() == Reply::Kind::TooMuch)
+        return u"the answer is too much to be read: %1"_s.arg(reply.reason());
     if (status == ExitStatus::BadAnswer)
         return u"the answer is no well-formed XML: %1"_s.arg(reply.reason());
     return {};
@@ -24,20 +42,39 @@ QString problemWith(const Reply& reply, ExitStatus status)
 
 } // namespace
 
+LoginProbe::LoginProbe(const Options& options, std::optional<CommandRequest> login, QObject* parent)
+    : QObject(parent)
+    , connection(options.trust, false, this)
+{
+    connect(&connection, &HostConnection::ready, this, [this, login = std::move(login)] {
+        if (login)
+            connection.send(login->document);
+        connection.send(endOfQuery(0).document);
+        connection.endSending();
+    });
+    connect(&connection, &HostConnection::messageReceived, this, [this] {
+        connection.disconnect(this);
+        Q_EMIT answered(true);
+    });
+    connect(&connection, &HostConnection::closed, this, [this] { Q_EMIT answered(false); });
+    connection.open(options.host, options.port, options.timeout);
+}
+
 HostSession::HostSession(const Options& options, std::optional<CommandRequest> login, QObject* parent)
     : QObject(parent)
+    , options(options)
     , connection(options.trust, options.trace, this)
-    , host(options.host)
-    , port(options.port)
-    , timeout(options.timeout)
     , login(std::move(login))
 {
     timer.setSingleShot(true);
+    silence.setSingleShot(true);
     connect(&timer, &QTimer::timeout, this, &HostSession::handleTimeout);
+    connect(&silence, &QTimer::timeout, this, &HostSession::handleSilence);
     connect(&connection, &HostConnection::ready, this, &HostSession::handleReady);
     connect(&connection, &HostConnection::failed, this,
         [this](const QString& reason) { Q_EMIT broken(ExitStatus::NoConnection, reason); });
     connect(&connection, &HostConnection::closed, this, &HostSession::handleClosed);
+    connect(&connection, &HostConnection::flooded, this, &HostSession::handleFlooded);
     connect(&connection, &HostConnection::messageReceived, this, &HostSession::handleMessage);
     connect(&connection, &HostConnection::bytesSent, this, &HostSession::handleBytesSent);
     connect(&connection, &HostConnection::traced, this, &HostSession::traced);
@@ -45,7 +82,7 @@ HostSession::HostSession(const Options& options, std::optional<CommandRequest> l
 
 void HostSession::start()
 {
-    connection.open(host, port, timeout);
+    connection.open(options.host, options.port, options.timeout);
 }
 
 /// The host never answers a login, so that there is nothing to wait for.
@@ -58,9 +95,13 @@ void HostSession::handleReady()
 
 void HostSession::exchange(const CommandRequest& request, const Expectation& expectation)
 {
+    if (request.command == LoginCommand)
+        login = request;
     pending = expectation;
     lastUnanswered = expectation.isNothing();
-    timer.start(timeout);
+    timer.start(options.timeout);
+    if (!expectation.isNothing())
+        silence.start(std::min(Silence, options.timeout / 3));
     connection.send(request.document);
     // Never inside this call, and also when all has gone out already.
     QMetaObject::invokeMethod(this, &HostSession::handleBytesSent, Qt::QueuedConnection);
@@ -77,12 +118,53 @@ void HostSession::handleMessage(const QByteArray& message)
     if (finishing)
         return;
     const Reply reply(message);
+    isLoggedIn = true;
+    if (isEndOfQuery(reply))
+        return;
     Q_EMIT replyReceived(reply);
     if (!pending)
         return;
     const std::optional<ExitStatus> status = pending->judge(reply);
     if (status)
         endExchange(*status, problemWith(reply, *status));
+    else if (timer.remainingTime() == 0) // a host that sends without a pause leaves the event loop no time for it
+        handleTimeout();
+}
+
+/// The host answers in the order of the commands: when it comes to this one, the one before has no answer.
+bool HostSession::isEndOfQuery(const Reply& reply)
+{
+    if (reply.kind() != Reply::Kind::Rejected || !reply.commandName().startsWith(EndOfQuery))
+        return false;
+    const int number = reply.commandName().mid(EndOfQuery.size()).toInt();
+    if (number < 1 || number > endsOfQueries)
+        return false;
+    if (number == endsOfQueries && pending && !pending->isNotice())
+        endExchange(ExitStatus::NoAnswer, u"the host gives no %1"_s.arg(pending->description()));
+    return true;
+}
+
+/// A host that is silent may be busy. Or it has been asked something that it does not answer, or it does not accept the
+/// account: these show at once when it is asked for them.
+void HostSession::handleSilence()
+{
+    if (!pending)
+        return;
+    connection.send(endOfQuery(++endsOfQueries).document);
+    if (isLoggedIn)
+        return;
+    probe = std::make_unique<LoginProbe>(options, login, nullptr);
+    connect(probe.get(), &LoginProbe::answered, this, &HostSession::handleProbe);
+}
+
+void HostSession::handleProbe(bool accepted)
+{
+    probe.release()->deleteLater();
+    if (accepted || isLoggedIn || !pending)
+        return;
+    endExchange(ExitStatus::NotLoggedIn,
+        login ? u"not logged in: the host does not accept the account, and answers nothing"_s
+              : u"not logged in: without a login a host answers nothing"_s);
 }
 
 void HostSession::handleTimeout()
@@ -90,7 +172,8 @@ void HostSession::handleTimeout()
     if (finishing)
         Q_EMIT finished();
     else if (pending)
-        endExchange(ExitStatus::NoAnswer, u"no %1 within %2"_s.arg(pending->description(), durationText(timeout)));
+        endExchange(
+            ExitStatus::NoAnswer, u"no %1 within %2"_s.arg(pending->description(), durationText(options.timeout)));
 }
 
 void HostSession::handleClosed()
@@ -100,7 +183,7 @@ void HostSession::handleClosed()
         Q_EMIT finished();
         return;
     }
-    QString problem = u"%1:%2 closed the connection"_s.arg(host).arg(port);
+    QString problem = u"%1:%2 closed the connection"_s.arg(options.host).arg(options.port);
     if (connection.incompleteLength() > 0)
         problem += u" in the middle of a message, after %1 bytes"_s.arg(connection.incompleteLength());
     else if (pending)
@@ -108,9 +191,17 @@ void HostSession::handleClosed()
     Q_EMIT broken(ExitStatus::NoAnswer, problem);
 }
 
+void HostSession::handleFlooded()
+{
+    timer.stop();
+    Q_EMIT broken(
+        ExitStatus::BadAnswer, u"the answer has no end: given up after %1 bytes"_s.arg(connection.incompleteLength()));
+}
+
 void HostSession::endExchange(ExitStatus status, const QString& problem)
 {
     timer.stop();
+    silence.stop();
     pending.reset();
     Q_EMIT exchangeFinished(status, problem);
 }
@@ -124,7 +215,7 @@ void HostSession::finish()
         QMetaObject::invokeMethod(this, &HostSession::finished, Qt::QueuedConnection);
         return;
     }
-    timer.start(timeout);
+    timer.start(options.timeout);
     connection.endSending();
 }
 

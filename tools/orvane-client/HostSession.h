@@ -8,17 +8,35 @@
 #include <QObject>
 #include <QTimer>
 
+#include <memory>
 #include <optional>
 
 namespace OrvaneClient {
 
 struct Options;
 
+/// Asks, on a connection of its own, whether the host accepts a login. Nothing but a command that the host does not
+/// know can tell: it is rejected after a login, and ignored without one. The end of the connection is the sign that it
+/// has been read.
+class LoginProbe : public QObject {
+    Q_OBJECT
+
+public:
+    LoginProbe(const Options& options, std::optional<CommandRequest> login, QObject* parent);
+
+Q_SIGNALS:
+    void answered(bool isLoggedIn);
+
+private:
+    HostConnection connection;
+};
+
 /// A client's time with a host: it connects, logs in, and makes one exchange after another. It prints nothing.
 class HostSession : public QObject {
     Q_OBJECT
 
 public:
+    /// \a options live longer.
     HostSession(const Options& options, std::optional<CommandRequest> login, QObject* parent);
 
     void start();
@@ -44,18 +62,24 @@ Q_SIGNALS:
 private:
     void handleReady();
     void handleMessage(const QByteArray& message);
+    bool isEndOfQuery(const Reply& reply);
     void handleBytesSent();
     void handleClosed();
+    void handleFlooded();
     void handleTimeout();
+    void handleSilence();
+    void handleProbe(bool isLoggedIn);
     void endExchange(ExitStatus status, const QString& problem);
 
+    const Options& options;
     HostConnection connection;
     QTimer timer;
-    QString host;
-    quint16 port;
-    std::chrono::milliseconds timeout;
+    QTimer silence;
     std::optional<CommandRequest> login;
     std::optional<Expectation> pending;
+    std::unique_ptr<LoginProbe> probe;
+    bool isLoggedIn = false; ///< as far as it is known: without a login a host answers nothing
+    int endsOfQueries = 0;
     bool lastUnanswered = false;
     bool finishing = false;
 };

@@ -41,7 +41,9 @@ enum class ExitStatus {
     Rejected = 2,
     NoAnswer = 3,
     NoConnection = 4,
-    BadAnswer = 5, ///< an answer came, and it is no well-formed XML
+    BadAnswer = 5, ///< an answer came, and it is no well-formed XML, or too much to read
+    OutputFailed = 6, ///< what came could not be written
+    NotLoggedIn = 7, ///< the host does not accept the account
 };
 
 /// In seconds, as --timeout takes them.

@@ -1,10 +1,13 @@
 #include "Reply.h"
 
 #include "CommandCatalogue.h"
+#include "DocumentMeasure.h"
 
+#include <QStringDecoder>
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
+#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -13,87 +16,127 @@ namespace OrvaneClient {
 
 namespace {
 
-void copyToken(QXmlStreamReader& reader, QXmlStreamWriter& writer)
+/// Writes the tokens of a document with line ends and blanks of its own between them. The depth to which it indents is
+/// bounded, or a document of many levels would become far longer than it is.
+class IndentedCopy {
+    Q_DISABLE_COPY_MOVE(IndentedCopy)
+
+public:
+    explicit IndentedCopy(QByteArray& text)
+        : writer(&text)
+    {
+    }
+    void add(QXmlStreamReader& reader);
+
+private:
+    void beginLine();
+
+    QXmlStreamWriter writer;
+    qsizetype depth = 0;
+    bool isFirst = true;
+    bool isBehindText = false; ///< which a line end would change
+    bool isBehindStart = false;
+};
+
+void IndentedCopy::add(QXmlStreamReader& reader)
 {
-    switch (reader.tokenType()) {
-    case QXmlStreamReader::StartElement:
+    const bool isText = reader.isCharacters() || reader.isEntityReference();
+    if (reader.isWhitespace() && !reader.isCDATA())
+        return; // indentation of its own, which would stand beside ours
+    if (reader.isEndElement())
+        --depth;
+    if (!isText && !isBehindText && !(reader.isEndElement() && isBehindStart))
+        beginLine();
+    if (reader.isStartElement()) {
+        ++depth;
         writer.writeStartElement(reader.qualifiedName().toString());
         writer.writeAttributes(reader.attributes());
-        return;
-    case QXmlStreamReader::Characters:
-        if (reader.isWhitespace())
-            return; // indentation of its own, which would stand beside ours
-        [[fallthrough]];
-    case QXmlStreamReader::EndElement:
-    case QXmlStreamReader::Comment:
-    case QXmlStreamReader::DTD:
-    case QXmlStreamReader::EntityReference:
-    case QXmlStreamReader::ProcessingInstruction:
+    } else if (!reader.isStartDocument() && !reader.isEndDocument()
+        && reader.tokenType() != QXmlStreamReader::Invalid) {
         writer.writeCurrentToken(reader);
-        return;
-    default:
-        return;
     }
+    isBehindText = isText;
+    isBehindStart = reader.isStartElement();
+}
+
+void IndentedCopy::beginLine()
+{
+    constexpr qsizetype width = 2;
+    constexpr qsizetype deepest = 16;
+    if (!std::exchange(isFirst, false))
+        writer.writeCharacters(u'\n' + QString(std::min(depth, deepest) * width, u' '));
 }
 
 } // namespace
 
-Reply::Reply(QByteArray message)
-    : message(std::move(message))
+Reply::Reply(QByteArray bytes)
+    : message(std::move(bytes))
 {
-    read();
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString document = decoder(message);
+    if (decoder.hasError()) {
+        replyKind = Kind::NotXml;
+        why = u"it is no UTF-8"_s;
+        return;
+    }
+    if (const auto measure = OrvaneInterface::measureDocument(document); !measure.excess.isNull()) {
+        replyKind = Kind::TooMuch;
+        why = measure.excess;
+        return;
+    }
+    read(document);
 }
 
-void Reply::read()
+/// Text inside elements inside a child counts as the child's.
+void Reply::read(const QString& document)
 {
-    QXmlStreamReader reader(message);
+    QXmlStreamReader reader(document);
     reader.readNextStartElement();
     root = reader.name().toString();
-    QString reasonText;
+    QString child;
+    QString text;
     for (int depth = 1; !reader.atEnd();) {
         reader.readNext();
-        if (reader.isEndElement())
-            --depth;
-        if (!reader.isStartElement())
-            continue;
-        ++depth;
-        if (depth != 2)
-            continue;
-        // The long acceptance names its command in an element "command", the other two in "commandname".
-        const bool namesCommand = reader.name() == "command"_L1 || reader.name() == "commandname"_L1;
-        const bool givesReason = reader.name() == "reason"_L1;
-        if (!namesCommand && !givesReason)
-            continue;
-        QString& text = namesCommand ? command : reasonText;
-        text = reader.readElementText(QXmlStreamReader::IncludeChildElements);
-        --depth;
+        if (reader.isStartElement() && ++depth == 2) {
+            child = reader.name().toString();
+            text.clear();
+        } else if (reader.isCharacters() && depth >= 2) {
+            text += reader.text();
+        } else if (reader.isEndElement() && --depth == 1) {
+            noteChild(child, text);
+        }
     }
 
     if (reader.hasError()) {
         replyKind = Kind::NotXml;
         why = message.isEmpty() ? u"it is empty"_s : reader.errorString().simplified();
-        return;
-    }
-    why = reasonText;
-    if (root == "commandAccepted"_L1)
+    } else if (root == "commandAccepted"_L1) {
         replyKind = Kind::Accepted;
-    else if (root == "commandRejected"_L1)
+    } else if (root == "commandRejected"_L1) {
         replyKind = Kind::Rejected;
+    }
+}
+
+/// The long acceptance names its command in an element "command", the other two in "commandname".
+void Reply::noteChild(const QString& name, const QString& text)
+{
+    if (name == "command"_L1 || name == "commandname"_L1)
+        command = text;
+    else if (name == "reason"_L1)
+        why = text;
 }
 
 QByteArray Reply::indented() const
 {
-    if (replyKind == Kind::NotXml)
+    if (replyKind == Kind::NotXml || replyKind == Kind::TooMuch)
         return message;
-    QXmlStreamReader reader(message);
+    QXmlStreamReader reader(QString::fromUtf8(message));
     reader.setNamespaceProcessing(false); // keeps the prefixes of the message, instead of new ones
     QByteArray text;
-    QXmlStreamWriter writer(&text);
-    writer.setAutoFormatting(true);
-    writer.setAutoFormattingIndent(2);
+    IndentedCopy copy(text);
     while (!reader.atEnd()) {
         reader.readNext();
-        copyToken(reader, writer);
+        copy.add(reader);
     }
     return text.trimmed();
 }
@@ -141,6 +184,7 @@ std::optional<ExitStatus> Expectation::judge(const Reply& reply) const
         return std::nullopt;
     switch (reply.kind()) {
     case Reply::Kind::NotXml:
+    case Reply::Kind::TooMuch:
         return ExitStatus::BadAnswer;
     case Reply::Kind::Rejected:
         return concerns(reply) ? std::optional(ExitStatus::Rejected) : std::nullopt;

@@ -17,6 +17,7 @@ public:
         Rejected,
         Other, ///< a list, a notice, or an answer that the host wrote itself
         NotXml,
+        TooMuch, ///< a document that would take far more than its length to read; it is printed, and not read
     };
 
     explicit Reply(QByteArray message);
@@ -26,15 +27,17 @@ public:
     const QString& rootName() const { return root; }
     /// The command that an acknowledgement names.
     const QString& commandName() const { return command; }
-    /// Why a command was rejected, or what keeps the message from being XML.
+    /// Why a command was rejected, or what keeps the message from being read.
     const QString& reason() const { return why; }
 
     const QByteArray& raw() const { return message; }
-    /// The message with one element a line, indented; as it is when it is no XML.
+    /// The message with one element a line, indented up to a depth that a screen has room for; as it is when it cannot
+    /// be read.
     QByteArray indented() const;
 
 private:
-    void read();
+    void read(const QString& document);
+    void noteChild(const QString& name, const QString& text);
 
     QByteArray message;
     Kind replyKind = Kind::Other;
@@ -53,6 +56,8 @@ public:
     static Expectation nothing();
 
     bool isNothing() const { return none; }
+    /// Whether it comes by itself some time after the command, and not in the place of its answer.
+    bool isNotice() const { return noticeOnly; }
     /// What is waited for, for a person.
     QString description() const;
 

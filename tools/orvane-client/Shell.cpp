@@ -4,45 +4,12 @@
 #include "HelpText.h"
 #include "HostSession.h"
 #include "LineSource.h"
-#include "Reply.h"
 
-#include <cstdio>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
-
-void Console::reply(const Reply& reply)
-{
-    write(stdout, (indented ? reply.indented() : reply.raw()) + '\n');
-}
-
-void Console::text(const QString& text)
-{
-    write(stdout, text.toUtf8());
-}
-
-void Console::problem(const QString& reason)
-{
-    write(stderr, "orvane-client: " + reason.simplified().toUtf8() + '\n');
-}
-
-void Console::trace(const QString& lines)
-{
-    write(stderr, lines.toUtf8() + '\n');
-}
-
-void Console::write(std::FILE* stream, const QByteArray& bytes)
-{
-    if (prompt)
-        prompt->hide();
-    // Nobody is left to be told when this fails.
-    static_cast<void>(std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream));
-    static_cast<void>(std::fflush(stream));
-    if (prompt)
-        prompt->restore();
-}
 
 SingleCommand::SingleCommand(HostSession& session, Console& console, CommandRequest request, Expectation expectation)
     : session(session)
@@ -110,6 +77,7 @@ void Shell::handleReady()
 
 void Shell::handleLine(const QByteArray& line)
 {
+    ++lineNumber;
     const QByteArray trimmed = line.trimmed();
     if (trimmed.isEmpty() || trimmed.startsWith('#')) {
         source.askForLine();
@@ -156,7 +124,10 @@ void Shell::handleFinished(ExitStatus result, const QString& problem)
 {
     if (result != ExitStatus::Success)
         noteFailure(result, problem);
-    source.askForLine();
+    if (result == ExitStatus::NotLoggedIn && !source.isInteractive())
+        session.finish(); // nothing would be carried out
+    else
+        source.askForLine();
 }
 
 void Shell::handleBroken(ExitStatus result, const QString& problem)
@@ -167,7 +138,8 @@ void Shell::handleBroken(ExitStatus result, const QString& problem)
 
 void Shell::noteFailure(ExitStatus result, const QString& problem)
 {
-    console.problem(problem);
+    console.problem(
+        source.isInteractive() || lineNumber == 0 ? problem : u"line %1: %2"_s.arg(lineNumber).arg(problem));
     if (status == ExitStatus::Success && !source.isInteractive())
         status = result;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CommandRequest.h"
+#include "Console.h"
 #include "Outcome.h"
 #include "Reply.h"
 
@@ -8,37 +9,10 @@
 #include <QObject>
 #include <QString>
 
-#include <cstdio>
-
 namespace OrvaneClient {
 
 class LineSource;
-class Reply;
 class HostSession;
-
-/// All that the program says: answers on standard output, everything else on standard error.
-class Console {
-public:
-    explicit Console(bool indented)
-        : indented(indented)
-    {
-    }
-
-    /// The prompt that may stand on the screen, and has to be out of the way while something is said. Not owned.
-    void setPrompt(LineSource* source) { prompt = source; }
-
-    void reply(const Reply& reply);
-    void text(const QString& text);
-    /// One line.
-    void problem(const QString& reason);
-    void trace(const QString& lines);
-
-private:
-    void write(std::FILE* stream, const QByteArray& bytes);
-
-    LineSource* prompt = nullptr;
-    bool indented;
-};
 
 /// Sends one command and ends with its outcome. Console and session belong to the caller and live longer.
 class SingleCommand : public QObject {
@@ -83,6 +57,7 @@ private:
     HostSession& session;
     LineSource& source;
     Console& console;
+    qint64 lineNumber = 0; ///< 0 before the first one
     ExitStatus status = ExitStatus::Success;
 };
 

@@ -1,3 +1,4 @@
+#include "Console.h"
 #include "HelpText.h"
 #include "HostSession.h"
 #include "LineSource.h"
@@ -8,6 +9,7 @@
 #include <QCoreApplication>
 #include <QFile>
 
+#include <csignal>
 #include <memory>
 
 #include <unistd.h>
@@ -82,8 +84,9 @@ void exitWith(ExitStatus status)
 }
 
 /// Asks for no trust: it is what the user decides with.
-int showCertificate(Options options, Console& console)
+int showCertificate(const Options& given, Console& console)
 {
+    Options options = given;
     options.trust = ServerTrust::anyCertificate();
     HostSession session(options, std::nullopt, nullptr);
     QObject::connect(&session, &HostSession::ready, &session, [&] {
@@ -125,9 +128,16 @@ int runLines(HostSession& session, Console& console)
     return code;
 }
 
-int run(const Options& options)
+int run(const Options& options, Console& console)
 {
-    Console console(options.indented.value_or(isatty(STDOUT_FILENO) != 0));
+    if (options.action == Action::Help) {
+        console.text(programHelp());
+        return exitCode(ExitStatus::Success);
+    }
+    if (options.action == Action::Version) {
+        console.text(u"orvane-client %1\n"_s.arg(QCoreApplication::applicationVersion()));
+        return exitCode(ExitStatus::Success);
+    }
     if (options.action == Action::ShowCertificate)
         return showCertificate(options, console);
 
@@ -151,17 +161,11 @@ int main(int argc, char** argv)
     QCoreApplication::setApplicationName(u"orvane-client"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(ORVANE_CLIENT_VERSION));
 
-    Console console(false);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a reader that has gone is told of as any other failure
     const Result<Options> options = readOptions(QCoreApplication::arguments());
+    Console console(options ? options->indented.value_or(isatty(STDOUT_FILENO) != 0) : false);
     if (!options)
         return usageError(console, options.error());
-    if (options->action == Action::Help) {
-        console.text(programHelp());
-        return exitCode(ExitStatus::Success);
-    }
-    if (options->action == Action::Version) {
-        console.text(u"orvane-client %1\n"_s.arg(QCoreApplication::applicationVersion()));
-        return exitCode(ExitStatus::Success);
-    }
-    return run(*options);
+    const int code = run(*options, console);
+    return console.hasFailed() ? exitCode(ExitStatus::OutputFailed) : code;
 }
