@@ -311,17 +311,25 @@ void tst_server_limits::servesWhoAsksForMuchAtOnce()
     QTRY_COMPARE(client->received, list.repeated(5));
 }
 
+/// Also where the host does nothing but call after call, each longer than a step of the time.
 void tst_server_limits::endsWhoDoesNotMakeTheHandshake()
 {
     OrvaneLimits limits;
     limits.handshakeTimeout = 300ms;
     const LogCapture log;
     LimitedSession session(limits);
-    QTcpSocket silent;
-    silent.connectToHost(u"127.0.0.1"_s, session.server->serverPort());
-    QVERIFY(silent.waitForConnected());
-    const quint16 port = silent.localPort();
-    QVERIFY(isEnded(silent, u"handshakeTimeout"_s, port));
+    QTimer busy;
+    busy.callOnTimeout([] { QThread::msleep(50); });
+    for (const bool isBusy : {false, true}) {
+        if (isBusy)
+            busy.start(0ms);
+        QTcpSocket silent;
+        silent.connectToHost(u"127.0.0.1"_s, session.server->serverPort());
+        QVERIFY(silent.waitForConnected());
+        const quint16 port = silent.localPort();
+        QVERIFY(isEnded(silent, u"handshakeTimeout"_s, port));
+    }
+    busy.stop();
     QTest::qWait(500);
     QVERIFY(session.isServed());
 }
