@@ -3,6 +3,7 @@
 import contextlib
 import os
 import queue
+import socket
 import stat
 import tempfile
 import termios
@@ -17,6 +18,12 @@ PROMPT = "orvane> "
 ARROW_UP = "\x1b[A"
 CTRL_C = "\x03"
 CTRL_D = "\x04"
+SILENT = (b"loginClient", b"updateRecorderContents", b"getPertinentInfo", b"end-of-query-1/")
+LISTS = {
+    b"getRecorderList/": b'<getRecorderListResponse><recorder name="North gate"><track name="a"/></recorder>'
+                         b'<recorder name="North yard"/><recorder name="South"/></getRecorderListResponse>',
+    b"getPresetsList/": b'<getPresetsListResponse><preset name="Night &amp; day"/></getPresetsListResponse>',
+}
 PATIENCE = 60  # seconds, for a machine that does much else
 
 
@@ -31,14 +38,16 @@ class Terminal(unittest.TestCase):
         threading.Thread(target=self.serve, daemon=True).start()
 
     def serve(self):
-        """Accepts every command but a refresh, one client after the other."""
+        """Accepts every command but a refresh and a query, one client after the other."""
         while self.listener.fileno() >= 0:
             with contextlib.suppress(OSError), peer.accept(self.listener) as self.connection:
                 for message in peer.messages(self.connection):
                     name = message[1:message.index(b">")]
                     if name != b"loginClient":
                         self.documents.put(message.decode())
-                    if name not in (b"loginClient", b"updateRecorderContents"):
+                    if name in LISTS:
+                        self.send(LISTS[name])
+                    elif name not in SILENT:
                         self.send(b"<commandAccepted><commandname>" + name + b"</commandname></commandAccepted>")
 
     def send(self, message):
@@ -143,7 +152,7 @@ class Terminal(unittest.TestCase):
                 self.host_gets(f"<setPreset><presetname>{preset}</presetname></setPreset>")
 
     def test_leaves_the_terminal_as_it_was(self):
-        for keys in ["quit\r", CTRL_D, CTRL_C, "setPreset" + CTRL_C]:
+        for keys in ["quit\r", CTRL_D]:
             with self.subTest(keys):
                 self.start()
                 self.assertFalse(self.is_usual())
@@ -151,6 +160,50 @@ class Terminal(unittest.TestCase):
                 self.ends()
                 self.assertTrue(self.is_usual())
                 self.assertTrue(self.documents.empty())
+
+    def test_tabulator_completes_names_of_the_host(self):
+        self.start()
+        for keys, document in [
+            ("showLive rec\tN\tg\t\r", "<showLive><recorder>North gate</recorder></showLive>"),
+            ("setPreset pres\tN\t\r", "<setPreset><presetname>Night &amp; day</presetname></setPreset>"),
+        ]:
+            self.type(keys)
+            self.assertIn("List", self.documents.get(timeout=PATIENCE))
+            self.host_gets(document)
+            self.shows(PROMPT)
+        self.assertTrue(self.documents.empty())
+
+    def test_ctrl_c_drops_the_line_or_the_wait(self):
+        self.start()
+        self.type("setPreset presetname=A" + CTRL_C)
+        self.shows("^C\r\n" + PROMPT)
+        self.type("getPertinentInfo\r")
+        self.host_gets("<getPertinentInfo></getPertinentInfo>")
+        self.host_gets("<end-of-query-1/>")
+        self.type(CTRL_C)
+        self.shows("given up")
+        self.shows(PROMPT)
+        self.type("setPreset presetname=B\r")
+        self.host_gets("<setPreset><presetname>B</presetname></setPreset>")
+
+    def test_next_command_connects_anew(self):
+        self.start()
+        self.type("setPreset\r")
+        self.host_gets("<setPreset></setPreset>")
+        self.shows(PROMPT)
+        self.connection.shutdown(socket.SHUT_RDWR)
+        self.shows("closed the connection")
+        self.type("setPreset presetname=A\r")
+        self.host_gets("<setPreset><presetname>A</presetname></setPreset>")
+        self.shows("</commandAccepted>")
+        self.shows(PROMPT)
+        self.listener.close()
+        self.connection.shutdown(socket.SHUT_RDWR)
+        self.shows("closed the connection")
+        self.type("setPreset presetname=A\r")
+        self.shows("cannot connect")
+        self.type(CTRL_D)
+        self.ends()
 
     def test_nothing_of_the_host_is_obeyed(self):
         for message, shown in [("<a><b>\x9b2J\u202e</b></a>", ["<a>", "\r\n  <b>\\x9b2J\\u202e</b>\r\n"]),

@@ -103,7 +103,27 @@ QStringList keysFor(const KnownCommand& command, const QStringList& wordsBefore)
     return words;
 }
 
-QStringList candidates(const QStringList& wordsBefore, const QString& word)
+/// A name as it stands in a line, where blanks and quotes have a backslash before them.
+QString escapedForLine(const QString& value)
+{
+    static const QRegularExpression special(u"([\\s\\\\'\"])"_s);
+    return QString(value).replace(special, u"\\\\1"_s);
+}
+
+QStringList valuesFor(const KnownCommand& command, const QString& word, const ValuesOfKey& valuesOf)
+{
+    const QString key = word.left(word.indexOf(u'='));
+    const bool isKnown = std::any_of(
+        command.keys.begin(), command.keys.end(), [&](const CommandKey& known) { return known.name == key; });
+    QStringList words;
+    if (isKnown) {
+        for (const QString& value : valuesOf(key))
+            words.append(key + u'=' + escapedForLine(value));
+    }
+    return words;
+}
+
+QStringList candidates(const QStringList& wordsBefore, const QString& word, const ValuesOfKey& valuesOf)
 {
     if (wordsBefore.isEmpty())
         return commandNames() + QStringList {u"help"_s, u"quit"_s};
@@ -114,17 +134,33 @@ QStringList candidates(const QStringList& wordsBefore, const QString& word)
         return {};
     if (!command->groupFields.empty() && word.startsWith(DetailViewGroup + u':'))
         return fieldsFor(*command, word);
-    return keysFor(*command, wordsBefore);
+    return word.contains(u'=') ? valuesFor(*command, word, valuesOf) : keysFor(*command, wordsBefore);
+}
+
+/// Where the last word of a line begins that has a part behind its last blank, too.
+qsizetype startOfWord(const QString& line)
+{
+    qsizetype start = 0;
+    for (qsizetype i = 0; i < line.size(); ++i) {
+        if (line[i] == u'\\')
+            ++i;
+        else if (line[i].isSpace())
+            start = i + 1;
+    }
+    return start;
 }
 
 } // namespace
 
-QStringList completionsOf(const QString& lineBefore, const QString& word)
+QStringList completionsOf(const QString& lineBefore, const QString& word, const ValuesOfKey& valuesOf)
 {
+    const qsizetype start = startOfWord(lineBefore);
+    const QString wordBefore = lineBefore.mid(start);
+    const QStringList wordsBefore = lineBefore.left(start).simplified().split(u' ', Qt::SkipEmptyParts);
     QStringList fitting;
-    for (const QString& candidate : candidates(lineBefore.simplified().split(u' ', Qt::SkipEmptyParts), word)) {
-        if (candidate.startsWith(word))
-            fitting.append(candidate);
+    for (const QString& candidate : candidates(wordsBefore, wordBefore + word, valuesOf)) {
+        if (candidate.startsWith(wordBefore + word))
+            fitting.append(candidate.mid(wordBefore.size()));
     }
     return fitting;
 }

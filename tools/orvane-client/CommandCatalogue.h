@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <vector>
 
 namespace OrvaneClient {
@@ -40,8 +41,12 @@ const std::vector<KnownCommand>& knownCommands();
 /// Null for a name that the protocol does not have; such a command can be sent all the same.
 const KnownCommand* findKnownCommand(const QString& name);
 
-/// What the last word of a line can become: a command, a key that the command does not have yet, or a group's field.
-/// A key comes with its "=", ready for the value.
-QStringList completionsOf(const QString& lineBefore, const QString& word);
+/// The names that a host has for a key, such as those of its recorders for "recorder"; none for most keys.
+using ValuesOfKey = std::function<QStringList(const QString& key)>;
+
+/// What the last word of a line can become: a command, a key that the command does not have yet, a group's field, or a
+/// value that the host has. A key comes with its "=", ready for the value. \a word begins behind the last blank, also
+/// where that is a part of a value.
+QStringList completionsOf(const QString& lineBefore, const QString& word, const ValuesOfKey& valuesOf);
 
 } // namespace OrvaneClient

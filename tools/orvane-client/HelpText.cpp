@@ -29,9 +29,11 @@ Examples:
 
 Interactive mode:
   Lines are commands as above, with quotes and backslashes as in a shell; help and quit are lines too. The tabulator
-  key completes commands and keys. Lines are kept for the next time, except those with a password. From a pipe, lines
-  that begin with # are comments, each command waits for its answer, and all are sent even when one fails, unless
-  the host does not accept the account.
+  key completes commands, keys, and the names of the host's recorders, tracks and presets. Ctrl-C drops the line or the
+  wait for an answer, Ctrl-D ends. When the host has closed the connection, the next command connects anew. Lines are
+  kept for the next time, except those with a password. From a pipe, lines that begin with # are comments, each command
+  waits for its answer, and all are sent even when one fails, unless the host does not accept the account.
+  "orvane-client help COMMAND" shows the keys of a command, without a host.
 
 Environment:
   ORVANE_USER, ORVANE_PASSWORD   the account to log in with

@@ -94,10 +94,20 @@ HostConnection::~HostConnection()
 
 void HostConnection::open(const QString& host, quint16 port, std::chrono::milliseconds timeout)
 {
+    abort();
+    state = State::Connecting;
+    cutter = {};
     hostName = host;
     hostPort = port;
     timer.start(timeout);
     socket.connectToHostEncrypted(host, port);
+}
+
+void HostConnection::abort()
+{
+    state = State::Ended;
+    timer.stop();
+    socket.abort();
 }
 
 void HostConnection::send(const QByteArray& message)
@@ -160,8 +170,7 @@ void HostConnection::handleReadyRead()
     for (const QByteArray& message : cutter.add(bytes))
         Q_EMIT messageReceived(message);
     if (state == State::Ready && cutter.incompleteLength() > LongestMessage) {
-        state = State::Ended;
-        socket.abort();
+        abort();
         Q_EMIT flooded();
     }
 }
@@ -175,9 +184,7 @@ void HostConnection::handleTimeout()
 
 void HostConnection::fail(const QString& reason)
 {
-    state = State::Ended;
-    timer.stop();
-    socket.abort();
+    abort();
     Q_EMIT failed(reason);
 }
 

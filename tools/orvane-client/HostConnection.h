@@ -46,7 +46,12 @@ public:
     ~HostConnection() override;
     Q_DISABLE_COPY_MOVE(HostConnection)
 
+    /// Also again, when a connection has ended.
     void open(const QString& host, quint16 port, std::chrono::milliseconds timeout);
+    /// Ends the connection, or the attempt, without a signal.
+    void abort();
+    bool isReady() const { return state == State::Ready; }
+    bool hasEnded() const { return state == State::Ended; }
     /// Sends one message; the end of message is added.
     void send(const QByteArray& message);
     /// Tells the host that nothing more comes, and goes on reading until it closes too; closed() follows then. Closing
@@ -59,11 +64,11 @@ public:
 
 Q_SIGNALS:
     void ready();
-    /// There is no connection, or no trust in it. The last signal.
+    /// There is no connection, or no trust in it. The last signal of this connection.
     void failed(const QString& reason);
-    /// The connection has ended after it was ready. The last signal.
+    /// The connection has ended after it was ready. The last signal of it.
     void closed();
-    /// It has been ended because the host sent one message without an end. The last signal.
+    /// It has been ended because the host sent one message without an end. The last signal of it.
     void flooded();
     void messageReceived(const QByteArray& message);
     void bytesSent();
@@ -86,7 +91,7 @@ private:
     MessageCutter cutter;
     QString hostName;
     quint16 hostPort = 0;
-    State state = State::Connecting;
+    State state = State::Ended;
     bool isTraced;
 };
 

@@ -71,8 +71,7 @@ HostSession::HostSession(const Options& options, std::optional<CommandRequest> l
     connect(&timer, &QTimer::timeout, this, &HostSession::handleTimeout);
     connect(&silence, &QTimer::timeout, this, &HostSession::handleSilence);
     connect(&connection, &HostConnection::ready, this, &HostSession::handleReady);
-    connect(&connection, &HostConnection::failed, this,
-        [this](const QString& reason) { Q_EMIT broken(ExitStatus::NoConnection, reason); });
+    connect(&connection, &HostConnection::failed, this, &HostSession::handleFailed);
     connect(&connection, &HostConnection::closed, this, &HostSession::handleClosed);
     connect(&connection, &HostConnection::flooded, this, &HostSession::handleFlooded);
     connect(&connection, &HostConnection::messageReceived, this, &HostSession::handleMessage);
@@ -82,6 +81,8 @@ HostSession::HostSession(const Options& options, std::optional<CommandRequest> l
 
 void HostSession::start()
 {
+    isLoggedIn = false;
+    endsOfQueries = 0;
     connection.open(options.host, options.port, options.timeout);
 }
 
@@ -90,21 +91,48 @@ void HostSession::handleReady()
 {
     if (login)
         connection.send(login->document);
-    Q_EMIT ready();
+    if (pending)
+        send();
+    else
+        Q_EMIT ready();
 }
 
-void HostSession::exchange(const CommandRequest& request, const Expectation& expectation)
+void HostSession::handleFailed(const QString& reason)
+{
+    endWaiting();
+    Q_EMIT broken(ExitStatus::NoConnection, reason);
+}
+
+void HostSession::exchange(const CommandRequest& command, const Expectation& expectation)
+{
+    request = command;
+    pending = expectation;
+    if (connection.hasEnded())
+        start();
+    else
+        send();
+}
+
+void HostSession::send()
 {
     if (request.command == LoginCommand)
         login = request;
-    pending = expectation;
-    lastUnanswered = expectation.isNothing();
+    lastUnanswered = pending->isNothing();
     timer.start(options.timeout);
-    if (!expectation.isNothing())
+    if (!pending->isNothing())
         silence.start(std::min(Silence, options.timeout / 3));
     connection.send(request.document);
     // Never inside this call, and also when all has gone out already.
     QMetaObject::invokeMethod(this, &HostSession::handleBytesSent, Qt::QueuedConnection);
+}
+
+void HostSession::cancel()
+{
+    if (!pending)
+        return;
+    endWaiting();
+    if (!connection.isReady())
+        connection.abort();
 }
 
 void HostSession::handleBytesSent()
@@ -188,21 +216,27 @@ void HostSession::handleClosed()
         problem += u" in the middle of a message, after %1 bytes"_s.arg(connection.incompleteLength());
     else if (pending)
         problem += u", no %1"_s.arg(pending->description());
+    endWaiting();
     Q_EMIT broken(ExitStatus::NoAnswer, problem);
 }
 
 void HostSession::handleFlooded()
 {
-    timer.stop();
+    endWaiting();
     Q_EMIT broken(
         ExitStatus::BadAnswer, u"the answer has no end: given up after %1 bytes"_s.arg(connection.incompleteLength()));
 }
 
-void HostSession::endExchange(ExitStatus status, const QString& problem)
+void HostSession::endWaiting()
 {
     timer.stop();
     silence.stop();
     pending.reset();
+}
+
+void HostSession::endExchange(ExitStatus status, const QString& problem)
+{
+    endWaiting();
     Q_EMIT exchangeFinished(status, problem);
 }
 
@@ -211,7 +245,7 @@ void HostSession::finish()
     if (finishing)
         return;
     finishing = true;
-    if (!lastUnanswered) {
+    if (!lastUnanswered || connection.hasEnded()) {
         QMetaObject::invokeMethod(this, &HostSession::finished, Qt::QueuedConnection);
         return;
     }

@@ -40,8 +40,12 @@ public:
     HostSession(const Options& options, std::optional<CommandRequest> login, QObject* parent);
 
     void start();
-    /// Sends a command, and waits for what is expected; exchangeFinished() or broken() follows. One at a time.
+    /// Sends a command, and waits for what is expected; exchangeFinished() or broken() follows. One at a time. Connects
+    /// anew where the connection has ended.
     void exchange(const CommandRequest& request, const Expectation& expectation);
+    /// Gives up waiting, without a signal. An answer that comes all the same is reported as any other one.
+    void cancel();
+    bool isWaiting() const { return pending.has_value(); }
     /// Ends the session, finished() follows: at once, or when the host has closed too where it gave no answer to the
     /// last command, since only then it is sure to have read it.
     void finish();
@@ -54,13 +58,15 @@ Q_SIGNALS:
     void replyReceived(const Reply& reply);
     /// \a problem is empty when all is well.
     void exchangeFinished(ExitStatus status, const QString& problem);
-    /// There is no connection any more. The last signal.
+    /// There is no connection any more.
     void broken(ExitStatus status, const QString& problem);
     void finished();
     void traced(const QString& lines);
 
 private:
     void handleReady();
+    void handleFailed(const QString& reason);
+    void send();
     void handleMessage(const QByteArray& message);
     bool isEndOfQuery(const Reply& reply);
     void handleBytesSent();
@@ -69,6 +75,7 @@ private:
     void handleTimeout();
     void handleSilence();
     void handleProbe(bool isLoggedIn);
+    void endWaiting();
     void endExchange(ExitStatus status, const QString& problem);
 
     const Options& options;
@@ -76,6 +83,7 @@ private:
     QTimer timer;
     QTimer silence;
     std::optional<CommandRequest> login;
+    CommandRequest request; ///< the last one
     std::optional<Expectation> pending;
     std::unique_ptr<LoginProbe> probe;
     bool isLoggedIn = false; ///< as far as it is known: without a login a host answers nothing

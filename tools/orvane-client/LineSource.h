@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CommandCatalogue.h"
+
 #include <QByteArray>
 #include <QObject>
 #include <QSocketNotifier>
@@ -19,12 +21,16 @@ public:
     virtual bool isInteractive() const { return false; }
     /// Keeps a line for a person to come back to.
     virtual void remember(const QByteArray& /*line*/) { }
+    /// Where names for the completion come from. An event loop may run in it.
+    virtual void setValuesOfKeys(const ValuesOfKey& /*valuesOf*/) { }
     /// Takes the prompt off the screen, and puts it back with what is typed; nothing when none is shown.
     virtual void hide() { }
     virtual void restore() { }
 
 Q_SIGNALS:
     void lineRead(const QByteArray& line);
+    /// A person wants what goes on to stop; not while a line is edited.
+    void interrupted();
     void ended();
 };
 

@@ -125,6 +125,8 @@ QString readCommand(const QCommandLineParser& parser, Options& options)
 
     if (isSet(parser, "show-certificate"))
         options.action = Action::ShowCertificate;
+    else if (!options.words.isEmpty() && options.words.first() == "help"_L1)
+        options.action = Action::CommandHelp;
     else if (isSet(parser, "file") || !options.words.isEmpty())
         options.action = Action::OneCommand;
     if (options.action != Action::OneCommand && (isSet(parser, "wait") || options.noReply))

@@ -14,6 +14,7 @@ namespace OrvaneClient {
 
 enum class Action {
     Help,
+    CommandHelp, ///< words: "help", and perhaps a command
     Version,
     ShowCertificate,
     OneCommand,

@@ -5,6 +5,11 @@
 #include "HostSession.h"
 #include "LineSource.h"
 
+#include <QEventLoop>
+#include <QTimer>
+
+#include <chrono>
+
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -60,27 +65,63 @@ Shell::Shell(HostSession& session, LineSource& source, Console& console)
     , console(console)
 {
     connect(&session, &HostSession::ready, this, &Shell::handleReady);
-    connect(&session, &HostSession::replyReceived, this, [this](const Reply& reply) { this->console.reply(reply); });
+    connect(&session, &HostSession::replyReceived, this, &Shell::showReply);
     connect(&session, &HostSession::exchangeFinished, this, &Shell::handleFinished);
     connect(&session, &HostSession::broken, this, &Shell::handleBroken);
     connect(&session, &HostSession::finished, this, [this] { Q_EMIT ended(status); });
+    source.setValuesOfKeys([this](const QString& key) { return valuesOf(key); });
     connect(&source, &LineSource::lineRead, this, &Shell::handleLine);
+    connect(&source, &LineSource::interrupted, this, &Shell::handleInterrupted);
     connect(&source, &LineSource::ended, &session, &HostSession::finish);
+}
+
+void Shell::showReply(const Reply& reply)
+{
+    const bool isList = names.learn(reply);
+    if (!isList || !asksForNames)
+        console.reply(reply);
+}
+
+/// Asks the host for what it has not told yet, but not for longer than a person waits for the tabulator key.
+QStringList Shell::valuesOf(const QString& key)
+{
+    using namespace std::chrono_literals;
+    const QString list = HostNames::listFor(key);
+    if (!list.isNull() && !names.valuesOf(key) && !session.isWaiting()) {
+        asksForNames = true;
+        QEventLoop loop;
+        connect(&session, &HostSession::exchangeFinished, &loop, &QEventLoop::quit);
+        connect(&session, &HostSession::broken, &loop, &QEventLoop::quit);
+        QTimer::singleShot(1s, &loop, &QEventLoop::quit);
+        session.exchange({list, (u'<' + list + "/>"_L1).toUtf8()}, Expectation::answerOf(list));
+        loop.exec();
+        session.cancel();
+        asksForNames = false;
+    }
+    return names.valuesOf(key).value_or(QStringList());
+}
+
+void Shell::askForLine()
+{
+    asksForLine = true;
+    source.askForLine();
 }
 
 void Shell::handleReady()
 {
+    wasReady = true;
     if (source.isInteractive())
         console.text(u"Connected. \"help\" lists the commands, \"quit\" ends.\n"_s);
-    source.askForLine();
+    askForLine();
 }
 
 void Shell::handleLine(const QByteArray& line)
 {
+    asksForLine = false;
     ++lineNumber;
     const QByteArray trimmed = line.trimmed();
     if (trimmed.isEmpty() || trimmed.startsWith('#')) {
-        source.askForLine();
+        askForLine();
         return;
     }
     if (mayBeRemembered(trimmed))
@@ -104,7 +145,7 @@ bool Shell::runOwnCommand(const QByteArray& line)
         console.problem(u"the protocol has no command \"%1\""_s.arg(topic));
     else
         console.text(text);
-    source.askForLine();
+    askForLine();
     return true;
 }
 
@@ -113,7 +154,7 @@ void Shell::sendCommand(const QByteArray& line)
     const Result<CommandRequest> request = requestFromLine(line);
     if (!request) {
         noteFailure(ExitStatus::UsageError, request.error());
-        source.askForLine();
+        askForLine();
         return;
     }
     session.exchange(*request,
@@ -122,18 +163,35 @@ void Shell::sendCommand(const QByteArray& line)
 
 void Shell::handleFinished(ExitStatus result, const QString& problem)
 {
+    if (asksForNames)
+        return;
     if (result != ExitStatus::Success)
         noteFailure(result, problem);
     if (result == ExitStatus::NotLoggedIn && !source.isInteractive())
         session.finish(); // nothing would be carried out
     else
-        source.askForLine();
+        askForLine();
 }
 
+/// At a prompt the next command connects anew.
 void Shell::handleBroken(ExitStatus result, const QString& problem)
 {
     noteFailure(result, problem);
-    Q_EMIT ended(source.isInteractive() ? result : status);
+    if (!source.isInteractive() || !wasReady)
+        Q_EMIT ended(source.isInteractive() ? result : status);
+    else if (!asksForLine)
+        askForLine();
+}
+
+void Shell::handleInterrupted()
+{
+    if (!session.isWaiting()) {
+        session.finish();
+        return;
+    }
+    session.cancel();
+    console.problem(u"given up; an answer that comes all the same is shown"_s);
+    askForLine();
 }
 
 void Shell::noteFailure(ExitStatus result, const QString& problem)

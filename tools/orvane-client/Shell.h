@@ -2,6 +2,7 @@
 
 #include "CommandRequest.h"
 #include "Console.h"
+#include "HostNames.h"
 #include "Outcome.h"
 #include "Reply.h"
 
@@ -50,6 +51,10 @@ private:
     void handleLine(const QByteArray& line);
     void handleFinished(ExitStatus result, const QString& problem);
     void handleBroken(ExitStatus result, const QString& problem);
+    void handleInterrupted();
+    void askForLine();
+    void showReply(const Reply& reply);
+    QStringList valuesOf(const QString& key);
     bool runOwnCommand(const QByteArray& line);
     void sendCommand(const QByteArray& line);
     void noteFailure(ExitStatus result, const QString& problem);
@@ -58,6 +63,10 @@ private:
     LineSource& source;
     Console& console;
     qint64 lineNumber = 0; ///< 0 before the first one
+    HostNames names;
+    bool wasReady = false;
+    bool asksForNames = false; ///< what comes then is for the completion
+    bool asksForLine = false; ///< the prompt, where there is one, is shown
     ExitStatus status = ExitStatus::Success;
 };
 

@@ -31,13 +31,14 @@ constexpr int HistoryLines = 1000;
 
 TerminalLineSource* activeSource = nullptr;
 
-/// Signals leave a byte here: a handler itself may do next to nothing.
-std::array<int, 2> interruptPipe = {-1, -1};
+/// Signals leave their number here: a handler itself may do next to nothing.
+std::array<int, 2> signalPipe = {-1, -1};
 
-void handleInterrupt(int /*signal*/)
+void handleSignal(int signal)
 {
     const int savedError = errno;
-    [[maybe_unused]] const ssize_t written = write(interruptPipe[1], "!", 1);
+    const char number = static_cast<char>(signal);
+    [[maybe_unused]] const ssize_t written = write(signalPipe[1], &number, 1);
     errno = savedError;
 }
 
@@ -47,16 +48,6 @@ QStringList completions;
 char* nextCompletion(const char* /*word*/, int index)
 {
     return index < completions.size() ? strdup(completions[index].toUtf8().constData()) : nullptr;
-}
-
-char** completeWord(const char* word, int start, int /*end*/)
-{
-    rl_attempted_completion_over = 1; // or file names would be tried next
-    const QByteArray lineBefore(rl_line_buffer, start);
-    completions = completionsOf(QString::fromUtf8(lineBefore), QString::fromUtf8(word));
-    const bool isKey = completions.size() == 1 && completions.first().endsWith(u'=');
-    rl_completion_append_character = isKey ? 0 : int {u' '};
-    return rl_completion_matches(word, nextCompletion);
 }
 
 /// Past the line editor, which writes to the same stream.
@@ -90,15 +81,29 @@ TerminalLineSource::TerminalLineSource(QObject* parent)
     static std::array<char, 3> wordBreaks = {' ', '\t', '\0'};
     rl_basic_word_break_characters = wordBreaks.data();
     rl_completer_word_break_characters = wordBreaks.data();
-    rl_attempted_completion_function = completeWord;
+    rl_attempted_completion_function = &TerminalLineSource::completeWord;
     openHistory();
-    watchInterrupts();
+    watchSignals();
 }
 
 TerminalLineSource::~TerminalLineSource()
 {
     takePromptAway();
     activeSource = nullptr;
+}
+
+char** TerminalLineSource::completeWord(const char* word, int start, int /*end*/)
+{
+    rl_attempted_completion_over = 1; // or file names would be tried next
+    const QByteArray lineBefore(rl_line_buffer, start);
+    activeSource->keys.setEnabled(false); // no key is read inside another one
+    activeSource->completes = true;
+    completions = completionsOf(QString::fromUtf8(lineBefore), QString::fromUtf8(word), activeSource->valuesOf);
+    activeSource->completes = false;
+    activeSource->keys.setEnabled(true);
+    const bool isKey = completions.size() == 1 && completions.first().endsWith(u'=');
+    rl_completion_append_character = isKey ? 0 : int {u' '};
+    return rl_completion_matches(word, nextCompletion);
 }
 
 void TerminalLineSource::askForLine()
@@ -168,19 +173,44 @@ void TerminalLineSource::remember(const QByteArray& line)
     write_history(QFile::encodeName(historyFile).constData());
 }
 
-void TerminalLineSource::watchInterrupts()
+void TerminalLineSource::watchSignals()
 {
-    if (pipe2(interruptPipe.data(), O_CLOEXEC | O_NONBLOCK) != 0)
+    if (pipe2(signalPipe.data(), O_CLOEXEC | O_NONBLOCK) != 0)
         return;
-    auto* const notifier = new QSocketNotifier(interruptPipe[0], QSocketNotifier::Read, this);
-    connect(notifier, &QSocketNotifier::activated, this, [this, notifier] {
-        notifier->setEnabled(false);
-        takePromptAway();
-        writeToTerminal("\n");
-        Q_EMIT ended();
-    });
+    auto* const notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, &TerminalLineSource::handleSignals);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        static_cast<void>(std::signal(signal, handleInterrupt));
+        static_cast<void>(std::signal(signal, handleSignal));
+}
+
+void TerminalLineSource::handleSignals()
+{
+    char signal = 0;
+    if (read(signalPipe[0], &signal, 1) != 1)
+        return;
+    if (signal == SIGINT && completes)
+        return; // inside a key
+    const bool isInterrupt = signal == SIGINT;
+    if (isInterrupt && promptShown) {
+        dropLine();
+        return;
+    }
+    takePromptAway();
+    writeToTerminal("\n");
+    if (isInterrupt)
+        Q_EMIT interrupted();
+    else
+        Q_EMIT ended();
+}
+
+/// The editor has no way to forget a line but to begin anew.
+void TerminalLineSource::dropLine()
+{
+    takePromptAway();
+    writeToTerminal("^C\n");
+    rl_initialize();
+    openHistory();
+    askForLine();
 }
 
 namespace {

@@ -22,18 +22,24 @@ public:
     void askForLine() override;
     bool isInteractive() const override { return true; }
     void remember(const QByteArray& line) override;
+    void setValuesOfKeys(const ValuesOfKey& values) override { valuesOf = values; }
     void hide() override;
     void restore() override;
 
 private:
     static void handleEditedLine(char* line);
+    static char** completeWord(const char* word, int start, int end);
     void takePromptAway();
     void openHistory();
-    void watchInterrupts();
+    void watchSignals();
+    void handleSignals();
+    void dropLine();
 
     QSocketNotifier keys;
     QString historyFile;
+    ValuesOfKey valuesOf = [](const QString&) { return QStringList(); };
     bool promptShown = false;
+    bool completes = false;
 };
 
 /// Asks for a password at the terminal of the process, without showing it. Nothing when there is no terminal, or when

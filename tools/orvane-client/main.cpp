@@ -134,6 +134,14 @@ int run(const Options& options, Console& console)
         console.text(programHelp());
         return exitCode(ExitStatus::Success);
     }
+    if (options.action == Action::CommandHelp) {
+        const QString topic = options.words.mid(1).join(u' ');
+        const QString text = topic.isEmpty() ? commandsHelp() : commandHelp(topic);
+        if (text.isEmpty())
+            return usageError(console, u"the protocol has no command \"%1\""_s.arg(topic));
+        console.text(text);
+        return exitCode(ExitStatus::Success);
+    }
     if (options.action == Action::Version) {
         console.text(u"orvane-client %1\n"_s.arg(QCoreApplication::applicationVersion()));
         return exitCode(ExitStatus::Success);
