@@ -80,7 +80,7 @@ What it does not send:
   orvane-client: --wait and --no-reply go with one command only (--help tells more)
   [1]
   $ setsid --wait "$CLIENT" --user operator setPreset
-  orvane-client: no password for "operator": set ORVANE_PASSWORD, or give it at a terminal (--help tells more)
+  orvane-client: no password for "operator": set ORVANE_PASSWORD, name a --password-file, or give it at a terminal (--help tells more)
   [1]
   $ orvane "a x='1'"
   orvane-client: "a x='1'" is no XML name and so no command (--help tells more)

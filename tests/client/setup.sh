@@ -1,7 +1,8 @@
 # To be sourced by the transcripts: the example host, and short names for the client.
 . "$TESTDIR/../support/host-process.sh"
 export LC_ALL=C.UTF-8
-unset ORVANE_USER ORVANE_PASSWORD
+unset "${!ORVANE_@}"
+export XDG_CONFIG_HOME=$PWD/config XDG_DATA_HOME=$PWD/data
 fingerprint=$(openssl x509 -in "$CERTIFICATE" -noout -fingerprint -sha256 | cut -d= -f2)
 patience=(--timeout 60) # for a machine that does much else; what must not answer is given less
 

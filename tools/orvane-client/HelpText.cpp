@@ -36,7 +36,18 @@ Interactive mode:
   "orvane-client help COMMAND" shows the keys of a command, without a host.
 
 Environment:
-  ORVANE_USER, ORVANE_PASSWORD   the account to log in with
+  ORVANE_HOST, ORVANE_PORT, ORVANE_USER, ORVANE_CA, ORVANE_FINGERPRINT   where the options of these names are not given
+  ORVANE_PASSWORD                                                        the password of the user
+
+Profiles:
+  In ~/.config/orvane-client/profiles.ini (or under XDG_CONFIG_HOME), a section for each:
+    [north-wall]
+    host=192.0.2.7
+    user=operator
+    password-file=/home/me/north-wall.password
+    fingerprint=5E:0B:...
+  Other keys are port, ca, timeout, system=true, insecure=true and trust-on-first-use=true. What was trusted on first use
+  stands in ~/.local/share/orvane-client/known-hosts.
 
 Exit status:
   0  the command was accepted, or its answer came (from a pipe: all were)

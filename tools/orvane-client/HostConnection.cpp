@@ -137,6 +137,8 @@ void HostConnection::handleEncrypted()
         return;
     }
     state = State::Ready;
+    if (const QString notice = trust.remember(socket.peerCertificate()); !notice.isEmpty())
+        Q_EMIT noticed(notice);
     Q_EMIT ready();
 }
 

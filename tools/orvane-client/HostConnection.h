@@ -73,6 +73,8 @@ Q_SIGNALS:
     void messageReceived(const QByteArray& message);
     void bytesSent();
     void traced(const QString& lines);
+    /// Something that a person wants to know.
+    void noticed(const QString& what);
 
 private:
     enum class State { Connecting, Ready, Ended };

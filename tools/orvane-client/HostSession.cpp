@@ -42,9 +42,10 @@ QString problemWith(const Reply& reply, ExitStatus status)
 
 } // namespace
 
-LoginProbe::LoginProbe(const Options& options, std::optional<CommandRequest> login, QObject* parent)
+LoginProbe::LoginProbe(const Options& options, const QSslCertificate& certificate, std::optional<CommandRequest> login,
+    QObject* parent)
     : QObject(parent)
-    , connection(options.trust, false, this)
+    , connection(*ServerTrust::pinned(fingerprintOf(certificate)), false, this)
 {
     connect(&connection, &HostConnection::ready, this, [this, login = std::move(login)] {
         if (login)
@@ -77,6 +78,7 @@ HostSession::HostSession(const Options& options, std::optional<CommandRequest> l
     connect(&connection, &HostConnection::messageReceived, this, &HostSession::handleMessage);
     connect(&connection, &HostConnection::bytesSent, this, &HostSession::handleBytesSent);
     connect(&connection, &HostConnection::traced, this, &HostSession::traced);
+    connect(&connection, &HostConnection::noticed, this, &HostSession::noticed);
 }
 
 void HostSession::start()
@@ -181,7 +183,7 @@ void HostSession::handleSilence()
     connection.send(endOfQuery(++endsOfQueries).document);
     if (isLoggedIn)
         return;
-    probe = std::make_unique<LoginProbe>(options, login, nullptr);
+    probe = std::make_unique<LoginProbe>(options, connection.certificate(), login, nullptr);
     connect(probe.get(), &LoginProbe::answered, this, &HostSession::handleProbe);
 }
 

@@ -22,7 +22,9 @@ class LoginProbe : public QObject {
     Q_OBJECT
 
 public:
-    LoginProbe(const Options& options, std::optional<CommandRequest> login, QObject* parent);
+    /// \a certificate: the one that the host has shown, and must have again.
+    LoginProbe(const Options& options, const QSslCertificate& certificate, std::optional<CommandRequest> login,
+        QObject* parent);
 
 Q_SIGNALS:
     void answered(bool isLoggedIn);
@@ -62,6 +64,8 @@ Q_SIGNALS:
     void broken(ExitStatus status, const QString& problem);
     void finished();
     void traced(const QString& lines);
+    /// Something that a person wants to know.
+    void noticed(const QString& what);
 
 private:
     void handleReady();

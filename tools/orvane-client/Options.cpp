@@ -1,6 +1,7 @@
 #include "Options.h"
 
 #include "CommandRequest.h"
+#include "Settings.h"
 
 #include <cmath>
 
@@ -27,83 +28,104 @@ QString valueOf(const QCommandLineParser& parser, const char* name)
     return parser.value(QString::fromLatin1(name));
 }
 
-/// The two options of a list that stand together though they exclude each other; empty when no two do.
-QString conflictIn(const QCommandLineParser& parser, const QStringList& exclusive)
+/// What is wrong with two options that stand together though they exclude each other; empty when no two do.
+QString conflictIn(const QStringList& given)
 {
-    QStringList given;
-    for (const QString& name : exclusive) {
-        if (parser.isSet(name))
-            given.append("--"_L1 + name);
-    }
-    return given.size() < 2 ? QString() : u"%1 and %2 exclude each other"_s.arg(given[0], given[1]);
+    return given.size() < 2 ? QString() : u"--%1 and --%2 exclude each other"_s.arg(given[0], given[1]);
 }
 
-QString conflictIn(const QCommandLineParser& parser)
+const QStringList& trustOptions()
+{
+    static const QStringList names = {u"fingerprint"_s, u"ca"_s, u"insecure"_s, u"trust-on-first-use"_s};
+    return names;
+}
+
+const QStringList& accountOptions()
+{
+    static const QStringList names = {u"user"_s, u"system"_s, u"no-login"_s};
+    return names;
+}
+
+QString conflictIn(const QCommandLineParser& parser, const Settings& settings)
 {
     const QList<QStringList> exclusiveLists = {
-        {u"fingerprint"_s, u"ca"_s, u"insecure"_s},
-        {u"user"_s, u"system"_s, u"no-login"_s},
         {u"raw"_s, u"pretty"_s},
         {u"wait"_s, u"no-reply"_s},
         {u"file"_s, u"interactive"_s, u"show-certificate"_s},
     };
-    for (const QStringList& exclusive : exclusiveLists) {
-        QString conflict = conflictIn(parser, exclusive);
-        if (!conflict.isEmpty())
-            return conflict;
+    QStringList conflicts = {
+        conflictIn(settings.firstOf(trustOptions())), conflictIn(settings.firstOf(accountOptions()))};
+    for (QStringList names : exclusiveLists) {
+        names.removeIf([&](const QString& name) { return !parser.isSet(name); });
+        conflicts += conflictIn(names);
     }
-    return {};
+    conflicts.removeAll(QString());
+    return conflicts.isEmpty() ? QString() : conflicts.first();
 }
 
-QString readAddress(const QCommandLineParser& parser, Options& options)
+QString readAddress(const Settings& settings, Options& options)
 {
-    options.host = valueOf(parser, "host");
+    options.host = settings.valueOf(u"host"_s);
     if (options.host.isEmpty())
         return u"--host is empty"_s;
+    const QString port = settings.valueOf(u"port"_s);
     bool isNumber = false;
-    options.port = valueOf(parser, "port").toUShort(&isNumber);
+    options.port = port.toUShort(&isNumber);
     if (!isNumber || options.port == 0)
-        return u"\"%1\" is no port: it takes a number from 1 to 65535"_s.arg(valueOf(parser, "port"));
+        return u"\"%1\" is no port: it takes a number from 1 to 65535"_s.arg(port);
     return {};
 }
 
-QString readTimeout(const QCommandLineParser& parser, Options& options)
+QString readTimeout(const Settings& settings, Options& options)
 {
+    const QString timeout = settings.valueOf(u"timeout"_s);
     bool isNumber = false;
-    const double seconds = valueOf(parser, "timeout").toDouble(&isNumber);
+    const double seconds = timeout.toDouble(&isNumber);
     if (!isNumber || !(seconds > 0 && seconds <= LongestTimeoutSeconds))
-        return u"\"%1\" is no timeout: it takes seconds, above 0 and up to %2"_s.arg(valueOf(parser, "timeout"))
-            .arg(LongestTimeoutSeconds, 0, 'f', 0);
+        return u"\"%1\" is no timeout: it takes seconds, above 0 and up to %2"_s.arg(timeout).arg(
+            LongestTimeoutSeconds, 0, 'f', 0);
     options.timeout = std::chrono::milliseconds(std::llround(std::ceil(seconds * 1000)));
     return {};
 }
 
-QString readTrust(const QCommandLineParser& parser, Options& options)
+Result<ServerTrust> trustOf(const QString& option, const Settings& settings, const Options& options)
 {
-    if (isSet(parser, "insecure"))
-        options.trust = ServerTrust::anyCertificate();
-    if (!isSet(parser, "fingerprint") && !isSet(parser, "ca"))
+    if (option == "insecure"_L1)
+        return ServerTrust::anyCertificate();
+    if (option == "trust-on-first-use"_L1)
+        return ServerTrust::onFirstUse(u"%1:%2"_s.arg(options.host).arg(options.port));
+    const QString value = settings.valueOf(option);
+    return option == "ca"_L1 ? ServerTrust::authoritiesFrom(value) : ServerTrust::pinned(value);
+}
+
+/// Comes behind the address.
+QString readTrust(const Settings& settings, Options& options)
+{
+    const QStringList given = settings.firstOf(trustOptions());
+    if (given.isEmpty())
         return {};
-    const Result<ServerTrust> trust = isSet(parser, "ca") ? ServerTrust::authoritiesFrom(valueOf(parser, "ca"))
-                                                          : ServerTrust::pinned(valueOf(parser, "fingerprint"));
+    const Result<ServerTrust> trust = trustOf(given.first(), settings, options);
     if (!trust)
         return trust.error();
     options.trust = *trust;
     return {};
 }
 
-QString readAccount(const QCommandLineParser& parser, Options& options)
+QString readAccount(const Settings& settings, Options& options)
 {
-    if (isSet(parser, "no-login"))
-        options.account = Account::None;
-    if (isSet(parser, "system") || isSet(parser, "no-login"))
+    const QStringList given = settings.firstOf(accountOptions());
+    if (given.isEmpty() || given.first() == "system"_L1)
         return {};
-    options.user = isSet(parser, "user") ? valueOf(parser, "user") : qEnvironmentVariable("ORVANE_USER");
-    if (isSet(parser, "user") && options.user.isEmpty())
-        return u"--user is empty"_s;
-    if (!options.user.isEmpty())
-        options.account = Account::Named;
-    return {};
+    if (given.first() == "no-login"_L1) {
+        options.account = Account::None;
+        return {};
+    }
+    options.account = Account::Named;
+    options.user = settings.valueOf(u"user"_s);
+    const QString passwordFile = u"password-file"_s;
+    if (settings.isOnCommandLine(passwordFile) || !qEnvironmentVariableIsSet("ORVANE_PASSWORD"))
+        options.passwordFile = settings.valueOf(passwordFile);
+    return options.user.isEmpty() ? u"--user is empty"_s : QString();
 }
 
 QString readCommand(const QCommandLineParser& parser, Options& options)
@@ -147,19 +169,27 @@ void addOptions(QCommandLineParser& parser)
 
     option({u"h"_s, u"help"_s}, "Show this help.");
     option(name("version"), "Show the version.");
-    option(name("host"), "Name or address of the host (default: 127.0.0.1).", "HOST", DefaultHost);
-    option(name("port"), "Port of the host (default: 5679).", "PORT", QString::number(DefaultPort));
-    option(name("user"),
-        "Log in with this account; the password is taken from the environment (ORVANE_PASSWORD) or "
-        "asked for at the terminal (default: ORVANE_USER when it is set, else --system).",
+    option({u"H"_s, u"host"_s}, "Name or address of the host (default: 127.0.0.1).", "HOST", DefaultHost);
+    option({u"p"_s, u"port"_s}, "Port of the host (default: 5679).", "PORT", QString::number(DefaultPort));
+    option({u"u"_s, u"user"_s},
+        "Log in with this account; the password comes from --password-file, from ORVANE_PASSWORD, or "
+        "is asked for at the terminal (default: --system).",
         "NAME");
+    option(name("password-file"), "The password is the first line of this file.", "FILE");
     option(name("system"),
         "Log in with the system account of the protocol, which needs no password and also sees "
         "the recorders' credentials.");
     option(name("no-login"), "Send without logging in first.");
-    option(name("fingerprint"), "Trust the host with this certificate only; colons and case do not matter.", "SHA256");
+    option(name("fingerprint"),
+        "Trust the host with this certificate only. Takes what openssl prints; colons and case do not matter.",
+        "SHA256");
     option(name("ca"), "Trust the certificates of this PEM file, and those that they signed, only.", "FILE");
     option(name("insecure"), "Trust any certificate. Whoever is in between reads and changes everything.");
+    option(name("trust-on-first-use"),
+        "Trust the certificate that the host has when it is reached for the first time, and no other one "
+        "from then on.");
+    option(
+        name("profile"), "Take what stands neither here nor in the environment from this profile, see below.", "NAME");
     option(name("show-certificate"), "Show the host's certificate with its fingerprint, and end.");
     option(name("file"), "Send the document of this file as it is; - is standard input.", "FILE");
     option(name("wait"),
@@ -188,13 +218,18 @@ Result<Options> readOptions(const QStringList& arguments)
         options.action = isSet(parser, "help") ? Action::Help : Action::Version;
         return options;
     }
-    if (QString conflict = conflictIn(parser); !conflict.isEmpty())
-        return ParsedOptions::failure(conflict);
-    for (const auto read : {readAddress, readTimeout, readTrust, readAccount, readCommand}) {
-        const QString fault = read(parser, options);
-        if (!fault.isEmpty())
-            return ParsedOptions::failure(fault);
+    const Settings settings(parser);
+    QString fault = settings.fault();
+    if (fault.isEmpty())
+        fault = conflictIn(parser, settings);
+    for (const auto read : {readAddress, readTimeout, readTrust, readAccount}) {
+        if (fault.isEmpty())
+            fault = read(settings, options);
     }
+    if (fault.isEmpty())
+        fault = readCommand(parser, options);
+    if (!fault.isEmpty())
+        return ParsedOptions::failure(fault);
     options.trace = isSet(parser, "trace");
     if (isSet(parser, "raw") || isSet(parser, "pretty"))
         options.indented = isSet(parser, "pretty");

@@ -32,6 +32,7 @@ struct Options {
     ServerTrust trust = ServerTrust::systemAuthorities();
     Account account = Account::System;
     QString user;
+    QString passwordFile; ///< empty: the password comes from elsewhere
     QStringList words; ///< the command with its parameters
     QString fileName; ///< or the file of its document; "-" is standard input
     QString waitFor;

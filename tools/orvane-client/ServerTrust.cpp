@@ -1,9 +1,14 @@
 #include "ServerTrust.h"
 
 #include <QCryptographicHash>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
+#include <QStandardPaths>
 #include <QStringList>
+
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -22,6 +27,11 @@ QString reasonsIn(const QList<QSslError>& errors)
             reasons.append(reason);
     }
     return reasons.join("; "_L1);
+}
+
+QString knownHostsFile()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/known-hosts"_L1;
 }
 
 } // namespace
@@ -46,13 +56,53 @@ ServerTrust ServerTrust::anyCertificate()
 Result<ServerTrust> ServerTrust::pinned(const QString& fingerprint)
 {
     static const QRegularExpression pattern(QRegularExpression::anchoredPattern(u"[0-9A-Fa-f]{64}"_s));
-    const QString digits = QString(fingerprint).remove(u':');
+    const QString digits = fingerprint.mid(fingerprint.indexOf(u'=') + 1).remove(u':');
     if (!pattern.match(digits).hasMatch())
         return Result<ServerTrust>::failure(
             u"\"%1\" is no SHA-256 fingerprint: it takes 64 hexadecimal digits"_s.arg(fingerprint));
     ServerTrust trust;
     trust.digest = QByteArray::fromHex(digits.toLatin1());
     return trust;
+}
+
+Result<ServerTrust> ServerTrust::onFirstUse(const QString& address)
+{
+    QFile file(knownHostsFile());
+    if (!file.open(QIODevice::ReadOnly)) {
+        if (file.exists())
+            return Result<ServerTrust>::failure(u"cannot read \"%1\": %2"_s.arg(file.fileName(), file.errorString()));
+    }
+    while (!file.atEnd() && file.isOpen()) {
+        const QStringList words = QString::fromUtf8(file.readLine()).simplified().split(u' ');
+        if (words.first() != address)
+            continue;
+        Result<ServerTrust> known = pinned(words.last());
+        if (!known)
+            return known;
+        ServerTrust trust = *known;
+        trust.knownHosts = file.fileName();
+        return trust;
+    }
+    ServerTrust trust = anyCertificate();
+    trust.newAddress = address;
+    return trust;
+}
+
+QString ServerTrust::remember(const QSslCertificate& certificate)
+{
+    if (newAddress.isEmpty())
+        return {};
+    const QString fingerprint = fingerprintOf(certificate);
+    QFile file(knownHostsFile());
+    QDir().mkpath(QFileInfo(file).path());
+    const QByteArray line = u"%1 %2\n"_s.arg(newAddress, fingerprint).toUtf8();
+    const bool isKept = file.open(QIODevice::Append) && file.write(line) == line.size() && file.flush();
+    const QString address = std::exchange(newAddress, {});
+    acceptsAny = false;
+    digest = certificate.digest(QCryptographicHash::Sha256);
+    return isKept
+        ? u"%1 is trusted from now on with the certificate %2"_s.arg(address, fingerprint)
+        : u"cannot remember the certificate of %1 in \"%2\": %3"_s.arg(address, file.fileName(), file.errorString());
 }
 
 Result<ServerTrust> ServerTrust::authoritiesFrom(const QString& fileName)
@@ -84,7 +134,10 @@ QString ServerTrust::refusal(const QSslCertificate& certificate, const QList<QSs
     if (!digest.isEmpty()) {
         if (certificate.digest(QCryptographicHash::Sha256) == digest)
             return {};
-        return u"its fingerprint is %1, not the one given"_s.arg(fingerprintOf(certificate));
+        return knownHosts.isEmpty()
+            ? u"its fingerprint is %1, not the one given"_s.arg(fingerprintOf(certificate))
+            : u"its fingerprint is %1, not the one of its first use (if the host has a new one, remove its line from \"%2\")"_s
+                  .arg(fingerprintOf(certificate), knownHosts);
     }
     if (errors.isEmpty())
         return {};

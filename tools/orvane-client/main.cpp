@@ -39,12 +39,20 @@ Result<CommandRequest> makeLogin(const Options& options)
 {
     if (options.account == Account::System)
         return loginRequest(SystemUser, SystemPassword);
+    if (!options.passwordFile.isEmpty()) {
+        QFile file(options.passwordFile);
+        if (!file.open(QIODevice::ReadOnly))
+            return Result<CommandRequest>::failure(
+                u"cannot read the password from \"%1\": %2"_s.arg(options.passwordFile, file.errorString()));
+        return loginRequest(options.user, QString::fromUtf8(file.readLine()).remove(u'\n').remove(u'\r'));
+    }
     if (qEnvironmentVariableIsSet("ORVANE_PASSWORD"))
         return loginRequest(options.user, qEnvironmentVariable("ORVANE_PASSWORD"));
     const std::optional<QString> password = askForPassword(options.user);
     if (!password)
         return Result<CommandRequest>::failure(
-            u"no password for \"%1\": set ORVANE_PASSWORD, or give it at a terminal"_s.arg(options.user));
+            u"no password for \"%1\": set ORVANE_PASSWORD, name a --password-file, or give it at a terminal"_s.arg(
+                options.user));
     return loginRequest(options.user, *password);
 }
 
@@ -158,6 +166,7 @@ int run(const Options& options, Console& console)
     }
     HostSession session(options, login, nullptr);
     QObject::connect(&session, &HostSession::traced, &session, [&](const QString& lines) { console.trace(lines); });
+    QObject::connect(&session, &HostSession::noticed, &session, [&](const QString& what) { console.problem(what); });
     return options.action == Action::OneCommand ? runOneCommand(session, console, options) : runLines(session, console);
 }
 
