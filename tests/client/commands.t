@@ -29,7 +29,7 @@ What the client sends, what it prints, and how it ends. First at the example hos
   orvane-client: showTrack was rejected: showTrack command without valid track ID or track name
   [2]
   $ orvane loginClient username=x
-  $ orvane --wait news nope
+  $ forced --wait news nope
   <p:commandRejected xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>nope</commandname><reason>Unknown command</reason></p:commandRejected>
   orvane-client: nope was rejected: Unknown command
   [2]
@@ -98,10 +98,81 @@ What it does not send:
   orvane-client: the value of "a" holds U+0001, which no XML document can hold (--help tells more)
   [1]
 
+What the protocol does not have, or only as something else, is not sent unless it is forced:
+
+  $ orvane shwLive camera=1
+  orvane-client: the protocol has no command "shwLive": did you mean "showLive"? (--force sends it all the same) (--help tells more)
+  [1]
+  $ printf '%s\n' 'showLive split=1' 'showLive cammera=1' 'showLive zzzzzzzz=1' 'showLive camera=3x' 'showLive camera=" 0x1F"' 'showLive camera=0x1F' \
+  >     'showLive camera=0X10' 'showTrack track=a time=1e3' 'setDetailViews subsplit:id=1,x=2' 'showLive subsplit:id=1' \
+  >     'setDetailViews subsplits:id=1' 'setDetailViews subsplit:id=0x1' 'setDetailViews subsplit:ltx=.5,rby=inf' \
+  >     'getPertinentInfo anything=goes any:thing=too' | orvane 2>&1 | sed 's/ (--force sends it all the same)//'
+  orvane-client: line 1: "split" is no key of showLive: did you mean "splitid"?
+  orvane-client: line 2: "cammera" is no key of showLive: did you mean "camera"?
+  orvane-client: line 3: "zzzzzzzz" is no key of showLive
+  orvane-client: line 4: "3x" is no number for "camera"
+  orvane-client: line 5: " 0x1F" is no number for "camera"
+  <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><command>showLive</command><splitid>0</splitid></p:commandAccepted>
+  orvane-client: line 7: "0X10" is no number for "camera"
+  orvane-client: line 8: "1e3" is no number for "time"
+  orvane-client: line 9: "x" is no field of a subsplit
+  orvane-client: line 10: "subsplit" is no group of showLive
+  orvane-client: line 11: "subsplits" is no group of setDetailViews: did you mean "subsplit"?
+  orvane-client: line 12: "0x1" is no number for "id"
+  <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setDetailViews</commandname></p:commandAccepted>
+  <info>Nothing is shown</info>
+  host: showLive  31 0 0
+  host: setDetailViews -1 0 0
+  host: getPertinentInfo <getPertinentInfo><anything>goes</anything><anys><any thing="too"/></anys></getPertinentInfo>
+
+For scripts:
+
+  $ printf '%s\n' 'showLive splitid=2 commandtag="a b"' 'showTrack recorder=R' getRecorderList getPresetsList nope \
+  >     updateRecorderContents 'getPertinentInfo x=1' | forced --json
+  {"command":"showLive","reply":"accepted","split":2,"tag":"a b"}
+  {"command":"showTrack","reason":"showTrack command without valid track ID or track name","reply":"rejected"}
+  orvane-client: line 2: showTrack was rejected: showTrack command without valid track ID or track name
+  {"recorders":[{"ip":"192.0.2.10","maxnumchannels":"16","name":"North gate","password":"","tracks":["Monday","Tuesday"],"usename":""}],"reply":"recorders"}
+  {"presets":["Night"],"reply":"presets"}
+  {"command":"nope","reason":"Unknown command","reply":"rejected"}
+  orvane-client: line 5: nope was rejected: Unknown command
+  {"command":"updateRecorderContents","reason":"Recorder list update already running","reply":"rejected"}
+  orvane-client: line 6: updateRecorderContents was rejected: Recorder list update already running
+  {"document":"<info>Nothing is shown</info>","reply":"other"}
+  host: showLive  -1 0 2
+  host: getRecorderList
+  host: getPresetsList
+  host: updateRecorderContents
+  host: getPertinentInfo <getPertinentInfo><x>1</x></getPertinentInfo>
+  [2]
+  $ against tls '<updateRecorderContentsFinished/>\r\n\r\n' --json updateRecorderContents
+  {"reply":"refreshFinished"}
+  $ against tls '\xff"\r\n\r\n' --json c
+  {"document":"\xc3\xbf\\"","reason":"it is no UTF-8","reply":"unreadable"} (esc)
+  orvane-client: the answer is no well-formed XML: REASON
+  [5]
+  $ printf '%s\n' getRecorderList getPresetsList 'setPreset presetname=N' | orvane --names
+  North gate
+  Night
+  <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setPreset</commandname></p:commandAccepted>
+  host: getRecorderList
+  host: getPresetsList
+  host: setPreset N
+  $ against tls '<getPresetsListResponse><preset name="a&#10;&amp;b"/></getPresetsListResponse>\r\n\r\n' --names getPresetsList
+  a\n&b
+  $ orvane --quiet getRecorderList
+  host: getRecorderList
+  $ orvane --quiet showTrack
+  orvane-client: showTrack was rejected: showTrack command without valid track ID or track name
+  [2]
+  $ orvane --quiet --json showTrack
+  orvane-client: --json and --quiet exclude each other (--help tells more)
+  [1]
+
 Lines of a pipe: all are sent, and the status is that of the first that failed.
 
   $ printf '%b' "# first\n\nsetPreset presetname='A b'\r\nsetPreset oops\nsetPreset \"open\nsetPreset presetname=\xff\n" \
-  >     'nope\nsetPreset presetname=C' | orvane
+  >     'nope\nsetPreset presetname=C' | forced
   <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setPreset</commandname></p:commandAccepted>
   orvane-client: line 4: "oops" is no parameter: write key=value
   orvane-client: line 5: a quote or a backslash at the end of the line is left open

@@ -29,7 +29,7 @@ Which hosts the client trusts, and what it makes of those that misbehave.
 
 Without TLS:
 
-  $ orvane --port 1 c
+  $ forced --port 1 c
   orvane-client: cannot connect to 127.0.0.1:PORT: Connection refused
   [4]
   $ against plain 'HTTP/1.0 400 Bad Request\r\n\r\n' c

@@ -17,11 +17,12 @@ trusting() {
     return "$status"
 }
 orvane() { trusting --insecure "$@"; }
+forced() { orvane --force "$@"; }
 
 # against KIND ANSWER ARGUMENT...: the client against a host that misbehaves, see peer.py.
 against() {
     local kind=$1 answer=$2
-    timeout 100 "$PYTHON" "$TESTDIR/peer.py" "$kind" "$answer" "$CLIENT" --insecure "${patience[@]}" "${@:3}" 2>&1 | hide
+    timeout 100 "$PYTHON" "$TESTDIR/peer.py" "$kind" "$answer" "$CLIENT" --insecure --force "${patience[@]}" "${@:3}" 2>&1 | hide
     return "${PIPESTATUS[0]}"
 }
 sent() { against silent '' --no-reply "$@"; }

@@ -10,46 +10,49 @@ namespace OrvaneClient {
 
 namespace {
 
-constexpr CommandKey Recorder {"recorder"_L1, "name of the recorder (default: empty)"_L1};
-constexpr CommandKey SplitId {"splitid"_L1, "split to use (default: -1, none given)"_L1};
-constexpr CommandKey Camera {"camera"_L1, "number of the camera (default: -1, none given)"_L1};
-constexpr CommandKey Alarm {"alarm"_L1, "not 0: show it as an alarm (default: 0)"_L1};
-constexpr CommandKey CommandTag {"commandtag"_L1, "text of yours that comes back in the answer (default: none)"_L1};
+constexpr CommandKey Recorder {"recorder"_L1, ValueKind::Text, "name of the recorder (default: empty)"_L1};
+constexpr CommandKey SplitId {"splitid"_L1, ValueKind::Number, "split to use (default: -1, none given)"_L1};
+constexpr CommandKey Camera {"camera"_L1, ValueKind::Number, "number of the camera (default: -1, none given)"_L1};
+constexpr CommandKey Alarm {"alarm"_L1, ValueKind::Number, "not 0: show it as an alarm (default: 0)"_L1};
+constexpr CommandKey CommandTag {
+    "commandtag"_L1, ValueKind::Text, "text of yours that comes back in the answer (default: none)"_L1};
 
 std::vector<KnownCommand> makeKnownCommands()
 {
     const QLatin1String accepted("commandAccepted");
     return {
         {LoginCommand, "log in; a host never answers it"_L1, AnswerKind::Never, {},
-            {{"username"_L1, "the account (default: empty)"_L1}, {"password"_L1, "its password (default: empty)"_L1}}},
+            {{"username"_L1, ValueKind::Text, "the account (default: empty)"_L1},
+                {"password"_L1, ValueKind::Text, "its password (default: empty)"_L1}}},
         {"updateRecorderContents"_L1, "refresh the recorder list; answered by a notice when it is done"_L1,
             AnswerKind::LaterNotice, RefreshFinishedNotice, {}},
-        {"getRecorderList"_L1, "list the recorders with their tracks"_L1, AnswerKind::AtOnce,
-            "getRecorderListResponse"_L1, {}},
-        {"getPresetsList"_L1, "list the presets"_L1, AnswerKind::AtOnce, "getPresetsListResponse"_L1, {}},
+        {"getRecorderList"_L1, "list the recorders with their tracks"_L1, AnswerKind::AtOnce, RecorderList, {}},
+        {"getPresetsList"_L1, "list the presets"_L1, AnswerKind::AtOnce, PresetsList, {}},
         {"showLive"_L1, "show the live picture of a camera in a split"_L1, AnswerKind::AtOnce, accepted,
             {Recorder, SplitId, Camera, Alarm, CommandTag}},
         {"showTrack"_L1, "play back a recorded track in a split"_L1, AnswerKind::AtOnce, accepted,
-            {Recorder, {"trackid"_L1, "id of the track; wins over its name"_L1},
-                {"track"_L1, "name of the track; one of the two is needed"_L1}, SplitId, Camera,
-                {"time"_L1, "where to start, in the host's unit (default: -1)"_L1},
-                {"limitstart"_L1, "begin of the range, in the host's unit (default: 0)"_L1},
-                {"limitend"_L1, "end of the range, in the host's unit (default: 0)"_L1}, Alarm, CommandTag}},
+            {Recorder, {"trackid"_L1, ValueKind::Number, "id of the track; wins over its name"_L1},
+                {"track"_L1, ValueKind::Text, "name of the track; one of the two is needed"_L1}, SplitId, Camera,
+                {"time"_L1, ValueKind::Long, "where to start, in the host's unit (default: -1)"_L1},
+                {"limitstart"_L1, ValueKind::Long, "begin of the range, in the host's unit (default: 0)"_L1},
+                {"limitend"_L1, ValueKind::Long, "end of the range, in the host's unit (default: 0)"_L1}, Alarm,
+                CommandTag}},
         {"setPreset"_L1, "apply a preset"_L1, AnswerKind::AtOnce, accepted,
-            {{"presetname"_L1, "name of the preset (default: empty)"_L1}}},
+            {{"presetname"_L1, ValueKind::Text, "name of the preset (default: empty)"_L1}}},
         {"setSplitMode"_L1, "change how a window is divided into splits"_L1, AnswerKind::AtOnce, accepted,
-            {{"splitmode"_L1, "decimal number of the mode (default: -1); below 0 the host reads the whole document"_L1},
-                {"windowid"_L1, "window, used with a splitmode below 0 (default: -1)"_L1}}},
+            {{"splitmode"_L1, ValueKind::Decimal,
+                 "decimal number of the mode (default: -1); below 0 the host reads the whole document"_L1},
+                {"windowid"_L1, ValueKind::Number, "window, used with a splitmode below 0 (default: -1)"_L1}}},
         {"setDetailViews"_L1, "show exactly these detail views inside a split"_L1, AnswerKind::AtOnce, accepted,
             {SplitId},
-            {{"id"_L1, "sub-split, 0 or more; a view without one ends the list"_L1},
-                {"objectid"_L1, "tracked object (default: 0, show the rectangle)"_L1},
-                {"ltx"_L1, "x of the rectangle's left-top corner (default: 0)"_L1},
-                {"lty"_L1, "y of the left-top corner (default: 0)"_L1},
-                {"rbx"_L1, "x of the right-bottom corner (default: 0)"_L1},
-                {"rby"_L1, "y of the right-bottom corner (default: 0)"_L1}}},
+            {{"id"_L1, ValueKind::Decimal, "sub-split, 0 or more; a view without one ends the list"_L1},
+                {"objectid"_L1, ValueKind::Long, "tracked object (default: 0, show the rectangle)"_L1},
+                {"ltx"_L1, ValueKind::Float, "x of the rectangle's left-top corner (default: 0)"_L1},
+                {"lty"_L1, ValueKind::Float, "y of the left-top corner (default: 0)"_L1},
+                {"rbx"_L1, ValueKind::Float, "x of the right-bottom corner (default: 0)"_L1},
+                {"rby"_L1, ValueKind::Float, "y of the right-bottom corner (default: 0)"_L1}}},
         {"showLiveAtSubsplit"_L1, "show the live picture of a camera in a sub-split"_L1, AnswerKind::AtOnce, accepted,
-            {SplitId, {"subsplit"_L1, "sub-split to use (default: -1, none given)"_L1}, Camera}},
+            {SplitId, {"subsplit"_L1, ValueKind::Number, "sub-split to use (default: -1, none given)"_L1}, Camera}},
         {"getPertinentInfo"_L1, "ask the host a question of its own; any keys, and the host may keep silent"_L1,
             AnswerKind::AtOnce, {}, {}},
     };

@@ -9,9 +9,19 @@
 
 namespace OrvaneClient {
 
+/// How a host reads a value.
+enum class ValueKind {
+    Text,
+    Number, ///< of 32 bits, decimal or hexadecimal
+    Decimal, ///< of 32 bits
+    Long, ///< decimal, of 64 bits
+    Float,
+};
+
 /// A parameter of a command, as the client writes it.
 struct CommandKey {
     QLatin1String name;
+    ValueKind kind;
     QLatin1String meaning; ///< with the default that the host takes when the key is absent
 };
 
@@ -32,6 +42,8 @@ struct KnownCommand {
 
 constexpr QLatin1String LoginCommand("loginClient");
 constexpr QLatin1String RefreshFinishedNotice("updateRecorderContentsFinished");
+constexpr QLatin1String RecorderList("getRecorderListResponse");
+constexpr QLatin1String PresetsList("getPresetsListResponse");
 /// The one group that the commands know: the detail views of setDetailViews.
 constexpr QLatin1String DetailViewGroup("subsplit");
 

@@ -17,22 +17,6 @@ using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
 
-namespace {
-
-using Request = Result<CommandRequest>;
-
-/// Empty when the value of the key can stand in a document.
-QString valueFault(const QString& key, const QString& value)
-{
-    // What is not UTF-8 has become this character on the way in.
-    if (value.contains(QChar::ReplacementCharacter))
-        return u"the value of \"%1\" is not UTF-8"_s.arg(key);
-    const QString character = characterNotInXml(value);
-    return character.isEmpty() ? QString()
-                               : u"the value of \"%1\" holds %2, which no XML document can hold"_s.arg(key, character);
-}
-
-/// The parts between the commas that have no backslash before them.
 QStringList groupParts(const QString& text)
 {
     QStringList parts(QString {});
@@ -46,6 +30,21 @@ QStringList groupParts(const QString& text)
             parts.last() += text[i];
     }
     return parts;
+}
+
+namespace {
+
+using Request = Result<CommandRequest>;
+
+/// Empty when the value of the key can stand in a document.
+QString valueFault(const QString& key, const QString& value)
+{
+    // What is not UTF-8 has become this character on the way in.
+    if (value.contains(QChar::ReplacementCharacter))
+        return u"the value of \"%1\" is not UTF-8"_s.arg(key);
+    const QString character = characterNotInXml(value);
+    return character.isEmpty() ? QString()
+                               : u"the value of \"%1\" holds %2, which no XML document can hold"_s.arg(key, character);
 }
 
 /// Collects the elements of one document, in the order of the words; all groups of one name stand where its first did.
@@ -143,17 +142,17 @@ Result<CommandRequest> requestFromWords(const QStringList& words)
     return CommandRequest {command, builder.document(command).toUtf8()};
 }
 
-Result<CommandRequest> requestFromLine(const QByteArray& line)
+Result<QStringList> wordsOfLine(const QByteArray& line)
 {
     const std::unique_ptr<Tokenizer, decltype(&tok_end)> tokenizer(tok_init(nullptr), &tok_end);
     int count = 0;
     const char** words = nullptr;
     if (!tokenizer || tok_str(tokenizer.get(), line.constData(), &count, &words) != 0)
-        return Request::failure(u"a quote or a backslash at the end of the line is left open"_s);
+        return Result<QStringList>::failure(u"a quote or a backslash at the end of the line is left open"_s);
     QStringList texts;
     for (int i = 0; i < count; ++i)
         texts.append(QString::fromUtf8(words[i]));
-    return requestFromWords(texts);
+    return texts;
 }
 
 Result<CommandRequest> requestFromDocument(const QByteArray& document)

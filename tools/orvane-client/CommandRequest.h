@@ -22,8 +22,11 @@ struct CommandRequest {
  */
 Result<CommandRequest> requestFromWords(const QStringList& words);
 
-/// The same for one line, with quotes and backslashes as in a shell.
-Result<CommandRequest> requestFromLine(const QByteArray& line);
+/// The words of a line, with quotes and backslashes as in a shell.
+Result<QStringList> wordsOfLine(const QByteArray& line);
+
+/// The fields of a group: the parts between the commas that have no backslash before them.
+QStringList groupParts(const QString& text);
 
 /// A document that somebody else wrote, sent as it is: it may be anything but empty or more than one message.
 Result<CommandRequest> requestFromDocument(const QByteArray& document);

@@ -16,16 +16,17 @@ using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
 
-Console::Console(bool indented)
-    : indented(indented)
+Console::Console(ReplyFormat format)
+    : format(format)
     , onTerminal(isatty(STDOUT_FILENO) != 0)
 {
 }
 
 void Console::reply(const Reply& reply)
 {
-    const QByteArray message = indented ? reply.indented() : reply.raw();
-    answer((onTerminal ? visibleText(textOfBytes(message)).toUtf8() : message) + '\n');
+    const QByteArray lines = formatted(reply, format);
+    if (!lines.isEmpty())
+        answer(onTerminal ? visibleText(textOfBytes(lines)).toUtf8() : lines);
 }
 
 void Console::text(const QString& text)

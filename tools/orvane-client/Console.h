@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ReplyFormat.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -18,7 +20,7 @@ class Reply;
  */
 class Console {
 public:
-    explicit Console(bool indented);
+    explicit Console(ReplyFormat format);
 
     /// The prompt that may stand on the screen, and has to be out of the way while something is said. Not owned.
     void setPrompt(LineSource* source) { prompt = source; }
@@ -38,7 +40,7 @@ private:
     bool write(std::FILE* stream, const QByteArray& bytes);
 
     LineSource* prompt = nullptr;
-    bool indented;
+    ReplyFormat format;
     bool onTerminal;
     bool failed = false;
 };

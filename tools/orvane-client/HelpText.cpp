@@ -13,7 +13,8 @@ namespace {
 
 constexpr QLatin1String Notation(
     R"(A parameter is key=value; it becomes an element of the document, and its value is escaped. Repeated groups are
-name:field=value,field=value, one for each; "\," in a value is a comma. Any other command or key is sent as well.
+name:field=value,field=value, one for each; "\," in a value is a comma. What the protocol does not have is not sent
+without --force.
 )");
 
 constexpr QLatin1String Examples(
@@ -34,6 +35,15 @@ Interactive mode:
   kept for the next time, except those with a password. From a pipe, lines that begin with # are comments, each command
   waits for its answer, and all are sent even when one fails, unless the host does not accept the account.
   "orvane-client help COMMAND" shows the keys of a command, without a host.
+
+JSON (--json): an object for each message, by what it is. Other members may come to be.
+  {"reply":"accepted","command":"showLive","split":3,"tag":"x"}   split and tag only where the host gave them
+  {"reply":"rejected","command":"showTrack","reason":"..."}
+  {"reply":"recorders","recorders":[{"name":"...","ip":"...","tracks":["..."]}]}   with what else the host gave, as text
+  {"reply":"presets","presets":["..."]}
+  {"reply":"refreshFinished"}
+  {"reply":"other","document":"..."}                              an answer that the host wrote itself
+  {"reply":"unreadable","reason":"...","document":"..."}
 
 Environment:
   ORVANE_HOST, ORVANE_PORT, ORVANE_USER, ORVANE_CA, ORVANE_FINGERPRINT   where the options of these names are not given

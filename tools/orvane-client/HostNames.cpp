@@ -28,8 +28,8 @@ QStringList namesIn(const Reply& reply, QLatin1String element)
 
 bool HostNames::learn(const Reply& reply)
 {
-    const bool hasPresets = reply.rootName() == "getPresetsListResponse"_L1;
-    const bool hasRecorders = reply.rootName() == "getRecorderListResponse"_L1;
+    const bool hasPresets = reply.rootName() == PresetsList;
+    const bool hasRecorders = reply.rootName() == RecorderList;
     if (hasPresets)
         presets = namesIn(reply, "preset"_L1);
     if (hasRecorders) {

@@ -42,8 +42,8 @@ QString problemWith(const Reply& reply, ExitStatus status)
 
 } // namespace
 
-LoginProbe::LoginProbe(const Options& options, const QSslCertificate& certificate, std::optional<CommandRequest> login,
-    QObject* parent)
+LoginProbe::LoginProbe(
+    const Options& options, const QSslCertificate& certificate, std::optional<CommandRequest> login, QObject* parent)
     : QObject(parent)
     , connection(*ServerTrust::pinned(fingerprintOf(certificate)), false, this)
 {

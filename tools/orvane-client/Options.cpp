@@ -3,6 +3,8 @@
 #include "CommandRequest.h"
 #include "Settings.h"
 
+#include <QMap>
+
 #include <cmath>
 
 using namespace Qt::StringLiterals;
@@ -34,6 +36,14 @@ QString conflictIn(const QStringList& given)
     return given.size() < 2 ? QString() : u"--%1 and --%2 exclude each other"_s.arg(given[0], given[1]);
 }
 
+const QMap<QString, ReplyFormat>& formatOptions()
+{
+    static const QMap<QString, ReplyFormat> formats = {{u"raw"_s, ReplyFormat::Raw},
+        {u"pretty"_s, ReplyFormat::Indented}, {u"json"_s, ReplyFormat::Json}, {u"names"_s, ReplyFormat::Names},
+        {u"quiet"_s, ReplyFormat::Nothing}};
+    return formats;
+}
+
 const QStringList& trustOptions()
 {
     static const QStringList names = {u"fingerprint"_s, u"ca"_s, u"insecure"_s, u"trust-on-first-use"_s};
@@ -49,7 +59,7 @@ const QStringList& accountOptions()
 QString conflictIn(const QCommandLineParser& parser, const Settings& settings)
 {
     const QList<QStringList> exclusiveLists = {
-        {u"raw"_s, u"pretty"_s},
+        formatOptions().keys(),
         {u"wait"_s, u"no-reply"_s},
         {u"file"_s, u"interactive"_s, u"show-certificate"_s},
     };
@@ -201,6 +211,10 @@ void addOptions(QCommandLineParser& parser)
         "SECONDS", DefaultTimeoutSeconds);
     option(name("pretty"), "Print answers indented (default on a terminal).");
     option(name("raw"), "Print answers as they came (default elsewhere).");
+    option(name("json"), "Print answers as JSON, one object a line, see below.");
+    option(name("names"), "Print the names of recorders or presets alone, one a line.");
+    option({u"q"_s, u"quiet"_s}, "Print no answers; the exit status tells.");
+    option(name("force"), "Send also commands, keys and numbers that the protocol does not have.");
     option(name("trace"), "Show what is sent (>) and received (<) on standard error, without the login's password.");
     option({u"i"_s, u"interactive"_s},
         "Read commands at a prompt (default without a command), or from standard input when it is no terminal.");
@@ -231,8 +245,11 @@ Result<Options> readOptions(const QStringList& arguments)
     if (!fault.isEmpty())
         return ParsedOptions::failure(fault);
     options.trace = isSet(parser, "trace");
-    if (isSet(parser, "raw") || isSet(parser, "pretty"))
-        options.indented = isSet(parser, "pretty");
+    options.isForced = isSet(parser, "force");
+    for (const QString& name : formatOptions().keys()) {
+        if (parser.isSet(name))
+            options.format = formatOptions().value(name);
+    }
     return options;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Outcome.h"
+#include "ReplyFormat.h"
 #include "ServerTrust.h"
 
 #include <QCommandLineParser>
@@ -38,7 +39,8 @@ struct Options {
     QString waitFor;
     bool noReply = false;
     bool trace = false;
-    std::optional<bool> indented; ///< unset: as it fits the output
+    bool isForced = false; ///< also what the protocol does not have is sent
+    std::optional<ReplyFormat> format; ///< unset: as it fits the output
 };
 
 /// The options that the program knows, for reading them and for the help.

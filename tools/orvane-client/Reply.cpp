@@ -5,69 +5,12 @@
 
 #include <QStringDecoder>
 #include <QXmlStreamReader>
-#include <QXmlStreamWriter>
 
-#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
-
-namespace {
-
-/// Writes the tokens of a document with line ends and blanks of its own between them. The depth to which it indents is
-/// bounded, or a document of many levels would become far longer than it is.
-class IndentedCopy {
-    Q_DISABLE_COPY_MOVE(IndentedCopy)
-
-public:
-    explicit IndentedCopy(QByteArray& text)
-        : writer(&text)
-    {
-    }
-    void add(QXmlStreamReader& reader);
-
-private:
-    void beginLine();
-
-    QXmlStreamWriter writer;
-    qsizetype depth = 0;
-    bool isFirst = true;
-    bool isBehindText = false; ///< which a line end would change
-    bool isBehindStart = false;
-};
-
-void IndentedCopy::add(QXmlStreamReader& reader)
-{
-    const bool isText = reader.isCharacters() || reader.isEntityReference();
-    if (reader.isWhitespace() && !reader.isCDATA())
-        return; // indentation of its own, which would stand beside ours
-    if (reader.isEndElement())
-        --depth;
-    if (!isText && !isBehindText && !(reader.isEndElement() && isBehindStart))
-        beginLine();
-    if (reader.isStartElement()) {
-        ++depth;
-        writer.writeStartElement(reader.qualifiedName().toString());
-        writer.writeAttributes(reader.attributes());
-    } else if (!reader.isStartDocument() && !reader.isEndDocument()
-        && reader.tokenType() != QXmlStreamReader::Invalid) {
-        writer.writeCurrentToken(reader);
-    }
-    isBehindText = isText;
-    isBehindStart = reader.isStartElement();
-}
-
-void IndentedCopy::beginLine()
-{
-    constexpr qsizetype width = 2;
-    constexpr qsizetype deepest = 16;
-    if (!std::exchange(isFirst, false))
-        writer.writeCharacters(u'\n' + QString(std::min(depth, deepest) * width, u' '));
-}
-
-} // namespace
 
 Reply::Reply(QByteArray bytes)
     : message(std::move(bytes))
@@ -124,21 +67,6 @@ void Reply::noteChild(const QString& name, const QString& text)
         command = text;
     else if (name == "reason"_L1)
         why = text;
-}
-
-QByteArray Reply::indented() const
-{
-    if (replyKind == Kind::NotXml || replyKind == Kind::TooMuch)
-        return message;
-    QXmlStreamReader reader(QString::fromUtf8(message));
-    reader.setNamespaceProcessing(false); // keeps the prefixes of the message, instead of new ones
-    QByteArray text;
-    IndentedCopy copy(text);
-    while (!reader.atEnd()) {
-        reader.readNext();
-        copy.add(reader);
-    }
-    return text.trimmed();
 }
 
 Expectation Expectation::answerOf(const QString& command)

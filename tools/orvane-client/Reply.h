@@ -31,9 +31,6 @@ public:
     const QString& reason() const { return why; }
 
     const QByteArray& raw() const { return message; }
-    /// The message with one element a line, indented up to a depth that a screen has room for; as it is when it cannot
-    /// be read.
-    QByteArray indented() const;
 
 private:
     void read(const QString& document);

@@ -1,6 +1,7 @@
 #include "Shell.h"
 
 #include "CommandCatalogue.h"
+#include "CommandCheck.h"
 #include "HelpText.h"
 #include "HostSession.h"
 #include "LineSource.h"
@@ -59,10 +60,11 @@ Expectation expectationAtPrompt(const QString& command)
 
 } // namespace
 
-Shell::Shell(HostSession& session, LineSource& source, Console& console)
+Shell::Shell(HostSession& session, LineSource& source, Console& console, bool isForced)
     : session(session)
     , source(source)
     , console(console)
+    , isForced(isForced)
 {
     connect(&session, &HostSession::ready, this, &Shell::handleReady);
     connect(&session, &HostSession::replyReceived, this, &Shell::showReply);
@@ -151,7 +153,9 @@ bool Shell::runOwnCommand(const QByteArray& line)
 
 void Shell::sendCommand(const QByteArray& line)
 {
-    const Result<CommandRequest> request = requestFromLine(line);
+    const Result<QStringList> words = wordsOfLine(line);
+    const Result<CommandRequest> request =
+        words ? checkedRequest(*words, isForced) : Result<CommandRequest>::failure(words.error());
     if (!request) {
         noteFailure(ExitStatus::UsageError, request.error());
         askForLine();

@@ -40,7 +40,8 @@ class Shell : public QObject {
     Q_OBJECT
 
 public:
-    Shell(HostSession& session, LineSource& source, Console& console);
+    /// \a isForced: sends also what the protocol does not have.
+    Shell(HostSession& session, LineSource& source, Console& console, bool isForced);
 
 Q_SIGNALS:
     /// With the status of the first command that failed; a person at a prompt has seen the failures.
@@ -62,6 +63,7 @@ private:
     HostSession& session;
     LineSource& source;
     Console& console;
+    bool isForced;
     qint64 lineNumber = 0; ///< 0 before the first one
     HostNames names;
     bool wasReady = false;

@@ -1,3 +1,4 @@
+#include "CommandCheck.h"
 #include "Console.h"
 #include "HelpText.h"
 #include "HostSession.h"
@@ -59,7 +60,7 @@ Result<CommandRequest> makeLogin(const Options& options)
 Result<CommandRequest> makeRequest(const Options& options)
 {
     if (!options.words.isEmpty())
-        return requestFromWords(options.words);
+        return checkedRequest(options.words, options.isForced);
     QFile file(options.fileName);
     const bool opened =
         options.fileName == "-"_L1 ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
@@ -120,7 +121,7 @@ int runOneCommand(HostSession& session, Console& console, const Options& options
     return QCoreApplication::exec();
 }
 
-int runLines(HostSession& session, Console& console)
+int runLines(HostSession& session, Console& console, const Options& options)
 {
     std::unique_ptr<LineSource> source;
     if (isatty(STDIN_FILENO) != 0)
@@ -128,7 +129,7 @@ int runLines(HostSession& session, Console& console)
     else
         source = std::make_unique<PipeLineSource>(nullptr);
     console.setPrompt(source.get());
-    Shell shell(session, *source, console);
+    Shell shell(session, *source, console, options.isForced);
     QObject::connect(&shell, &Shell::ended, &shell, exitWith);
     session.start();
     const int code = QCoreApplication::exec();
@@ -167,7 +168,8 @@ int run(const Options& options, Console& console)
     HostSession session(options, login, nullptr);
     QObject::connect(&session, &HostSession::traced, &session, [&](const QString& lines) { console.trace(lines); });
     QObject::connect(&session, &HostSession::noticed, &session, [&](const QString& what) { console.problem(what); });
-    return options.action == Action::OneCommand ? runOneCommand(session, console, options) : runLines(session, console);
+    return options.action == Action::OneCommand ? runOneCommand(session, console, options)
+                                                : runLines(session, console, options);
 }
 
 } // namespace
@@ -180,7 +182,8 @@ int main(int argc, char** argv)
 
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a reader that has gone is told of as any other failure
     const Result<Options> options = readOptions(QCoreApplication::arguments());
-    Console console(options ? options->indented.value_or(isatty(STDOUT_FILENO) != 0) : false);
+    const ReplyFormat usual = isatty(STDOUT_FILENO) != 0 ? ReplyFormat::Indented : ReplyFormat::Raw;
+    Console console(options ? options->format.value_or(usual) : usual);
     if (!options)
         return usageError(console, options.error());
     const int code = run(*options, console);
