@@ -32,7 +32,7 @@ public:
     }
     void showLive(std::string recorder, int camera, bool alarm, int& splitId) override
     {
-        splitId = splitId < 0 ? 0 : splitId; // the client is told which split it was
+        chooseSplit(splitId);
         print("showLive", recorder, camera, alarm, splitId);
     }
     void showLiveAtSubsplit(int splitId, int camera, int subsplitIndex) override
@@ -42,11 +42,13 @@ public:
     void showTrackByName(std::string recorder, std::string trackName, int camera, qint64 time, bool alarm, int& splitId,
         qint64 limitStart, qint64 limitEnd) override
     {
+        chooseSplit(splitId);
         print("showTrackByName", recorder, trackName, camera, time, alarm, splitId, limitStart, limitEnd);
     }
     void showTrackById(std::string recorder, int trackId, int camera, qint64 time, bool alarm, int& splitId,
         qint64 limitStart, qint64 limitEnd) override
     {
+        chooseSplit(splitId);
         print("showTrackById", recorder, trackId, camera, time, alarm, splitId, limitStart, limitEnd);
     }
     void setPreset(std::string presetName) override { print("setPreset", presetName); }
@@ -67,6 +69,9 @@ public:
     }
 
 private:
+    /// Of a client that names none; it is told which split it was.
+    static void chooseSplit(int& splitId) { splitId = splitId < 0 ? 0 : splitId; }
+
     template <typename... Arguments> static void print(const char* operation, const Arguments&... arguments)
     {
         std::cout << "Host was asked: " << operation;

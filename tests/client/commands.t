@@ -77,7 +77,7 @@ What it does not send:
   orvane-client: cannot send "-": the document holds an empty line (CR LF CR LF), where a host would cut it in two (--help tells more)
   [1]
   $ orvane --wait notice < /dev/null
-  orvane-client: --wait and --no-reply go with one command only (--help tells more)
+  orvane-client: --wait, --no-reply and --repeat go with one command only (--help tells more)
   [1]
   $ setsid --wait "$CLIENT" --user operator setPreset
   orvane-client: no password for "operator": set ORVANE_PASSWORD, name a --password-file, or give it at a terminal (--help tells more)

@@ -120,6 +120,78 @@ An answer costs what its length says, and the time for it holds also where it ne
   <commandAccepted><commandname>b</commandname></commandAccepted>
   orvane-client: no answer to c within TIME
 
+A host is checked:
+
+  $ orvane check --apply
+  ok       certificate             localhost                               valid until DATE
+  ok       no-such-command         rejected  TIME  the login is valid, and unknown commands are told
+  ok       showTrack               rejected  TIME  without a track the host is not asked
+  ok       getPresetsList          1 name  TIME  Night
+  ok       getRecorderList         1 name  TIME  North gate
+  ok       getPertinentInfo        <info>  TIME  an answer of the host's own
+  ok       showLive                accepted, split 0  TIME  look whether the display shows it
+  ok       showTrack               accepted, split 0  TIME  look whether the display shows it
+  ok       showLiveAtSubsplit      accepted  TIME  look whether the display shows it
+  ok       setDetailViews          accepted  TIME  look whether the display shows it
+  ok       setSplitMode            accepted  TIME  look whether the display shows it
+  ok       setPreset               accepted  TIME  look whether the display shows it
+  ok       updateRecorderContents  rejected  TIME  a refresh is running already, or none can be started
+  All is as the protocol has it.
+  host: getPresetsList
+  host: getRecorderList
+  host: getPertinentInfo <getPertinentInfo><about>orvane-client check</about></getPertinentInfo>
+  host: showLive North gate 1 0 0
+  host: showTrackByName North gate Monday 1 -1 0 0 0 0
+  host: showLiveAtSubsplit 0 1 0
+  host: setDetailViews 0 1 0
+  host: setSplitMode 0
+  host: setPreset Night
+  host: updateRecorderContents
+  $ orvane check | grep -v ^ok
+  skipped  showLive                not played                              changes the display: --apply
+  skipped  showTrack               not played                              changes the display: --apply
+  skipped  showLiveAtSubsplit      not played                              changes the display: --apply
+  skipped  setDetailViews          not played                              changes the display: --apply
+  skipped  setSplitMode            not played                              changes the display: --apply
+  skipped  setPreset               not played                              changes the display: --apply
+  skipped  updateRecorderContents  not played                              changes the display: --apply
+  All is as the protocol has it.
+  host: getPresetsList
+  host: getRecorderList
+  host: getPertinentInfo <getPertinentInfo><about>orvane-client check</about></getPertinentInfo>
+  $ ORVANE_PASSWORD=wrong orvane --user operator check
+  ok       certificate             localhost                               valid until DATE
+  WRONG    no-such-command         no answer  TIME  not logged in: the host does not accept the account, and answers nothing
+  [8]
+  $ against tls '<getPresetsListResponse/>\r\n\r\n' check
+  ok       certificate             localhost                               valid until DATE
+  WRONG    no-such-command         not the answer  TIME  the protocol has another one
+  orvane-client: 127.0.0.1:PORT closed the connection, no answer to showTrack
+  [3]
+
+How long it takes:
+
+  $ orvane --repeat 3 getPresetsList
+  3 of 3 went well; median TIME, 95th percentile TIME, slowest TIME
+  host: getPresetsList
+  host: getPresetsList
+  host: getPresetsList
+  $ orvane --repeat 3 showTrack
+  orvane-client: showTrack was rejected: showTrack command without valid track ID or track name
+  0 of 3 went well
+  [2]
+  $ ORVANE_PASSWORD=wrong orvane --user operator --repeat 3 getPresetsList
+  orvane-client: not logged in: the host does not accept the account, and answers nothing
+  0 of 3 went well
+  [7]
+  $ orvane --repeat 0 getPresetsList
+  orvane-client: "0" is no number of repetitions (--help tells more)
+  [1]
+  $ against tls "$(accepted c)" --repeat 3 c
+  orvane-client: 127.0.0.1:PORT closed the connection, no answer to c
+  1 of 3 went well; median TIME, 95th percentile TIME, slowest TIME
+  [3]
+
 Nothing that a host sends is obeyed by a terminal, and a problem may always be shown on one:
 
   $ against tls '<commandRejected><commandname>c</commandname><reason>\xc2\x9b2J\xe2\x80\xae</reason></commandRejected>\r\n\r\n' \

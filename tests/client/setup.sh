@@ -43,6 +43,7 @@ in_vain() {
 hide() {
     sed "s/$fingerprint/FINGERPRINT/; s/\(127\.0\.0\.1:\)[0-9]*/\1PORT/; s/ within [0-9.]* s/ within TIME/
         s/\(no TLS with [^ ]*:\) .*/\1 REASON/; s/refused: The .* (if/refused: REASON (if/
+        s/ *[0-9]\+ ms /  TIME /; s/[0-9.]\+ ms/TIME/g; s/valid until [-0-9]*/valid until DATE/
         /it is empty$/!s/\(no well-formed XML:\) .*/\1 REASON/
         s/^[<>] \|^$/|&/" # a line that is empty, or that cram would take for more of the command
 }

@@ -42,9 +42,10 @@ std::vector<KnownCommand> makeKnownCommands()
         {"setSplitMode"_L1, "change how a window is divided into splits"_L1, AnswerKind::AtOnce, accepted,
             {{"splitmode"_L1, ValueKind::Decimal,
                  "decimal number of the mode (default: -1); below 0 the host reads the whole document"_L1},
-                {"windowid"_L1, ValueKind::Number, "window, used with a splitmode below 0 (default: -1)"_L1}}},
+                {"windowid"_L1, ValueKind::Number, "window, used with a splitmode below 0 (default: -1)"_L1}},
+            true},
         {"setDetailViews"_L1, "show exactly these detail views inside a split"_L1, AnswerKind::AtOnce, accepted,
-            {SplitId},
+            {SplitId}, false,
             {{"id"_L1, ValueKind::Decimal, "sub-split, 0 or more; a view without one ends the list"_L1},
                 {"objectid"_L1, ValueKind::Long, "tracked object (default: 0, show the rectangle)"_L1},
                 {"ltx"_L1, ValueKind::Float, "x of the rectangle's left-top corner (default: 0)"_L1},
@@ -54,7 +55,7 @@ std::vector<KnownCommand> makeKnownCommands()
         {"showLiveAtSubsplit"_L1, "show the live picture of a camera in a sub-split"_L1, AnswerKind::AtOnce, accepted,
             {SplitId, {"subsplit"_L1, ValueKind::Number, "sub-split to use (default: -1, none given)"_L1}, Camera}},
         {"getPertinentInfo"_L1, "ask the host a question of its own; any keys, and the host may keep silent"_L1,
-            AnswerKind::AtOnce, {}, {}},
+            AnswerKind::AtOnce, {}, {}, true},
     };
 }
 

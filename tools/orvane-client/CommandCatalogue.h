@@ -37,6 +37,7 @@ struct KnownCommand {
     AnswerKind answer;
     QLatin1String answerRoot; ///< local name of the answer's root element; empty: the host chooses it
     std::vector<CommandKey> keys;
+    bool takesOthers = false; ///< keys and groups that the host knows, besides these
     std::vector<CommandKey> groupFields = {}; ///< fields of the repeated group, where the command has one
 };
 

@@ -68,11 +68,13 @@ bool isValue(const QString& text, ValueKind kind)
     return isNumber;
 }
 
-/// \a what: what a name of these is called.
+/// \a what: what a name of these is called; null where others may stand as well.
 QString fieldFault(const QString& name, const QString& value, const std::vector<CommandKey>& keys, const QString& what)
 {
     const auto key =
         std::find_if(keys.begin(), keys.end(), [&](const CommandKey& known) { return known.name == name; });
+    if (key == keys.end() && what.isNull())
+        return {};
     if (key == keys.end()) {
         QStringList names;
         for (const CommandKey& known : keys)
@@ -112,15 +114,15 @@ QString commandFault(const QStringList& words)
             names.append(known.name);
         return u"the protocol has no command \"%1\""_s.arg(words.value(0)) + didYouMean(words.value(0), names);
     }
-    if (command->keys.empty() && command->groupFields.empty() && command->answerRoot.isEmpty())
-        return {}; // whatever the host understands
+    const QString what = command->takesOthers ? QString() : u"key of %1"_s.arg(command->name);
     for (const QString& word : words.mid(1)) {
         const qsizetype equals = word.indexOf(u'=');
         const qsizetype colon = word.indexOf(u':');
         const bool isGroup = colon >= 0 && (equals < 0 || colon < equals);
-        QString fault = isGroup
-            ? groupFault(word, *command)
-            : fieldFault(word.left(equals), word.mid(equals + 1), command->keys, u"key of %1"_s.arg(command->name));
+        if (isGroup && command->takesOthers)
+            continue;
+        QString fault = isGroup ? groupFault(word, *command)
+                                : fieldFault(word.left(equals), word.mid(equals + 1), command->keys, what);
         if (!fault.isEmpty())
             return fault;
     }

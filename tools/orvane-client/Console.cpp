@@ -34,6 +34,17 @@ void Console::text(const QString& text)
     answer(text.toUtf8());
 }
 
+void Console::line(const QString& line)
+{
+    answer(visibleText(QString(line).replace(u'\n', u' ').trimmed()).toUtf8() + '\n');
+}
+
+void Console::progress(const QString& text)
+{
+    if (isatty(STDERR_FILENO) != 0)
+        write(stderr, "\r\x1b[K" + text.toUtf8());
+}
+
 void Console::problem(const QString& reason)
 {
     write(stderr, "orvane-client: " + visibleText(reason.simplified()).toUtf8() + '\n');

@@ -27,6 +27,10 @@ public:
 
     void reply(const Reply& reply);
     void text(const QString& text);
+    /// The same for a line with texts of the host in it.
+    void line(const QString& line);
+    /// How far something has come, for a person at a terminal; empty: nothing any more.
+    void progress(const QString& text);
     /// One line.
     void problem(const QString& reason);
     void trace(const QString& lines);

@@ -28,6 +28,10 @@ Examples:
   orvane-client --insecure --file question.xml
   orvane-client --insecure --trace < commands.txt
 
+Checking a host:
+  "orvane-client check" plays the harmless commands against a host, with --apply all of them, and says of each what
+  came, how long it took, and what it means for whoever writes the host.
+
 Interactive mode:
   Lines are commands as above, with quotes and backslashes as in a shell; help and quit are lines too. The tabulator
   key completes commands, keys, and the names of the host's recorders, tracks and presets. Ctrl-C drops the line or the
@@ -69,6 +73,7 @@ Exit status:
   5  the answer is no well-formed XML, or too much to be read; it is printed all the same
   6  what came could not be written to standard output
   7  not logged in: the host does not accept the account, and answers nothing
+  8  check has found something that is not as the protocol has it
   From a pipe the status is that of the first command that failed.
 )");
 

@@ -138,6 +138,16 @@ QString readAccount(const Settings& settings, Options& options)
     return options.user.isEmpty() ? u"--user is empty"_s : QString();
 }
 
+QString readRepetitions(const QCommandLineParser& parser, Options& options)
+{
+    bool isNumber = true;
+    if (isSet(parser, "repeat"))
+        options.repetitions = valueOf(parser, "repeat").toInt(&isNumber);
+    if (!isNumber || (isSet(parser, "repeat") && options.repetitions < 1))
+        return u"\"%1\" is no number of repetitions"_s.arg(valueOf(parser, "repeat"));
+    return {};
+}
+
 QString readCommand(const QCommandLineParser& parser, Options& options)
 {
     options.words = parser.positionalArguments();
@@ -159,11 +169,16 @@ QString readCommand(const QCommandLineParser& parser, Options& options)
         options.action = Action::ShowCertificate;
     else if (!options.words.isEmpty() && options.words.first() == "help"_L1)
         options.action = Action::CommandHelp;
+    else if (options.words == QStringList(u"check"_s))
+        options.action = Action::Check;
     else if (isSet(parser, "file") || !options.words.isEmpty())
         options.action = Action::OneCommand;
-    if (options.action != Action::OneCommand && (isSet(parser, "wait") || options.noReply))
-        return u"--wait and --no-reply go with one command only"_s;
-    return {};
+    options.applies = isSet(parser, "apply");
+    if (options.action != Action::OneCommand && (isSet(parser, "wait") || options.noReply || isSet(parser, "repeat")))
+        return u"--wait, --no-reply and --repeat go with one command only"_s;
+    if (options.action != Action::Check && options.applies)
+        return u"--apply goes with check only"_s;
+    return readRepetitions(parser, options);
 }
 
 } // namespace
@@ -207,6 +222,8 @@ void addOptions(QCommandLineParser& parser)
         "of the command's own answer.",
         "NAME");
     option(name("no-reply"), "Wait for no answer: end when all has been sent.");
+    option(name("repeat"), "Send the command so often, one after the other, and show how long the answers took.", "N");
+    option(name("apply"), "With check: play also what changes the display.");
     option(name("timeout"), "How long connecting may take, and the answer after it (default: 5; decimals are allowed).",
         "SECONDS", DefaultTimeoutSeconds);
     option(name("pretty"), "Print answers indented (default on a terminal).");

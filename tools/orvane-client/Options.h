@@ -19,6 +19,7 @@ enum class Action {
     Version,
     ShowCertificate,
     OneCommand,
+    Check, ///< of a host
     Lines, ///< commands from the terminal or from a pipe
 };
 
@@ -39,6 +40,8 @@ struct Options {
     QString waitFor;
     bool noReply = false;
     bool trace = false;
+    int repetitions = 0; ///< of the command; 0: it is sent once, and its answer printed
+    bool applies = false; ///< the check plays also what changes the display
     bool isForced = false; ///< also what the protocol does not have is sent
     std::optional<ReplyFormat> format; ///< unset: as it fits the output
 };

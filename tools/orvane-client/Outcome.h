@@ -44,6 +44,7 @@ enum class ExitStatus {
     BadAnswer = 5, ///< an answer came, and it is no well-formed XML, or too much to read
     OutputFailed = 6, ///< what came could not be written
     NotLoggedIn = 7, ///< the host does not accept the account
+    NotAsItShouldBe = 8, ///< a check has found something
 };
 
 /// In seconds, as --timeout takes them.

@@ -1,9 +1,11 @@
 #include "CommandCheck.h"
 #include "Console.h"
 #include "HelpText.h"
+#include "HostCheck.h"
 #include "HostSession.h"
 #include "LineSource.h"
 #include "Options.h"
+#include "RepeatedCommand.h"
 #include "Shell.h"
 #include "Terminal.h"
 
@@ -115,8 +117,23 @@ int runOneCommand(HostSession& session, Console& console, const Options& options
     const Result<CommandRequest> request = makeRequest(options);
     if (!request)
         return usageError(console, request.error());
-    SingleCommand command(session, console, *request, makeExpectation(options, request->command));
+    const Expectation expectation = makeExpectation(options, request->command);
+    if (options.repetitions > 0) {
+        RepeatedCommand command(session, console, *request, expectation, options.repetitions);
+        QObject::connect(&command, &RepeatedCommand::ended, &command, exitWith);
+        session.start();
+        return QCoreApplication::exec();
+    }
+    SingleCommand command(session, console, *request, expectation);
     QObject::connect(&command, &SingleCommand::ended, &command, exitWith);
+    session.start();
+    return QCoreApplication::exec();
+}
+
+int runCheck(HostSession& session, Console& console, const Options& options)
+{
+    HostCheck check(session, console, options.applies);
+    QObject::connect(&check, &HostCheck::ended, &check, exitWith);
     session.start();
     return QCoreApplication::exec();
 }
@@ -168,6 +185,8 @@ int run(const Options& options, Console& console)
     HostSession session(options, login, nullptr);
     QObject::connect(&session, &HostSession::traced, &session, [&](const QString& lines) { console.trace(lines); });
     QObject::connect(&session, &HostSession::noticed, &session, [&](const QString& what) { console.problem(what); });
+    if (options.action == Action::Check)
+        return runCheck(session, console, options);
     return options.action == Action::OneCommand ? runOneCommand(session, console, options)
                                                 : runLines(session, console, options);
 }
