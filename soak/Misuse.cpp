@@ -1,178 +1,112 @@
 #include "Misuse.h"
 
-#include "Clients.h"
-#include "ServerProcess.h"
-
 #include <QElapsedTimer>
-#include <QThread>
 
 #include <algorithm>
 #include <atomic>
-#include <memory>
-
-using namespace Qt::StringLiterals;
+#include <thread>
 
 namespace soak {
 
 namespace {
 
-constexpr int StayMs = 1500;
+constexpr int PatienceMs = 60000;
 constexpr qsizetype KiB = 1024;
 constexpr qsizetype MiB = 1024 * KiB;
 
-qint64 stay(const ServerProcess& server)
+void askAndNeverRead(TlsClient& client, int /*round*/)
 {
-    QElapsedTimer timer;
-    timer.start();
-    waitFor([&] { return timer.elapsed() > StayMs; });
+    constexpr int commands = 200;
+    client.disconnect();
+    client.setReadBufferSize(1000);
+    client.loginAsOrvane();
+    const QByteArray tag(100 * KiB, 'x');
+    for (int command = 0; command < commands; ++command)
+        client.send("<showLive><commandtag>" + tag + "</commandtag></showLive>");
+}
+
+Clients comeTo(const ServerProcess& server, const Misuse& misuse, int scale)
+{
+    const int count = std::max(1, misuse.clients / scale);
+    if (misuse.withHandshake)
+        return connectClients(server.port(), count);
+    Clients clients;
+    while (clients.size() < static_cast<size_t>(count)) {
+        clients.push_back(std::make_unique<TlsClient>());
+        clients.back()->connectToHost(QHostAddress(QHostAddress::LocalHost), server.port());
+        clients.back()->waitForConnected(PatienceMs);
+    }
+    return clients;
+}
+
+/// Ends with the server's memory while all of it is there.
+qint64 runMisuse(const ServerProcess& server, const Misuse& misuse, int scale)
+{
+    constexpr int roundMs = 100;
+    constexpr int stayMs = 1500;
+    const auto pause = [](int milliseconds) { waitFor([] { return false; }, milliseconds); };
+    const Clients clients = comeTo(server, misuse, scale);
+    for (int round = 0; round < std::max(1, misuse.rounds / scale); ++round) {
+        for (const auto& client : clients)
+            misuse.act(*client, round);
+        pause(roundMs);
+    }
+    waitFor([&] {
+        return std::all_of(clients.begin(), clients.end(),
+            [](const auto& client) { return client->state() == QAbstractSocket::UnconnectedState || isSent(*client); });
+    });
+    pause(stayMs);
     return server.residentBytes();
 }
 
-bool isGone(const QAbstractSocket& client)
+/// How long each answer took, until \a isOver or a wrong one, for which the time is below 0.
+void observe(
+    quint16 port, std::vector<double>& latenciesMs, std::atomic<bool>& hasBegun, const std::atomic<bool>& isOver)
 {
-    return client.state() == QAbstractSocket::UnconnectedState;
+    constexpr double nsInMs = 1e6;
+    constexpr std::chrono::milliseconds pause(5);
+    const QByteArray expected = shortAcceptance("setPreset");
+    TlsClient client;
+    client.connectToPort(port);
+    client.waitForEncrypted(PatienceMs);
+    client.loginAsOrvane();
+    do {
+        QElapsedTimer timer;
+        timer.start();
+        client.received.clear();
+        client.send("<setPreset/>");
+        while (client.received.size() < expected.size() && client.waitForReadyRead(PatienceMs)) { }
+        const bool isRight = client.received == expected;
+        latenciesMs.push_back(isRight ? static_cast<double>(timer.nsecsElapsed()) / nsInMs : -1);
+        hasBegun = true;
+        std::this_thread::sleep_for(pause);
+    } while (!isOver && latenciesMs.back() >= 0);
 }
-
-/// Until all that was written is sent, and a little longer.
-qint64 sendAndStay(const ServerProcess& server, const Clients& clients)
-{
-    waitFor([&] {
-        return std::all_of(
-            clients.begin(), clients.end(), [](const auto& client) { return isGone(*client) || isSent(*client); });
-    });
-    return stay(server);
-}
-
-/// Each asks for 200 replies of 100 KiB and reads none.
-qint64 neverRead(const ServerProcess& server, int scale)
-{
-    constexpr int commands = 200;
-    const QByteArray document = "<showLive><commandtag>" + QByteArray(100 * KiB, 'x') + "</commandtag></showLive>";
-    const Clients clients = connectClients(server.port(), std::max(1, 20 / scale));
-    for (const auto& client : clients) {
-        client->disconnect();
-        client->setReadBufferSize(1000);
-        client->loginAsOrvane();
-        for (int command = 0; command < commands; ++command)
-            client->send(document);
-    }
-    return sendAndStay(server, clients);
-}
-
-/// Each sends 8 MiB of one message, before any login.
-qint64 neverEnd(const ServerProcess& server, int scale)
-{
-    const Clients clients = connectClients(server.port(), std::max(1, 20 / scale));
-    for (const auto& client : clients)
-        client->write(QByteArray(8 * MiB, ' '));
-    return sendAndStay(server, clients);
-}
-
-qint64 neverMakeTheHandshake(const ServerProcess& server, int scale)
-{
-    constexpr int patienceMs = 60000;
-    std::vector<std::unique_ptr<QTcpSocket>> sockets;
-    for (int number = 0; number < 3000 / scale; ++number) {
-        sockets.push_back(std::make_unique<QTcpSocket>());
-        sockets.back()->connectToHost(QHostAddress(QHostAddress::LocalHost), server.port());
-        sockets.back()->waitForConnected(patienceMs);
-    }
-    return stay(server);
-}
-
-/// A hundred a second, on ten connections.
-qint64 guessPasswords(const ServerProcess& server, int scale)
-{
-    constexpr int rounds = 50;
-    constexpr unsigned long roundMs = 100;
-    const Clients clients = connectClients(server.port(), 10);
-    for (int round = 0; round < rounds / scale; ++round) {
-        for (const auto& client : clients)
-            client->login("operator", QByteArray::number(round));
-        QThread::msleep(roundMs);
-    }
-    return sendAndStay(server, clients);
-}
-
-/// Sends one command after the other, and waits for each reply.
-class Witness : public QThread {
-public:
-    explicit Witness(quint16 port)
-        : port(port)
-    {
-    }
-
-    WitnessReport finish()
-    {
-        done = true;
-        wait();
-        std::sort(latenciesMs.begin(), latenciesMs.end());
-        if (!latenciesMs.empty()) {
-            report.medianMs = latenciesMs.at(latenciesMs.size() / 2);
-            report.slowestMs = latenciesMs.back();
-        }
-        return report;
-    }
-    std::atomic<bool> isReady = false;
-
-protected:
-    void run() override
-    {
-        constexpr int patienceMs = 60000;
-        constexpr unsigned long pauseMs = 5;
-        constexpr double nsInMs = 1e6;
-        TlsClient client;
-        client.connectToPort(port);
-        client.waitForEncrypted(patienceMs);
-        client.loginAsOrvane();
-        const QByteArray expected = shortAcceptance("setPreset");
-        while (!done) {
-            QElapsedTimer timer;
-            timer.start();
-            client.received.clear();
-            client.send("<setPreset/>");
-            while (client.received.size() < expected.size() && client.waitForReadyRead(patienceMs)) { }
-            if (client.received != expected) {
-                ++report.wrongAnswers;
-                isReady = true;
-                return;
-            }
-            latenciesMs.push_back(static_cast<double>(timer.nsecsElapsed()) / nsInMs);
-            isReady = true;
-            msleep(pauseMs);
-        }
-    }
-
-private:
-    quint16 port;
-    std::atomic<bool> done = false;
-    std::vector<double> latenciesMs;
-    WitnessReport report;
-};
 
 } // namespace
 
-const std::vector<Misuse>& misuses()
-{
-    static const std::vector<Misuse> all {
-        {u"20 clients that never read their replies"_s, &neverRead, 64 * MiB},
-        {u"20 clients that send 8 MiB without an end"_s, &neverEnd, 16 * MiB},
-        {u"3,000 connections without a handshake"_s, &neverMakeTheHandshake, 16 * MiB},
-        {u"100 logins a second that are not valid"_s, &guessPasswords, 16 * MiB},
-    };
-    return all;
-}
+const std::array<Misuse, 4> Misuses {{
+    {"20 clients that never read their replies", 20, true, 1, &askAndNeverRead, 64 * MiB},
+    {"20 clients that send 8 MiB without an end", 20, true, 1,
+        [](TlsClient& client, int) { client.write(QByteArray(8 * MiB, ' ')); }, 16 * MiB},
+    {"3,000 connections without a handshake", 3000, false, 1, [](TlsClient&, int) {}, 16 * MiB},
+    {"100 logins a second that are not valid", 10, true, 50,
+        [](TlsClient& client, int round) { client.login("operator", QByteArray::number(round)); }, 16 * MiB},
+}};
 
 WitnessReport witness(const ServerProcess& server, const Misuse& misuse, int scale)
 {
-    Witness thread(server.port());
-    thread.start();
-    waitFor([&] { return thread.isReady.load(); });
+    std::vector<double> latenciesMs;
+    std::atomic<bool> hasBegun = false;
+    std::atomic<bool> isOver = false;
+    std::thread observer([&] { observe(server.port(), latenciesMs, hasBegun, isOver); });
+    waitFor([&] { return hasBegun.load(); });
     const qint64 memory = server.residentBytes();
-    const qint64 growth = misuse.run(server, scale) - memory;
-    WitnessReport report = thread.finish();
-    report.growth = growth;
-    return report;
+    const qint64 growth = runMisuse(server, misuse, scale) - memory;
+    isOver = true;
+    observer.join();
+    std::sort(latenciesMs.begin(), latenciesMs.end());
+    return {latenciesMs.front() < 0 ? 1 : 0, latenciesMs.at(latenciesMs.size() / 2), latenciesMs.back(), growth};
 }
 
 } // namespace soak

@@ -1,33 +1,33 @@
 #pragma once
 
-#include <QString>
+#include "Clients.h"
+#include "ServerProcess.h"
 
-#include <vector>
-
-class ServerProcess;
+#include <array>
 
 namespace soak {
 
-/// Something that clients do to a server, once without limits and once with those of a control room.
+/// Something that clients do to a server.
 struct Misuse {
-    QString title;
-    qint64 (*run)(const ServerProcess& server, int scale); ///< gives the server's memory with all of it there
-    qint64 mostGrowth; ///< of the server's memory with limits, in bytes
+    const char* title;
+    int clients;
+    bool withHandshake;
+    int rounds; ///< a tenth of a second each
+    void (*act)(TlsClient& client, int round);
+    qint64 mostGrowth; ///< of the server's memory where it has the limits of a control room, in bytes
 };
 
-/// At full scale, 1; each can be run with a fraction of its clients.
-const std::vector<Misuse>& misuses();
+extern const std::array<Misuse, 4> Misuses;
 
-/// Every answer that another client gets meanwhile, and how long it has waited for the slowest and for the one in the
-/// middle.
+/// What another client has seen meanwhile, which sends one command after the other and waits for each reply.
 struct WitnessReport {
     int wrongAnswers = 0;
     double medianMs = 0;
     double slowestMs = 0;
-    qint64 growth = 0; ///< of the server's memory meanwhile, in bytes
+    qint64 growth = 0; ///< of the server's memory, in bytes, with all the others there
 };
 
-/// Sends commands on a thread of its own while \a misuse is run.
+/// Has the clients misuse the server, a fraction of them where \a scale is more than 1.
 WitnessReport witness(const ServerProcess& server, const Misuse& misuse, int scale);
 
 } // namespace soak

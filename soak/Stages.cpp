@@ -1,16 +1,12 @@
 #include "Stages.h"
 
-#include "Clients.h"
-#include "Cycle.h"
 #include "Misuse.h"
-#include "ServerProcess.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <functional>
-#include <memory>
+#include <span>
 #include <sys/socket.h>
-#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -18,16 +14,33 @@ namespace soak {
 
 namespace {
 
-constexpr int CyclesAtOnce = 20;
-constexpr qint64 MaxGrowthPerCycle = 1024; // bytes
-constexpr int EnoughCyclesToTell = 5000; // with fewer the allocator's pages outweigh what a cycle leaves
-constexpr qint64 MaxGrowthPerConnection = 512; // bytes; 300 or so are the object that stays
+constexpr int VisitsAtOnce = 20;
+constexpr int EnoughVisitsToTell = 5000; // with fewer the allocator's pages outweigh what a visit leaves
+constexpr int PatienceMs = 60000;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool MemoryTells = false; // the sanitizers keep what was freed
 #else
 constexpr bool MemoryTells = true;
 #endif
+
+/// One way of coming and going again.
+struct Visit {
+    const char* message; ///< behind a handshake and a login; null: there is none of it
+    const char* bytes; ///< on the bare connection otherwise
+    bool awaitsReply;
+    bool endsByReset; ///< instead of a close
+};
+
+constexpr std::array WithoutAWord {Visit {nullptr, "", false, false}};
+
+constexpr std::array InEveryWay {
+    Visit {"<setPreset/>\r\n\r\n", nullptr, true, false},
+    Visit {"<setPreset/>\r\n\r\n", nullptr, true, true},
+    Visit {"<setPreset><presetn", nullptr, false, false},
+    Visit {nullptr, "\x16\x03\x01\x02", false, false}, // a ClientHello breaks off in its header
+    Visit {nullptr, "\x16\x03\x01\x02", false, true},
+};
 
 /// Prints what the stages find, and keeps whether all checks held.
 class Report {
@@ -37,11 +50,10 @@ public:
         static_cast<void>(std::printf("%s\n", qPrintable(line)));
         static_cast<void>(std::fflush(stdout));
     }
-    bool check(bool holds, const QString& line)
+    void check(bool holds, const QString& line)
     {
         passed = passed && holds;
         print(u" %1 %2"_s.arg(holds ? u" ok "_s : u"FAIL"_s, line));
-        return holds;
     }
 
     bool passed = true;
@@ -52,7 +64,9 @@ void runStage(const QString& title, Report& report, const std::function<void(Ser
 {
     Report::print(u"== "_s + title);
     ServerProcess server;
-    if (!report.check(server.start(), u"the server listens"_s))
+    const bool listens = server.start();
+    report.check(listens, u"the server listens"_s);
+    if (!listens)
         return;
     stage(server);
     report.check(server.stop(), u"the server is destroyed and its process ends with status 0"_s);
@@ -61,97 +75,92 @@ void runStage(const QString& title, Report& report, const std::function<void(Ser
         report.check(false, line);
 }
 
-/// \a count cycles, in turn of every way of leaving. \return how many went wrong
-int runSomeCycles(const ServerProcess& server, int count)
+bool come(TlsClient& client, const Visit& visit, quint16 port)
 {
-    std::vector<std::unique_ptr<Cycle>> running;
-    int failures = 0;
-    const auto takeOutDone = [&] {
-        return std::erase_if(running, [&](const auto& cycle) {
-            failures += cycle->isDone() && cycle->wentWrong() ? 1 : 0;
-            return cycle->isDone();
-        }) > 0;
-    };
-    for (int number = 1; number <= count; ++number) {
-        if (running.size() >= CyclesAtOnce && !waitFor(takeOutDone))
-            return failures + static_cast<int>(running.size());
-        const auto leaving = static_cast<Cycle::Leaving>(number % Cycle::LeavingCount);
-        running.push_back(std::make_unique<Cycle>(server.port(), leaving));
+    if (visit.message != nullptr) {
+        if (!client.waitForEncrypted(PatienceMs))
+            return false;
+        client.loginAsOrvane();
+        client.write(visit.message);
+    } else {
+        client.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
+        if (!client.waitForConnected(PatienceMs))
+            return false;
+        client.write(visit.bytes);
     }
-    waitFor([&] { return takeOutDone(), running.empty(); });
-    return failures + static_cast<int>(running.size());
+    client.flush();
+    return true;
 }
 
-void checkGrowth(qint64 growth, int cycles, qint64 mostForEach, Report& report)
+bool leave(TlsClient& client, const Visit& visit)
 {
-    const QString text = u"the memory grew by %1 bytes for each"_s.arg(growth / cycles);
-    if (MemoryTells && cycles >= EnoughCyclesToTell)
-        report.check(growth / cycles < mostForEach, text);
-    else
-        Report::print(text + u" (too few cycles, or a sanitizer: not checked)"_s);
+    const QByteArray expected = visit.awaitsReply ? shortAcceptance("setPreset") : QByteArray();
+    while (client.received.size() < expected.size() && client.waitForReadyRead(PatienceMs)) { }
+    const bool isRight = client.received == expected;
+    const auto descriptor = static_cast<int>(client.socketDescriptor());
+    if (visit.endsByReset) {
+        const linger option {1, 0};
+        setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &option, sizeof option);
+        client.abort();
+    } else if (visit.message != nullptr) {
+        client.disconnectFromHost();
+    } else {
+        shutdown(descriptor, SHUT_WR); // the server closes its end when it has released the connection
+    }
+    return isRight;
 }
 
-/// Has \a count connections made and ended by the client, one batch after the other, without a byte in them.
-/// \return how many did not come or did not end
-int connectWithoutAWord(const ServerProcess& server, int count)
+/// \a count visits, in turn of all \a ways. \return how many went wrong
+int pay(const ServerProcess& server, std::span<const Visit> ways, int count)
 {
-    constexpr int patienceMs = 60000;
     int failures = 0;
-    for (int done = 0; done < count; done += CyclesAtOnce) {
-        std::vector<std::unique_ptr<QTcpSocket>> sockets;
-        for (int number = done; number < std::min(count, done + CyclesAtOnce); ++number) {
-            sockets.push_back(std::make_unique<QTcpSocket>());
-            sockets.back()->connectToHost(QHostAddress(QHostAddress::LocalHost), server.port());
-            if (sockets.back()->waitForConnected(patienceMs))
-                shutdown(static_cast<int>(sockets.back()->socketDescriptor()), SHUT_WR);
+    for (int done = 0; done < count; done += VisitsAtOnce) {
+        Clients clients;
+        const auto visitOf = [&](size_t number) { return ways[(static_cast<size_t>(done) + number) % ways.size()]; };
+        for (size_t number = 0; number < VisitsAtOnce; ++number) {
+            clients.push_back(std::make_unique<TlsClient>());
+            if (visitOf(number).message != nullptr)
+                clients.back()->connectToPort(server.port());
         }
-        for (const auto& socket : sockets) // the server closes its end when it has released the connection
-            failures += socket->waitForDisconnected(patienceMs) ? 0 : 1;
+        for (size_t number = 0; number < clients.size(); ++number)
+            failures += come(*clients[number], visitOf(number), server.port()) ? 0 : 1;
+        for (size_t number = 0; number < clients.size(); ++number)
+            failures += leave(*clients[number], visitOf(number)) ? 0 : 1;
+        for (const auto& client : clients) {
+            const bool isGone = client->state() == QAbstractSocket::UnconnectedState;
+            failures += isGone || client->waitForDisconnected(PatienceMs) ? 0 : 1;
+        }
     }
     return failures;
 }
 
-/// The server's time for each connection of a sample, in microseconds.
-double connectionCost(const ServerProcess& server, int count, int& failures)
-{
-    const qint64 before = server.processorNs();
-    failures += connectWithoutAWord(server, count);
-    return static_cast<double>(server.processorNs() - before) / 1000 / count;
-}
-
-/// Clients come and go in every way: no descriptor and no memory is left behind.
-void runCycles(ServerProcess& server, int cycles, Report& report)
+/// What remains of each visit, and what the next ones cost.
+void runVisits(ServerProcess& server, std::span<const Visit> ways, int count, qint64 mostGrowth, Report& report)
 {
     const int descriptors = server.openDescriptors();
-    int failures = runSomeCycles(server, std::max(2 * CyclesAtOnce, cycles / 20)); // to warm up
-    waitFor([&] { return server.openDescriptors() == descriptors; });
-    const qint64 memory = server.residentBytes();
-    failures += runSomeCycles(server, cycles);
-    report.check(failures == 0, u"%1 cycles went wrong"_s.arg(failures));
-    waitFor([&] { return server.openDescriptors() == descriptors; });
-    report.check(server.openDescriptors() == descriptors,
-        u"%1 descriptors before, %2 after"_s.arg(descriptors).arg(server.openDescriptors()));
-    checkGrowth(server.residentBytes() - memory, cycles, MaxGrowthPerCycle, report);
-}
-
-/// Connections come and go, with no TLS and no login: what remains of each is known, and what the next ones cost.
-void runConnections(ServerProcess& server, int connections, Report& report)
-{
-    const int sample = std::max(CyclesAtOnce, connections / 100);
     int failures = 0;
-    const double first = connectionCost(server, sample, failures);
-    server.waitUntilIdle();
-    const int descriptors = server.openDescriptors();
+    const auto costOfSome = [&] {
+        const int sample = std::max(VisitsAtOnce, count / 100);
+        const qint64 before = server.processorNs();
+        failures += pay(server, ways, sample);
+        server.waitUntilIdle();
+        return static_cast<double>(server.processorNs() - before) / 1000 / sample;
+    };
+    const double first = costOfSome();
     const qint64 memory = server.residentBytes();
-    failures += connectWithoutAWord(server, connections);
+    failures += pay(server, ways, count);
     server.waitUntilIdle();
-    const qint64 growth = server.residentBytes() - memory;
-    const double last = connectionCost(server, sample, failures);
+    const qint64 growth = (server.residentBytes() - memory) / count;
+    const double last = costOfSome();
     Report::print(u"processor time of the server for each: %1 us at first, %2 us at last"_s.arg(first).arg(last));
-    report.check(failures == 0, u"%1 connections went wrong"_s.arg(failures));
+    report.check(failures == 0, u"%1 went wrong"_s.arg(failures));
     report.check(server.openDescriptors() == descriptors,
         u"%1 descriptors before, %2 after"_s.arg(descriptors).arg(server.openDescriptors()));
-    checkGrowth(growth, connections, MaxGrowthPerConnection, report);
+    const QString text = u"the memory grew by %1 bytes for each"_s.arg(growth);
+    if (MemoryTells && count >= EnoughVisitsToTell)
+        report.check(growth < mostGrowth, text);
+    else
+        Report::print(text + u" (too few of them, or a sanitizer: not checked)"_s);
 }
 
 /// What clients do to a server costs it less with limits, and one that keeps to them is served all the same.
@@ -175,16 +184,18 @@ void runMisuse(ServerProcess& server, const Misuse& misuse, int scale, bool limi
 
 bool runStages(int cycles, int connections)
 {
+    constexpr qint64 mostOfCycle = 1024; // bytes that remain
+    constexpr qint64 mostOfConnection = 512; // 300 or so are the object that stays
+    constexpr int connectionsAtFullScale = 100'000;
+    const int scale = std::max(1, connectionsAtFullScale / connections / 10);
     Report report;
     runStage(u"%1 clients come and go"_s.arg(cycles), report,
-        [&](ServerProcess& server) { runCycles(server, cycles, report); });
+        [&](ServerProcess& server) { runVisits(server, InEveryWay, cycles, mostOfCycle, report); });
     runStage(u"%1 connections come and go without a word"_s.arg(connections), report,
-        [&](ServerProcess& server) { runConnections(server, connections, report); });
-    constexpr int connectionsAtFullScale = 100'000;
-    const int scale = std::max(1, connectionsAtFullScale / std::max(1, connections) / 10);
-    for (const Misuse& misuse : misuses()) {
+        [&](ServerProcess& server) { runVisits(server, WithoutAWord, connections, mostOfConnection, report); });
+    for (const Misuse& misuse : Misuses) {
         for (const bool limited : {false, true}) {
-            runStage(misuse.title + (limited ? u", with limits"_s : u", without"_s), report,
+            runStage(QString::fromLatin1(misuse.title) + (limited ? u", with limits"_s : u", without"_s), report,
                 [&](ServerProcess& server) { runMisuse(server, misuse, scale, limited, report); });
         }
     }
