@@ -20,27 +20,20 @@ public:
 
 private:
     qsizetype choose(qsizetype options);
-    qsizetype chooseSize();
     qsizetype chooseCount();
-
-    void writeProlog();
-    void writeDoctype();
-    void writeDeclaration();
-    void writeEntity(bool isParameter);
-    void writeAttributeList();
-    void writeStartTag(bool isEmpty);
-    void writeAttributes();
-    void writeEndTag();
-    void writeConstruct();
-    void writeReference();
-    QString prefix();
-    QString characters();
+    void expand(QChar rule);
+    void repeat(QChar rule, qsizetype times, bool fills);
+    void writeSpecial(QChar sign);
 
     QByteArray genes;
     qsizetype position = 0;
     qsizetype length;
     QString text;
-    QStringList open;
+    QStringList open; ///< elements inside the root
+    qsizetype nameBegin = 0; ///< of the next one
+    qsizetype lastCount = 0;
+    qsizetype index = 0; ///< of the repetition
     qsizetype prefixes = 0; ///< that the root element declares
-    int names = 0; ///< for attributes that must differ
+    qsizetype numbers = 0; ///< for names that must differ
+    qsizetype changes = 0; ///< of what makes the same genes write something else
 };

@@ -3,11 +3,9 @@
 #include "PeakMemory.h"
 #include "XmlCommandReader.h"
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QCryptographicHash>
-#include <QDir>
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QRandomGenerator>
 
@@ -18,7 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <vector>
+#include <map>
 
 // Looks for the document that costs its reader the most for each of its characters.
 //
@@ -26,8 +24,13 @@
 // those of a list of subsplits, which is the dearest thing that an honest client sends. Without valgrind it looks at
 // the memory that is held at the peak. It keeps the dearest documents that it has met and changes them at random.
 
-using namespace Qt::StringLiterals;
+//
+// Usage: fuzz-price LENGTH SECONDS   looks for so long for documents of this length; a finding is kept in findings/
+//        fuzz-price LENGTH           measures the shapes of documents that are known to be dear
+//        fuzz-price FILE             measures a document
+// Under valgrind: --tool=callgrind --callgrind-out-file=price-counts. Status 1 with a finding.
 
+using namespace Qt::StringLiterals;
 namespace {
 
 /// How many times as many instructions as in an honest document a character may cost. An element with a thousand
@@ -122,163 +125,97 @@ QString inWords(double price)
     return countsInstructions() ? u"%1 instructions"_s.arg(price, 0, 'f', 0) : u"%1 bytes"_s.arg(price, 0, 'f', 1);
 }
 
-struct Candidate {
-    QByteArray genes;
-    double price = 0;
-};
+/// The dearest genes so far, by what a character costs.
+using Dearest = std::multimap<double, QByteArray>;
 
-/// The dearest documents so far, and new ones made of them.
-class Search {
-public:
-    explicit Search(quint32 seed)
-        : random(seed)
-    {
-    }
-
-    QByteArray next()
-    {
-        if (best.empty() || random.bounded(4) == 0)
-            return randomGenes(8 + random.bounded(56));
-        QByteArray genes = pick().genes;
-        for (int changes = 1 + random.bounded(4); changes > 0; --changes)
-            change(genes);
+/// Random ones, or random changes to some of the dearest.
+QByteArray newGenes(const Dearest& dearest)
+{
+    QRandomGenerator& random = *QRandomGenerator::global();
+    const auto randomGenes = [&](int count) {
+        QByteArray genes(count, Qt::Uninitialized);
+        std::generate(genes.begin(), genes.end(), [&] { return static_cast<char>(random.bounded(256)); });
         return genes;
-    }
-
-    void keep(const Candidate& candidate)
-    {
-        const auto dearer = [](const Candidate& left, const Candidate& right) { return left.price > right.price; };
-        best.insert(std::upper_bound(best.begin(), best.end(), candidate, dearer), candidate);
-        if (best.size() > 32)
-            best.pop_back();
-    }
-
-private:
-    const Candidate& pick() { return best.at(random.bounded(static_cast<quint32>(best.size()))); }
-
-    QByteArray randomGenes(int length)
-    {
-        QByteArray genes(length, Qt::Uninitialized);
-        std::generate(genes.begin(), genes.end(), [this] { return static_cast<char>(random.bounded(256)); });
-        return genes;
-    }
-
-    void change(QByteArray& genes)
-    {
+    };
+    const auto pick = [&] {
+        return std::next(dearest.begin(), random.bounded(static_cast<int>(dearest.size())))->second;
+    };
+    if (dearest.empty() || random.bounded(4) == 0)
+        return randomGenes(8 + random.bounded(56));
+    QByteArray genes = pick();
+    for (int changes = 1 + random.bounded(4); changes > 0; --changes) {
         const int position = random.bounded(static_cast<int>(genes.size()) + 1);
-        switch (random.bounded(4)) {
-        case 0:
-            genes.insert(position, randomGenes(1 + random.bounded(3)));
-            break;
-        case 1:
-            genes.remove(position, 1 + random.bounded(3));
-            break;
-        case 2:
-            genes.replace(position, genes.size(), pick().genes.mid(position));
-            break;
-        default:
-            genes.replace(position, 1, randomGenes(1));
-        }
+        if (random.bounded(4) == 0)
+            genes.replace(position, genes.size(), pick().mid(position));
+        else
+            genes.replace(position, random.bounded(3), randomGenes(random.bounded(3)));
     }
-
-    QRandomGenerator random;
-    std::vector<Candidate> best;
-};
-
-void save(const QString& document, const QString& directory)
-{
-    const QByteArray bytes = document.toUtf8();
-    const QByteArray name = QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex().first(12);
-    QFile file(QDir(directory).filePath(u"price-"_s + QString::fromLatin1(name)));
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        fail(u"Cannot write %1: %2"_s.arg(file.fileName(), file.errorString()));
-    print(u"It is in %1"_s.arg(file.fileName()));
+    return genes;
 }
 
-int search(qint64 seconds, qsizetype length, quint32 seed, const QString& directory)
-{
-    Search search(seed);
-    const double limit = limitFor(length);
-    print(u"An honest character costs %1, and none may cost more than %2"_s.arg(
-        inWords(honestPrice(length)), inWords(limit)));
-    QElapsedTimer timer;
-    timer.start();
-    double highest = 0;
-    int documents = 0;
-    for (qint64 told = 0; timer.elapsed() < seconds * 1000; ++documents) {
-        const QByteArray genes = search.next();
-        const QString document = DocumentGrammar(genes, length).document();
-        const double price = priceOf(document);
-        search.keep({genes, price});
-        if (price > highest || timer.elapsed() > told + 30000) {
-            told = timer.elapsed();
-            highest = std::max(highest, price);
-            print(u"%1 s, %2 documents: the dearest character costs %3"_s.arg(told / 1000)
-                      .arg(documents)
-                      .arg(inWords(highest)));
-        }
-        if (price > limit) {
-            print(u"A FINDING: a document of %1 characters costs %2 each"_s.arg(document.size()).arg(inWords(price)));
-            save(document, directory);
-            return 1;
-        }
-    }
-    print(u"%1 documents, no finding; the dearest character costs %2"_s.arg(documents).arg(inWords(highest)));
-    return 0;
-}
-
-/// 1 with a finding.
-int tellPrice(const QString& what, double price, double limit)
+/// Prints the price. \return whether it is a finding
+bool isTooDear(const QString& what, double price, double limit)
 {
     print(u"%1: %2"_s.arg(what, inWords(price)));
-    if (price <= limit)
-        return 0;
-    print(u"A FINDING: %1 are allowed"_s.arg(inWords(limit)));
-    return 1;
+    if (price > limit)
+        print(u"A FINDING: %1 are allowed"_s.arg(inWords(limit)));
+    return price > limit;
 }
 
-/// The known shapes; the instructions also at four times the length.
-int measureShapes(qsizetype length)
+bool findDearDocument(qsizetype length, int seconds)
+{
+    constexpr size_t kept = 32;
+    const double limit = limitFor(length);
+    Dearest dearest;
+    int documents = 0;
+    for (const QDeadlineTimer deadline {std::chrono::seconds(seconds)}; !deadline.hasExpired(); ++documents) {
+        const QByteArray genes = newGenes(dearest);
+        const QString document = DocumentGrammar(genes, length).document();
+        const double price = priceOf(document);
+        const bool isDearest = dearest.empty() || price > dearest.rbegin()->first;
+        dearest.emplace(price, genes);
+        if (dearest.size() > kept)
+            dearest.erase(dearest.begin());
+        if (!isDearest || !isTooDear(u"The dearest character of %1 documents"_s.arg(documents + 1), price, limit))
+            continue;
+        const QByteArray bytes = document.toUtf8();
+        const QByteArray hash = QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex().first(12);
+        QFile file(u"findings/price-"_s + QString::fromLatin1(hash));
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+            fail(u"Cannot write %1: %2"_s.arg(file.fileName(), file.errorString()));
+        print(u"It is in "_s + file.fileName());
+        return true;
+    }
+    print(u"%1 documents, no finding"_s.arg(documents));
+    return false;
+}
+
+/// The known shapes; the instructions also at four times the length. \return whether one is a finding
+bool measureShapes(qsizetype length)
 {
     const auto shorter = hostileDocuments(length);
     const auto longer = countsInstructions() ? hostileDocuments(4 * length) : QList<HostileDocument>();
     const double limit = limitFor(length);
-    int findings = 0;
+    bool found = false;
     for (qsizetype index = 0; index < shorter.size(); ++index) {
-        const double cost = costOf(shorter[index].text);
-        findings += tellPrice(
-            QLatin1String(shorter[index].shape), cost / static_cast<double>(shorter[index].text.size()), limit);
-        if (!countsInstructions())
-            continue;
-        const double factor = costOf(longer[index].text) / cost;
-        if (factor > MostForFourTimes) {
+        const QString& document = shorter[index].text;
+        const double cost = costOf(document);
+        found |= isTooDear(QLatin1String(shorter[index].shape), cost / static_cast<double>(document.size()), limit);
+        const double factor = longer.isEmpty() ? 0 : costOf(longer[index].text) / cost;
+        if (factor > MostForFourTimes)
             print(u"A FINDING: four times the length costs %1 times as much"_s.arg(factor, 0, 'f', 1));
-            ++findings;
-        }
+        found |= factor > MostForFourTimes;
     }
-    return std::min(findings, 1);
+    return found;
 }
 
-int measureFiles(const QStringList& paths)
+bool measureFile(const QString& path)
 {
-    int findings = 0;
-    for (const QString& path : paths) {
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly))
-            fail(u"Cannot read %1: %2"_s.arg(path, file.errorString()));
-        const QString document = QString::fromUtf8(file.readAll());
-        findings += tellPrice(path, priceOf(document), limitFor(document.size()));
-    }
-    return std::min(findings, 1);
-}
-
-int numberOption(const QCommandLineParser& parser, const QCommandLineOption& option)
-{
-    bool isNumber = false;
-    const int number = parser.value(option).toInt(&isNumber);
-    if (!isNumber || number < 0)
-        fail(u"Not a number: --%1 %2"_s.arg(option.names().constLast(), parser.value(option)));
-    return number;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        fail(u"Cannot read %1: %2"_s.arg(path, file.errorString()));
+    const QString document = QString::fromUtf8(file.readAll());
+    return isTooDear(path, priceOf(document), limitFor(document.size()));
 }
 
 } // namespace
@@ -286,27 +223,12 @@ int numberOption(const QCommandLineParser& parser, const QCommandLineOption& opt
 int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        u"Looks for the document that costs its reader the most for each character: memory, or, under\n"
-        "valgrind --tool=callgrind --callgrind-out-file=price-counts, instructions. Status 1 with a finding."_s);
-    parser.addHelpOption();
-    const QCommandLineOption seconds(u"seconds"_s, u"How long to search."_s, u"number"_s, u"60"_s);
-    const QCommandLineOption length(u"length"_s, u"Characters of each document."_s, u"number"_s, u"32768"_s);
-    const QCommandLineOption seed(
-        u"seed"_s, u"For the random choices; 0: another one each time."_s, u"number"_s, u"0"_s);
-    const QCommandLineOption directory(u"directory"_s, u"Where a finding is kept."_s, u"path"_s, u"."_s);
-    const QCommandLineOption shapes(u"shapes"_s, u"Measure the shapes that are known to be dear, and end."_s);
-    parser.addOptions({seconds, length, seed, directory, shapes});
-    parser.addPositionalArgument(u"FILE"_s, u"Documents to measure instead."_s, u"[FILE...]"_s);
-    parser.process(application);
-
-    if (parser.isSet(shapes))
-        return measureShapes(numberOption(parser, length));
-    if (!parser.positionalArguments().isEmpty())
-        return measureFiles(parser.positionalArguments());
-    const int chosenSeed = numberOption(parser, seed);
-    return search(numberOption(parser, seconds), numberOption(parser, length),
-        chosenSeed > 0 ? static_cast<quint32>(chosenSeed) : QRandomGenerator::global()->generate(),
-        parser.value(directory));
+    const QStringList arguments = QCoreApplication::arguments();
+    const qsizetype length = arguments.value(1).toLongLong();
+    const int seconds = arguments.value(2).toInt();
+    if (arguments.size() < 2)
+        fail(u"Usage: fuzz-price LENGTH SECONDS | LENGTH | FILE"_s);
+    if (length <= 0)
+        return measureFile(arguments[1]) ? 1 : 0;
+    return (seconds > 0 ? findDearDocument(length, seconds) : measureShapes(length)) ? 1 : 0;
 }
