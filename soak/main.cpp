@@ -4,7 +4,6 @@
 
 #include <OrvaneServer.h>
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 
 #include <cstdio>
@@ -42,28 +41,15 @@ int serve(quint16 port)
 int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
-    const QCommandLineOption cycles(u"cycles"_s, u"Clients that come and go."_s, u"number"_s, u"10000"_s);
-    const QCommandLineOption connections(
-        u"connections"_s, u"Connections that come and go without a word."_s, u"number"_s, u"100000"_s);
-    QCommandLineOption serveOption(u"serve"_s, QString(), u"port"_s);
-    serveOption.setFlags(QCommandLineOption::HiddenFromHelp);
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        u"Puts the server under load over TLS on the loopback address: many clients that come and go.\n"
-        "Ends with status 0 when every check passed, else with 1."_s);
-    parser.addHelpOption();
-    parser.addOptions({cycles, connections, serveOption});
-    parser.process(application);
-    if (parser.isSet(serveOption)) {
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.value(1) == "--serve"_L1) {
         qInstallMessageHandler(&handleLogLine);
-        return serve(parser.value(serveOption).toUShort());
+        return serve(arguments.value(2).toUShort());
     }
-
-    const int cycleCount = parser.value(cycles).toInt();
-    const int connectionCount = parser.value(connections).toInt();
-    if (cycleCount <= 0 || connectionCount <= 0 || !parser.positionalArguments().isEmpty()) {
-        static_cast<void>(std::fputs("Usage: two numbers above 0, see --help\n", stderr));
-        return UsageStatus;
-    }
-    return soak::runStages(cycleCount, connectionCount) ? 0 : 1;
+    const int cycles = arguments.value(1, u"10000"_s).toInt();
+    const int connections = arguments.value(2, u"100000"_s).toInt();
+    if (cycles > 0 && connections > 0)
+        return soak::runStages(cycles, connections) ? 0 : 1;
+    static_cast<void>(std::fputs("Usage: soak/run [CLIENTS [CONNECTIONS]]\n", stderr));
+    return UsageStatus;
 }
