@@ -1,6 +1,7 @@
 #include "DocumentGrammar.h"
 
 #include <QMap>
+#include <QStringList>
 
 #include <algorithm>
 #include <array>
@@ -63,104 +64,116 @@ QMap<QChar, QStringList> readRules()
     return rules;
 }
 
-} // namespace
-
-DocumentGrammar::DocumentGrammar(QByteArray genes, qsizetype length)
-    : genes(std::move(genes))
-    , length(length)
-{
-    expand(u'D');
-}
-
-/// A number below \a options; 0 when there are no bytes left.
-qsizetype DocumentGrammar::choose(qsizetype options)
-{
-    return options > 1 && position < genes.size() ? static_cast<uchar>(genes[position++]) % options : 0;
-}
-
-qsizetype DocumentGrammar::chooseCount()
-{
-    const std::array counts {qsizetype(0), qsizetype(1), qsizetype(2), qsizetype(3), qsizetype(10), qsizetype(30),
-        qsizetype(100), qsizetype(250), qsizetype(900), length / 256, length / 64, length / 16, length / 4, length / 2};
-    return counts.at(static_cast<size_t>(choose(counts.size())));
-}
-
-void DocumentGrammar::expand(QChar rule)
-{
-    static const QMap<QChar, QStringList> rules = readRules();
-    const QStringList& alternatives = rules[rule];
-    const QString& chosen = alternatives[choose(alternatives.size())];
-    for (const QChar* next = chosen.cbegin(); next != chosen.cend(); ++next) {
-        if (*next == u'*')
-            repeat(*++next, lastCount = chooseCount(), false);
-        else if (*next == u'~')
-            repeat(*++next, lastCount, false);
-        else if (*next == u'+')
-            repeat(*++next, length, true);
-        else if (*next == u'$')
-            writeSpecial(*++next);
-        else
-            text += *next;
+class DocumentGrammar {
+public:
+    DocumentGrammar(const QByteArray& genes, qsizetype length)
+        : genes(genes)
+        , length(length)
+    {
+        expand(u'D');
     }
-}
 
-void DocumentGrammar::repeat(QChar rule, qsizetype times, bool fills)
-{
-    const qsizetype begin = position;
-    const qsizetype outer = std::exchange(index, 0);
-    for (; index < times && text.size() < length; ++index) {
-        const qsizetype before = text.size();
-        const qsizetype changesBefore = changes;
-        position = begin;
-        expand(rule);
-        if (fills && text.size() == before)
-            text += u'x';
-        const qsizetype added = text.size() - before;
-        if (added > 0 && changes == changesBefore) { // the others are the same
-            text += text.last(added).repeated(
-                std::min(times - index - 1, std::max<qsizetype>(0, length - text.size()) / added));
-            break;
+    QString text;
+
+private:
+    /// A number below \a options; 0 when there are no bytes left.
+    qsizetype choose(qsizetype options)
+    {
+        return options > 1 && position < genes.size() ? static_cast<uchar>(genes[position++]) % options : 0;
+    }
+
+    qsizetype chooseCount()
+    {
+        const std::array counts {qsizetype(0), qsizetype(1), qsizetype(2), qsizetype(3), qsizetype(10), qsizetype(30),
+            qsizetype(100), qsizetype(250), qsizetype(900), length / 256, length / 64, length / 16, length / 4,
+            length / 2};
+        return counts.at(static_cast<size_t>(choose(counts.size())));
+    }
+
+    void expand(QChar rule)
+    {
+        static const QMap<QChar, QStringList> rules = readRules();
+        const QStringList& alternatives = rules[rule];
+        const QString& chosen = alternatives[choose(alternatives.size())];
+        for (const QChar* next = chosen.cbegin(); next != chosen.cend(); ++next) {
+            if (*next == u'*')
+                repeat(*++next, lastCount = chooseCount(), false);
+            else if (*next == u'~')
+                repeat(*++next, lastCount, false);
+            else if (*next == u'+')
+                repeat(*++next, length, true);
+            else if (*next == u'$')
+                writeSpecial(*++next);
+            else
+                text += *next;
         }
     }
-    index = outer;
-}
 
-void DocumentGrammar::writeSpecial(QChar sign)
-{
-    const auto writeEndTag = [this] { text += u"</"_s + open.takeLast() + u'>'; };
-    const bool isRule = sign.isLetterOrNumber();
-    changes += isRule || sign == u':' ? 0 : 1;
-    if (isRule)
-        return expand(sign);
-    switch (sign.unicode()) {
-    case u'#':
-        text += QString::number(numbers++);
-        break;
-    case u'=':
-        text += QString::number(numbers - 1);
-        break;
-    case u';':
-        prefixes = numbers;
-        break;
-    case u':':
-        if (prefixes > 0)
-            text += u"p%1:"_s.arg(choose(256) % prefixes);
-        break;
-    case u'@':
-        text += index < prefixes ? u"p%1:"_s.arg(index) : u"s%1"_s.arg(numbers++);
-        break;
-    case u'[':
-        nameBegin = text.size();
-        break;
-    case u']':
-        open.append(text.mid(nameBegin));
-        break;
-    case u'/':
-        if (!open.isEmpty())
-            writeEndTag();
-        break;
-    default:
-        while (!open.isEmpty())
-            writeEndTag();
+    void repeat(QChar rule, qsizetype times, bool fills)
+    {
+        const qsizetype begin = position;
+        const qsizetype outer = std::exchange(index, 0);
+        for (; index < times && text.size() < length; ++index) {
+            const qsizetype before = text.size();
+            const qsizetype changesBefore = changes;
+            position = begin;
+            expand(rule);
+            if (fills && text.size() == before)
+                text += u'x';
+            if (changes != changesBefore)
+                continue;
+            const qsizetype added = std::max<qsizetype>(1, text.size() - before); // the others are the same
+            const qsizetype left = std::min(times - index - 1, std::max<qsizetype>(0, length - text.size()) / added);
+            text += text.sliced(before).repeated(left);
+            break;
+        }
+        index = outer;
     }
+
+    void writeSpecial(QChar sign)
+    {
+        changes += sign.isLetterOrNumber() || sign == u':' ? 0 : 1;
+        if (sign.isLetterOrNumber())
+            expand(sign);
+        else if (sign == u'#')
+            text += QString::number(numbers++);
+        else if (sign == u'=')
+            text += QString::number(numbers - 1);
+        else if (sign == u';')
+            prefixes = numbers;
+        else if (sign == u':')
+            text += prefixes > 0 ? u"p%1:"_s.arg(choose(256) % prefixes) : QString();
+        else if (sign == u'@')
+            text += index < prefixes ? u"p%1:"_s.arg(index) : u"s%1"_s.arg(numbers++);
+        else if (sign == u'[')
+            nameBegin = text.size();
+        else if (sign == u']')
+            open.append(text.mid(nameBegin));
+        else
+            writeEndTags(sign == u'/' ? 1 : open.size());
+    }
+
+    void writeEndTags(qsizetype count)
+    {
+        for (; count > 0 && !open.isEmpty(); --count)
+            text += u"</"_s + open.takeLast() + u'>';
+    }
+
+    const QByteArray& genes;
+    qsizetype position = 0;
+    const qsizetype length;
+    QStringList open; ///< elements inside the root
+    qsizetype nameBegin = 0; ///< of the next one
+    qsizetype lastCount = 0;
+    qsizetype index = 0; ///< of the repetition
+    qsizetype prefixes = 0; ///< that the root element declares
+    qsizetype numbers = 0; ///< for names that must differ
+    qsizetype changes = 0; ///< of what makes the same genes write something else
+};
+
+} // namespace
+
+QString documentOf(const QByteArray& genes, qsizetype length)
+{
+    return DocumentGrammar(genes, length).text;
 }

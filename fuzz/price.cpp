@@ -170,7 +170,7 @@ bool findDearDocument(qsizetype length, int seconds)
     int documents = 0;
     for (const QDeadlineTimer deadline {std::chrono::seconds(seconds)}; !deadline.hasExpired(); ++documents) {
         const QByteArray genes = newGenes(dearest);
-        const QString document = DocumentGrammar(genes, length).document();
+        const QString document = documentOf(genes, length);
         const double price = priceOf(document);
         const bool isDearest = dearest.empty() || price > dearest.rbegin()->first;
         dearest.emplace(price, genes);
