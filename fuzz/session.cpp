@@ -62,35 +62,266 @@ private:
     QList<MemorySocket*> waiting;
 };
 
+void runEventLoop()
+{
+    QEventLoop().processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
 class Script {
     Q_DISABLE_COPY_MOVE(Script)
 
 public:
-    explicit Script(std::string_view steps);
+    explicit Script(std::string_view steps)
+        : rest(steps)
+        , server(std::make_unique<MemoryServer>(&host))
+    {
+        host.recorders.resize(1);
+        // A whole string: in the assignment of characters GCC 12 sees an overlap at -O3 that is none.
+        host.recorders.front().name = std::string("R");
+        host.usedSplit = 7;
+        host.duringCall = [this] { carryOutHostCall(); };
+        hostSays(true);
+    }
 
-    void run();
-    void handleLogLine(const QString& line);
+    void run()
+    {
+        while (!rest.empty())
+            runSteps();
+        for (const auto& each : clients)
+            each->check();
+        destroyServer();
+        runEventLoop();
+        for (const auto& each : clients) {
+            each->check();
+            require(each->socket.isNull(), u"a socket is left"_s);
+        }
+    }
+
+    /// Debug lines are made and dropped, after whatever the host's handler does inside them; a warning is a finding.
+    void handleLogLine(const QString& line)
+    {
+        const bool isFirst = line.startsWith("New OrvaneConnection"_L1);
+        if (isFirst)
+            dispatching.push_back(coming.takeFirst());
+        if (dispatching.empty())
+            return;
+        ClientModel& subject = *dispatching.back();
+        if (line.startsWith("OrvaneConnection exceeded a limit"_L1)) {
+            require(subject.hasLimits, u"ended for a limit that it has not"_s);
+            subject.release();
+        }
+        ++subject.lines;
+        // Inside a line Qt gives no other one to the handler, but writes it to the standard error.
+        QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
+        runNestedSteps('[');
+        QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, true);
+        --subject.lines;
+        subject.comes = subject.comes && !isFirst;
+    }
 
 private:
-    char take();
-    QByteArray takeDocument();
-    void runSteps();
-    void runStep(char step);
+    char take()
+    {
+        if (rest.empty())
+            return '\0';
+        const char next = rest.front();
+        rest.remove_prefix(1);
+        return next;
+    }
 
-    void carryOutHostCall();
-    void runNestedSteps(char opening);
-    void hostSays(bool yes);
+    QByteArray takeDocument()
+    {
+        const size_t count = KnownMessages.size();
+        return KnownMessages.at((static_cast<unsigned char>(take()) + count - 'a' % count) % count).text + "\r\n\r\n";
+    }
 
-    void addClients(int count);
-    void chooseClient(char digit);
-    void put(const QByteArray& bytes);
-    void send(const QByteArray& bytes);
-    void reportReadyRead();
-    void reportError();
-    void leave();
-    void endRefresh();
-    void destroyServer();
-    void setLimits();
+    /// Until the end of the script or a closing parenthesis or bracket.
+    void runSteps()
+    {
+        while (!rest.empty()) {
+            const char step = take();
+            if (step == ')' || step == ']')
+                return;
+            runStep(step);
+        }
+    }
+
+    void runStep(char step)
+    {
+        switch (step) {
+        case 'n':
+            return addClients(1);
+        case 'N':
+            return addClients(2);
+        case 'c':
+            return chooseClient(take());
+        case 'm':
+            return send(takeDocument());
+        case 'h':
+        case 't': {
+            const QByteArray document = takeDocument();
+            const qsizetype half = document.size() / 2;
+            return send(step == 'h' ? document.first(half) : document.sliced(half));
+        }
+        case 'w':
+            return put(takeDocument());
+        case 'r':
+            return reportReadyRead();
+        case 'x': {
+            const std::string_view bytes = rest.substr(0, rest.find('~'));
+            rest.remove_prefix(std::min(bytes.size() + 1, rest.size()));
+            return send(QByteArray(bytes.data(), static_cast<qsizetype>(bytes.size())));
+        }
+        case 'E':
+            return reportError();
+        case 'd':
+            return leave();
+        case 'e':
+            return runEventLoop();
+        case 'f':
+            return endRefresh();
+        case 'D':
+            return destroyServer();
+        case 'l':
+            return setLimits();
+        case 'y':
+            return hostSays(!host.refreshStarts);
+        default:
+            return;
+        }
+    }
+
+    void carryOutHostCall()
+    {
+        require(!dispatching.empty(), u"the host is called although no client sends anything"_s);
+        ClientModel& caller = *dispatching.back();
+        caller.beginHostCall(host.calls.takeLast());
+        runNestedSteps('(');
+        caller.endHostCall(host.refreshStarts);
+    }
+
+    void runNestedSteps(char opening)
+    {
+        if (rest.empty() || rest.front() != opening || depth == MaxDepth)
+            return;
+        take();
+        ++depth;
+        runSteps();
+        --depth;
+    }
+
+    void hostSays(bool yes)
+    {
+        host.refreshStarts = yes;
+        host.answer = yes ? std::optional<std::string>("<answer/>") : std::nullopt;
+    }
+
+    void addClients(int count)
+    {
+        if (!server)
+            return;
+        const bool isAlone = count == 1 && depth == 0;
+        ClientModel* added = nullptr;
+        for (; count > 0 && clients.size() < MaxClients; --count) {
+            auto* socket = new MemorySocket(server.get());
+            added = clients.emplace_back(std::make_unique<ClientModel>(socket, hasLimits)).get();
+            client = added;
+            coming += added;
+            server->addWaiting(socket);
+        }
+        const size_t before = dispatching.size();
+        server->acceptWaiting();
+        dispatching.resize(before);
+        for (ClientModel* each : std::exchange(coming, {})) // without a line of their own
+            each->comes = false;
+        for (const auto& each : clients) // some may have sent something before the server listened to them
+            each->check();
+        if (isAlone && added)
+            added->checkAllIsRead();
+    }
+
+    void setLimits()
+    {
+        if (!server)
+            return;
+        OrvaneInterface::OrvaneLimits limits;
+        limits.maxMessageLength = 120;
+        limits.maxInvalidLogins = 1;
+        server->setLimits(limits);
+        hasLimits = true;
+    }
+
+    void chooseClient(char digit)
+    {
+        if (!clients.empty())
+            client = clients[static_cast<unsigned char>(digit - '0') % clients.size()].get();
+    }
+
+    /// Of those with whom the server has not begun, only the one whose first line is being written sends anything.
+    void put(const QByteArray& bytes)
+    {
+        if (client && client->socket && (!client->comes || (!dispatching.empty() && client == dispatching.back())))
+            client->socket->put(bytes);
+    }
+
+    void send(const QByteArray& bytes)
+    {
+        put(bytes);
+        reportReadyRead();
+    }
+
+    void reportReadyRead()
+    {
+        ClientModel* const sender = client;
+        if (!sender || !sender->socket)
+            return;
+        dispatching.push_back(sender);
+        Q_EMIT sender->socket->readyRead();
+        dispatching.pop_back();
+        require(sender->socket != nullptr, u"the socket is deleted inside its own signal"_s);
+        sender->checkAllIsRead();
+        sender->check();
+    }
+
+    void reportError()
+    {
+        ClientModel* const subject = client;
+        if (!subject || !subject->socket || subject->socket->state() != QTcpSocket::ConnectedState)
+            return;
+        dispatching.push_back(subject);
+        Q_EMIT subject->socket->errorOccurred(QTcpSocket::RemoteHostClosedError);
+        dispatching.pop_back();
+        require(subject->socket != nullptr, u"the socket is deleted inside its own signal"_s);
+    }
+
+    void leave()
+    {
+        ClientModel* const leaving = client;
+        if (!leaving || !leaving->socket || leaving->comes || leaving->socket->state() != QTcpSocket::ConnectedState)
+            return;
+        reportError();
+        leaving->release();
+        leaving->socket->disconnectFromHost();
+    }
+
+    void endRefresh()
+    {
+        if (!server)
+            return;
+        for (const auto& each : clients)
+            each->endRefresh();
+        server->handleUpdateAllTreeDevicesFinished();
+    }
+
+    void destroyServer()
+    {
+        if (!server)
+            return;
+        for (const auto& each : clients)
+            each->release();
+        server.reset();
+    }
 
     std::string_view rest;
     RecordingHost host;
@@ -102,260 +333,6 @@ private:
     int depth = 0;
     bool hasLimits = false; ///< whoever comes now
 };
-
-void runEventLoop()
-{
-    QEventLoop().processEvents();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
-Script::Script(std::string_view steps)
-    : rest(steps)
-    , server(std::make_unique<MemoryServer>(&host))
-{
-    host.recorders.resize(1);
-    // A whole string: in the assignment of characters GCC 12 sees an overlap at -O3 that is none.
-    host.recorders.front().name = std::string("R");
-    host.usedSplit = 7;
-    host.duringCall = [this] { carryOutHostCall(); };
-    hostSays(true);
-}
-
-void Script::run()
-{
-    while (!rest.empty())
-        runSteps();
-    for (const auto& each : clients)
-        each->check();
-    destroyServer();
-    runEventLoop();
-    for (const auto& each : clients) {
-        each->check();
-        require(each->socket.isNull(), u"a socket is left"_s);
-    }
-}
-
-char Script::take()
-{
-    if (rest.empty())
-        return '\0';
-    const char next = rest.front();
-    rest.remove_prefix(1);
-    return next;
-}
-
-QByteArray Script::takeDocument()
-{
-    const auto letter = static_cast<unsigned char>(take());
-    return KnownMessages.at((letter + KnownMessages.size() - 'a' % KnownMessages.size()) % KnownMessages.size()).text
-        + "\r\n\r\n";
-}
-
-/// Until the end of the script or a closing parenthesis or bracket.
-void Script::runSteps()
-{
-    while (!rest.empty()) {
-        const char step = take();
-        if (step == ')' || step == ']')
-            return;
-        runStep(step);
-    }
-}
-
-void Script::runStep(char step)
-{
-    switch (step) {
-    case 'n':
-        return addClients(1);
-    case 'N':
-        return addClients(2);
-    case 'c':
-        return chooseClient(take());
-    case 'm':
-        return send(takeDocument());
-    case 'h': {
-        const QByteArray document = takeDocument();
-        return send(document.first(document.size() / 2));
-    }
-    case 't': {
-        const QByteArray document = takeDocument();
-        return send(document.sliced(document.size() / 2));
-    }
-    case 'w':
-        return put(takeDocument());
-    case 'r':
-        return reportReadyRead();
-    case 'x': {
-        const std::string_view bytes = rest.substr(0, rest.find('~'));
-        rest.remove_prefix(std::min(bytes.size() + 1, rest.size()));
-        return send(QByteArray(bytes.data(), static_cast<qsizetype>(bytes.size())));
-    }
-    case 'E':
-        return reportError();
-    case 'd':
-        return leave();
-    case 'e':
-        return runEventLoop();
-    case 'f':
-        return endRefresh();
-    case 'D':
-        return destroyServer();
-    case 'l':
-        return setLimits();
-    case 'y':
-        return hostSays(!host.refreshStarts);
-    default:
-        return;
-    }
-}
-
-void Script::carryOutHostCall()
-{
-    require(!dispatching.empty(), u"the host is called although no client sends anything"_s);
-    ClientModel& caller = *dispatching.back();
-    caller.beginHostCall(host.calls.takeLast());
-    runNestedSteps('(');
-    caller.endHostCall(host.refreshStarts);
-}
-
-/// Debug lines are made and dropped, after whatever the host's handler does inside them; a warning is a finding.
-void Script::handleLogLine(const QString& line)
-{
-    const bool isFirst = line.startsWith("New OrvaneConnection"_L1);
-    if (isFirst)
-        dispatching.push_back(coming.takeFirst());
-    if (dispatching.empty())
-        return;
-    ClientModel& subject = *dispatching.back();
-    if (line.startsWith("OrvaneConnection exceeded a limit"_L1)) {
-        require(subject.hasLimits, u"ended for a limit that it has not"_s);
-        subject.release();
-    }
-    subject.beginLine();
-    // Inside a line Qt gives no other one to the handler, but writes it to the standard error.
-    QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, false);
-    runNestedSteps('[');
-    QLoggingCategory::defaultCategory()->setEnabled(QtDebugMsg, true);
-    subject.endLine();
-    subject.comes = subject.comes && !isFirst;
-}
-
-void Script::runNestedSteps(char opening)
-{
-    if (rest.empty() || rest.front() != opening || depth == MaxDepth)
-        return;
-    take();
-    ++depth;
-    runSteps();
-    --depth;
-}
-
-void Script::hostSays(bool yes)
-{
-    host.refreshStarts = yes;
-    host.answer = yes ? std::optional<std::string>("<answer/>") : std::nullopt;
-}
-
-void Script::addClients(int count)
-{
-    if (!server)
-        return;
-    for (; count > 0 && clients.size() < MaxClients; --count) {
-        auto* socket = new MemorySocket(server.get());
-        client = clients.emplace_back(std::make_unique<ClientModel>(socket, hasLimits)).get();
-        coming += client;
-        server->addWaiting(socket);
-    }
-    const size_t before = dispatching.size();
-    server->acceptWaiting();
-    dispatching.resize(before);
-    for (ClientModel* each : std::exchange(coming, {})) // without a line of their own
-        each->comes = false;
-    for (const auto& each : clients) // some may have sent something before the server listened to them
-        each->check();
-}
-
-void Script::setLimits()
-{
-    if (!server)
-        return;
-    OrvaneInterface::OrvaneLimits limits;
-    limits.maxMessageLength = 120;
-    limits.maxInvalidLogins = 1;
-    server->setLimits(limits);
-    hasLimits = true;
-}
-
-void Script::chooseClient(char digit)
-{
-    if (!clients.empty())
-        client = clients[static_cast<unsigned char>(digit - '0') % clients.size()].get();
-}
-
-/// Of those with whom the server has not begun, only the one whose first line is being written sends anything.
-void Script::put(const QByteArray& bytes)
-{
-    if (client && client->socket && (!client->comes || (!dispatching.empty() && client == dispatching.back())))
-        client->socket->put(bytes);
-}
-
-void Script::send(const QByteArray& bytes)
-{
-    put(bytes);
-    reportReadyRead();
-}
-
-void Script::reportReadyRead()
-{
-    ClientModel* const sender = client;
-    if (!sender || !sender->socket)
-        return;
-    dispatching.push_back(sender);
-    Q_EMIT sender->socket->readyRead();
-    dispatching.pop_back();
-    require(sender->socket != nullptr, u"the socket is deleted inside its own signal"_s);
-    sender->checkAllIsRead();
-    sender->check();
-}
-
-void Script::reportError()
-{
-    ClientModel* const subject = client;
-    if (!subject || !subject->socket || subject->socket->state() != QTcpSocket::ConnectedState)
-        return;
-    dispatching.push_back(subject);
-    Q_EMIT subject->socket->errorOccurred(QTcpSocket::RemoteHostClosedError);
-    dispatching.pop_back();
-    require(subject->socket != nullptr, u"the socket is deleted inside its own signal"_s);
-}
-
-void Script::leave()
-{
-    ClientModel* const leaving = client;
-    if (!leaving || !leaving->socket || leaving->comes || leaving->socket->state() != QTcpSocket::ConnectedState)
-        return;
-    reportError();
-    leaving->release();
-    leaving->socket->disconnectPeer();
-}
-
-void Script::endRefresh()
-{
-    if (!server)
-        return;
-    for (const auto& each : clients)
-        each->endRefresh();
-    server->handleUpdateAllTreeDevicesFinished();
-}
-
-void Script::destroyServer()
-{
-    if (!server)
-        return;
-    for (const auto& each : clients)
-        each->release();
-    server.reset();
-}
 
 Script* running = nullptr;
 
