@@ -2,7 +2,7 @@
 
 #include "MemorySocket.h"
 #include "MessageModel.h"
-#include "Require.h"
+#include "Target.h"
 #include "TlsClient.h"
 
 #include <QPointer>

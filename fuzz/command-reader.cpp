@@ -1,4 +1,3 @@
-#include "Require.h"
 #include "Target.h"
 #include "XmlCommandReader.h"
 

@@ -1,6 +1,5 @@
 #include "MemorySocket.h"
 #include "MessageModel.h"
-#include "Require.h"
 #include "Target.h"
 #include "XMLSocket.h"
 

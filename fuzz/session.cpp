@@ -2,7 +2,6 @@
 #include "MemorySocket.h"
 #include "OrvaneServer.h"
 #include "RecordingHost.h"
-#include "Require.h"
 #include "Target.h"
 
 #include <QCoreApplication>
