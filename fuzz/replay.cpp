@@ -4,6 +4,7 @@
 #include <QFile>
 
 #include <cstdio>
+#include <utility>
 #include <vector>
 
 // The main function of a target that is built without the fuzz engine: runs files once each.
