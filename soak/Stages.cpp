@@ -111,13 +111,13 @@ bool leave(TlsClient& client, const Visit& visit)
 }
 
 /// \a count visits, in turn of all \a ways. \return how many went wrong
-int pay(const ServerProcess& server, std::span<const Visit> ways, int count)
+int payVisits(const ServerProcess& server, std::span<const Visit> ways, int count)
 {
     int failures = 0;
     for (int done = 0; done < count; done += VisitsAtOnce) {
         Clients clients;
         const auto visitOf = [&](size_t number) { return ways[(static_cast<size_t>(done) + number) % ways.size()]; };
-        for (size_t number = 0; number < VisitsAtOnce; ++number) {
+        for (size_t number = 0; number < static_cast<size_t>(std::min(VisitsAtOnce, count - done)); ++number) {
             clients.push_back(std::make_unique<TlsClient>());
             if (visitOf(number).message != nullptr)
                 clients.back()->connectToPort(server.port());
@@ -142,13 +142,13 @@ void runVisits(ServerProcess& server, std::span<const Visit> ways, int count, qi
     const auto costOfSome = [&] {
         const int sample = std::max(VisitsAtOnce, count / 100);
         const qint64 before = server.processorNs();
-        failures += pay(server, ways, sample);
+        failures += payVisits(server, ways, sample);
         server.waitUntilIdle();
         return static_cast<double>(server.processorNs() - before) / 1000 / sample;
     };
     const double first = costOfSome();
     const qint64 memory = server.residentBytes();
-    failures += pay(server, ways, count);
+    failures += payVisits(server, ways, count);
     server.waitUntilIdle();
     const qint64 growth = (server.residentBytes() - memory) / count;
     const double last = costOfSome();
