@@ -7,6 +7,8 @@
 #include <QPointer>
 #include <QSslSocket>
 
+#include <algorithm>
+
 namespace OrvaneInterface {
 
 using namespace Qt::StringLiterals;
@@ -16,6 +18,9 @@ namespace {
 /// A tenth of a second, and at least ten turns of the event loop, of which one or two show it who has left.
 constexpr int StepMs = 10;
 constexpr int Steps = 10;
+
+/// Far more than leave and come anew in one call of the host, and few enough for the descriptors of a process.
+constexpr qsizetype MostWaiting = 100;
 
 /// What a client may send in advance while it waits: more than the first message of a TLS handshake has.
 constexpr qint64 UnreadBytes = 4096;
@@ -35,39 +40,51 @@ bool ClientQueue::isNeeded() const
 
 void ClientQueue::add(QSslSocket* client)
 {
-    if (settings.isFull() && waiting.size() >= settings.limits->maxClients) {
-        refuse(client);
-        return;
-    }
     client->setReadBufferSize(UnreadBytes);
-    waiting += {client, Steps};
+    if (waiting.size() == MostWaiting)
+        refuse(waiting.takeFirst());
+    waiting.append({client, peerOf(*client), Steps});
     if (!timer.isActive())
         timer.start(StepMs, this);
 }
 
 void ClientQueue::timerEvent(QTimerEvent* /*event*/)
 {
-    const QPointer<ClientQueue> self(this);
-    while (!waiting.isEmpty() && !settings.isFull()) {
-        QSslSocket* client = waiting.takeFirst().client;
-        client->setReadBufferSize(0);
-        Q_EMIT placeIsFree(client);
-        if (!self)
-            return;
-    }
     for (Waiting& entry : waiting)
         --entry.stepsLeft;
+    const auto mayWait = [](const Waiting& entry) { return entry.client->state() == QAbstractSocket::ConnectedState; };
+    const auto left = std::stable_partition(waiting.begin(), waiting.end(), mayWait);
+    std::for_each(left, waiting.end(), [this](const Waiting& entry) { refuse(entry); });
+    waiting.erase(left, waiting.end());
+
+    const QPointer<ClientQueue> self(this);
+    admit();
+    if (!self)
+        return;
     while (!waiting.isEmpty() && waiting.first().stepsLeft <= 0)
-        refuse(waiting.takeFirst().client);
+        refuse(waiting.takeFirst());
     if (waiting.isEmpty())
         timer.stop();
     tellOfRefused();
 }
 
-void ClientQueue::refuse(QSslSocket* client)
+/// The server may be destroyed in it.
+void ClientQueue::admit()
 {
-    refused += peerOf(*client);
-    delete client;
+    const QPointer<ClientQueue> self(this);
+    while (self && !waiting.isEmpty() && !settings.isFull()) {
+        QSslSocket* client = waiting.takeFirst().client;
+        client->setReadBufferSize(0);
+        client->startServerEncryption();
+        admitted.append(client);
+        Q_EMIT placeIsFree();
+    }
+}
+
+void ClientQueue::refuse(const Waiting& entry)
+{
+    refused += entry.peer;
+    delete entry.client;
 }
 
 /// Inside a line the server may be destroyed.

@@ -14,7 +14,7 @@ namespace OrvaneInterface {
  * The record never gets another member: it is a part of compiled hosts.
  */
 struct OrvaneLimits {
-    /// Clients at once. Further ones wait for a place for a tenth of a second, as many as there are places, and are
+    /// Clients at once. Further ones wait for a place for a tenth of a second, a hundred of them at most, and are
     /// then disconnected, before their TLS handshake. The place of a client that has left is free when the event loop
     /// has seen it.
     int maxClients = 0;

@@ -54,6 +54,14 @@ const ServerSettings& settingsOf(const OrvaneServer& server)
     return *server.findChild<const ServerSettings*>(QString(), Qt::FindDirectChildrenOnly);
 }
 
+/// Null: none. One that has waited is not among Qt's pending connections: to take those makes a paused server accept.
+QTcpSocket* nextClient(OrvaneServer& server)
+{
+    if (QTcpSocket* admitted = settingsOf(server).queue.takeAdmitted())
+        return admitted;
+    return server.hasPendingConnections() ? server.nextPendingConnection() : nullptr;
+}
+
 } // namespace
 
 const unsigned short OrvaneServer::OrvaneDefaultPort = 5679;
@@ -77,11 +85,7 @@ OrvaneServer::OrvaneServer(
     auto* settings = new ServerSettings(this); // first of the children: it is looked for with each client
     new AcceptRetry(this); // it must hear of a client before an event loop of the host accepts the next one
     connect(this, &QTcpServer::newConnection, this, &OrvaneServer::handleNewConnection);
-    connect(&settings->queue, &ClientQueue::placeIsFree, this, [this](QSslSocket* socket) {
-        socket->startServerEncryption();
-        addPendingConnection(socket);
-        handleNewConnection();
-    });
+    connect(&settings->queue, &ClientQueue::placeIsFree, this, &OrvaneServer::handleNewConnection);
 }
 
 OrvaneServer::~OrvaneServer()
@@ -159,8 +163,7 @@ void OrvaneServer::handleNewConnection()
     // A connection writes log lines, and calls the host if its client has sent something by then: the next client may
     // come inside of it, the refresh may end, and the server may be destroyed. So nothing of it happens under the lock.
     const QPointer<OrvaneServer> server(this);
-    while (server && hasPendingConnections()) {
-        QTcpSocket* socket = nextPendingConnection();
+    while (QTcpSocket* socket = server ? nextClient(*this) : nullptr) {
         socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
         socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
         socket->setProxy(QNetworkProxy(QNetworkProxy::NoProxy));

@@ -74,13 +74,13 @@ public:
     QSslConfiguration sslConfiguration() const;
 
     /**
-     * Why no client can be served with the present configuration, in words for a person; empty when clients can.
+     * Why no client can be served with the present configuration, in words for a person; empty when nothing is found.
      *
      * That is: no key, no certificate, one that cannot be read, a pass phrase, a key that is not that of the
      * certificate, or too weak, a certificate that is not valid yet, or any more, clients that must show a certificate
      * while no issuer is trusted, or something that the TLS library does not take. There is no handshake in it: whether
-     * a client trusts the certificate, finds its chain strong enough, and has a protocol and a cipher in common with
-     * the server shows with the client. Takes a few milliseconds.
+     * clients trust the certificate, whether the chain behind it is strong enough, and whether protocols and ciphers go
+     * together shows with the first client. Takes a few milliseconds.
      */
     QString sslErrorString() const;
 

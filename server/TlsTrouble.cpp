@@ -6,24 +6,24 @@
 #include <QSslKey>
 #include <QSslSocket>
 
+#include <algorithm>
+
 namespace OrvaneInterface {
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-/// What the TLS library says against beginning with this configuration; null: nothing. Qt tells only when encryption
-/// starts, so it is started, at a socket that leads nowhere.
-QString refusalToBegin(const QSslConfiguration& configuration)
+/// Whether the TLS library would begin with this configuration. Qt tells only when encryption starts, so it is started,
+/// at a socket that leads nowhere. The reason that Qt gives is often empty, or that of something else.
+bool isUsable(const QSslConfiguration& configuration)
 {
     QSslSocket socket;
     socket.setSslConfiguration(configuration);
     socket.setSocketDescriptor(-1); // fails, but without a socket layer Qt could not start
     socket.startServerEncryption();
-    if (socket.error() == QAbstractSocket::SslInternalError
-        || socket.error() == QAbstractSocket::SslInvalidUserDataError)
-        return socket.errorString();
-    return {};
+    return socket.error() != QAbstractSocket::SslInternalError
+        && socket.error() != QAbstractSocket::SslInvalidUserDataError;
 }
 
 QString keyTrouble(const QSslKey& key, const QSslCertificate& certificate)
@@ -40,7 +40,7 @@ QString keyTrouble(const QSslKey& key, const QSslCertificate& certificate)
     QSslConfiguration justThese;
     justThese.setPrivateKey(key);
     justThese.setLocalCertificate(certificate);
-    if (refusalToBegin(justThese).isNull())
+    if (isUsable(justThese))
         return {};
     const QSslKey publicKey = certificate.publicKey();
     if (key.algorithm() != publicKey.algorithm() || key.length() != publicKey.length())
@@ -49,10 +49,18 @@ QString keyTrouble(const QSslKey& key, const QSslCertificate& certificate)
         .arg(key.length());
 }
 
+bool isNull(const QSslCertificate& certificate)
+{
+    return certificate.isNull();
+}
+
 /// Qt loads the issuers that the system trusts when they are asked for, unless others, or none, were set; which of the
 /// two an empty list means shows only beside a configuration for which none were set.
 bool trustsNoIssuer(const QSslConfiguration& configuration)
 {
+    const QList<QSslCertificate> issuers = configuration.caCertificates();
+    if (!issuers.isEmpty())
+        return std::all_of(issuers.begin(), issuers.end(), isNull);
     QSslConfiguration withoutIssuers = configuration;
     withoutIssuers.setCaCertificates({});
     return configuration == withoutIssuers;
@@ -77,8 +85,11 @@ QString tlsTrouble(const QSslConfiguration& configuration)
     const QSslCertificate certificate = configuration.localCertificate();
     if (const QString trouble = keyTrouble(configuration.privateKey(), certificate); !trouble.isEmpty())
         return trouble;
-    if (const QString refusal = refusalToBegin(configuration); !refusal.isNull())
-        return u"Key and certificate are usable, but not what else the configuration has: "_s + refusal;
+    const QList<QSslCertificate> chain = configuration.localCertificateChain();
+    if (std::any_of(chain.begin(), chain.end(), isNull))
+        return u"One of the certificates behind the first one could not be read"_s;
+    if (!isUsable(configuration))
+        return u"Key and certificate are usable, but not the protocol, ciphers, curves, parameters or options beside them"_s;
     if (configuration.peerVerifyMode() == QSslSocket::VerifyPeer && trustsNoIssuer(configuration))
         return u"Clients must show a certificate, and no issuer of certificates is trusted"_s;
     return validityTrouble(certificate);

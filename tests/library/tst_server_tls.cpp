@@ -172,6 +172,14 @@ void tst_server_tls::saysWhatElseIsWrong()
     withoutIssuers.setCaCertificates({});
     session.server->setSslConfiguration(withoutIssuers);
     QVERIFY(session.server->sslErrorString().contains(u"no issuer"_s));
+    withoutIssuers.setCaCertificates({QSslCertificate()});
+    session.server->setSslConfiguration(withoutIssuers);
+    QVERIFY(session.server->sslErrorString().contains(u"no issuer"_s));
+    QSslConfiguration withoutAuthority = configuration;
+    withoutAuthority.setLocalCertificateChain({certificate(u"rsa.pem"_s), QSslCertificate()});
+    withoutAuthority.setPrivateKey(key(u"rsa.key"_s, QSsl::Rsa));
+    session.server->setSslConfiguration(withoutAuthority);
+    QVERIFY(session.server->sslErrorString().startsWith(u"One of the certificates"_s));
     configuration.setBackendConfigurationOption("CipherString", u"none of them"_s);
     session.server->setSslConfiguration(configuration);
     QVERIFY(session.server->sslErrorString().startsWith(u"Key and certificate are usable"_s));
