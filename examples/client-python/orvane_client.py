@@ -20,6 +20,7 @@ import os
 import socket
 import ssl
 import sys
+import time
 from xml.sax.saxutils import escape
 
 END = b"\r\n\r\n"
@@ -36,7 +37,7 @@ def connect(options):
                                      server_hostname=options.host)
     if options.pin:
         fingerprint = hashlib.sha256(connection.getpeercert(binary_form=True)).hexdigest()
-        if fingerprint != options.pin.replace(":", "").lower():
+        if fingerprint != options.pin.rpartition("=")[2].replace(":", "").lower():  # as openssl prints it
             raise ConnectionError(f"the host's certificate has the fingerprint {fingerprint}, not {options.pin}")
     return connection
 
@@ -45,14 +46,27 @@ def send(connection, document):
     connection.sendall(document.encode() + END)  # the whole message in one write
 
 
-def receive(connection):
-    received = b""
-    while not received.endswith(END):
+def receive(connection, timeout):
+    deadline = time.monotonic() + timeout  # also of a host that sends a little again and again
+    received = bytearray()
+    searched = 0
+    while (end := received.find(END, searched)) < 0:
+        searched = max(0, len(received) - len(END) + 1)
+        connection.settimeout(max(deadline - time.monotonic(), 0.001))
         part = connection.recv(65536)
         if not part:
             raise ConnectionError("the host closed the connection")
+        if time.monotonic() > deadline:
+            raise TimeoutError("it has no end in time")
         received += part
-    return received.removesuffix(END).decode()
+    return received[:end].decode(errors="replace")
+
+
+def shown(reply):
+    """What a terminal would obey is made visible; elsewhere a reply goes as it came."""
+    if not sys.stdout.isatty():
+        return reply
+    return "".join(c if c.isprintable() or c in "\n\t" else ascii(c)[1:-1] for c in reply)
 
 
 def main():
@@ -81,11 +95,11 @@ def main():
             send(connection, "<loginClient><username>" + escape(options.user) + "</username><password>"
                  + escape(os.environ["ORVANE_PASSWORD"]) + "</password></loginClient>")  # never answered
             send(connection, options.command)
-            reply = receive(connection)
+            reply = receive(connection, options.timeout)
         except OSError as error:
             print(f"No reply ({error}). Is the password right? Some commands are never answered.", file=sys.stderr)
             return 4
-    print(reply)
+    print(shown(reply))
     return 1 if reply.startswith("<p:commandRejected") else 0
 
 

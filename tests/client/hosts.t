@@ -116,6 +116,12 @@ An answer costs what its length says, and the time for it holds also where it ne
   orvane-client: the answer is too much to be read: Its elements are nested too deep
   $ against tls "$(many 1000 '<a>')$(many 1000 '</a>')\r\n\r\n" --pretty c | wc -c
   72420
+  $ in_vain 'no answer' against drip '' c
+  orvane-client: no answer to c within TIME
+  [3]
+  $ ORVANE_PASSWORD=x "$PYTHON" "$TESTDIR/peer.py" drip '' "$TESTDIR/../../examples/client-python/orvane_client.py" \
+  >     --user x --pin "$fingerprint" --timeout 1 '<c/>' 2>&1 | sed 's/(.*)/(REASON)/'
+  No reply (REASON). Is the password right? Some commands are never answered.
   $ in_vain 'no answer' against endless "$(accepted b)" c | sort -u
   <commandAccepted><commandname>b</commandname></commandAccepted>
   orvane-client: no answer to c within TIME

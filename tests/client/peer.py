@@ -3,6 +3,7 @@
 Usage: peer.py KIND ANSWER CLIENT [ARGUMENT...] runs the client against it and ends with the client's status.
   tls     answers the first command behind the login, and closes
   second  answers what comes behind the first command, and prints what it gets
+  drip    answers the first command with bytes that have no end
   endless answers the first command again and again
   silent  answers nothing, and prints what it gets behind the login
   plain   greets without TLS, and closes when the client does
@@ -14,6 +15,7 @@ import ssl
 import subprocess
 import sys
 import threading
+import time
 
 END = b"\r\n\r\n"
 
@@ -49,11 +51,12 @@ def serve(listener, kind, answer, documents):
         for count, message in enumerate(messages(connection)):
             if count > 0:
                 documents.append(message)
-            while count > 0 and kind == "endless":
+            while count > 0 and kind in ("drip", "endless"):
                 try:
-                    connection.sendall(answer * 100)
+                    connection.sendall(b"." if kind == "drip" else answer * 100)
                 except OSError:
                     return
+                time.sleep(0.01 if kind == "drip" else 0)
             if count == 2 and kind == "second":
                 connection.sendall(answer)
             if count > 0 and kind == "tls":
