@@ -107,12 +107,6 @@ if(DATE_EXECUTABLE AND GZIP_EXECUTABLE AND UNIX)
         file(WRITE "${overrides}" "${lines}")
         install(FILES "${overrides}" DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" COMPONENT ${component})
     endforeach()
-    if(ORVANE_BUILD_TOOLS)
-        configure_file(tools/orvane-client/orvane-client.1 "${ORVANE_CONTROL_DIRECTORY}/orvane-client.1" @ONLY)
-        orvane_compress("${ORVANE_CONTROL_DIRECTORY}/orvane-client.1")
-        install(FILES "${ORVANE_CONTROL_DIRECTORY}/orvane-client.1.gz"
-            DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT client)
-    endif()
 endif()
 
 include(CPack)

@@ -86,7 +86,7 @@ void observe(
 } // namespace
 
 const std::array<Misuse, 4> Misuses {{
-    {"20 clients that never read their replies", 20, true, 1, &askAndNeverRead, 64 * MiB},
+    {"20 clients that never read their replies", 20, true, 1, &askAndNeverRead, 128 * MiB},
     {"20 clients that send 8 MiB without an end", 20, true, 1,
         [](TlsClient& client, int) { client.write(QByteArray(8 * MiB, ' ')); }, 16 * MiB},
     {"3,000 connections without a handshake", 3000, false, 1, [](TlsClient&, int) {}, 16 * MiB},

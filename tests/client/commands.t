@@ -188,3 +188,25 @@ The help has the commands of the protocol, in their order:
 
   $ orvane --help | sed -n '/^Commands:/,/^A parameter/s/^  \([A-Za-z]\+\) .*/\1/p' > known
   $ sed -n 's/^## `\(.*\)`.*/\1/p' "$TESTDIR/../../docs/protocol.md" | diff - known
+
+What a shell completes, and the manual page:
+
+  $ complete() { echo $("$CLIENT" --complete "$@"); }
+  $ complete showL
+  showLive showLiveAtSubsplit
+  $ complete --insecure --port 1 showLive spl
+  splitid=
+  $ complete --trust
+  --trust-on-first-use
+  $ complete --ca x
+  
+  $ complete help showLiveA
+  showLiveAtSubsplit
+  $ complete ch
+  check
+  $ mkdir -p config/orvane-client; printf '[wall]\nhost=x\n' > config/orvane-client/profiles.ini
+  $ complete --profile w
+  wall
+  $ "$CLIENT" --manual > manual; for word in $(complete --) $(complete ''); do
+  >     grep -q -e "${word//-/\\\\-}" manual || echo "$word is missing"
+  > done

@@ -7,6 +7,9 @@ namespace OrvaneClient {
 /// All of --help.
 QString programHelp();
 
+/// The same as a manual page, for man.
+QString manualPage();
+
 /// The commands of the protocol, one a line, and how parameters are written.
 QString commandsHelp();
 

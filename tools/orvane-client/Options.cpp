@@ -3,6 +3,7 @@
 #include "CommandRequest.h"
 #include "Settings.h"
 
+#include <QCommandLineParser>
 #include <QMap>
 
 #include <cmath>
@@ -183,12 +184,12 @@ QString readCommand(const QCommandLineParser& parser, Options& options)
 
 } // namespace
 
-void addOptions(QCommandLineParser& parser)
+QList<QCommandLineOption> programOptions()
 {
-    const auto option = [&parser](const QStringList& names, const char* description, const char* valueName = nullptr,
+    QList<QCommandLineOption> options;
+    const auto option = [&options](const QStringList& names, const char* description, const char* valueName = nullptr,
                             const QString& defaultValue = {}) {
-        parser.addOption(
-            QCommandLineOption(names, QString::fromLatin1(description), QString::fromLatin1(valueName), defaultValue));
+        options.append({names, QString::fromLatin1(description), QString::fromLatin1(valueName), defaultValue});
     };
     const auto name = [](const char* text) { return QStringList(QString::fromLatin1(text)); };
 
@@ -235,12 +236,13 @@ void addOptions(QCommandLineParser& parser)
     option(name("trace"), "Show what is sent (>) and received (<) on standard error, without the login's password.");
     option({u"i"_s, u"interactive"_s},
         "Read commands at a prompt (default without a command), or from standard input when it is no terminal.");
+    return options;
 }
 
 Result<Options> readOptions(const QStringList& arguments)
 {
     QCommandLineParser parser;
-    addOptions(parser);
+    parser.addOptions(programOptions());
     if (!parser.parse(arguments))
         return ParsedOptions::failure(parser.errorText());
 

@@ -4,7 +4,8 @@
 #include "ReplyFormat.h"
 #include "ServerTrust.h"
 
-#include <QCommandLineParser>
+#include <QCommandLineOption>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -47,7 +48,7 @@ struct Options {
 };
 
 /// The options that the program knows, for reading them and for the help.
-void addOptions(QCommandLineParser& parser);
+QList<QCommandLineOption> programOptions();
 
 /// \a arguments begin with the program's name.
 Result<Options> readOptions(const QStringList& arguments);

@@ -46,6 +46,11 @@ QString Settings::profilesFile()
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/orvane-client/profiles.ini"_L1;
 }
 
+QStringList Settings::profiles()
+{
+    return QSettings(profilesFile(), QSettings::IniFormat).childGroups();
+}
+
 void Settings::readProfile(const QString& name)
 {
     const QString file = profilesFile();

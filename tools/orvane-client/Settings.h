@@ -27,9 +27,11 @@ public:
     /// The options of a list that the first place has that has any of them. Those of later places do not count.
     QStringList firstOf(const QStringList& names) const;
 
-    static QString profilesFile();
+    /// The names of all profiles.
+    static QStringList profiles();
 
 private:
+    static QString profilesFile();
     void readProfile(const QString& name);
 
     const QCommandLineParser& parser;

@@ -7,6 +7,7 @@
 #include "Options.h"
 #include "RepeatedCommand.h"
 #include "Shell.h"
+#include "ShellCompletion.h"
 #include "Terminal.h"
 
 #include <QCoreApplication>
@@ -199,6 +200,14 @@ int main(int argc, char** argv)
     QCoreApplication::setApplicationName(u"orvane-client"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(ORVANE_CLIENT_VERSION));
 
+    if (const QStringList arguments = QCoreApplication::arguments(); arguments.value(1) == "--complete"_L1) {
+        Console(ReplyFormat::Raw).text(shellCompletions(arguments.mid(2)));
+        return exitCode(ExitStatus::Success);
+    }
+    if (QCoreApplication::arguments().mid(1) == QStringList(u"--manual"_s)) {
+        Console(ReplyFormat::Raw).text(manualPage());
+        return exitCode(ExitStatus::Success);
+    }
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a reader that has gone is told of as any other failure
     const Result<Options> options = readOptions(QCoreApplication::arguments());
     const ReplyFormat usual = isatty(STDOUT_FILENO) != 0 ? ReplyFormat::Indented : ReplyFormat::Raw;
