@@ -22,18 +22,14 @@ Reply::Reply(QByteArray bytes)
         why = u"it is no UTF-8"_s;
         return;
     }
-    if (const auto measure = OrvaneInterface::measureDocument(document); !measure.excess.isNull()) {
-        replyKind = Kind::TooMuch;
-        why = measure.excess;
-        return;
-    }
     read(document);
 }
 
 /// Text inside elements inside a child counts as the child's.
 void Reply::read(const QString& document)
 {
-    QXmlStreamReader reader(document);
+    const OrvaneInterface::DocumentMeasure measure = OrvaneInterface::measureDocument(document);
+    QXmlStreamReader reader(document.left(measure.readableLength));
     reader.readNextStartElement();
     root = reader.name().toString();
     QString child;
@@ -50,7 +46,10 @@ void Reply::read(const QString& document)
         }
     }
 
-    if (reader.hasError()) {
+    if (!measure.excess.isNull() && reader.error() != QXmlStreamReader::NotWellFormedError) { // or an error came first
+        replyKind = Kind::TooMuch;
+        why = measure.excess;
+    } else if (reader.hasError()) {
         replyKind = Kind::NotXml;
         why = message.isEmpty() ? u"it is empty"_s : reader.errorString().simplified();
     } else if (root == "commandAccepted"_L1) {

@@ -1,0 +1,76 @@
+#include "HostNames.h"
+#include "Reply.h"
+#include "ReplyFormat.h"
+#include "Target.h"
+#include "TerminalText.h"
+#include "XmlCommandReader.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+using namespace OrvaneClient;
+
+// Whatever a host answers, the command-line client makes the same of it as the library's reader, prints about as much as
+// came, and nothing that a terminal would obey.
+
+namespace {
+
+void requireSameReading(const Reply& reply, const QString& document)
+{
+    XmlCommandReader reader;
+    const bool isWellFormed = reader.parseCommand(document);
+    const bool isTooMuch = !reader.refusalReason().isNull();
+    require((reply.kind() == Reply::Kind::TooMuch) == isTooMuch, u"it is too much for one reader alone"_s);
+    if (isTooMuch)
+        return;
+    require((reply.kind() == Reply::Kind::NotXml) != isWellFormed, u"it is well-formed for one reader alone"_s);
+    require(!isWellFormed || reply.rootName() == reader.commandName(), u"another root"_s);
+}
+
+/// An entity may be longer than its reference, up to a bound of its own.
+void requireAboutAsLong(const QByteArray& printed, const QByteArray& message)
+{
+    constexpr qsizetype most = 64;
+    constexpr qsizetype some = 1024;
+    require(message.contains("<!ENTITY") || printed.size() <= most * message.size() + some, u"far more is printed"_s);
+}
+
+void requireHarmless(const QString& text)
+{
+    const QString shown = visibleText(text);
+    require(std::none_of(shown.begin(), shown.end(),
+                [](QChar character) { return character != u'\n' && character != u'\t' && isHarmful(character); }),
+        u"a terminal obeys"_s);
+}
+
+void requireSameWhenIndented(const Reply& reply)
+{
+    if (reply.kind() == Reply::Kind::NotXml || reply.kind() == Reply::Kind::TooMuch)
+        return;
+    const Reply again(formatted(reply, ReplyFormat::Indented));
+    require(again.kind() == reply.kind() && again.rootName() == reply.rootName(), u"indented it is another one"_s);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    const QByteArray message(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
+    const Reply reply(message);
+    if (message.isValidUtf8())
+        requireSameReading(reply, QString::fromUtf8(message));
+    for (const ReplyFormat format :
+        {ReplyFormat::Raw, ReplyFormat::Indented, ReplyFormat::Json, ReplyFormat::Names, ReplyFormat::Nothing}) {
+        const QByteArray printed = formatted(reply, format);
+        requireAboutAsLong(printed, message);
+        requireHarmless(textOfBytes(printed));
+    }
+    requireSameWhenIndented(reply);
+    const QByteArray json = formatted(reply, ReplyFormat::Json);
+    require(QJsonDocument::fromJson(json).object().contains("reply"_L1) && json.count('\n') == 1, u"no line of JSON"_s);
+    HostNames().learn(reply);
+    return 0;
+}
