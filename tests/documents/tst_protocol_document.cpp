@@ -1,4 +1,5 @@
 #include "DocumentBlocks.h"
+#include "LogCapture.h"
 #include "Session.h"
 
 #include <QtTest>
@@ -7,7 +8,8 @@
 
 using namespace Qt::StringLiterals;
 
-/// Plays every exchange of docs/protocol.md against the library, in the notation that the document explains.
+/// Plays every exchange of docs/protocol.md against the library, in the notation that the document explains, and those
+/// that no client's author would want to read, in the notation of tests/library/commands.md.
 class tst_protocol_document : public QObject {
     Q_OBJECT
 
@@ -20,12 +22,12 @@ private Q_SLOTS:
 namespace {
 
 const QString ProtocolDocument = u"" ORVANE_SOURCE_DIRECTORY "/docs/protocol.md"_s;
+const QString LibraryTests = u"" ORVANE_SOURCE_DIRECTORY "/tests/library/"_s;
 const QString CommandTable = u"" ORVANE_SOURCE_DIRECTORY "/commands/CommandDispatch.cpp"_s;
 
 /// The cells of the table that begins with this heading, without the heading and the line under it.
-QList<QStringList> tableRows(const QString& heading)
+QList<QStringList> tableRows(const QStringList& lines, const QString& heading)
 {
-    const QStringList lines = documentLines(ProtocolDocument);
     QList<QStringList> rows;
     for (qsizetype i = lines.indexOf(heading) + 2; i < lines.size() && lines.at(i).startsWith(u'|'); ++i) {
         QStringList cells;
@@ -36,10 +38,11 @@ QList<QStringList> tableRows(const QString& heading)
     return rows;
 }
 
-std::vector<RecordingHost::RecorderEntry> documentRecorders()
+std::vector<RecordingHost::RecorderEntry> recordersOf(const QStringList& document)
 {
     std::vector<RecordingHost::RecorderEntry> recorders;
-    for (const QStringList& cells : tableRows(u"| Recorder | Address | User | Password | Channels | Tracks |"_s)) {
+    for (const QStringList& cells :
+        tableRows(document, u"| Recorder | Address | User | Password | Channels | Tracks |"_s)) {
         RecordingHost::RecorderEntry& recorder = recorders.emplace_back();
         recorder.name = cells.at(0).toStdString();
         recorder.ip = cells.at(1).toStdString();
@@ -52,11 +55,11 @@ std::vector<RecordingHost::RecorderEntry> documentRecorders()
     return recorders;
 }
 
-std::vector<RecordingHost::PresetEntry> documentPresets()
+std::vector<RecordingHost::PresetEntry> presetsOf(const QStringList& document)
 {
     const QString begin = u"and these presets: "_s;
     std::vector<RecordingHost::PresetEntry> presets;
-    for (const QString& line : documentLines(ProtocolDocument).filter(begin)) {
+    for (const QString& line : document.filter(begin)) {
         const QStringList parts = line.mid(begin.size()).split(u'`');
         for (qsizetype i = 1; i < parts.size(); i += 2)
             presets.emplace_back().name = parts.at(i).toStdString();
@@ -64,14 +67,38 @@ std::vector<RecordingHost::PresetEntry> documentPresets()
     return presets;
 }
 
+/// The text with what its repetitions and control pictures stand for. \a number replaces the $ of a repetition.
+QString expanded(const QString& text, const QString& number = u"$"_s)
+{
+    QString all;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar character = text.at(i);
+        if (character != u'«') {
+            const bool isPicture = character >= u'\u2400' && character < u'\u2420';
+            all += character == u'$' ? number : QString(isPicture ? QChar(character.unicode() - 0x2400) : character);
+            continue;
+        }
+        const qsizetype begin = text.indexOf(u' ', i) + 1;
+        const int count = text.mid(i + 1, begin - i - 2).toInt();
+        i = begin;
+        for (int open = 1; (open += int(text.at(i) == u'«') - int(text.at(i) == u'»')) > 0; ++i) { }
+        for (int repetition = 0; repetition < count; ++repetition)
+            all += expanded(text.mid(begin, i - begin), QString::number(repetition));
+    }
+    return all;
+}
+
 /// One exchange, on a connection of its own.
 class Exchange {
 public:
-    explicit Exchange(QStringList lines)
-        : lines(std::move(lines))
+    Exchange(const QString& path, const QStringList& lines)
+        : lines(lines)
+        , account(lines.first().section(AccountIs, 1).section(u')', 0, 0).split(u' '))
+        , session(lines.first().contains(AccountIs) ? Session(account.value(1), account.value(2)) : Session())
     {
-        session.host.recorders = documentRecorders();
-        session.host.presets = documentPresets();
+        const QStringList document = documentLines(path);
+        session.host.recorders = recordersOf(document);
+        session.host.presets = presetsOf(document);
     }
 
     void play()
@@ -81,7 +108,9 @@ public:
         begin();
         for (line = 1; line < lines.size() && !QTest::currentTestFailed(); ++line)
             playLine(lines.at(line));
-        if (!QTest::currentTestFailed())
+        if (QTest::currentTestFailed())
+            qWarning() << "in the line" << lines.at(line - 1);
+        else
             expectNothingMore();
     }
 
@@ -93,21 +122,29 @@ private:
         else if (lines.first() == u"(logged in as operator)"_s)
             client->login("operator", "secret");
         else
-            QCOMPARE(lines.first(), u"(connected)"_s);
+            QVERIFY(lines.first().startsWith(u"(connected"_s));
     }
 
     void playLine(const QString& text)
     {
         if (text.startsWith(u'>'))
-            send(text.mid(2));
+            send(expanded(text.mid(2)));
         else if (text == u"< (nothing)"_s)
             expectNothing();
-        else if (text.startsWith(u"< "_s))
+        else if (text.startsWith(u"< + "_s))
+            expect(reply("commandAccepted", expanded(text.mid(4)).toUtf8()));
+        else if (text.startsWith(u"< - "_s))
+            expect(reply("commandRejected", expanded(text.mid(4)).toUtf8()));
+        else if (text.startsWith(u'<'))
             expect(text.mid(2).toUtf8() + "\r\n\r\n");
+        else if (text.startsWith(LibraryLogs))
+            expectLogged(text.mid(LibraryLogs.size()));
         else if (text.startsWith(HostIsAsked))
             expectCall(text.mid(HostIsAsked.size()).section(Answers, 0, 0));
         else if (text == u"* host reports the end of the refresh"_s)
             session.server->handleUpdateAllTreeDevicesFinished();
+        else if (text == u"* host has nothing from now on"_s)
+            session.host.recorders.clear(), session.host.presets.clear();
         else
             QFAIL(qPrintable(u"A line that nobody understands: "_s + text));
     }
@@ -115,9 +152,11 @@ private:
     void send(const QString& document)
     {
         lastDocument = document;
-        const QString next = lines.value(line + 1);
-        if (next.startsWith(HostIsAsked))
-            prepareAnswer(next.section(Answers, 1));
+        qsizetype next = line + 1;
+        while (lines.value(next).startsWith(LibraryLogs))
+            ++next;
+        if (lines.value(next).startsWith(HostIsAsked))
+            prepareAnswer(lines.at(next).section(Answers, 1));
         client->send(document.toUtf8());
     }
 
@@ -131,7 +170,9 @@ private:
         if (answer.startsWith(split))
             session.host.usedSplit = answer.mid(split.size()).toInt();
         else if (answer.startsWith(u'<'))
-            session.host.answer = answer.toStdString();
+            session.host.answer = expanded(answer).toStdString();
+        else if (answer == u"empty"_s)
+            session.host.answer = std::string();
     }
 
     void expectCall(QString call)
@@ -148,10 +189,16 @@ private:
         client->received.remove(0, message.size());
     }
 
+    void expectLogged(const QString& text)
+    {
+        QTRY_VERIFY(!(logged += LogCapture::take()).isEmpty());
+        QCOMPARE(logged.takeFirst(), text);
+    }
+
     /// Of a client without login nobody can tell before the next reply that comes.
     void expectNothing()
     {
-        if (lines.first() == u"(connected)"_s)
+        if (lines.first().startsWith(u"(connected"_s))
             return;
         client->send(LastCommand);
         expect(LastReply);
@@ -163,14 +210,22 @@ private:
         client->send(LastCommand);
         QTRY_COMPARE(client->received, LastReply);
         QCOMPARE(session.host.calls, QStringList());
+        constexpr qsizetype ofLoginAndLast = 6;
+        if (!lines.filter(LibraryLogs).isEmpty())
+            QCOMPARE((logged += LogCapture::take()).size(), ofLoginAndLast);
     }
 
+    const QString AccountIs = u", the account is"_s;
     const QString HostIsAsked = u"* host: "_s;
     const QString Answers = u" -> "_s;
+    const QString LibraryLogs = u"| "_s;
 
     QStringList lines;
+    QStringList account; ///< an empty text, name and password
     qsizetype line = 0;
     QString lastDocument;
+    LogCapture log;
+    QStringList logged;
     Session session;
     std::unique_ptr<TlsClient> client;
 };
@@ -198,17 +253,22 @@ void tst_protocol_document::describesTheCommandsOfTheTable()
 
 void tst_protocol_document::saysWhatHappens_data()
 {
+    QTest::addColumn<QString>("path");
     QTest::addColumn<QStringList>("lines");
-    const QList<DocumentBlock> exchanges = documentBlocks(ProtocolDocument, u"exchange"_s);
-    QVERIFY(!exchanges.isEmpty());
-    for (const DocumentBlock& exchange : exchanges)
-        QTest::newRow(qPrintable(exchange.place)) << exchange.lines;
+    for (const QString& path :
+        {ProtocolDocument, LibraryTests + u"commands.md"_s, LibraryTests + u"hostile-documents.md"_s}) {
+        const QList<DocumentBlock> exchanges = documentBlocks(path, u"exchange"_s);
+        QVERIFY(!exchanges.isEmpty());
+        for (const DocumentBlock& exchange : exchanges)
+            QTest::newRow(qPrintable(exchange.place)) << path << exchange.lines;
+    }
 }
 
 void tst_protocol_document::saysWhatHappens()
 {
+    QFETCH(const QString, path);
     QFETCH(const QStringList, lines);
-    Exchange(lines).play();
+    Exchange(path, lines).play();
 }
 
 QTEST_GUILESS_MAIN(tst_protocol_document)

@@ -28,6 +28,7 @@ class tst_server : public QObject {
 private Q_SLOTS:
     void listensOnThePortItIsGiven();
     void saysNothingWhenThePortIsTaken();
+    void commandsNothingWithoutHost();
     void canBeCalledByTheNamesOfItsSlots();
     void greetsNobodyAndLogsEachClient();
     void goesOnWhenAClientMisbehaves_data();
@@ -161,6 +162,21 @@ void tst_server::saysNothingWhenThePortIsTaken()
     QVERIFY(!second.isListening());
     QCOMPARE(second.serverError(), QAbstractSocket::AddressInUseError);
     QCOMPARE(LogCapture::take(), QStringList());
+}
+
+void tst_server::commandsNothingWithoutHost()
+{
+    const LogCapture log;
+    OrvaneServer server(nullptr, freePort(), QString(), QString(), nullptr);
+    server.startListeningForConnection();
+    TlsClient client;
+    client.connectToPort(server.serverPort());
+    client.loginAsOrvane();
+    client.send("<foo/>");
+    QStringList lines;
+    QTRY_COMPARE((lines += LogCapture::take()).filter(u"received command"_s).size(), 2);
+    QCOMPARE(lines.size(), 3); // the first one tells of the connection
+    QCOMPARE(client.received, QByteArray());
 }
 
 void tst_server::canBeCalledByTheNamesOfItsSlots()

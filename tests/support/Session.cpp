@@ -2,10 +2,8 @@
 
 #include <QTest>
 
-using namespace Qt::StringLiterals;
-
-Session::Session()
-    : server(std::make_unique<OrvaneInterface::OrvaneServer>(&host, freePort(), u"operator"_s, u"secret"_s, nullptr))
+Session::Session(const QString& userName, const QString& password)
+    : server(std::make_unique<OrvaneInterface::OrvaneServer>(&host, freePort(), userName, password, nullptr))
 {
     server->startListeningForConnection();
 }

@@ -11,10 +11,11 @@
 inline const QByteArray LastCommand = "<theLast/>";
 inline const QByteArray LastReply = rejection("theLast", "Unknown command");
 
-/// A host with its server, as a test needs them: listening on a free loopback port, with the account "operator".
+/// A host with its server, as a test needs them: listening on a free loopback port, with an account.
 class Session {
 public:
-    Session();
+    explicit Session(
+        const QString& userName = QStringLiteral("operator"), const QString& password = QStringLiteral("secret"));
 
     /// A client with its handshake done, known to the server; null when that did not succeed.
     std::unique_ptr<TlsClient> connectedClient() const;
