@@ -8,7 +8,6 @@
 #include <QtTest>
 
 #include <array>
-#include <cstddef>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -27,7 +26,6 @@ class tst_binary_compatibility : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void operationsKeepTheirSlots_data();
     void operationsKeepTheirSlots();
     void recordsKeepTheirLayout();
     void serverKeepsItsSize();
@@ -39,12 +37,22 @@ namespace {
 /// The slot of a virtual operation in the vtable. That it compiles shows that the operation has this signature.
 template <typename Operation> int slotOf(Operation operation)
 {
-    std::array<std::ptrdiff_t, 2>
-        representation {}; // of the Itanium C++ ABI: the offset, marked as virtual by its low bit
+    // Of the Itanium C++ ABI: the offset, marked as virtual by its low bit.
+    std::array<std::ptrdiff_t, 2> representation {};
     static_assert(sizeof operation == sizeof representation);
     std::memcpy(representation.data(), &operation, sizeof operation);
     constexpr std::ptrdiff_t virtualMark = 1;
     return static_cast<int>((representation[0] & ~virtualMark) / static_cast<std::ptrdiff_t>(sizeof(void*)));
+}
+
+using Layout = std::vector<size_t>;
+
+/// Where the members are, and the size of the whole.
+template <typename Record, typename... Members> Layout layoutOf(Members Record::*... members)
+{
+    const Record record {};
+    const auto* const begin = reinterpret_cast<const char*>(&record);
+    return {static_cast<size_t>(reinterpret_cast<const char*>(&(record.*members)) - begin)..., sizeof(Record)};
 }
 
 template <typename Result, typename... Arguments> using Operation = Result (HostInterface::*)(Arguments...);
@@ -67,69 +75,45 @@ using ObjectIds = std::map<int, qint64>;
 
 } // namespace
 
-void tst_binary_compatibility::operationsKeepTheirSlots_data()
-{
-    QTest::addColumn<int>("slot");
-    QTest::addColumn<int>("expected");
-
-    const auto row = [](const char* name, int slot, int expected) { QTest::newRow(name) << slot << expected; };
-    row("updateRecorderContents", slotOf<Operation<bool>>(&HostInterface::updateRecorderContents), 0);
-    row("getRecorderList", slotOf<Operation<void, std::vector<RecorderEntry>&>>(&HostInterface::getRecorderList), 1);
-    row("getPresetsList", slotOf<Operation<void, std::vector<PresetEntry>&>>(&HostInterface::getPresetsList), 2);
-    row("showLive", slotOf<Operation<void, String, int, bool, int&>>(&HostInterface::showLive), 3);
-    row("showLiveAtSubsplit", slotOf<Operation<void, int, int, int>>(&HostInterface::showLiveAtSubsplit), 4);
-    row("showTrackByName",
-        slotOf<Operation<void, String, String, int, qint64, bool, int&, qint64, qint64>>(
-            &HostInterface::showTrackByName),
-        5);
-    row("showTrackById",
-        slotOf<Operation<void, String, int, int, qint64, bool, int&, qint64, qint64>>(&HostInterface::showTrackById),
-        6);
-    row("setPreset", slotOf<Operation<void, String>>(&HostInterface::setPreset), 7);
-    row("setSplitMode", slotOf<Operation<void, int>>(&HostInterface::setSplitMode), 8);
-    row("setSplitModeByName", slotOf<Operation<void, int, const String&>>(&HostInterface::setSplitModeByName), 9);
-    row("setDetailViews", slotOf<Operation<void, int, Rects, ObjectIds>>(&HostInterface::setDetailViews), 10);
-    row("getPertinentInfo", slotOf<Operation<bool, const String&, String&>>(&HostInterface::getPertinentInfo), 11);
-}
-
 void tst_binary_compatibility::operationsKeepTheirSlots()
 {
-    QFETCH(const int, slot);
-    QFETCH(const int, expected);
+    const std::array slots {
+        slotOf<Operation<bool>>(&HostInterface::updateRecorderContents),
+        slotOf<Operation<void, std::vector<RecorderEntry>&>>(&HostInterface::getRecorderList),
+        slotOf<Operation<void, std::vector<PresetEntry>&>>(&HostInterface::getPresetsList),
+        slotOf<Operation<void, String, int, bool, int&>>(&HostInterface::showLive),
+        slotOf<Operation<void, int, int, int>>(&HostInterface::showLiveAtSubsplit),
+        slotOf<Operation<void, String, String, int, qint64, bool, int&, qint64, qint64>>(
+            &HostInterface::showTrackByName),
+        slotOf<Operation<void, String, int, int, qint64, bool, int&, qint64, qint64>>(&HostInterface::showTrackById),
+        slotOf<Operation<void, String>>(&HostInterface::setPreset),
+        slotOf<Operation<void, int>>(&HostInterface::setSplitMode),
+        slotOf<Operation<void, int, const String&>>(&HostInterface::setSplitModeByName),
+        slotOf<Operation<void, int, Rects, ObjectIds>>(&HostInterface::setDetailViews),
+        slotOf<Operation<bool, const String&, String&>>(&HostInterface::getPertinentInfo),
+    };
+    const std::array expected {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
     QVERIFY2(
-        slot == expected, "a host that is already compiled would be asked for another operation than the client's");
+        slots == expected, "a host that is already compiled would be asked for another operation than the client's");
 }
 
 void tst_binary_compatibility::recordsKeepTheirLayout()
 {
     constexpr size_t text = sizeof(String);
-    const char* const records = "a host that is already compiled would fill in the wrong fields";
-    QVERIFY2(offsetof(RecorderEntry, name) == 0, records);
-    QVERIFY2(offsetof(RecorderEntry, ip) == text, records);
-    QVERIFY2(offsetof(RecorderEntry, userName) == 2 * text, records);
-    QVERIFY2(offsetof(RecorderEntry, password) == 3 * text, records);
-    QVERIFY2(offsetof(RecorderEntry, tracks) == 4 * text, records);
-    QVERIFY2(offsetof(RecorderEntry, maxNumChannels) == 4 * text + sizeof(std::vector<String>), records);
-    QVERIFY2(sizeof(RecorderEntry) == 4 * text + sizeof(std::vector<String>) + sizeof(void*), records);
-    QVERIFY2(sizeof(PresetEntry) == text, records);
-
-    const char* const rects = "a host that is already compiled would read the wrong corners";
-    QVERIFY2(offsetof(SubsplitRect, ltx) == 0, rects);
-    QVERIFY2(offsetof(SubsplitRect, lty) == sizeof(float), rects);
-    QVERIFY2(offsetof(SubsplitRect, rbx) == 2 * sizeof(float), rects);
-    QVERIFY2(offsetof(SubsplitRect, rby) == 3 * sizeof(float), rects);
-    QVERIFY2(sizeof(SubsplitRect) == 4 * sizeof(float), rects);
-
-    const char* const limits = "a host that is already compiled would set other limits";
-    QVERIFY2(offsetof(OrvaneLimits, maxClients) == 0, limits);
-    QVERIFY2(offsetof(OrvaneLimits, maxInvalidLogins) == sizeof(int), limits);
-    QVERIFY2(offsetof(OrvaneLimits, maxMessageLength) == sizeof(qint64), limits);
-    QVERIFY2(offsetof(OrvaneLimits, maxMessageLengthBeforeLogin) == 2 * sizeof(qint64), limits);
-    QVERIFY2(offsetof(OrvaneLimits, maxUnsentBytes) == 3 * sizeof(qint64), limits);
-    QVERIFY2(offsetof(OrvaneLimits, handshakeTimeout) == 4 * sizeof(qint64), limits);
-    QVERIFY2(offsetof(OrvaneLimits, loginTimeout) == 5 * sizeof(qint64), limits);
-    QVERIFY2(sizeof(OrvaneLimits) == 6 * sizeof(qint64), limits);
-
+    constexpr size_t channels = 4 * text + sizeof(std::vector<String>);
+    QVERIFY2((layoutOf(&RecorderEntry::name, &RecorderEntry::ip, &RecorderEntry::userName, &RecorderEntry::password,
+                  &RecorderEntry::tracks, &RecorderEntry::maxNumChannels)
+                 == Layout {0, text, 2 * text, 3 * text, 4 * text, channels, channels + sizeof(void*)})
+            && layoutOf(&PresetEntry::name) == Layout({0, text}),
+        "a host that is already compiled would fill in the wrong fields");
+    QVERIFY2((layoutOf(&SubsplitRect::ltx, &SubsplitRect::lty, &SubsplitRect::rbx, &SubsplitRect::rby)
+                 == Layout {0, 4, 8, 12, 16}),
+        "a host that is already compiled would read the wrong corners");
+    QVERIFY2((layoutOf(&OrvaneLimits::maxClients, &OrvaneLimits::maxInvalidLogins, &OrvaneLimits::maxMessageLength,
+                  &OrvaneLimits::maxMessageLengthBeforeLogin, &OrvaneLimits::maxUnsentBytes,
+                  &OrvaneLimits::handshakeTimeout, &OrvaneLimits::loginTimeout)
+                 == Layout {0, 4, 8, 16, 24, 32, 40, 48}),
+        "a host that is already compiled would set other limits");
     QVERIFY2(sizeof(HostInterface) == sizeof(void*), "a host's own data would lie where the library expects its own");
 }
 
