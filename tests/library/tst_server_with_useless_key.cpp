@@ -5,7 +5,6 @@
 #include <QFile>
 #include <QProcess>
 #include <QResource>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -18,12 +17,6 @@ class tst_server_with_useless_key : public QObject {
 private Q_SLOTS:
     void endsEachClient_data();
     void endsEachClient();
-
-private:
-    bool run(const QString& program, const QString& arguments) const;
-    void write(const QString& file, const QByteArray& content) const;
-
-    QTemporaryDir directory;
 };
 
 namespace {
@@ -31,22 +24,14 @@ namespace {
 const QString NewRsaPair =
     u"req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -batch -keyout hxkey.pem -out hxcert.pem"_s;
 
-} // namespace
-
-bool tst_server_with_useless_key::run(const QString& program, const QString& arguments) const
+bool run(const QString& program, const QString& arguments)
 {
     QProcess process;
-    process.setWorkingDirectory(directory.path());
     process.start(program, arguments.split(u' '));
     return process.waitForFinished() && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 
-void tst_server_with_useless_key::write(const QString& file, const QByteArray& content) const
-{
-    QFile output(directory.filePath(file));
-    QVERIFY(output.open(QIODevice::WriteOnly));
-    QCOMPARE(output.write(content), content.size());
-}
+} // namespace
 
 void tst_server_with_useless_key::endsEachClient_data()
 {
@@ -76,10 +61,16 @@ void tst_server_with_useless_key::endsEachClient()
     QFETCH(const QStringList, commands);
     QFETCH(const QString, trouble);
 
+    const QTemporaryDir directory;
+    QDir::setCurrent(directory.path());
     for (const QString& command : commands)
         QVERIFY2(run(QStringLiteral(ORVANE_OPENSSL), command), qPrintable(command));
-    const QByteArray files = commands.isEmpty() ? "" : "<file>hxkey.pem</file><file>hxcert.pem</file>";
-    write(u"tls.qrc"_s, "<RCC><qresource prefix='/Halden/Resources'>" + files + "</qresource></RCC>");
+    QFile list(u"tls.qrc"_s);
+    QVERIFY(list.open(QIODevice::WriteOnly));
+    list.write("<RCC><qresource prefix='/Halden/Resources'>");
+    list.write(commands.isEmpty() ? "" : "<file>hxkey.pem</file><file>hxcert.pem</file>");
+    list.write("</qresource></RCC>");
+    list.close();
     QVERIFY(run(QStringLiteral(ORVANE_RCC), u"--binary tls.qrc -o tls.rcc"_s));
     const QString resource = directory.filePath(u"tls.rcc"_s);
     QVERIFY(QResource::registerResource(resource));
@@ -91,13 +82,12 @@ void tst_server_with_useless_key::endsEachClient()
     QCOMPARE(session.server->sslErrorString(), trouble);
     QCOMPARE(LogCapture::take(), QStringList());
     TlsClient client;
-    const QSignalSpy ends(&client, &QAbstractSocket::disconnected);
     client.connectToPort(session.server->serverPort());
     if (trouble.isEmpty()) {
         QTRY_VERIFY(client.isEncrypted());
         return;
     }
-    QTRY_COMPARE(ends.count(), 1);
+    QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
     QVERIFY(!client.isEncrypted());
     QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 0);
     const QStringList lines = LogCapture::take();
