@@ -1,5 +1,6 @@
 #include "DocumentBlocks.h"
 #include "LogCapture.h"
+#include "Repetitions.h"
 #include "Session.h"
 
 #include <QtTest>
@@ -67,23 +68,13 @@ std::vector<RecordingHost::PresetEntry> presetsOf(const QStringList& document)
     return presets;
 }
 
-/// The text with what its repetitions and control pictures stand for. \a number replaces the $ of a repetition.
-QString expanded(const QString& text, const QString& number = u"$"_s)
+/// The text with what its repetitions and control pictures stand for.
+QString meant(const QString& text)
 {
-    QString all;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar character = text.at(i);
-        if (character != u'«') {
-            const bool isPicture = character >= u'\u2400' && character < u'\u2420';
-            all += character == u'$' ? number : QString(isPicture ? QChar(character.unicode() - 0x2400) : character);
-            continue;
-        }
-        const qsizetype begin = text.indexOf(u' ', i) + 1;
-        const int count = text.mid(i + 1, begin - i - 2).toInt();
-        i = begin;
-        for (int open = 1; (open += int(text.at(i) == u'«') - int(text.at(i) == u'»')) > 0; ++i) { }
-        for (int repetition = 0; repetition < count; ++repetition)
-            all += expanded(text.mid(begin, i - begin), QString::number(repetition));
+    QString all = expanded(text);
+    for (QChar& character : all) {
+        if (character >= u'\u2400' && character < u'\u2420')
+            character = QChar(character.unicode() - u'\u2400');
     }
     return all;
 }
@@ -128,13 +119,13 @@ private:
     void playLine(const QString& text)
     {
         if (text.startsWith(u'>'))
-            send(expanded(text.mid(2)));
+            send(meant(text.mid(2)));
         else if (text == u"< (nothing)"_s)
             expectNothing();
         else if (text.startsWith(u"< + "_s))
-            expect(reply("commandAccepted", expanded(text.mid(4)).toUtf8()));
+            expect(reply("commandAccepted", meant(text.mid(4)).toUtf8()));
         else if (text.startsWith(u"< - "_s))
-            expect(reply("commandRejected", expanded(text.mid(4)).toUtf8()));
+            expect(reply("commandRejected", meant(text.mid(4)).toUtf8()));
         else if (text.startsWith(u'<'))
             expect(text.mid(2).toUtf8() + "\r\n\r\n");
         else if (text.startsWith(LibraryLogs))
@@ -170,7 +161,7 @@ private:
         if (answer.startsWith(split))
             session.host.usedSplit = answer.mid(split.size()).toInt();
         else if (answer.startsWith(u'<'))
-            session.host.answer = expanded(answer).toStdString();
+            session.host.answer = meant(answer).toStdString();
         else if (answer == u"empty"_s)
             session.host.answer = std::string();
     }
