@@ -8,7 +8,6 @@
 #include <QtTest>
 
 #include <algorithm>
-#include <array>
 #include <memory>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -24,7 +23,6 @@ private Q_SLOTS:
     void initTestCase();
     void waitsWithoutSpinningAndAcceptsAgain_data();
     void waitsWithoutSpinningAndAcceptsAgain();
-    void staysPausedWhenTheHostPausesIt();
 };
 
 namespace {
@@ -71,87 +69,11 @@ enum class Shortage {
     ComesAtAnAddressOfTheHost,
     ComesAfterTheHostListenedAnewInALogLine
 };
-enum class Relief { HostFreesOne, ClientLeaves, SilentClientTakesTheFirst };
-
-struct Row {
-    const char* name;
-    Shortage shortage;
-};
-constexpr std::array Shortages {
-    Row {"the first client of all finds none", Shortage::FindsFirstOfAll},
-    Row {"the second of the two that come first finds none", Shortage::FindsSecondOfTwo},
-    Row {"others were accepted before", Shortage::ComesLater},
-    Row {"others were accepted before, and all have left", Shortage::ComesWhenAllHaveLeft},
-    Row {"the server listens at an address that the host has chosen", Shortage::ComesAtAnAddressOfTheHost},
-    Row {"the host has run events and listened anew inside the log line of the client before",
-        Shortage::ComesAfterTheHostListenedAnewInALogLine},
-};
+enum class Relief { HostFreesOne, ClientLeaves, SilentClientTakesTheFirst, HostPausesFreesAllAndResumes };
 
 bool leavesAClient(Shortage shortage)
 {
     return shortage != Shortage::FindsFirstOfAll && shortage != Shortage::ComesWhenAllHaveLeft;
-}
-
-/// A server for whose next client there is no descriptor.
-struct ShortOfDescriptors {
-    explicit ShortOfDescriptors(Shortage shortage, bool withSilentClient = false);
-
-    bool isAccepted(const TlsClient& client) const;
-    /// How often the shortage was logged.
-    qsizetype errors();
-    void listenAnew() const;
-
-    LogCapture log;
-    QStringList lines;
-    Session session;
-    std::unique_ptr<TlsClient> leaving; ///< accepted; null when there is none
-    std::unique_ptr<TlsClient> silent; ///< in front of the one that waits; may be null
-    std::unique_ptr<TlsClient> waiting;
-    DescriptorLimit limit;
-};
-
-ShortOfDescriptors::ShortOfDescriptors(Shortage shortage, bool withSilentClient)
-    : log([this, shortage](const QString& line) {
-        if (shortage == Shortage::ComesAfterTheHostListenedAnewInALogLine && line.startsWith(u"New OrvaneConnection"_s)
-            && !waiting) {
-            QCoreApplication::processEvents();
-            listenAnew();
-        }
-    })
-{
-    if (shortage == Shortage::ComesAtAnAddressOfTheHost)
-        listenAnew();
-    if (shortage != Shortage::FindsFirstOfAll)
-        leaving = comer(session);
-    if (shortage != Shortage::FindsFirstOfAll && shortage != Shortage::FindsSecondOfTwo)
-        static_cast<void>(QTest::qWaitFor([&] { return isAccepted(*leaving); }));
-    if (shortage == Shortage::ComesWhenAllHaveLeft) {
-        leaving.reset();
-        static_cast<void>(QTest::qWaitFor([&] { return session.server->findChild<QSslSocket*>() == nullptr; }));
-    }
-    if (withSilentClient)
-        silent = comer(session);
-    waiting = comer(session);
-    limit.allow(shortage == Shortage::FindsSecondOfTwo ? 1 : 0);
-}
-
-void ShortOfDescriptors::listenAnew() const
-{
-    session.server->close();
-    session.server->listen(QHostAddress::LocalHost);
-}
-
-bool ShortOfDescriptors::isAccepted(const TlsClient& client) const
-{
-    const auto sockets = session.server->findChildren<QSslSocket*>();
-    return std::any_of(sockets.cbegin(), sockets.cend(),
-        [&](const QSslSocket* socket) { return socket->peerPort() == client.localPort(); });
-}
-
-qsizetype ShortOfDescriptors::errors()
-{
-    lines += LogCapture::take();
-    return lines.filter(u"OrvaneConnection server error: QAbstractSocket::SocketResourceError"_s).size();
 }
 
 /// How often the event loop of this thread turns meanwhile.
@@ -180,13 +102,22 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain_data()
     QTest::addColumn<Shortage>("shortage");
     QTest::addColumn<Relief>("relief");
 
-    for (const auto& [name, shortage] : Shortages) {
+    const auto rows = [](const char* name, Shortage shortage) {
         QTest::addRow("%s; the host frees one", name) << shortage << Relief::HostFreesOne;
         QTest::addRow("%s; a silent client takes the first that is freed", name)
             << shortage << Relief::SilentClientTakesTheFirst;
         if (leavesAClient(shortage))
             QTest::addRow("%s; a client leaves", name) << shortage << Relief::ClientLeaves;
-    }
+    };
+    rows("the first client of all finds none", Shortage::FindsFirstOfAll);
+    rows("the second of the two that come first finds none", Shortage::FindsSecondOfTwo);
+    rows("others were accepted before", Shortage::ComesLater);
+    rows("others were accepted before, and all have left", Shortage::ComesWhenAllHaveLeft);
+    rows("the server listens at an address that the host has chosen", Shortage::ComesAtAnAddressOfTheHost);
+    rows("the host has run events and listened anew inside the log line of the client before",
+        Shortage::ComesAfterTheHostListenedAnewInALogLine);
+    QTest::newRow("the host pauses the server, frees all, and resumes it")
+        << Shortage::ComesLater << Relief::HostPausesFreesAllAndResumes;
 }
 
 void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
@@ -197,49 +128,82 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
     constexpr int mostTurns = 100; // a loop that spins makes tens of thousands
     constexpr int longEnoughToSettleMs = 300;
 
-    ShortOfDescriptors host(shortage, relief == Relief::SilentClientTakesTheFirst);
-    QTRY_COMPARE(host.errors(), 1);
-    QCOMPARE(host.leaving && host.isAccepted(*host.leaving), leavesAClient(shortage));
-    QVERIFY(relief != Relief::HostFreesOne || turnsDuring(longEnoughForARetryMs) < mostTurns);
-    QVERIFY(!host.isAccepted(*host.waiting));
+    const Session session;
+    std::unique_ptr<TlsClient> leaving; // accepted; null when there is none
+    std::unique_ptr<TlsClient> silent; // in front of the one that waits
+    std::unique_ptr<TlsClient> waiting;
+    const auto listenAnew = [&] {
+        session.server->close();
+        session.server->listen(QHostAddress::LocalHost);
+    };
+    const auto isAccepted = [&](const TlsClient& client) {
+        const auto sockets = session.server->findChildren<QSslSocket*>();
+        return std::any_of(sockets.cbegin(), sockets.cend(),
+            [&](const QSslSocket* socket) { return socket->peerPort() == client.localPort(); });
+    };
+    const LogCapture log([&](const QString& line) {
+        if (shortage == Shortage::ComesAfterTheHostListenedAnewInALogLine && line.startsWith(u"New OrvaneConnection"_s)
+            && !waiting) {
+            QCoreApplication::processEvents();
+            listenAnew();
+        }
+    });
+    QStringList lines;
+    const auto timesLogged = [&] {
+        lines += LogCapture::take();
+        return lines.filter(u"OrvaneConnection server error: QAbstractSocket::SocketResourceError"_s).size();
+    };
 
-    if (relief == Relief::ClientLeaves)
-        host.leaving.reset();
-    else
-        host.limit.allow(1);
-    if (relief == Relief::SilentClientTakesTheFirst) {
-        QTRY_VERIFY(host.isAccepted(*host.silent));
-        QVERIFY(!host.isAccepted(*host.waiting));
-        host.limit.allow(1);
+    if (shortage == Shortage::ComesAtAnAddressOfTheHost)
+        listenAnew();
+    if (shortage != Shortage::FindsFirstOfAll)
+        leaving = comer(session);
+    if (shortage != Shortage::FindsFirstOfAll && shortage != Shortage::FindsSecondOfTwo)
+        QTRY_VERIFY(isAccepted(*leaving));
+    if (shortage == Shortage::ComesWhenAllHaveLeft) {
+        leaving.reset();
+        QTRY_VERIFY(session.server->findChild<QSslSocket*>() == nullptr);
     }
-    QTRY_VERIFY(host.isAccepted(*host.waiting));
-    QCOMPARE(host.errors(), 1);
+    if (relief == Relief::SilentClientTakesTheFirst)
+        silent = comer(session);
+    waiting = comer(session);
+    DescriptorLimit limit;
+    limit.allow(shortage == Shortage::FindsSecondOfTwo ? 1 : 0);
+    QTRY_COMPARE(timesLogged(), 1);
+    QCOMPARE(leaving && isAccepted(*leaving), leavesAClient(shortage));
+    QVERIFY(relief != Relief::HostFreesOne || turnsDuring(longEnoughForARetryMs) < mostTurns);
+    QVERIFY(!isAccepted(*waiting));
 
-    host.limit.lift(); // TLS opens files
-    host.waiting->startClientEncryption();
-    host.waiting->loginAsOrvane();
-    host.waiting->send("<setPreset/>");
-    QTRY_COMPARE(host.waiting->received, shortAcceptance("setPreset"));
+    if (relief == Relief::ClientLeaves) {
+        leaving.reset();
+    } else if (relief == Relief::HostPausesFreesAllAndResumes) {
+        session.server->pauseAccepting();
+        limit.lift();
+        QTest::qWait(longEnoughForARetryMs);
+        QVERIFY(!isAccepted(*waiting));
+        session.server->resumeAccepting();
+    } else {
+        limit.allow(1);
+    }
+    if (relief == Relief::SilentClientTakesTheFirst) {
+        QTRY_VERIFY(isAccepted(*silent));
+        QVERIFY(!isAccepted(*waiting));
+        limit.allow(1);
+    }
+    QTRY_VERIFY(isAccepted(*waiting));
+    QCOMPARE(timesLogged(), 1);
+
+    limit.lift(); // TLS opens files
+    waiting->startClientEncryption();
+    waiting->loginAsOrvane();
+    waiting->send("<setPreset/>");
+    QTRY_COMPARE(waiting->received, shortAcceptance("setPreset"));
 
     QTest::qWait(longEnoughToSettleMs); // whoever comes from here on meets no trace of the shortage
-    const auto next = host.session.connectedClient();
-    QVERIFY(next);
-    const auto nextButOne = host.session.connectedClient();
-    QVERIFY(nextButOne);
-    QCOMPARE(host.errors(), 1);
-}
-
-void tst_server_without_descriptors::staysPausedWhenTheHostPausesIt()
-{
-    constexpr int longEnoughForARetryMs = 2500;
-    ShortOfDescriptors host(Shortage::ComesLater);
-    QTRY_COMPARE(host.errors(), 1);
-    host.session.server->pauseAccepting();
-    host.limit.lift();
-    QTest::qWait(longEnoughForARetryMs);
-    QVERIFY(!host.isAccepted(*host.waiting));
-    host.session.server->resumeAccepting();
-    QTRY_VERIFY(host.isAccepted(*host.waiting));
+    const auto next = session.connectedClient();
+    const auto nextButOne = session.connectedClient();
+    QVERIFY(next && nextButOne);
+    QCOMPARE(timesLogged(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_server_without_descriptors)
