@@ -6,22 +6,16 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QString printed(const std::string& text)
+template <typename Value> QString printed(const Value& value)
 {
-    return u'"' + QString::fromStdString(text) + u'"';
-}
-
-QString printed(bool value)
-{
-    return value ? u"true"_s : u"false"_s;
-}
-
-template <typename Number, std::enable_if_t<std::is_arithmetic_v<Number>, int> = 0> QString printed(Number number)
-{
-    if constexpr (std::is_floating_point_v<Number>)
-        return QString::number(static_cast<double>(number));
+    if constexpr (std::is_same_v<Value, std::string>)
+        return u'"' + QString::fromStdString(value) + u'"';
+    else if constexpr (std::is_same_v<Value, bool>)
+        return value ? u"true"_s : u"false"_s;
+    else if constexpr (std::is_floating_point_v<Value>)
+        return QString::number(static_cast<double>(value));
     else
-        return QString::number(number);
+        return QString::number(value);
 }
 
 QString printed(const OrvaneInterface::SubsplitRect& rect)
