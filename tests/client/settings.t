@@ -47,7 +47,7 @@ Trust on first use:
   accepted
   $ client -p "$port" --trust-on-first-use
   accepted
-  $ sed -i 's/ [^:]*:/ 00:/' data/orvane-client/known-hosts
+  $ echo "127.0.0.1:$port $(printf '0%.0s' {1..64})" > data/orvane-client/known-hosts
   $ client -p "$port" --trust-on-first-use
   orvane-client: the certificate of 127.0.0.1:PORT is refused: its fingerprint is FINGERPRINT, not the one of its first use (if the host has a new one, remove its line from "DIRECTORY/data/orvane-client/known-hosts")
   $ wc -l < data/orvane-client/known-hosts
