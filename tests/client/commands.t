@@ -15,8 +15,12 @@ What the client sends, what it prints, and how it ends. First at the example hos
   $ ORVANE_PASSWORD=only-for-this-test orvane --trace --user operator getRecorderList
   |> <loginClient><username>operator</username><password>***</password></loginClient>\r\n
   |> \r\n
+  |> <end-of-query-0/>\r\n
+  |> \r\n
   |> <getRecorderList></getRecorderList>\r\n
   |> \r\n
+  |< <p:commandRejected xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>end-of-query-0</commandname><reason>Unknown command</reason></p:commandRejected>\r\n
+  |< \r\n
   |< <p:getRecorderListResponse xmlns:p="http://www.halden.example/ravo_1_0/"><recorder name="North gate" ip="192.0.2.10"><track name="Monday" /><track name="Tuesday" /></recorder></p:getRecorderListResponse>\r\n
   |< \r\n
   <p:getRecorderListResponse xmlns:p="http://www.halden.example/ravo_1_0/"><recorder name="North gate" ip="192.0.2.10"><track name="Monday" /><track name="Tuesday" /></recorder></p:getRecorderListResponse>
@@ -41,6 +45,12 @@ What the client sends, what it prints, and how it ends. First at the example hos
   [7]
   $ "$CLIENT" --insecure --port "$port" getPresetsList > /dev/full
   orvane-client: cannot write to standard output: No space left on device
+  [6]
+  $ sed -n 's/^Host was asked:/host:/p' "$directory/host" > known_calls
+
+  $ timeout 60 "$CLIENT" --insecure --port "$port" <&-
+  $ "$CLIENT" --insecure --port "$port" getPresetsList >&-
+  orvane-client: cannot write to standard output: Bad file descriptor
   [6]
   $ sed -n 's/^Host was asked:/host:/p' "$directory/host" > known_calls
 

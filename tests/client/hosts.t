@@ -108,6 +108,9 @@ A host that does not answer a command says so by answering the next one, which i
   host got: <updateRecorderContents></updateRecorderContents>
   host got: <end-of-query-1/>
 
+  $ against slow "$(accepted c)" --repeat 3 c
+  3 of 3 went well; median TIME, 95th percentile TIME, slowest TIME
+
 An answer costs what its length says, and the time for it holds also where it never stops:
 
   $ many() { head -c "$1" /dev/zero | sed "s|\x00|$2|g"; }
@@ -130,6 +133,7 @@ A host is checked:
 
   $ orvane check --apply
   ok       certificate             localhost                               valid until DATE
+  ok       without a login         no answer                               strangers are not served
   ok       no-such-command         rejected  TIME  the login is valid, and unknown commands are told
   ok       showTrack               rejected  TIME  without a track the host is not asked
   ok       getPresetsList          1 name  TIME  Night
@@ -167,10 +171,12 @@ A host is checked:
   host: getPertinentInfo <getPertinentInfo><about>orvane-client check</about></getPertinentInfo>
   $ ORVANE_PASSWORD=wrong orvane --user operator check
   ok       certificate             localhost                               valid until DATE
+  ok       without a login         no answer                               strangers are not served
   WRONG    no-such-command         no answer  TIME  not logged in: the host does not accept the account, and answers nothing
   [8]
-  $ against tls '<getPresetsListResponse/>\r\n\r\n' check
+  $ against tls '<getPresetsListResponse/>\r\n\r\n' --timeout 3 check
   ok       certificate             localhost                               valid until DATE
+  DOUBTFUL without a login         no connection                           a second one at a time
   WRONG    no-such-command         not the answer  TIME  the protocol has another one
   orvane-client: 127.0.0.1:PORT closed the connection, no answer to showTrack
   [3]

@@ -3,6 +3,7 @@
 Usage: peer.py KIND ANSWER CLIENT [ARGUMENT...] runs the client against it and ends with the client's status.
   tls     answers the first command behind the login, and closes
   second  answers what comes behind the first command, and prints what it gets
+  slow    answers every command, late, and rejects what the client sends behind one
   drip    answers the first command with bytes that have no end
   endless answers the first command again and again
   silent  answers nothing, and prints what it gets behind the login
@@ -31,12 +32,12 @@ def accept(listener):
 
 
 def messages(connection):
-    """What the client sends, message by message, until it closes."""
+    """What the client sends, message by message, until it closes; but for its check of the login."""
     received = b""
     while piece := connection.recv(4096):
         received += piece
         *complete, received = received.split(END)
-        yield from complete
+        yield from (message for message in complete if message != b"<end-of-query-0/>")
 
 
 def serve(listener, kind, answer, documents):
@@ -57,6 +58,12 @@ def serve(listener, kind, answer, documents):
                 except OSError:
                     return
                 time.sleep(0.01 if kind == "drip" else 0)
+            if count > 0 and kind == "slow":
+                if message.startswith(b"<end-of-query"):
+                    connection.sendall(b"<commandRejected><commandname>" + message[1:-2] + b"</commandname></commandRejected>" + END)
+                else:
+                    time.sleep(1)
+                    connection.sendall(answer)
             if count == 2 and kind == "second":
                 connection.sendall(answer)
             if count > 0 and kind == "tls":

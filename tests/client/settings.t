@@ -35,6 +35,14 @@ Where the client's options come from: the command line, the environment, a profi
   orvane-client: not logged in: the host does not accept the account, and answers nothing
   $ ORVANE_FINGERPRINT=${fingerprint//[0-9]/A} client --profile wall
   orvane-client: the certificate of localhost:* is refused: its fingerprint is FINGERPRINT, not the one given (glob)
+  $ sed 's/\[wall\]/&\ninsecure=no/' config/orvane-client/profiles.ini > more && mv more config/orvane-client/profiles.ini
+  $ client --profile wall
+  orvane-client: the profile "wall" in "DIRECTORY/config/orvane-client/profiles.ini" has "insecure" as "no": it takes true or false (--help tells more)
+  $ sed -i '/^insecure/d' config/orvane-client/profiles.ini
+  $ client --profile wall -u other --no-login
+  orvane-client: --user and --no-login exclude each other (--help tells more)
+  $ client --system --password-file password
+  orvane-client: --password-file goes with a user only (--help tells more)
   $ client --profile other
   orvane-client: "DIRECTORY/config/orvane-client/profiles.ini" has no profile "other", but: typing, wall (--help tells more)
   $ client --profile typing
@@ -50,5 +58,11 @@ Trust on first use:
   $ echo "127.0.0.1:$port $(printf '0%.0s' {1..64})" > data/orvane-client/known-hosts
   $ client -p "$port" --trust-on-first-use
   orvane-client: the certificate of 127.0.0.1:PORT is refused: its fingerprint is FINGERPRINT, not the one of its first use (if the host has a new one, remove its line from "DIRECTORY/data/orvane-client/known-hosts")
-  $ wc -l < data/orvane-client/known-hosts
+  $ printf '127.0.0.1:%s zz' "$port" > data/orvane-client/known-hosts
+  $ client -p "$port" --trust-on-first-use
+  orvane-client: in "DIRECTORY/data/orvane-client/known-hosts": "zz" is no SHA-256 fingerprint: it takes 64 hexadecimal digits (--help tells more)
+  $ printf 'other:1 zz' > data/orvane-client/known-hosts
+  $ for user in 1 2 3 4; do client -H LocalHost -p "$port" --trust-on-first-use > "user$user" & users+=($!); done; wait "${users[@]}"; grep -hv accepted user*
+  orvane-client: localhost:* is trusted from now on with the certificate FINGERPRINT (glob)
+  $ grep -c localhost data/orvane-client/known-hosts
   1

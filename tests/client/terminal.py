@@ -186,6 +186,15 @@ class Terminal(unittest.TestCase):
         self.type("setPreset presetname=B\r")
         self.host_gets("<setPreset><presetname>B</presetname></setPreset>")
 
+    def test_line_that_is_too_long_is_not_sent(self):
+        self.start()
+        for _ in range(60):
+            self.type("x" * 100)
+        self.type("\r")
+        self.shows("was not sent")
+        self.type("setPreset presetname=" + "y" * 900 + "\r")
+        self.host_gets(f"<setPreset><presetname>{'y' * 900}</presetname></setPreset>")
+
     def test_next_command_connects_anew(self):
         self.start()
         self.type("setPreset\r")

@@ -121,8 +121,11 @@ QStringList valuesFor(const KnownCommand& command, const QString& word, const Va
         command.keys.begin(), command.keys.end(), [&](const CommandKey& known) { return known.name == key; });
     QStringList words;
     if (isKnown) {
-        for (const QString& value : valuesOf(key))
+        for (const QString& value : valuesOf(key)) {
+            if (value.contains(u'\n') || value.contains(u'\r')) // which a line cannot have
+                continue;
             words.append(key + u'=' + escapedForLine(value));
+        }
     }
     return words;
 }

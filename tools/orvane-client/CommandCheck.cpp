@@ -4,6 +4,7 @@
 #include <QList>
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 #include <utility>
 
@@ -62,7 +63,7 @@ bool isValue(const QString& text, ValueKind kind)
         static_cast<void>(number.toLongLong(&isNumber));
         break;
     case ValueKind::Float:
-        static_cast<void>(number.toFloat(&isNumber));
+        isNumber = !std::isnan(number.toDouble(&isNumber)) && isNumber; // the host takes what is too large for infinite
         break;
     }
     return isNumber;

@@ -52,7 +52,8 @@ came, how long it took, and what it means for whoever writes the host.
 key completes commands, keys, and the names of the host's recorders, tracks and presets. Ctrl-C drops the line or the
 wait for an answer, Ctrl-D ends. When the host has closed the connection, the next command connects anew. Lines are
 kept for the next time, except those with a password. From a pipe, lines that begin with # are comments, each command
-waits for its answer, and all are sent even when one fails, unless the host does not accept the account.
+waits for its answer, and all are sent even when one fails, unless the host does not accept the account or cannot be
+reached any more.
 "orvane-client help COMMAND" shows the keys of a command, without a host.
 )")},
     Section {"JSON"_L1, false,
@@ -77,8 +78,9 @@ ORVANE_PASSWORD                                                        the passw
   user=operator
   password-file=/home/me/north-wall.password
   fingerprint=5E:0B:...
-Other keys are port, ca, timeout, system=true, insecure=true and trust-on-first-use=true. What was trusted on first use
-stands in ~/.local/share/orvane-client/known-hosts.
+Other keys are port, ca, timeout, and, with true or false, system, insecure and trust-on-first-use. A value with a comma,
+a semicolon, a quote or a backslash stands in double quotes, and has a backslash before the last two. What was trusted on
+first use stands in ~/.local/share/orvane-client/known-hosts.
 )")},
     Section {"Exit status"_L1, false,
         QLatin1String(R"(0  the command was accepted, or its answer came (from a pipe: all were)

@@ -3,7 +3,9 @@
 #include "CommandCatalogue.h"
 #include "Console.h"
 #include "HostSession.h"
+#include "Options.h"
 #include "ReplyFormat.h"
+#include "TerminalText.h"
 
 #include <QDateTime>
 #include <QJsonDocument>
@@ -27,10 +29,10 @@ constexpr QLatin1String UnknownCommand("no-such-command");
 
 } // namespace
 
-HostCheck::HostCheck(HostSession& session, Console& console, bool applies)
+HostCheck::HostCheck(HostSession& session, Console& console, const Options& options)
     : session(session)
     , console(console)
-    , applies(applies)
+    , options(options)
     , steps({
           {{UnknownCommand}, &HostCheck::rejectionFinding},
           {{u"showTrack"_s}, &HostCheck::missingTrackFinding},
@@ -43,6 +45,7 @@ HostCheck::HostCheck(HostSession& session, Console& console, bool applies)
     connect(&session, &HostSession::replyReceived, this, [this](const Reply& received) {
         names.learn(received);
         reply = received;
+        ++replies;
     });
     connect(&session, &HostSession::exchangeFinished, this, &HostCheck::handleFinished);
     connect(&session, &HostSession::broken, this, &HostCheck::handleBroken);
@@ -53,6 +56,19 @@ HostCheck::HostCheck(HostSession& session, Console& console, bool applies)
 void HostCheck::begin()
 {
     tell(u"certificate"_s, certificateFinding());
+    stranger = new LoginProbe(options, session.certificate(), std::nullopt, this);
+    connect(stranger, &LoginProbe::answered, this, &HostCheck::tellOfStrangers);
+    connect(stranger, &LoginProbe::failed, this, [this] {
+        tell(u"without a login"_s, {Verdict::Doubtful, u"no connection"_s, u"a second one at a time"_s});
+        next();
+    });
+}
+
+void HostCheck::tellOfStrangers(bool areAnswered)
+{
+    tell(u"without a login"_s,
+        areAnswered ? Finding {Verdict::Wrong, u"an answer"_s, u"everybody is let in"_s}
+                    : Finding {Verdict::AsItShouldBe, u"no answer"_s, u"strangers are not served"_s});
     next();
 }
 
@@ -60,14 +76,17 @@ void HostCheck::next()
 {
     if (step == steps.size() && !steps.back().changesDisplay)
         addStepsThatChangeTheDisplay();
-    for (; step < steps.size() && steps[step].changesDisplay && !applies; ++step)
+    for (; step < steps.size() && steps[step].changesDisplay && !options.applies; ++step)
         tell(steps[step].words.first(), {Verdict::Skipped, u"not played"_s, u"changes the display: --apply"_s});
     if (step == steps.size()) {
-        console.text(isAllRight ? u"All is as the protocol has it.\n"_s : u"Something is not as it should be.\n"_s);
+        console.text(!isAllRight ? u"Something is not as it should be.\n"_s
+                : isDoubtful     ? u"All is as the protocol has it, but look at what is doubtful.\n"_s
+                                 : u"All is as the protocol has it.\n"_s);
         session.finish();
         return;
     }
     reply.reset();
+    replies = 0;
     const Result<CommandRequest> request = requestFromWords(steps[step].words);
     sinceSent.start();
     session.exchange(*request, Expectation::answerOf(request->command));
@@ -102,6 +121,11 @@ void HostCheck::handleFinished(ExitStatus result, const QString& what)
     const Step& played = steps[step];
     const bool isNotice = played.judge == &HostCheck::refreshFinding;
     Finding finding = (this->*played.judge)(result);
+    if (finding.verdict != Verdict::Wrong && reply && !isAsTheLibraryWritesIt())
+        finding = {
+            Verdict::Wrong, finding.what, u"not byte for byte what the protocol has: "_s + textOfBytes(reply->raw())};
+    if (replies > 1)
+        finding = {Verdict::Wrong, u"%1 answers"_s.arg(replies), u"each command has one"_s};
     if (finding.verdict == Verdict::AsItShouldBe && elapsed > SlowMs && !isNotice && result != ExitStatus::NoAnswer)
         finding = {Verdict::Doubtful, finding.what, u"slow: all clients wait for it; start the work and return"_s};
     tell(played.words.first(), finding, u"%1 ms"_s.arg(elapsed));
@@ -127,6 +151,7 @@ void HostCheck::tell(const QString& name, const Finding& finding, const QString&
         break;
     case Verdict::Doubtful:
         verdict = u"DOUBTFUL "_s;
+        isDoubtful = true;
         break;
     case Verdict::Wrong:
         verdict = u"WRONG    "_s;
@@ -139,6 +164,22 @@ void HostCheck::tell(const QString& name, const Finding& finding, const QString&
     const QString line = verdict + name.leftJustified(NameWidth) + finding.what.leftJustified(WhatWidth)
         + time.rightJustified(TimeWidth) + u"  "_s + finding.meaning;
     console.line(line);
+}
+
+/// What the answer begins with, or is; an answer of the host's own may be anything.
+bool HostCheck::isAsTheLibraryWritesIt() const
+{
+    const QString command = steps[step].words.first();
+    const QString start = u"<p:%1 xmlns:p=\"http://www.halden.example/ravo_1_0/\""_s.arg(reply->rootName());
+    const QString text = QString::fromUtf8(reply->raw());
+    const QString name = u"><commandname>%1</commandname>"_s.arg(command);
+    if (reply->kind() == Reply::Kind::Rejected)
+        return text == start + name + u"<reason>%1</reason></p:commandRejected>"_s.arg(reply->reason());
+    if (reply->kind() == Reply::Kind::Accepted && steps[step].judge == &HostCheck::acceptanceFinding)
+        return text == start + name + u"</p:commandAccepted>"_s;
+    if (reply->kind() == Reply::Kind::Accepted)
+        return text.startsWith(start + u"><command>%1</command><splitid>"_s.arg(command));
+    return steps[step].judge == &HostCheck::questionFinding || text.startsWith(start);
 }
 
 HostCheck::Finding HostCheck::certificateFinding() const
@@ -174,7 +215,8 @@ HostCheck::Finding HostCheck::rejectionFinding(ExitStatus result) const
 
 HostCheck::Finding HostCheck::missingTrackFinding(ExitStatus result) const
 {
-    if (result != ExitStatus::Rejected)
+    if (result != ExitStatus::Rejected
+        || reply->reason() != "showTrack command without valid track ID or track name"_L1)
         return failure();
     return {Verdict::AsItShouldBe, u"rejected"_s, u"without a track the host is not asked"_s};
 }

@@ -2,6 +2,7 @@
 
 #include "CommandRequest.h"
 #include "HostNames.h"
+#include "HostSession.h"
 #include "Reply.h"
 
 #include <QElapsedTimer>
@@ -14,7 +15,6 @@
 namespace OrvaneClient {
 
 class Console;
-class HostSession;
 
 /// Plays the commands of the protocol against a host, the harmless ones first, and tells of each what came and what it
 /// means for whoever writes the host. Console and session belong to the caller and live longer.
@@ -22,8 +22,7 @@ class HostCheck : public QObject {
     Q_OBJECT
 
 public:
-    /// \a applies: plays also what changes the display.
-    HostCheck(HostSession& session, Console& console, bool applies);
+    HostCheck(HostSession& session, Console& console, const Options& options);
 
 Q_SIGNALS:
     void ended(ExitStatus status);
@@ -43,12 +42,14 @@ private:
     };
 
     void begin();
+    void tellOfStrangers(bool areAnswered);
     void next();
     void addStepsThatChangeTheDisplay();
     void handleFinished(ExitStatus result, const QString& problem);
     void handleBroken(ExitStatus result, const QString& problem);
     void tell(const QString& name, const Finding& finding, const QString& time = {});
 
+    bool isAsTheLibraryWritesIt() const;
     Finding certificateFinding() const;
     Finding rejectionFinding(ExitStatus result) const;
     Finding missingTrackFinding(ExitStatus result) const;
@@ -61,11 +62,14 @@ private:
 
     HostSession& session;
     Console& console;
-    bool applies;
+    const Options& options;
     std::vector<Step> steps;
     size_t step = 0;
     HostNames names;
     std::optional<Reply> reply; ///< the last one to the present command
+    int replies = 0; ///< to it
+    LoginProbe* stranger = nullptr;
+    bool isDoubtful = false;
     QString problem;
     QElapsedTimer sinceSent;
     bool isAllRight = true;

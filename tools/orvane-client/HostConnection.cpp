@@ -136,8 +136,13 @@ void HostConnection::handleEncrypted()
         fail(u"the certificate of %1 is refused: %2"_s.arg(peer(), refusal));
         return;
     }
+    const auto [notice, refusalOfFirstUse] = trust.remember(socket.peerCertificate());
+    if (!refusalOfFirstUse.isEmpty()) {
+        fail(u"the certificate of %1 is refused: %2"_s.arg(peer(), refusalOfFirstUse));
+        return;
+    }
     state = State::Ready;
-    if (const QString notice = trust.remember(socket.peerCertificate()); !notice.isEmpty())
+    if (!notice.isEmpty())
         Q_EMIT noticed(notice);
     Q_EMIT ready();
 }

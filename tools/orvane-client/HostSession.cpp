@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 /// After so long without an answer the host is asked why, or after a third of the timeout.
 constexpr std::chrono::milliseconds Silence = 300ms;
 
-/// A command that no host knows, and its number.
+/// A command that no host knows, and its number; 0: behind the login.
 constexpr QLatin1String EndOfQuery("end-of-query-");
 
 CommandRequest endOfQuery(int number)
@@ -58,6 +58,8 @@ LoginProbe::LoginProbe(
         Q_EMIT answered(true);
     });
     connect(&connection, &HostConnection::closed, this, [this] { Q_EMIT answered(false); });
+    connect(&connection, &HostConnection::failed, this, &LoginProbe::failed);
+    connect(&connection, &HostConnection::flooded, this, &LoginProbe::failed);
     connection.open(options.host, options.port, options.timeout);
 }
 
@@ -84,7 +86,7 @@ HostSession::HostSession(const Options& options, std::optional<CommandRequest> l
 void HostSession::start()
 {
     isLoggedIn = false;
-    endsOfQueries = 0;
+    loginChecked = false;
     connection.open(options.host, options.port, options.timeout);
 }
 
@@ -117,8 +119,16 @@ void HostSession::exchange(const CommandRequest& command, const Expectation& exp
 
 void HostSession::send()
 {
-    if (request.command == LoginCommand)
+    if (request.command == LoginCommand) {
         login = request;
+        loginChecked = false;
+    }
+    // Before the command, so that nothing slow comes before its answer.
+    if (!isLoggedIn && !loginChecked && !pending->isNothing()) {
+        loginChecked = true;
+        connection.send(endOfQuery(0).document);
+    }
+    presentEnd = 0;
     lastUnanswered = pending->isNothing();
     timer.start(options.timeout);
     if (!pending->isNothing())
@@ -161,15 +171,16 @@ void HostSession::handleMessage(const QByteArray& message)
         handleTimeout();
 }
 
-/// The host answers in the order of the commands: when it comes to this one, the one before has no answer.
+/// The host answers in the order of the commands: when it comes to the one behind the present command, that has no
+/// answer. Those of earlier commands may come late.
 bool HostSession::isEndOfQuery(const Reply& reply)
 {
     if (reply.kind() != Reply::Kind::Rejected || !reply.commandName().startsWith(EndOfQuery))
         return false;
     const int number = reply.commandName().mid(EndOfQuery.size()).toInt();
-    if (number < 1 || number > endsOfQueries)
+    if (number < 0 || number > endsOfQueries)
         return false;
-    if (number == endsOfQueries && pending && !pending->isNotice())
+    if (number > 0 && number == presentEnd && pending && !pending->isNotice()) // else a late one
         endExchange(ExitStatus::NoAnswer, u"the host gives no %1"_s.arg(pending->description()));
     return true;
 }
@@ -180,7 +191,8 @@ void HostSession::handleSilence()
 {
     if (!pending)
         return;
-    connection.send(endOfQuery(++endsOfQueries).document);
+    presentEnd = ++endsOfQueries;
+    connection.send(endOfQuery(presentEnd).document);
     if (isLoggedIn)
         return;
     probe = std::make_unique<LoginProbe>(options, connection.certificate(), login, nullptr);
@@ -190,7 +202,7 @@ void HostSession::handleSilence()
 void HostSession::handleProbe(bool accepted)
 {
     probe.release()->deleteLater();
-    if (accepted || isLoggedIn || !pending)
+    if (accepted || isLoggedIn || connection.incompleteLength() > 0 || !pending)
         return;
     endExchange(ExitStatus::NotLoggedIn,
         login ? u"not logged in: the host does not accept the account, and answers nothing"_s

@@ -28,6 +28,7 @@ public:
 
 Q_SIGNALS:
     void answered(bool isLoggedIn);
+    void failed();
 
 private:
     HostConnection connection;
@@ -91,7 +92,9 @@ private:
     std::optional<Expectation> pending;
     std::unique_ptr<LoginProbe> probe;
     bool isLoggedIn = false; ///< as far as it is known: without a login a host answers nothing
+    bool loginChecked = false; ///< the host has been asked, and may not have answered yet
     int endsOfQueries = 0;
+    int presentEnd = 0; ///< the number of the one behind the present command; 0: none was sent
     bool lastUnanswered = false;
     bool finishing = false;
 };

@@ -125,6 +125,8 @@ QString readTrust(const Settings& settings, Options& options)
 QString readAccount(const Settings& settings, Options& options)
 {
     const QStringList given = settings.firstOf(accountOptions());
+    if (settings.isOnCommandLine(u"password-file"_s) && given != QStringList(u"user"_s))
+        return u"--password-file goes with a user only"_s;
     if (given.isEmpty() || given.first() == "system"_L1)
         return {};
     if (given.first() == "no-login"_L1) {
@@ -133,8 +135,10 @@ QString readAccount(const Settings& settings, Options& options)
     }
     options.account = Account::Named;
     options.user = settings.valueOf(u"user"_s);
+    // That of a profile is the password of its own user, and of no other.
     const QString passwordFile = u"password-file"_s;
-    if (settings.isOnCommandLine(passwordFile) || !qEnvironmentVariableIsSet("ORVANE_PASSWORD"))
+    if (settings.isOnCommandLine(passwordFile)
+        || (settings.isFromProfile(u"user"_s) && !qEnvironmentVariableIsSet("ORVANE_PASSWORD")))
         options.passwordFile = settings.valueOf(passwordFile);
     return options.user.isEmpty() ? u"--user is empty"_s : QString();
 }
@@ -177,6 +181,11 @@ QString readCommand(const QCommandLineParser& parser, Options& options)
     options.applies = isSet(parser, "apply");
     if (options.action != Action::OneCommand && (isSet(parser, "wait") || options.noReply || isSet(parser, "repeat")))
         return u"--wait, --no-reply and --repeat go with one command only"_s;
+    const bool printsFigures = options.action == Action::Check || isSet(parser, "repeat");
+    for (const QString& name : formatOptions().keys()) {
+        if (printsFigures && parser.isSet(name))
+            return u"--%1 goes neither with check nor with --repeat, which print no answers"_s.arg(name);
+    }
     if (options.action != Action::Check && options.applies)
         return u"--apply goes with check only"_s;
     return readRepetitions(parser, options);

@@ -132,8 +132,10 @@ void addSplitAndTag(QJsonObject& object, const Reply& reply)
     while (reader.readNextStartElement()) {
         const QString name = reader.name().toString();
         const QString text = reader.readElementText(QXmlStreamReader::SkipChildElements);
-        if (name == "splitid"_L1)
-            object["split"_L1] = text.toInt();
+        bool isNumber = false;
+        const int number = text.toInt(&isNumber);
+        if (name == "splitid"_L1 && isNumber)
+            object["split"_L1] = number;
         if (name == "commandtag"_L1)
             object["tag"_L1] = text;
     }
@@ -170,7 +172,9 @@ QByteArray namesOf(const Reply& reply)
             lines += visible(character).toUtf8(); // a line for each name, whatever is in it
         lines += '\n';
     };
-    if (reply.rootName() == RecorderList) {
+    if (!canBeRead(reply)) {
+        lines = reply.raw() + '\n';
+    } else if (reply.rootName() == RecorderList) {
         for (const QJsonValue& recorder : recordersOf(reply))
             add(recorder["name"_L1].toString());
     } else if (reply.rootName() == PresetsList) {

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLockFile>
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QStringList>
@@ -32,6 +33,22 @@ QString reasonsIn(const QList<QSslError>& errors)
 QString knownHostsFile()
 {
     return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/known-hosts"_L1;
+}
+
+/// Empty for a host that is not known. Each line has an address and the fingerprint of its certificate.
+Result<QString> knownFingerprint(const QString& address)
+{
+    QFile file(knownHostsFile());
+    if (!file.exists())
+        return QString();
+    if (!file.open(QIODevice::ReadOnly))
+        return Result<QString>::failure(u"cannot read \"%1\": %2"_s.arg(file.fileName(), file.errorString()));
+    while (!file.atEnd()) {
+        const QStringList words = QString::fromUtf8(file.readLine()).simplified().split(u' ');
+        if (words.first() == address)
+            return words.last();
+    }
+    return QString();
 }
 
 } // namespace
@@ -67,42 +84,43 @@ Result<ServerTrust> ServerTrust::pinned(const QString& fingerprint)
 
 Result<ServerTrust> ServerTrust::onFirstUse(const QString& address)
 {
-    QFile file(knownHostsFile());
-    if (!file.open(QIODevice::ReadOnly)) {
-        if (file.exists())
-            return Result<ServerTrust>::failure(u"cannot read \"%1\": %2"_s.arg(file.fileName(), file.errorString()));
-    }
-    while (!file.atEnd() && file.isOpen()) {
-        const QStringList words = QString::fromUtf8(file.readLine()).simplified().split(u' ');
-        if (words.first() != address)
-            continue;
-        Result<ServerTrust> known = pinned(words.last());
-        if (!known)
-            return known;
-        ServerTrust trust = *known;
-        trust.knownHosts = file.fileName();
-        return trust;
-    }
-    ServerTrust trust = anyCertificate();
-    trust.newAddress = address;
-    return trust;
+    const Result<QString> known = knownFingerprint(address.toLower());
+    if (!known)
+        return Result<ServerTrust>::failure(known.error());
+    Result<ServerTrust> trust = known->isEmpty() ? Result<ServerTrust>(anyCertificate()) : pinned(*known);
+    if (!trust)
+        return Result<ServerTrust>::failure(u"in \"%1\": %2"_s.arg(knownHostsFile(), trust.error()));
+    ServerTrust result = *trust;
+    result.newAddress = known->isEmpty() ? address.toLower() : QString();
+    result.knownHosts = knownHostsFile();
+    return result;
 }
 
-QString ServerTrust::remember(const QSslCertificate& certificate)
+ServerTrust::FirstUse ServerTrust::remember(const QSslCertificate& certificate)
 {
     if (newAddress.isEmpty())
         return {};
-    const QString fingerprint = fingerprintOf(certificate);
-    QFile file(knownHostsFile());
-    QDir().mkpath(QFileInfo(file).path());
-    const QByteArray line = u"%1 %2\n"_s.arg(newAddress, fingerprint).toUtf8();
-    const bool isKept = file.open(QIODevice::Append) && file.write(line) == line.size() && file.flush();
     const QString address = std::exchange(newAddress, {});
+    const QString fingerprint = fingerprintOf(certificate);
     acceptsAny = false;
     digest = certificate.digest(QCryptographicHash::Sha256);
-    return isKept
-        ? u"%1 is trusted from now on with the certificate %2"_s.arg(address, fingerprint)
-        : u"cannot remember the certificate of %1 in \"%2\": %3"_s.arg(address, file.fileName(), file.errorString());
+
+    QDir().mkpath(QFileInfo(knownHosts).path());
+    QLockFile lock(knownHosts + ".lock"_L1); // another client may be here for the first time, too
+    lock.lock();
+    const Result<QString> known = knownFingerprint(address);
+    if (known && *known == fingerprint)
+        return {};
+    if (known && !known->isEmpty())
+        return {
+            {}, u"another client has just trusted the fingerprint %1, and this one is %2"_s.arg(*known, fingerprint)};
+    QFile file(knownHosts);
+    const QByteArray line = u"\n%1 %2\n"_s.arg(address, fingerprint).toUtf8();
+    const bool isKept = file.open(QIODevice::Append | QIODevice::Unbuffered) && file.write(line) == line.size();
+    return {isKept ? u"%1 is trusted from now on with the certificate %2"_s.arg(address, fingerprint)
+                   : u"cannot remember the certificate of %1 in \"%2\": %3"_s.arg(
+                       address, file.fileName(), file.errorString()),
+        {}};
 }
 
 Result<ServerTrust> ServerTrust::authoritiesFrom(const QString& fileName)

@@ -33,9 +33,12 @@ public:
     /// Why the certificate is not good enough; empty when it is.
     QString refusal(const QSslCertificate& certificate, const QList<QSslError>& errors) const;
 
-    /// To be called with a certificate that is good enough. Keeps that of a first use for the next time. \return what
-    /// there is to tell of it
-    QString remember(const QSslCertificate& certificate);
+    struct FirstUse {
+        QString notice; ///< what there is to tell of it; may be empty
+        QString refusal; ///< why it is not good enough after all; empty when it is
+    };
+    /// To be called with a certificate that is good enough. Keeps that of a first use for the next time.
+    FirstUse remember(const QSslCertificate& certificate);
 
 private:
     ServerTrust() = default;

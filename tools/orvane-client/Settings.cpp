@@ -20,10 +20,16 @@ const QStringList& environmentOptions()
     return names;
 }
 
+const QStringList& flagOptions()
+{
+    static const QStringList names = {u"trust-on-first-use"_s, u"insecure"_s, u"system"_s};
+    return names;
+}
+
 const QStringList& profileOptions()
 {
-    static const QStringList names = environmentOptions()
-        + QStringList {u"password-file"_s, u"timeout"_s, u"trust-on-first-use"_s, u"insecure"_s, u"system"_s};
+    static const QStringList names =
+        environmentOptions() + flagOptions() + QStringList {u"password-file"_s, u"timeout"_s};
     return names;
 }
 
@@ -69,9 +75,18 @@ void Settings::readProfile(const QString& name)
             problem = u"the profile \"%1\" in \"%2\" has an unknown key \"%3\"; there are: %4"_s.arg(
                 name, file, key, profileOptions().join(", "_L1));
         const QString value = profiles.value(key).toStringList().join(u','); // a comma begins no list here
-        if (value != "false"_L1)
+        const bool isFlag = flagOptions().contains(key);
+        if (isFlag && value != "true"_L1 && value != "false"_L1)
+            problem = u"the profile \"%1\" in \"%2\" has \"%3\" as \"%4\": it takes true or false"_s.arg(
+                name, file, key, value);
+        if (!isFlag || value == "true"_L1)
             profile.insert(key, value);
     }
+}
+
+bool Settings::isFromProfile(const QString& name) const
+{
+    return !parser.isSet(name) && !environment.contains(name) && profile.contains(name);
 }
 
 bool Settings::isOnCommandLine(const QString& name) const

@@ -22,6 +22,7 @@ public:
     const QString& fault() const { return problem; }
 
     bool isOnCommandLine(const QString& name) const;
+    bool isFromProfile(const QString& name) const;
     /// From the first place that has it; else the option's default.
     QString valueOf(const QString& name) const;
     /// The options of a list that the first place has that has any of them. Those of later places do not count.

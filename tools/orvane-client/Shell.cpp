@@ -127,9 +127,9 @@ void Shell::handleLine(const QByteArray& line)
         return;
     }
     if (mayBeRemembered(trimmed))
-        source.remember(trimmed);
+        source.remember(line);
     if (!runOwnCommand(trimmed))
-        sendCommand(trimmed);
+        sendCommand(line.endsWith('\r') ? line.chopped(1) : line); // a blank at the end may have a backslash before it
 }
 
 bool Shell::runOwnCommand(const QByteArray& line)
@@ -177,11 +177,11 @@ void Shell::handleFinished(ExitStatus result, const QString& problem)
         askForLine();
 }
 
-/// At a prompt the next command connects anew.
+/// The next command connects anew. From a pipe only where that can be done.
 void Shell::handleBroken(ExitStatus result, const QString& problem)
 {
     noteFailure(result, problem);
-    if (!source.isInteractive() || !wasReady)
+    if (!wasReady || (!source.isInteractive() && result == ExitStatus::NoConnection))
         Q_EMIT ended(source.isInteractive() ? result : status);
     else if (!asksForLine)
         askForLine();

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include <editline/readline.h>
 #include <fcntl.h>
@@ -40,6 +41,26 @@ void handleSignal(int signal)
     const char number = static_cast<char>(signal);
     [[maybe_unused]] const ssize_t written = write(signalPipe[1], &number, 1);
     errno = savedError;
+}
+
+/// Bytes of a line. The editor writes past its buffer where one has more than 1,020.
+constexpr int LongestLine = 1000;
+
+bool isLineTooLong = false;
+
+/// What the editor gets of the keys. A line that is full takes no more characters, and is not sent.
+int readKey(FILE* /*stream*/)
+{
+    constexpr unsigned char firstPrintable = 0x20;
+    constexpr unsigned char deleteKey = 0x7f;
+    constexpr int toEndOfLine = 'E' - '@'; // a key that changes nothing
+    unsigned char key = 0;
+    if (read(STDIN_FILENO, &key, 1) != 1)
+        return EOF;
+    if (key < firstPrintable || key == deleteKey || rl_end < LongestLine)
+        return key;
+    isLineTooLong = true;
+    return toEndOfLine;
 }
 
 QStringList completions;
@@ -77,6 +98,7 @@ TerminalLineSource::TerminalLineSource(QObject* parent)
     connect(&keys, &QSocketNotifier::activated, this, [] { rl_callback_read_char(); });
     rl_readline_name = "orvane-client";
     rl_catch_signals = 0;
+    rl_getc_function = readKey;
     rl_initialize();
     static std::array<char, 3> wordBreaks = {' ', '\t', '\0'};
     rl_basic_word_break_characters = wordBreaks.data();
@@ -99,6 +121,7 @@ char** TerminalLineSource::completeWord(const char* word, int start, int /*end*/
     activeSource->keys.setEnabled(false); // no key is read inside another one
     activeSource->completes = true;
     completions = completionsOf(QString::fromUtf8(lineBefore), QString::fromUtf8(word), activeSource->valuesOf);
+    completions.removeIf([](const QString& text) { return rl_end + text.toUtf8().size() > LongestLine; });
     activeSource->completes = false;
     activeSource->keys.setEnabled(true);
     const bool isKey = completions.size() == 1 && completions.first().endsWith(u'=');
@@ -124,8 +147,12 @@ void TerminalLineSource::handleEditedLine(char* line)
         Q_EMIT activeSource->ended();
         return;
     }
-    const QByteArray text = QByteArray(line).trimmed();
+    QByteArray text(line);
     std::free(line); // NOLINT(cppcoreguidelines-no-malloc): the editor allocated it
+    if (std::exchange(isLineTooLong, false)) {
+        writeToTerminal("A line has at most " + QByteArray::number(LongestLine) + " bytes; this one was not sent.\n");
+        text.clear();
+    }
     Q_EMIT activeSource->lineRead(text);
 }
 

@@ -16,6 +16,7 @@
 #include <csignal>
 #include <memory>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -27,6 +28,9 @@ namespace {
 /// Known to every client of Orvane: part of the protocol, not a secret.
 constexpr QLatin1String SystemUser("Orvane");
 constexpr QLatin1String SystemPassword("157b25b09a99c70fc75a6e79412a00b2");
+
+/// Bytes; what is longer is no password, but perhaps a device that never ends.
+constexpr qint64 LongestPassword = 4096;
 
 int exitCode(ExitStatus status)
 {
@@ -48,7 +52,8 @@ Result<CommandRequest> makeLogin(const Options& options)
         if (!file.open(QIODevice::ReadOnly))
             return Result<CommandRequest>::failure(
                 u"cannot read the password from \"%1\": %2"_s.arg(options.passwordFile, file.errorString()));
-        return loginRequest(options.user, QString::fromUtf8(file.readLine()).remove(u'\n').remove(u'\r'));
+        return loginRequest(
+            options.user, QString::fromUtf8(file.readLine(LongestPassword)).remove(u'\n').remove(u'\r'));
     }
     if (qEnvironmentVariableIsSet("ORVANE_PASSWORD"))
         return loginRequest(options.user, qEnvironmentVariable("ORVANE_PASSWORD"));
@@ -88,6 +93,16 @@ QString certificateText(const QSslCertificate& certificate)
     return u"Subject: %1\nIssuer: %2\nValid from: %3\nValid until: %4\nSHA-256 fingerprint: %5\n"_s.arg(
         certificate.subjectDisplayName(), certificate.issuerDisplayName(), date(certificate.effectiveDate()),
         date(certificate.expiryDate()), fingerprintOf(certificate));
+}
+
+/// Where the program was started with one of the first three descriptors closed, the next thing that it opens would
+/// stand there. Nothing can be read from these, and nothing be written.
+void occupyClosedDescriptors()
+{
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) == -1)
+            static_cast<void>(open("/dev/null", O_RDONLY)); // gets this number, the lowest that is free
+    }
 }
 
 void exitWith(ExitStatus status)
@@ -133,7 +148,7 @@ int runOneCommand(HostSession& session, Console& console, const Options& options
 
 int runCheck(HostSession& session, Console& console, const Options& options)
 {
-    HostCheck check(session, console, options.applies);
+    HostCheck check(session, console, options);
     QObject::connect(&check, &HostCheck::ended, &check, exitWith);
     session.start();
     return QCoreApplication::exec();
@@ -196,6 +211,7 @@ int run(const Options& options, Console& console)
 
 int main(int argc, char** argv)
 {
+    occupyClosedDescriptors();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(u"orvane-client"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(ORVANE_CLIENT_VERSION));
