@@ -13,8 +13,8 @@
 using namespace Qt::StringLiterals;
 using namespace OrvaneClient;
 
-// Whatever a host answers, the command-line client makes the same of it as the library's reader, prints about as much as
-// came, and nothing that a terminal would obey.
+// Whatever a host answers, the command-line client makes the same of it as the library's reader, prints about as much
+// as came, and nothing that a terminal would obey.
 
 namespace {
 
