@@ -83,7 +83,7 @@ QString tlsTrouble(const QSslConfiguration& configuration)
     if (!QSslSocket::supportsSsl())
         return u"Qt has no TLS library on this machine"_s;
     const QSslCertificate certificate = configuration.localCertificate();
-    if (const QString trouble = keyTrouble(configuration.privateKey(), certificate); !trouble.isEmpty())
+    if (QString trouble = keyTrouble(configuration.privateKey(), certificate); !trouble.isEmpty())
         return trouble;
     const QList<QSslCertificate> chain = configuration.localCertificateChain();
     if (std::any_of(chain.begin(), chain.end(), isNull))

@@ -15,14 +15,14 @@ namespace OrvaneClient {
 namespace {
 
 /// How many characters have to be changed, added or left out to make one of the other; their case does not matter.
-qsizetype distance(const QString& one, const QString& other)
+qsizetype distance(const QString& from, const QString& to)
 {
-    QList<qsizetype> row(other.size() + 1);
+    QList<qsizetype> row(to.size() + 1);
     std::iota(row.begin(), row.end(), 0);
-    for (qsizetype i = 0; i < one.size(); ++i) {
+    for (qsizetype i = 0; i < from.size(); ++i) {
         qsizetype diagonal = std::exchange(row[0], i + 1);
-        for (qsizetype j = 0; j < other.size(); ++j) {
-            const bool isSame = one[i].toLower() == other[j].toLower();
+        for (qsizetype j = 0; j < to.size(); ++j) {
+            const bool isSame = from[i].toLower() == to[j].toLower();
             const qsizetype changed = diagonal + (isSame ? 0 : 1);
             diagonal = row[j + 1];
             row[j + 1] = std::min({changed, row[j] + 1, row[j + 1] + 1});
@@ -35,7 +35,7 @@ qsizetype distance(const QString& one, const QString& other)
 QString didYouMean(const QString& name, const QStringList& known)
 {
     const auto nearest = std::min_element(known.begin(), known.end(),
-        [&](const QString& one, const QString& other) { return distance(name, one) < distance(name, other); });
+        [&](const QString& left, const QString& right) { return distance(name, left) < distance(name, right); });
     constexpr qsizetype charactersForOne = 3;
     if (nearest == known.end() || distance(name, *nearest) > 1 + name.size() / charactersForOne)
         return {};

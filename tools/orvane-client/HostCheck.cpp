@@ -114,10 +114,10 @@ void HostCheck::addStepsThatChangeTheDisplay()
     add({u"updateRecorderContents"_s}, &HostCheck::refreshFinding);
 }
 
-void HostCheck::handleFinished(ExitStatus result, const QString& what)
+void HostCheck::handleFinished(ExitStatus result, const QString& reason)
 {
     const qint64 elapsed = sinceSent.elapsed();
-    problem = what;
+    problem = reason;
     const Step& played = steps[step];
     const bool isNotice = played.judge == &HostCheck::refreshFinding;
     Finding finding = (this->*played.judge)(result);
@@ -136,9 +136,9 @@ void HostCheck::handleFinished(ExitStatus result, const QString& what)
         next();
 }
 
-void HostCheck::handleBroken(ExitStatus result, const QString& what)
+void HostCheck::handleBroken(ExitStatus result, const QString& reason)
 {
-    console.problem(step < steps.size() && reply ? u"%1: %2"_s.arg(steps[step].words.first(), what) : what);
+    console.problem(step < steps.size() && reply ? u"%1: %2"_s.arg(steps[step].words.first(), reason) : reason);
     Q_EMIT ended(result);
 }
 

@@ -45,8 +45,8 @@ private:
     void tellOfStrangers(bool areAnswered);
     void next();
     void addStepsThatChangeTheDisplay();
-    void handleFinished(ExitStatus result, const QString& problem);
-    void handleBroken(ExitStatus result, const QString& problem);
+    void handleFinished(ExitStatus result, const QString& reason);
+    void handleBroken(ExitStatus result, const QString& reason);
     void tell(const QString& name, const Finding& finding, const QString& time = {});
 
     bool isAsTheLibraryWritesIt() const;

@@ -45,7 +45,7 @@ public:
     void start();
     /// Sends a command, and waits for what is expected; exchangeFinished() or broken() follows. One at a time. Connects
     /// anew where the connection has ended.
-    void exchange(const CommandRequest& request, const Expectation& expectation);
+    void exchange(const CommandRequest& command, const Expectation& expectation);
     /// Gives up waiting, without a signal. An answer that comes all the same is reported as any other one.
     void cancel();
     bool isWaiting() const { return pending.has_value(); }
@@ -79,7 +79,7 @@ private:
     void handleFlooded();
     void handleTimeout();
     void handleSilence();
-    void handleProbe(bool isLoggedIn);
+    void handleProbe(bool accepted);
     void endWaiting();
     void endExchange(ExitStatus status, const QString& problem);
 
