@@ -12,11 +12,11 @@ using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
 
-Reply::Reply(QByteArray bytes)
-    : message(std::move(bytes))
+Reply::Reply(QByteArray message)
+    : message(std::move(message))
 {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString document = decoder(message);
+    const QString document = decoder(this->message);
     if (decoder.hasError()) {
         replyKind = Kind::NotXml;
         why = u"it is no UTF-8"_s;

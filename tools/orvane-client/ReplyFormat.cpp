@@ -172,13 +172,11 @@ QByteArray namesOf(const Reply& reply)
             lines += visible(character).toUtf8(); // a line for each name, whatever is in it
         lines += '\n';
     };
-    if (!canBeRead(reply)) {
-        lines = reply.raw() + '\n';
-    } else if (reply.rootName() == RecorderList) {
-        for (const QJsonValue& recorder : recordersOf(reply))
-            add(recorder["name"_L1].toString());
-    } else if (reply.rootName() == PresetsList) {
-        for (const QJsonValue& preset : presetsOf(reply))
+    if (canBeRead(reply) && reply.rootName() == RecorderList) {
+        for (const auto& recorder : recordersOf(reply))
+            add(recorder.toObject()["name"_L1].toString());
+    } else if (canBeRead(reply) && reply.rootName() == PresetsList) {
+        for (const auto& preset : presetsOf(reply))
             add(preset.toString());
     } else {
         lines = reply.raw() + '\n';
