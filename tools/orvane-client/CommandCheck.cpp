@@ -1,6 +1,7 @@
 #include "CommandCheck.h"
 
 #include "CommandCatalogue.h"
+
 #include <QList>
 
 #include <algorithm>
@@ -117,13 +118,11 @@ QString commandFault(const QStringList& words)
     }
     const QString what = command->takesOthers ? QString() : u"key of %1"_s.arg(command->name);
     for (const QString& word : words.mid(1)) {
-        const qsizetype equals = word.indexOf(u'=');
-        const qsizetype colon = word.indexOf(u':');
-        const bool isGroup = colon >= 0 && (equals < 0 || colon < equals);
-        if (isGroup && command->takesOthers)
+        if (isGroup(word) && command->takesOthers)
             continue;
-        QString fault = isGroup ? groupFault(word, *command)
-                                : fieldFault(word.left(equals), word.mid(equals + 1), command->keys, what);
+        const qsizetype equals = word.indexOf(u'=');
+        QString fault = isGroup(word) ? groupFault(word, *command)
+                                      : fieldFault(word.left(equals), word.mid(equals + 1), command->keys, what);
         if (!fault.isEmpty())
             return fault;
     }

@@ -17,6 +17,11 @@ using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
 
+bool isGroup(const QString& word)
+{
+    return word.section(u'=', 0, 0).contains(u':');
+}
+
 QStringList groupParts(const QString& text)
 {
     QStringList parts(QString {});
@@ -64,10 +69,9 @@ private:
 
 QString DocumentBuilder::add(const QString& word)
 {
+    if (isGroup(word))
+        return addGroup(word.section(u':', 0, 0), word.section(u':', 1));
     const qsizetype equals = word.indexOf(u'=');
-    const qsizetype colon = word.indexOf(u':');
-    if (colon >= 0 && (equals < 0 || colon < equals))
-        return addGroup(word.left(colon), word.mid(colon + 1));
     if (equals < 0)
         return u"\"%1\" is no parameter: write key=value"_s.arg(word);
     return addElement(word.left(equals), word.mid(equals + 1));

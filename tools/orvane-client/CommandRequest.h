@@ -25,6 +25,9 @@ Result<CommandRequest> requestFromWords(const QStringList& words);
 /// The words of a line, with quotes and backslashes as in a shell.
 Result<QStringList> wordsOfLine(const QByteArray& line);
 
+/// Whether the word of a parameter is a group: it has a colon, and no "=" before it.
+bool isGroup(const QString& word);
+
 /// The fields of a group: the parts between the commas that have no backslash before them.
 QStringList groupParts(const QString& text);
 

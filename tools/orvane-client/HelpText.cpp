@@ -200,6 +200,8 @@ QString manualPage()
     return text;
 }
 
+namespace {
+
 QString commandsHelp()
 {
     QString text;
@@ -210,10 +212,14 @@ QString commandsHelp()
     return text + Notation;
 }
 
-QString commandHelp(const QString& name)
+} // namespace
+
+Result<QString> helpOn(const QString& command)
 {
-    const KnownCommand* const command = findKnownCommand(name);
-    return command ? textOf(*command) : QString();
+    if (command.isEmpty())
+        return commandsHelp();
+    const KnownCommand* const known = findKnownCommand(command);
+    return known ? textOf(*known) : Result<QString>::failure(u"the protocol has no command \"%1\""_s.arg(command));
 }
 
 } // namespace OrvaneClient

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Outcome.h"
+
 #include <QString>
 
 namespace OrvaneClient {
@@ -10,10 +12,7 @@ QString programHelp();
 /// The same as a manual page, for man.
 QString manualPage();
 
-/// The commands of the protocol, one a line, and how parameters are written.
-QString commandsHelp();
-
-/// One command with its keys; empty when the protocol does not have it.
-QString commandHelp(const QString& name);
+/// One command with its keys; without a name the commands of the protocol, one a line, and how parameters are written.
+Result<QString> helpOn(const QString& command);
 
 } // namespace OrvaneClient

@@ -2,15 +2,11 @@
 
 #include "CommandCatalogue.h"
 #include "Console.h"
-#include "HostSession.h"
 #include "Options.h"
 #include "ReplyFormat.h"
 #include "TerminalText.h"
 
 #include <QDateTime>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QSslKey>
 
 using namespace Qt::StringLiterals;
 
@@ -56,7 +52,7 @@ HostCheck::HostCheck(HostSession& session, Console& console, const Options& opti
 void HostCheck::begin()
 {
     tell(u"certificate"_s, certificateFinding());
-    stranger = new LoginProbe(options, session.certificate(), std::nullopt, this);
+    auto* const stranger = new LoginProbe(options, session.certificate(), std::nullopt, this);
     connect(stranger, &LoginProbe::answered, this, &HostCheck::tellOfStrangers);
     connect(stranger, &LoginProbe::failed, this, [this] {
         tell(u"without a login"_s, {Verdict::Doubtful, u"no connection"_s, u"a second one at a time"_s});
@@ -255,7 +251,7 @@ HostCheck::Finding HostCheck::splitFinding(ExitStatus result) const
 {
     if (result != ExitStatus::Success)
         return failure();
-    const QJsonObject members = QJsonDocument::fromJson(formatted(*reply, ReplyFormat::Json)).object();
+    const QJsonObject members = jsonObject(*reply);
     if (members["tag"_L1] != "check"_L1)
         return {Verdict::Wrong, u"accepted"_s, u"the tag did not come back"_s};
     const int split = members["split"_L1].toInt(-1);

@@ -9,7 +9,7 @@
 #include <QObject>
 #include <QStringList>
 
-#include <functional>
+#include <optional>
 #include <vector>
 
 namespace OrvaneClient {
@@ -68,11 +68,10 @@ private:
     HostNames names;
     std::optional<Reply> reply; ///< the last one to the present command
     int replies = 0; ///< to it
-    LoginProbe* stranger = nullptr;
-    bool isDoubtful = false;
     QString problem;
     QElapsedTimer sinceSent;
     bool isAllRight = true;
+    bool isDoubtful = false;
 };
 
 } // namespace OrvaneClient

@@ -155,6 +155,10 @@ QString readRepetitions(const QCommandLineParser& parser, Options& options)
 
 QString readCommand(const QCommandLineParser& parser, Options& options)
 {
+    for (const QString& name : formatOptions().keys()) {
+        if (parser.isSet(name))
+            options.format = formatOptions().value(name);
+    }
     options.words = parser.positionalArguments();
     options.fileName = valueOf(parser, "file");
     options.waitFor = valueOf(parser, "wait");
@@ -181,11 +185,9 @@ QString readCommand(const QCommandLineParser& parser, Options& options)
     options.applies = isSet(parser, "apply");
     if (options.action != Action::OneCommand && (isSet(parser, "wait") || options.noReply || isSet(parser, "repeat")))
         return u"--wait, --no-reply and --repeat go with one command only"_s;
-    const bool printsFigures = options.action == Action::Check || isSet(parser, "repeat");
-    for (const QString& name : formatOptions().keys()) {
-        if (printsFigures && parser.isSet(name))
-            return u"--%1 goes neither with check nor with --repeat, which print no answers"_s.arg(name);
-    }
+    if (options.format && (options.action == Action::Check || isSet(parser, "repeat")))
+        return u"--%1 goes neither with check nor with --repeat, which print no answers"_s.arg(
+            formatOptions().key(*options.format));
     if (options.action != Action::Check && options.applies)
         return u"--apply goes with check only"_s;
     return readRepetitions(parser, options);
@@ -274,10 +276,6 @@ Result<Options> readOptions(const QStringList& arguments)
         return ParsedOptions::failure(fault);
     options.trace = isSet(parser, "trace");
     options.isForced = isSet(parser, "force");
-    for (const QString& name : formatOptions().keys()) {
-        if (parser.isSet(name))
-            options.format = formatOptions().value(name);
-    }
     return options;
 }
 

@@ -6,7 +6,6 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
@@ -141,29 +140,6 @@ void addSplitAndTag(QJsonObject& object, const Reply& reply)
     }
 }
 
-QJsonObject objectOf(const Reply& reply)
-{
-    QJsonObject object;
-    if (!canBeRead(reply)) {
-        object = {{"reply"_L1, "unreadable"_L1}, {"reason"_L1, reply.reason()}};
-        object["document"_L1] = textOfBytes(reply.raw());
-    } else if (reply.kind() == Reply::Kind::Accepted) {
-        object = {{"reply"_L1, "accepted"_L1}, {"command"_L1, reply.commandName()}};
-        addSplitAndTag(object, reply);
-    } else if (reply.kind() == Reply::Kind::Rejected) {
-        object = {{"reply"_L1, "rejected"_L1}, {"command"_L1, reply.commandName()}, {"reason"_L1, reply.reason()}};
-    } else if (reply.rootName() == RecorderList) {
-        object = {{"reply"_L1, "recorders"_L1}, {"recorders"_L1, recordersOf(reply)}};
-    } else if (reply.rootName() == PresetsList) {
-        object = {{"reply"_L1, "presets"_L1}, {"presets"_L1, presetsOf(reply)}};
-    } else if (reply.rootName() == RefreshFinishedNotice) {
-        object = {{"reply"_L1, "refreshFinished"_L1}};
-    } else {
-        object = {{"reply"_L1, "other"_L1}, {"document"_L1, QString::fromUtf8(reply.raw())}};
-    }
-    return object;
-}
-
 QByteArray namesOf(const Reply& reply)
 {
     QByteArray lines;
@@ -186,6 +162,29 @@ QByteArray namesOf(const Reply& reply)
 
 } // namespace
 
+QJsonObject jsonObject(const Reply& reply)
+{
+    QJsonObject object;
+    if (!canBeRead(reply)) {
+        object = {{"reply"_L1, "unreadable"_L1}, {"reason"_L1, reply.reason()}};
+        object["document"_L1] = textOfBytes(reply.raw());
+    } else if (reply.kind() == Reply::Kind::Accepted) {
+        object = {{"reply"_L1, "accepted"_L1}, {"command"_L1, reply.commandName()}};
+        addSplitAndTag(object, reply);
+    } else if (reply.kind() == Reply::Kind::Rejected) {
+        object = {{"reply"_L1, "rejected"_L1}, {"command"_L1, reply.commandName()}, {"reason"_L1, reply.reason()}};
+    } else if (reply.rootName() == RecorderList) {
+        object = {{"reply"_L1, "recorders"_L1}, {"recorders"_L1, recordersOf(reply)}};
+    } else if (reply.rootName() == PresetsList) {
+        object = {{"reply"_L1, "presets"_L1}, {"presets"_L1, presetsOf(reply)}};
+    } else if (reply.rootName() == RefreshFinishedNotice) {
+        object = {{"reply"_L1, "refreshFinished"_L1}};
+    } else {
+        object = {{"reply"_L1, "other"_L1}, {"document"_L1, QString::fromUtf8(reply.raw())}};
+    }
+    return object;
+}
+
 QByteArray formatted(const Reply& reply, ReplyFormat format)
 {
     switch (format) {
@@ -194,7 +193,7 @@ QByteArray formatted(const Reply& reply, ReplyFormat format)
     case ReplyFormat::Indented:
         return indented(reply) + '\n';
     case ReplyFormat::Json:
-        return QJsonDocument(objectOf(reply)).toJson(QJsonDocument::Compact) + '\n';
+        return QJsonDocument(jsonObject(reply)).toJson(QJsonDocument::Compact) + '\n';
     case ReplyFormat::Names:
         return namesOf(reply);
     case ReplyFormat::Nothing:

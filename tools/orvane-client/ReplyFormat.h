@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
 
 namespace OrvaneClient {
 
@@ -14,6 +15,9 @@ enum class ReplyFormat {
     Names, ///< one name of a list a line; other answers as they came
     Nothing,
 };
+
+/// What --json prints of it.
+QJsonObject jsonObject(const Reply& reply);
 
 /// The lines to print, the last line end included; empty when there are none.
 QByteArray formatted(const Reply& reply, ReplyFormat format);

@@ -10,7 +10,6 @@
 #include <QTimer>
 
 #include <chrono>
-
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -141,12 +140,11 @@ bool Shell::runOwnCommand(const QByteArray& line)
     const bool isHelp = line == "help" || line.startsWith("help ");
     if (!isHelp)
         return false;
-    const QString topic = QString::fromUtf8(line.mid(4).trimmed());
-    const QString text = topic.isEmpty() ? commandsHelp() : commandHelp(topic);
-    if (text.isEmpty())
-        console.problem(u"the protocol has no command \"%1\""_s.arg(topic));
+    const Result<QString> text = helpOn(QString::fromUtf8(line.mid(4).trimmed()));
+    if (text)
+        console.text(*text);
     else
-        console.text(text);
+        console.problem(text.error());
     askForLine();
     return true;
 }

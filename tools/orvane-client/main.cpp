@@ -105,6 +105,14 @@ void occupyClosedDescriptors()
     }
 }
 
+/// What shells and the installation ask for.
+int print(const QString& text)
+{
+    Console console(ReplyFormat::Raw);
+    console.text(text);
+    return exitCode(console.hasFailed() ? ExitStatus::OutputFailed : ExitStatus::Success);
+}
+
 void exitWith(ExitStatus status)
 {
     QCoreApplication::exit(exitCode(status));
@@ -177,11 +185,10 @@ int run(const Options& options, Console& console)
         return exitCode(ExitStatus::Success);
     }
     if (options.action == Action::CommandHelp) {
-        const QString topic = options.words.mid(1).join(u' ');
-        const QString text = topic.isEmpty() ? commandsHelp() : commandHelp(topic);
-        if (text.isEmpty())
-            return usageError(console, u"the protocol has no command \"%1\""_s.arg(topic));
-        console.text(text);
+        const Result<QString> text = helpOn(options.words.mid(1).join(u' '));
+        if (!text)
+            return usageError(console, text.error());
+        console.text(*text);
         return exitCode(ExitStatus::Success);
     }
     if (options.action == Action::Version) {
@@ -216,16 +223,13 @@ int main(int argc, char** argv)
     QCoreApplication::setApplicationName(u"orvane-client"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(ORVANE_CLIENT_VERSION));
 
-    if (const QStringList arguments = QCoreApplication::arguments(); arguments.value(1) == "--complete"_L1) {
-        Console(ReplyFormat::Raw).text(shellCompletions(arguments.mid(2)));
-        return exitCode(ExitStatus::Success);
-    }
-    if (QCoreApplication::arguments().mid(1) == QStringList(u"--manual"_s)) {
-        Console(ReplyFormat::Raw).text(manualPage());
-        return exitCode(ExitStatus::Success);
-    }
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a reader that has gone is told of as any other failure
-    const Result<Options> options = readOptions(QCoreApplication::arguments());
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.value(1) == "--complete"_L1)
+        return print(shellCompletions(arguments.mid(2)));
+    if (arguments.value(1) == "--manual"_L1)
+        return print(manualPage());
+    const Result<Options> options = readOptions(arguments);
     const ReplyFormat usual = isatty(STDOUT_FILENO) != 0 ? ReplyFormat::Indented : ReplyFormat::Raw;
     Console console(options ? options->format.value_or(usual) : usual);
     if (!options)
