@@ -4,13 +4,14 @@
 
 #include <QPointF>
 #include <QRectF>
+#include <QString>
 
 class QPainter;
 
 /**
  * Stands in for the video of a camera: a drawn scene that moves with the time, another one for each camera.
  *
- * The scene is made of shapes, so that a cut-out of it stays sharp however far it is enlarged.
+ * The scenes are in scenery.svg. They are made of shapes, so that a cut-out stays sharp however far it is enlarged.
  */
 class CameraPicture {
 public:
@@ -24,23 +25,20 @@ public:
     QRectF objectRect(qint64 objectId) const;
 
 private:
-    enum class Scene { Road, CarPark, Harbour, Hall };
-
     /// Something that moves, in the scene's units.
     struct Mover {
+        QString thing; ///< an element of the scenery, but for the number of its colour
         QPointF foot;
         qreal size;
     };
 
     Mover mover(int index) const;
-    void paintRoad(QPainter& painter) const;
-    void paintHarbour(QPainter& painter) const;
-    void paintHall(QPainter& painter) const;
+    void paintScene(QPainter& painter) const;
     /// Rises from 0 to 1 again and again, once in \a period seconds; cameras are out of step with each other.
     qreal phase(qreal period, qreal offset = 0) const;
 
-    quint32 seed; ///< the same for the same camera
-    Scene scene;
-    bool isDark; ///< night, or dusk
+    int seed; ///< the same for the same camera
+    QString scene; ///< with the light behind it an element of the scenery
+    QString light; ///< night takes in dusk
     qreal seconds;
 };
