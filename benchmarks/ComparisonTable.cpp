@@ -42,6 +42,6 @@ void ComparisonTable::print() const
     for (const Row& row : rows) {
         const double factor = row.figure / row.limit;
         out << rowText(row.what, number(row.figure, row.unit), number(row.limit, row.unit), times(factor),
-            times(row.atMost) + (factor > row.atMost ? " !"_L1 : "  "_L1), row.limitedBy);
+            row.atMost ? times(*row.atMost) + (factor > *row.atMost ? " !"_L1 : "  "_L1) : QString(), row.limitedBy);
     }
 }

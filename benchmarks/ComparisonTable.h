@@ -3,6 +3,8 @@
 #include <QList>
 #include <QString>
 
+#include <optional>
+
 /**
  * What the benchmarks print: each figure beside the limit that it is held against, both measured in the same run.
  *
@@ -16,7 +18,7 @@ public:
         QString limitedBy;
         double limit; ///< in the unit
         QString unit;
-        double atMost; ///< times the limit
+        std::optional<double> atMost; ///< times the limit; without it the other figure is there to compare only
     };
 
     void add(const Row& row) { rows.append(row); }

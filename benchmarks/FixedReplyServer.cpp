@@ -1,6 +1,7 @@
 #include "FixedReplyServer.h"
 
-#include <QFile>
+#include "TlsResource.h"
+
 #include <QSslSocket>
 
 #include <utility>
@@ -11,18 +12,12 @@ namespace {
 
 constexpr QByteArrayView Terminator("\r\n\r\n");
 
-QByteArray resource(const QString& name)
-{
-    QFile file(":/Halden/Resources/"_L1 + name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 } // namespace
 
 FixedReplyServer::FixedReplyServer(QByteArray reply)
     : reply(std::move(reply))
-    , privateKey(resource(u"hxkey.pem"_s), QSsl::Rsa)
-    , certificate(resource(u"hxcert.pem"_s))
+    , privateKey(tlsResource(u"hxkey.pem"_s), QSsl::Rsa)
+    , certificate(tlsResource(u"hxcert.pem"_s))
 {
 }
 

@@ -2,6 +2,7 @@
 #include "Clients.h"
 #include "ComparisonTable.h"
 #include "Documents.h"
+#include "Measurement.h"
 #include "ServedProcess.h"
 #include "ServerProcess.h"
 #include "TlsClient.h"
@@ -11,12 +12,8 @@
 #include <QDeadlineTimer>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <functional>
-#include <iterator>
-#include <sched.h>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -31,85 +28,6 @@ constexpr int ClientCount = 1000;
 constexpr int CycleCount = 10000;
 constexpr int CycleWarmUp = 1000;
 constexpr int CyclesAtOnce = 40;
-constexpr int PatienceMs = 60000;
-
-double median(std::vector<double> values)
-{
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
-[[noreturn]] void fail(const char* what)
-{
-    static_cast<void>(std::fprintf(stderr, "bench_over_tls: %s\n", what));
-    std::exit(1);
-}
-
-void require(bool condition, const char* what)
-{
-    if (!condition)
-        fail(what);
-}
-
-/// Keeps this process, and those that it starts meanwhile, on one processor: otherwise the time of a command depends on
-/// whether the two take turns on one processor, or each has to wake up another one that sleeps.
-class OneProcessor {
-public:
-    OneProcessor()
-    {
-        require(sched_getaffinity(0, sizeof before, &before) == 0, "the processors are not known");
-        size_t first = 0;
-        while (!CPU_ISSET(first, &before))
-            ++first;
-        cpu_set_t one;
-        CPU_ZERO(&one);
-        CPU_SET(first, &one);
-        require(sched_setaffinity(0, sizeof one, &one) == 0, "no processor can be chosen");
-    }
-    ~OneProcessor() { sched_setaffinity(0, sizeof before, &before); }
-    Q_DISABLE_COPY_MOVE(OneProcessor)
-
-private:
-    cpu_set_t before {};
-};
-
-/// Clients with their handshakes done.
-Clients connectClients(const ServerProcess& server, int count)
-{
-    Clients clients = ::connectClients(server.port(), count);
-    require(static_cast<int>(clients.size()) == count, "a handshake took too long");
-    return clients;
-}
-
-template <typename Condition> bool allOf(const Clients& clients, Condition condition)
-{
-    return std::all_of(clients.cbegin(), clients.cend(), [&](const auto& client) { return condition(*client); });
-}
-
-/// Has each client say something, and waits until it has left.
-template <typename Speech> void sayAll(const Clients& clients, Speech speech)
-{
-    for (const auto& client : clients)
-        std::invoke(speech, *client);
-    require(waitFor([&] { return allOf(clients, isSent); }), "a client could not send");
-}
-
-/// Has the server answer a number of showLive, so many at a time. \return its processor time for each, in microseconds
-double commandCost(const ServerProcess& server, TlsClient& client, int commands, int atATime)
-{
-    const QByteArray batch = (showLiveDocument().toUtf8() + "\r\n\r\n").repeated(atATime);
-    const qsizetype expected = showLiveReply().size() * atATime;
-    const qint64 before = server.processorNs();
-    for (int sent = 0; sent < commands; sent += atATime) {
-        client.received.clear();
-        client.write(batch);
-        while (client.received.size() < expected)
-            require(client.waitForReadyRead(PatienceMs), "a reply did not come");
-        require(client.received == showLiveReply().repeated(atATime), "a reply was wrong");
-    }
-    return static_cast<double>(server.processorNs() - before) / 1000 / commands;
-}
 
 /// Processor time of reading the tokens of showLive, in microseconds.
 double bareParseCost()
@@ -126,12 +44,13 @@ void measureCommands(ComparisonTable& table)
 {
     constexpr int repetitions = 40;
     constexpr int pipelined = 25; // what sets up a wall of 25 splits
+    const Exchange showLive {showLiveDocument().toUtf8() + "\r\n\r\n", showLiveReply()};
     const OneProcessor oneProcessor;
     ServerProcess library;
     ServerProcess fixed(u"--serve-fixed-replies"_s);
     require(library.start() && fixed.start(), "a server did not start");
-    const Clients libraryClient = connectClients(library, 1);
-    const Clients fixedClient = connectClients(fixed, 1);
+    const Clients libraryClient = connectAll(library, 1);
+    const Clients fixedClient = connectAll(fixed, 1);
     sayAll(libraryClient, &TlsClient::loginAsOrvane);
 
     struct Costs {
@@ -142,11 +61,12 @@ void measureCommands(ComparisonTable& table)
     Costs oneAtATime;
     for (int repetition = 0; repetition < repetitions; ++repetition) {
         constexpr int commands = 2000;
-        manyAtATime.measured.push_back(commandCost(library, *libraryClient.front(), commands, pipelined));
-        manyAtATime.limit.push_back(commandCost(fixed, *fixedClient.front(), commands, pipelined) + bareParseCost());
+        manyAtATime.measured.push_back(commandCost(library, *libraryClient.front(), showLive, commands, pipelined));
+        manyAtATime.limit.push_back(
+            commandCost(fixed, *fixedClient.front(), showLive, commands, pipelined) + bareParseCost());
         constexpr int roundTrips = 400;
-        oneAtATime.measured.push_back(commandCost(library, *libraryClient.front(), roundTrips, 1));
-        oneAtATime.limit.push_back(commandCost(fixed, *fixedClient.front(), roundTrips, 1));
+        oneAtATime.measured.push_back(commandCost(library, *libraryClient.front(), showLive, roundTrips, 1));
+        oneAtATime.limit.push_back(commandCost(fixed, *fixedClient.front(), showLive, roundTrips, 1));
     }
     table.add({u"showLive over TLS, 25 at a time"_s, median(manyAtATime.measured),
         u"a server of fixed replies, and the bare parse"_s, median(manyAtATime.limit), u"us"_s, 1.3});
@@ -164,7 +84,7 @@ Crowd gatherClients(const ServerProcess& server, bool login)
 {
     constexpr int first = 20;
     const auto connect = [&](int count) {
-        Clients clients = connectClients(server, count);
+        Clients clients = connectAll(server, count);
         if (login)
             sayAll(clients, &TlsClient::loginAsOrvane);
         server.waitUntilIdle();
@@ -229,7 +149,7 @@ void measureClients(ComparisonTable& table)
 void runCycles(const ServerProcess& server, int count)
 {
     for (int done = 0; done < count; done += CyclesAtOnce) {
-        const Clients clients = connectClients(server, CyclesAtOnce);
+        const Clients clients = connectAll(server, CyclesAtOnce);
         sayAll(clients, [](TlsClient& client) {
             client.loginAsOrvane();
             client.disconnectFromHost(); // once that has been sent

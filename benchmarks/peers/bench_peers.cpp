@@ -1,0 +1,171 @@
+#include "ComparisonTable.h"
+#include "Documents.h"
+#include "JsonExchange.h"
+#include "Measurement.h"
+#include "PeerServers.h"
+#include "ServedProcess.h"
+#include "ServerProcess.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QSslCipher>
+
+#include <cstdio>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+// What a command and a client cost a server made with the library, beside what they cost the servers that one would
+// build otherwise, and the least that a server can be. Measured as by bench_over_tls; all servers take turns.
+
+namespace {
+
+constexpr int ClientCount = 300;
+constexpr int Pipelined = 100; // more hardly make a command cheaper
+
+/// A kind of server, what its clients say, and what it costs.
+struct Contender {
+    QString name;
+    QString option;
+    int (*serve)(quint16 port);
+    std::function<void(TlsClient&)> open; ///< what a client does before its first command
+    Exchange showLive;
+    std::optional<double> atMost; ///< the library may take so many times the processor time, pipelined
+
+    std::vector<double> pipelined {}; ///< in microseconds, as the next one
+    std::vector<double> oneAtATime {};
+    std::vector<double> memory {}; ///< in KiB
+};
+using Contenders = std::vector<Contender>;
+
+/// The library first.
+Contenders allContenders()
+{
+    constexpr double ofPeer = 0.6;
+    constexpr double ofFloor = 1.5;
+    const Exchange asXml {showLiveDocument().toUtf8() + "\r\n\r\n", showLiveReply()};
+    return {{u"the library"_s, u"serve"_s, serveCommands, &TlsClient::loginAsOrvane, asXml, {}},
+        {u"QWebSocketServer and QJsonDocument"_s, u"serve-qt"_s, serveWithQtWebSockets, upgrade, showLiveAsJson(),
+            ofPeer},
+        {u"websocketpp and nlohmann/json"_s, u"serve-websocketpp"_s, serveWithWebSocketpp, upgrade, showLiveAsJson(),
+            ofPeer},
+        {u"a server of fixed replies"_s, u"serve-fixed-replies"_s, serveFixedReplies, [](TlsClient&) {}, asXml,
+            ofFloor}};
+}
+
+/// A server of that kind in a process, with clients that it has let in.
+struct Running {
+    explicit Running(const Contender& contender)
+        : contender(contender)
+        , server("--"_L1 + contender.option)
+    {
+        require(server.start(), "a server did not start");
+        addClients(1);
+        cost(1, 1); // a wrong reply ends the program
+    }
+
+    void addClients(int count)
+    {
+        groups.push_back(connectAll(server, count));
+        sayAll(groups.back(), contender.open);
+        server.waitUntilIdle();
+    }
+    TlsClient& client() const { return *groups.front().front(); }
+    double cost(int commands, int atATime) const
+    {
+        return commandCost(server, client(), contender.showLive, commands, atATime);
+    }
+
+    const Contender& contender;
+    ServerProcess server;
+    std::vector<Clients> groups;
+};
+
+void showProgress(const char* sign)
+{
+    static_cast<void>(std::fputs(sign, stderr));
+}
+
+void measureCommands(Contenders& contenders)
+{
+    constexpr int rounds = 40;
+    const OneProcessor oneProcessor;
+    std::deque<Running> all;
+    for (const Contender& contender : contenders) {
+        const TlsClient& client = all.emplace_back(contender).client();
+        const TlsClient& first = all.front().client();
+        require(client.sessionCipher() == first.sessionCipher() && client.sessionProtocol() == first.sessionProtocol(),
+            "the servers differ in their TLS");
+    }
+    showProgress("commands ");
+    for (int round = 0; round < rounds; ++round) {
+        for (size_t index = 0; index < all.size(); ++index) {
+            contenders[index].pipelined.push_back(all[index].cost(2000, Pipelined));
+            contenders[index].oneAtATime.push_back(all[index].cost(400, 1));
+        }
+        showProgress(".");
+    }
+}
+
+/// The first clients, with which comes what the process needs once, are not counted.
+void measureClients(Contenders& contenders)
+{
+    constexpr int rounds = 3;
+    constexpr int uncounted = 20;
+    showProgress("\nclients ");
+    for (int round = 0; round < rounds; ++round) {
+        for (Contender& contender : contenders) {
+            Running running(contender);
+            running.addClients(uncounted);
+            const qint64 before = running.server.residentBytes();
+            running.addClients(ClientCount);
+            const qint64 taken = running.server.residentBytes() - before;
+            contender.memory.push_back(static_cast<double>(taken) / 1024 / ClientCount);
+            showProgress(".");
+        }
+    }
+    showProgress("\n");
+}
+
+void printTable(const Contenders& contenders)
+{
+    ComparisonTable table;
+    const auto addRows = [&](const QString& what, const QString& unit, std::vector<double> Contender::*figures) {
+        const double measured = median(contenders.front().*figures);
+        for (auto other = contenders.begin() + 1; other != contenders.end(); ++other) {
+            const auto atMost = figures == &Contender::pipelined ? other->atMost : std::nullopt;
+            table.add({what, measured, other->name, median((*other).*figures), unit, atMost});
+        }
+    };
+    addRows(u"showLive over TLS, %1 at a time"_s.arg(Pipelined), u"us"_s, &Contender::pipelined);
+    addRows(u"showLive over TLS, one at a time"_s, u"us"_s, &Contender::oneAtATime);
+    addRows(u"memory of an idle client, of %1"_s.arg(ClientCount), u"KiB"_s, &Contender::memory);
+    ComparisonTable::printHeading();
+    table.print();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const QCoreApplication application(argc, argv);
+    Contenders contenders = allContenders();
+    QCommandLineParser parser;
+    parser.setApplicationDescription(u"Compares what a command costs a server with what it costs others."_s);
+    parser.addHelpOption();
+    for (const Contender& contender : contenders)
+        parser.addOption({contender.option, "Only serve: "_L1 + contender.name, u"port"_s});
+    parser.process(application);
+    for (const Contender& contender : contenders) {
+        if (parser.isSet(contender.option))
+            return contender.serve(parser.value(contender.option).toUShort());
+    }
+    if (!allowOpenFiles(2 * ClientCount))
+        return 1;
+    measureCommands(contenders);
+    measureClients(contenders);
+    printTable(contenders);
+}
