@@ -1,4 +1,3 @@
-#include "BareParse.h"
 #include "Clients.h"
 #include "ComparisonTable.h"
 #include "Documents.h"
@@ -12,7 +11,7 @@
 #include <QDeadlineTimer>
 
 #include <algorithm>
-#include <ctime>
+#include <array>
 #include <functional>
 #include <vector>
 
@@ -29,17 +28,6 @@ constexpr int CycleCount = 10000;
 constexpr int CycleWarmUp = 1000;
 constexpr int CyclesAtOnce = 40;
 
-/// Processor time of reading the tokens of showLive, in microseconds.
-double bareParseCost()
-{
-    constexpr int documents = 2000;
-    const QString document = showLiveDocument();
-    const qint64 before = processorNs(CLOCK_THREAD_CPUTIME_ID);
-    for (int count = 0; count < documents; ++count)
-        require(parseBare(document), "showLive is not well-formed");
-    return static_cast<double>(processorNs(CLOCK_THREAD_CPUTIME_ID) - before) / 1000 / documents;
-}
-
 void measureCommands(ComparisonTable& table)
 {
     constexpr int repetitions = 40;
@@ -54,24 +42,25 @@ void measureCommands(ComparisonTable& table)
     sayAll(libraryClient, &TlsClient::loginAsOrvane);
 
     struct Costs {
-        std::vector<double> measured;
-        std::vector<double> limit;
+        QString what;
+        int commands;
+        int atATime;
+        double atMost;
+        std::vector<double> measured {};
+        std::vector<double> limit {};
     };
-    Costs manyAtATime;
-    Costs oneAtATime;
+    std::array all {Costs {u"showLive over TLS, 25 at a time"_s, 2000, pipelined, 2},
+        Costs {u"showLive over TLS, one at a time"_s, 400, 1, 1.4}};
     for (int repetition = 0; repetition < repetitions; ++repetition) {
-        constexpr int commands = 2000;
-        manyAtATime.measured.push_back(commandCost(library, *libraryClient.front(), showLive, commands, pipelined));
-        manyAtATime.limit.push_back(
-            commandCost(fixed, *fixedClient.front(), showLive, commands, pipelined) + bareParseCost());
-        constexpr int roundTrips = 400;
-        oneAtATime.measured.push_back(commandCost(library, *libraryClient.front(), showLive, roundTrips, 1));
-        oneAtATime.limit.push_back(commandCost(fixed, *fixedClient.front(), showLive, roundTrips, 1));
+        for (Costs& costs : all) {
+            costs.measured.push_back(
+                commandCost(library, *libraryClient.front(), showLive, costs.commands, costs.atATime));
+            costs.limit.push_back(commandCost(fixed, *fixedClient.front(), showLive, costs.commands, costs.atATime));
+        }
     }
-    table.add({u"showLive over TLS, 25 at a time"_s, median(manyAtATime.measured),
-        u"a server of fixed replies, and the bare parse"_s, median(manyAtATime.limit), u"us"_s, 1.3});
-    table.add({u"showLive over TLS, one at a time"_s, median(oneAtATime.measured), u"a server of fixed replies"_s,
-        median(oneAtATime.limit), u"us"_s, 1.4});
+    for (const Costs& costs : all)
+        table.add({costs.what, median(costs.measured), u"a server of fixed replies"_s, median(costs.limit), u"us"_s,
+            costs.atMost});
 }
 
 struct Crowd {

@@ -27,7 +27,7 @@ constexpr QLatin1String RecorderListResponse("getRecorderListResponse");
 constexpr QLatin1String PresetsListResponse("getPresetsListResponse");
 
 /// Characters that hold most acknowledgements with what clients put into them; for reserving only.
-constexpr qsizetype UsualLength = 256;
+constexpr qsizetype UsualLength = 400;
 /// The length of an attribute without its value, more than enough; for reserving only.
 constexpr size_t AttributeLength = 24;
 

@@ -8,6 +8,7 @@
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QRandomGenerator>
+#include <QXmlStreamReader>
 
 #include <valgrind/callgrind.h>
 #include <valgrind/valgrind.h>
@@ -21,9 +22,9 @@
 // Looks for the document that costs its reader the most for each of its characters.
 //
 // Under valgrind's callgrind it counts the instructions, a number that is the same in every run, and holds it against
-// those of a list of subsplits, which is the dearest thing that an honest client sends. Without valgrind it looks at
-// the memory that is held at the peak. It keeps the dearest documents that it has met and changes them at random.
-
+// those of a list of subsplits, which is the dearest thing that an honest client sends, with a comment behind it, so
+// that both ways of reading it are paid for. Without valgrind it looks at the memory that is held at the peak. It keeps
+// the dearest documents that it has met and changes them at random.
 //
 // Usage: fuzz-price LENGTH SECONDS   looks for so long for documents of this length; a finding is kept in findings/
 //        fuzz-price LENGTH           measures the shapes of documents that are known to be dear
@@ -111,7 +112,7 @@ double honestPrice(qsizetype length)
     QString document = u"<setDetailViews><subsplits>"_s;
     for (int id = 0; document.size() < length; ++id)
         document += u"<subsplit id='%1' objectid='0' ltx='0' lty='0' rbx='1' rby='1'/>"_s.arg(id);
-    return priceOf(document + u"</subsplits></setDetailViews>"_s);
+    return priceOf(document + u"</subsplits></setDetailViews><!-- -->"_s);
 }
 
 /// The most that a character may cost.

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <functional>
 #include <limits>
 #include <utility>
 
@@ -37,10 +38,11 @@ ParameterTree::ParameterTree()
 
 ParameterTree::~ParameterTree() = default;
 
-void ParameterTree::reserve(qsizetype documentLength)
+void ParameterTree::setDocument(QStringView text)
 {
-    texts.reserve(documentLength); // what is not used of it costs address space alone
-    entries.reserve(documentLength / DocumentCharactersPerNode);
+    document = text;
+    texts.reserve(text.size()); // what is not used of it costs address space alone
+    entries.reserve(text.size() / DocumentCharactersPerNode);
 }
 
 std::optional<ParameterTree::Node> ParameterTree::find(QStringView key) const
@@ -87,7 +89,7 @@ ParameterTree::Node ParameterTree::nextOccurrence(Node node)
 
 void ParameterTree::setValue(Node node, QStringView value)
 {
-    entries[node].value = append(value);
+    entries[node].value = keep(value);
 }
 
 void ParameterTree::setLongValue(Node node, QString value)
@@ -134,8 +136,10 @@ ParameterTree::Node ParameterTree::addChild(Node parent, QStringView segment)
     if (entries.isEmpty())
         entries.emplace_back(); // the root
     const auto added = static_cast<Node>(entries.size());
-    const Node nextSibling = std::exchange(entries[parent].firstChild, added);
-    entries.emplace_back(parent, nextSibling, append(segment));
+    Entry& entry = entries.emplace_back(); // made in place: copying what has just been written would wait for it
+    entry.parent = parent;
+    entry.nextSibling = std::exchange(entries[parent].firstChild, added);
+    entry.segment = keep(segment);
 
     const quint32 children = ++entries[parent].children;
     if (children > MostChildrenToLookAt + 1) {
@@ -156,11 +160,15 @@ size_t ParameterTree::ChildHash::operator()(const Child& child) const
     return qHash(child.segment, seed ^ ((size_t(child.parent) + 1) * spread));
 }
 
-ParameterTree::Text ParameterTree::append(QStringView text)
+ParameterTree::Text ParameterTree::keep(QStringView text)
 {
-    const Text appended {static_cast<quint32>(texts.size()), static_cast<quint32>(text.size())};
+    const auto length = static_cast<quint32>(text.size());
+    const std::less_equal<> isBefore;
+    if (isBefore(document.begin(), text.begin()) && isBefore(text.end(), document.end()))
+        return {static_cast<quint32>(text.begin() - document.begin()), length};
+    const Text kept {static_cast<quint32>(document.size() + texts.size()), length};
     texts.append(text.utf16(), text.size());
-    return appended;
+    return kept;
 }
 
 QString ParameterTree::key(Node node) const

@@ -17,8 +17,9 @@ namespace OrvaneInterface {
  * same thing: every beginning of a key is a node, which is found by its parent and its segment. A key is therefore
  * never built, compared or stored as a whole, and what a node costs does not depend on how deep it stands.
  *
- * All texts stand behind one another in one buffer. A child is looked for among its siblings, which for the few
- * attributes of an element lie side by side in memory; only a parent that has many children has them in a hash set.
+ * What stands in the document itself is kept as a place in it, all other texts stand behind one another in one buffer.
+ * A child is looked for among its siblings, which for the few attributes of an element lie side by side in memory; only
+ * a parent that has many children has them in a hash set.
  *
  * Thread: any one at a time.
  */
@@ -32,8 +33,9 @@ public:
     ParameterTree();
     ~ParameterTree();
 
-    /// Makes room for what a document of this length, in characters, can be expected to hold.
-    void reserve(qsizetype documentLength);
+    /// Makes room for what a document can be expected to hold, and does not copy what stands in \a text itself, which
+    /// must outlive the tree. Before anything else.
+    void setDocument(QStringView text);
 
     /// The node of a key, if there is one.
     std::optional<Node> find(QStringView key) const;
@@ -65,19 +67,10 @@ public:
 
 private:
     struct Text {
-        quint32 start; ///< in texts
+        quint32 start; ///< in the document; from its length on in texts
         quint32 length;
     };
     struct Entry {
-        Entry() = default;
-        /// For making it in place: to copy an entry whose members have just been written would wait for those writes.
-        Entry(Node parent, Node nextSibling, Text segment)
-            : parent(parent)
-            , nextSibling(nextSibling)
-            , segment(segment)
-        {
-        }
-
         Node parent = Root;
         Node firstChild = Root; ///< the newest one; Root: none
         Node nextSibling = Root; ///< the next older one; Root: none
@@ -115,10 +108,16 @@ private:
     Node findChild(Node parent, QStringView segment) const;
     Node addChild(Node parent, QStringView segment);
     Child childAt(Node node) const { return {entries.at(node).parent, view(entries.at(node).segment)}; }
-    QStringView view(Text text) const { return {texts.constData() + text.start, qsizetype(text.length)}; }
-    Text append(QStringView text);
+    QStringView view(Text text) const
+    {
+        const qsizetype behindDocument = text.start - document.size();
+        return {(behindDocument < 0 ? document.utf16() + text.start : texts.constData() + behindDocument),
+            qsizetype(text.length)};
+    }
+    Text keep(QStringView text);
     QString key(Node node) const;
 
+    QStringView document;
     // Room for a command without a list, such as showLive, without an allocation.
     QVarLengthArray<char16_t, 256> texts;
     QVarLengthArray<Entry, 24> entries; ///< by node; the first one is the root

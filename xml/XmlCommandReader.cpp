@@ -2,6 +2,8 @@
 
 #include "DocumentMeasure.h"
 #include "ElementPath.h"
+#include "ParameterWalk.h"
+#include "PlainXmlReader.h"
 
 #include <QXmlStreamWriter>
 
@@ -12,10 +14,11 @@ using namespace Qt::StringLiterals;
 using OrvaneInterface::DocumentMeasure;
 using OrvaneInterface::ElementPath;
 using OrvaneInterface::ParameterTree;
+using OrvaneInterface::ParameterWalk;
+using OrvaneInterface::ParamValueName;
+using OrvaneInterface::PlainXmlReader;
 
 namespace {
-
-constexpr QStringView ParamValueName = u"paramvalue";
 
 /// The writer makes an escaped copy of what it is given, which can be six times as long.
 void writeInPieces(QXmlStreamWriter& writer, QStringView text)
@@ -32,121 +35,72 @@ void writeInPieces(QXmlStreamWriter& writer, QStringView text)
 
 } // namespace
 
+QString OrvaneInterface::captureParamValue(QXmlStreamReader& reader, ElementPath& path, qsizetype room)
+{
+    QString content;
+    content.reserve(room); // copying it for room would hold it twice
+    QXmlStreamWriter writer(&content);
+    path.enter(path.node());
+    while (!reader.hasError()) {
+        reader.readNext();
+        if (reader.isStartElement()) {
+            if (reader.name() == ParamValueName)
+                break;
+            path.enter(path.node());
+            writer.writeStartElement(reader.name().toString());
+            writer.writeAttributes(reader.attributes());
+        } else if (reader.isEndElement()) {
+            if (reader.name() == ParamValueName)
+                break;
+            path.leave();
+            writer.writeEndElement();
+        } else if (reader.isCharacters()) {
+            writeInPieces(writer, reader.text());
+        }
+    }
+    return content;
+}
+
 XmlCommandReader::XmlCommandReader() = default;
 XmlCommandReader::~XmlCommandReader() = default;
 
 bool XmlCommandReader::parseCommand(const QString& text)
 {
     document = text;
-    const DocumentMeasure measure = OrvaneInterface::measureDocument(text);
-    growth = measure.growth;
-    xmlReader.addData(measure.excess.isNull() ? text : text.first(measure.readableLength));
-    parameters.reserve(text.size());
-    if (readRootElement())
-        readParameters();
+    parameters.setDocument(document);
+    if (readPlainDocument())
+        return true;
+    parameters.clear();
+    return readDocument();
+}
+
+/// \return false when it is not plain; then nothing is known of it
+bool XmlCommandReader::readPlainDocument()
+{
+    PlainXmlReader reader(document);
+    ParameterWalk walk(reader, parameters, 0);
+    rootName = walk.readRootElement();
+    walk.readParameters();
+    return !reader.hasDeclined();
+}
+
+bool XmlCommandReader::readDocument()
+{
+    const DocumentMeasure measure = OrvaneInterface::measureDocument(document);
+    QXmlStreamReader reader;
+    reader.addData(measure.excess.isNull() ? document : document.first(measure.readableLength));
+    ParameterWalk walk(reader, parameters, document.size() + measure.growth);
+    rootName = walk.readRootElement();
+    if (rootName.contains(u':')) // that of a well-formed root holds none
+        rootName = rootName.section(u':', 1, 1);
+    walk.readParameters();
 
     // An error that comes before what is too much is an error as in any other document.
-    if (!measure.excess.isNull() && xmlReader.error() != QXmlStreamReader::NotWellFormedError) {
+    if (!measure.excess.isNull() && reader.error() != QXmlStreamReader::NotWellFormedError) {
         refusal = measure.excess;
         parameters.clear();
     }
-    return refusal.isNull() && !xmlReader.hasError();
-}
-
-bool XmlCommandReader::readRootElement()
-{
-    while (!xmlReader.isStartElement()) {
-        if (xmlReader.atEnd())
-            return false;
-        xmlReader.readNext();
-    }
-
-    // The local name of a well-formed root holds no colon.
-    rootName = xmlReader.name().toString();
-    if (rootName.contains(u':'))
-        rootName = rootName.section(u':', 1, 1);
-    xmlReader.readNext();
-    return true;
-}
-
-void XmlCommandReader::readParameters()
-{
-    // Stops at the end of the document: reading past it would be reported as an error.
-    ElementPath path;
-    while (!xmlReader.atEnd()) {
-        if (xmlReader.isStartElement()) {
-            if (isParamValue())
-                captureParamValue(path);
-            else
-                readElement(path);
-            continue;
-        }
-        if (xmlReader.isEndElement())
-            path.leave();
-        xmlReader.readNext();
-    }
-}
-
-void XmlCommandReader::readElement(ElementPath& path)
-{
-    path.enter(parameters.nextOccurrence(parameters.findOrAddChild(path.node(), xmlReader.name())));
-    readAttributes(path.node());
-    readElementText(path);
-}
-
-/// The list of the attributes is released before the next token, for which the XML reader would otherwise copy it.
-void XmlCommandReader::readAttributes(ParameterTree::Node element)
-{
-    const QXmlStreamAttributes attributes = xmlReader.attributes();
-    for (const QXmlStreamAttribute& attribute : attributes)
-        parameters.setValue(parameters.findOrAddChild(element, attribute.name()), attribute.value());
-}
-
-void XmlCommandReader::readElementText(ElementPath& path)
-{
-    xmlReader.readNext();
-    if (xmlReader.isStartElement() && xmlReader.attributes().isEmpty()) {
-        // Not counted, and not captured where it is a "paramvalue". A child with attributes is left to the walk.
-        path.enter(parameters.findOrAddChild(path.node(), xmlReader.name()));
-        xmlReader.readNext();
-    }
-    if (!xmlReader.isCharacters())
-        return;
-    parameters.setValue(path.node(), xmlReader.text());
-    xmlReader.readNext();
-}
-
-/// Ends at the end tag of the element, or at the start tag of another "paramvalue" inside it.
-void XmlCommandReader::captureParamValue(ElementPath& path)
-{
-    QString content;
-    content.reserve(document.size() + growth); // copying it for room would hold it twice
-    QXmlStreamWriter writer(&content);
-    path.enter(path.node());
-    while (!xmlReader.hasError()) {
-        xmlReader.readNext();
-        if (xmlReader.isStartElement()) {
-            if (isParamValue())
-                break;
-            path.enter(path.node());
-            writer.writeStartElement(xmlReader.name().toString());
-            writer.writeAttributes(xmlReader.attributes());
-        } else if (xmlReader.isEndElement()) {
-            if (isParamValue())
-                break;
-            path.leave();
-            writer.writeEndElement();
-        } else if (xmlReader.isCharacters()) {
-            writeInPieces(writer, xmlReader.text());
-        }
-    }
-    if (!content.isEmpty())
-        parameters.setLongValue(parameters.findOrAdd(ParamValueName), std::move(content));
-}
-
-bool XmlCommandReader::isParamValue() const
-{
-    return xmlReader.name() == ParamValueName;
+    return refusal.isNull() && !reader.hasError();
 }
 
 /// The node of a parameter that is there.

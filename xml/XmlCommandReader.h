@@ -7,13 +7,8 @@
 #include <QString>
 #include <QStringList>
 #include <QStringView>
-#include <QXmlStreamReader>
 
 #include <string>
-
-namespace OrvaneInterface {
-class ElementPath;
-}
 
 /**
  * One received command document, as a command name and a flat map of parameters.
@@ -83,19 +78,12 @@ public:
     QMap<QString, QString> allParameters() const { return parameters.values(); }
 
 private:
-    bool readRootElement();
-    void readParameters();
-    void readElement(OrvaneInterface::ElementPath& path);
-    void readAttributes(OrvaneInterface::ParameterTree::Node element);
-    void readElementText(OrvaneInterface::ElementPath& path);
-    void captureParamValue(OrvaneInterface::ElementPath& path);
-    bool isParamValue() const;
+    bool readPlainDocument();
+    bool readDocument();
     std::optional<OrvaneInterface::ParameterTree::Node> find(QStringView key) const;
 
-    QXmlStreamReader xmlReader;
     QString rootName;
     QString document;
     OrvaneInterface::ParameterTree parameters;
     QLatin1String refusal;
-    qsizetype growth = 0; ///< see DocumentMeasure
 };

@@ -1,0 +1,158 @@
+#include "ParameterWalk.h"
+#include "PlainXmlReader.h"
+#include "Target.h"
+#include "XmlCommandReader.h"
+
+#include <QStringList>
+#include <QXmlStreamReader>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+using namespace Qt::StringLiterals;
+using OrvaneInterface::ParameterTree;
+using OrvaneInterface::ParameterWalk;
+using OrvaneInterface::PlainXmlReader;
+
+// Every document has two readers: the plain one makes of it what QXmlStreamReader makes of it, or declines and leaves
+// no trace. The input is a list of steps that write a document, so that most are plain, and a few are so nearly.
+
+namespace {
+
+/// How many were read by the plain reader; told at the end.
+struct Share {
+    ~Share() { std::fprintf(stderr, "plain: %ld of %ld documents\n", plain, all); }
+    long all = 0;
+    long plain = 0;
+};
+
+const QStringList Names = {u"a"_s, u"subsplit"_s, u"a1"_s, u"camera"_s, u"_x-.9"_s, u"paramvalue"_s, u"xmlns"_s,
+    u"p:a"_s, u"xml"_s, u"\u00fc"_s, u"a"_s, u"b"_s, u"subsplits"_s, u"x"_s.repeated(1001)};
+const QStringList Texts = {u"1"_s, u" "_s, u"T\u00fcr"_s, u"text"_s, u"a>b"_s, u"\n"_s, u"]]>"_s, u"&amp;"_s, u"\r"_s,
+    u"<![CDATA[x]]>"_s, u"\t"_s, u"\"'"_s, u"<!-- -->"_s, u"<?p?>"_s, u"\U0001F600"_s, u"]"_s, u"-5"_s, u"\ufeff"_s,
+    u"\u0085"_s, u"<"_s, u"/>"_s, u"</a>"_s, u"www.w3.org"_s};
+const QStringList Begins = {QString(), u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>"_s, u"<?xml version=\"1.0\"?>\n"_s,
+    QString(), u" "_s, u"<?xml version='1.0'?>"_s, u"<?xml version=\"1.1\"?>"_s, u"<!DOCTYPE r>"_s, u"\ufeff"_s,
+    u"<?xml version=\"1.0\" ?>"_s};
+const QStringList Roots = {u"r"_s, u"p:r xmlns:p=\"u\""_s, u"r xmlns='u'"_s, u"r a='1'"_s,
+    u"p:r a='1' xmlns:p = 'u' "_s, u"p:r"_s, u"p:r xmlns:p='u' p:a='1'"_s, u"xml:r"_s, u"r a='1' a='1'"_s,
+    u"p:r xmlns:p=''"_s, u"r xmlns='http://www.w3.org/2000/xmlns/'"_s,
+    u"p:r xmlns:p='http://www.w3.org/XML/1998/namespace'"_s, u"r a = \"]]>\"\n"_s};
+
+class Writer {
+public:
+    Writer(const uint8_t* data, size_t size)
+        : data(data)
+        , size(size)
+    {
+    }
+
+    QString document()
+    {
+        text = one(Begins);
+        start(one(Roots));
+        while (size > 0)
+            step(take());
+        while (!open.isEmpty())
+            text += u"</%1>"_s.arg(open.takeLast());
+        return text;
+    }
+
+private:
+    void step(uint8_t kind)
+    {
+        switch (kind % 8) {
+        case 0:
+            start(one(Names));
+            break;
+        case 1:
+            start(one(Names) + attribute());
+            break;
+        case 2:
+            text += u'<' + one(Names) + attribute() + attribute() + u"/>"_s;
+            break;
+        case 3:
+        case 4:
+            if (open.size() > 1)
+                text += u"</%1>"_s.arg(open.takeLast());
+            break;
+        case 5:
+            text += one(Texts);
+            break;
+        case 6:
+            text += u"\n "_s;
+            break;
+        default:
+            if (kind < 16) // rarely: any character, where it happens to stand
+                text.insert(
+                    text.size() - std::min<qsizetype>(take() % 16, text.size()), QChar(char16_t(take() << 8 | take())));
+        }
+    }
+
+    void start(const QString& tag)
+    {
+        text += u'<' + tag + u'>';
+        open += tag.section(u' ', 0, 0);
+    }
+
+    QString attribute()
+    {
+        const QString quote = take() % 2 == 0 ? u"\""_s : u"'"_s;
+        return u' ' + one(Names) + u'=' + quote + one(Texts) + quote;
+    }
+
+    /// Mostly one of the first five, which are plain.
+    QString one(const QStringList& list)
+    {
+        const uint8_t choice = take();
+        constexpr uint8_t rare = 6;
+        return choice < rare ? list.at(take() % list.size()) : list.at(choice % 5);
+    }
+
+    uint8_t take()
+    {
+        if (size == 0)
+            return 255;
+        --size;
+        return *data++;
+    }
+
+    const uint8_t* data;
+    size_t size;
+    QString text;
+    QStringList open;
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    static Share share;
+    const QString document = Writer(data, size).document();
+    ++share.all;
+
+    ParameterTree plainTree;
+    PlainXmlReader plain(document);
+    ParameterWalk plainWalk(plain, plainTree, 0);
+    plainWalk.readRootElement();
+    plainWalk.readParameters();
+    share.plain += plain.hasDeclined() ? 0 : 1;
+
+    ParameterTree tree;
+    QXmlStreamReader reader(document);
+    ParameterWalk walk(reader, tree, document.size());
+    const QString name = walk.readRootElement();
+    walk.readParameters();
+    if (reader.hasError()) {
+        require(plain.hasDeclined(), u"what is not well-formed is plain: "_s + document);
+        return 0;
+    }
+    XmlCommandReader command;
+    command.parseCommand(document);
+    if (command.refusalReason().isNull()) {
+        require(name == command.commandName(), u"another command: "_s + document);
+        require(tree.values() == command.allParameters(), u"other parameters: "_s + document);
+    }
+    return 0;
+}
