@@ -215,7 +215,7 @@ std::vector<Comparison> comparisons()
 {
     return {
         parsing("showLive with five parameters", showLiveDocument(), 0.2),
-        parsing("showLive with five parameters and a comment at its end", showLiveDocument() + u"<!-- -->", 1.45),
+        parsing("showLive with five parameters and a comment at its end", showLiveDocument() + "<!-- -->"_L1, 1.45),
         parsing("setDetailViews with 8 subsplits", detailViewsDocument(8), 0.35),
         parsing("setDetailViews with 1,000 subsplits", detailViewsDocument(1000), 0.4),
         parsingLinearly("setDetailViews with 100,000 subsplits", 100, 1.6),
@@ -230,6 +230,15 @@ std::vector<Comparison> comparisons()
     };
 }
 
+/// What a list costs, by the number of its subsplits, each half an order of magnitude longer than the one before.
+std::vector<Comparison> curve()
+{
+    std::vector<Comparison> lists;
+    for (const int subsplits : {1, 3, 10, 30, 100, 300, 1000, 3000, 10000, 30000, 100000})
+        lists.push_back(parsing(std::to_string(subsplits) + " subsplits", detailViewsDocument(subsplits), 0.4));
+    return lists;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -237,7 +246,8 @@ int main(int argc, char** argv)
     const QCoreApplication application(argc, argv);
     benchmark::Initialize(&argc, argv);
 
-    const std::vector<Comparison> all = comparisons();
+    const bool isCurve = QCoreApplication::arguments().contains("--curve"_L1);
+    const std::vector<Comparison> all = isCurve ? curve() : comparisons();
     for (const Comparison& comparison : all) {
         run(benchmark::RegisterBenchmark((comparison.what + "|measured").c_str(), comparison.measured));
         run(benchmark::RegisterBenchmark((comparison.what + "|limit").c_str(), comparison.limit));
@@ -251,7 +261,8 @@ int main(int argc, char** argv)
             QString::fromStdString(comparison.limitedBy), reporter.medians[comparison.what + "|limit"], u"us"_s,
             comparison.atMost});
     }
-    measureHostileDocuments(table);
+    if (!isCurve)
+        measureHostileDocuments(table);
     ComparisonTable::printHeading();
     table.print();
 }

@@ -110,6 +110,46 @@ void measureCommands(Contenders& contenders)
     }
 }
 
+/// Every client sends so many commands, and then each waits for its replies. \return what one cost, in microseconds
+double crowdCost(const Running& running, int atATime)
+{
+    const Exchange& exchange = running.contender.showLive;
+    const Clients& clients = running.groups.back();
+    const QByteArray batch = exchange.command.repeated(atATime);
+    const QByteArray expected = exchange.reply.repeated(atATime);
+    for (const auto& client : clients)
+        client->received.clear();
+    const qint64 before = running.server.processorNs();
+    sayAll(clients, [&](TlsClient& client) { client.write(batch); });
+    require(waitFor([&] { return allOf(clients, [&](const auto& client) { return client.received == expected; }); }),
+        "a reply did not come, or was wrong");
+    const qint64 taken = running.server.processorNs() - before;
+    return static_cast<double>(taken) / 1000 / atATime / static_cast<double>(clients.size());
+}
+
+/// Prints what a command costs by the number of clients that send such, a line for each number, a column for each
+/// contender.
+void printCurve(const Contenders& contenders)
+{
+    constexpr int rounds = 11;
+    for (const int count : {1, 3, 10, 30, 100, 300}) {
+        const OneProcessor oneProcessor;
+        std::printf("%d", count);
+        for (const Contender& contender : contenders) {
+            Running running(contender);
+            running.addClients(count);
+            std::vector<double> costs;
+            costs.reserve(rounds);
+            for (int round = 0; round < rounds; ++round)
+                costs.push_back(crowdCost(running, Pipelined));
+            std::printf(" %.2f", median(costs));
+            showProgress(".");
+        }
+        std::printf("\n");
+    }
+    showProgress("\n");
+}
+
 /// The first clients, with which comes what the process needs once, are not counted.
 void measureClients(Contenders& contenders)
 {
@@ -156,6 +196,8 @@ int main(int argc, char** argv)
     QCommandLineParser parser;
     parser.setApplicationDescription(u"Compares what a command costs a server with what it costs others."_s);
     parser.addHelpOption();
+    const QCommandLineOption curve(u"curve"_s, u"Only measure a command by the number of clients."_s);
+    parser.addOption(curve);
     for (const Contender& contender : contenders)
         parser.addOption({contender.option, "Only serve: "_L1 + contender.name, u"port"_s});
     parser.process(application);
@@ -165,6 +207,10 @@ int main(int argc, char** argv)
     }
     if (!allowOpenFiles(2 * ClientCount))
         return 1;
+    if (parser.isSet(curve)) {
+        printCurve(contenders);
+        return 0;
+    }
     measureCommands(contenders);
     measureClients(contenders);
     printTable(contenders);
