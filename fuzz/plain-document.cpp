@@ -1,19 +1,14 @@
-#include "ParameterWalk.h"
-#include "PlainXmlReader.h"
+#include "ReferenceReading.h"
 #include "Target.h"
 #include "XmlCommandReader.h"
 
 #include <QStringList>
-#include <QXmlStreamReader>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
 using namespace Qt::StringLiterals;
-using OrvaneInterface::ParameterTree;
-using OrvaneInterface::ParameterWalk;
-using OrvaneInterface::PlainXmlReader;
 
 // Every document has two readers: the plain one makes of it what QXmlStreamReader makes of it, or declines and leaves
 // no trace. The input is a list of steps that write a document, so that most are plain, and a few are so nearly.
@@ -22,7 +17,7 @@ namespace {
 
 /// How many were read by the plain reader; told at the end.
 struct Share {
-    ~Share() { std::fprintf(stderr, "plain: %ld of %ld documents\n", plain, all); }
+    ~Share() { static_cast<void>(std::fprintf(stderr, "plain: %ld of %ld documents\n", plain, all)); }
     long all = 0;
     long plain = 0;
 };
@@ -132,27 +127,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const QString document = Writer(data, size).document();
     ++share.all;
 
-    ParameterTree plainTree;
-    PlainXmlReader plain(document);
-    ParameterWalk plainWalk(plain, plainTree, 0);
-    plainWalk.readRootElement();
-    plainWalk.readParameters();
-    share.plain += plain.hasDeclined() ? 0 : 1;
-
-    ParameterTree tree;
-    QXmlStreamReader reader(document);
-    ParameterWalk walk(reader, tree, document.size());
-    const QString name = walk.readRootElement();
-    walk.readParameters();
-    if (reader.hasError()) {
-        require(plain.hasDeclined(), u"what is not well-formed is plain: "_s + document);
+    const ReferenceReading reference(document);
+    share.plain += reference.isPlain ? 1 : 0;
+    if (!reference.isWellFormed) {
+        require(!reference.isPlain, u"what is not well-formed is plain: "_s + document);
         return 0;
     }
-    XmlCommandReader command;
-    command.parseCommand(document);
-    if (command.refusalReason().isNull()) {
-        require(name == command.commandName(), u"another command: "_s + document);
-        require(tree.values() == command.allParameters(), u"other parameters: "_s + document);
+    XmlCommandReader reader;
+    reader.parseCommand(document);
+    if (reader.refusalReason().isNull()) {
+        require(reader.commandName() == reference.commandName, u"another command: "_s + document);
+        require(reader.allParameters() == reference.parameters, u"other parameters: "_s + document);
     }
     return 0;
 }
