@@ -29,13 +29,18 @@ QStringView takeSegment(QStringView& key)
     return segment;
 }
 
-} // namespace
-
-ParameterTree::ParameterTree()
-    : manyChildren(0, ChildHash {this}, ChildEqual {this})
+/// Seeded, so that nobody outside can choose segments that meet in one bucket.
+size_t hashOf(quint32 parent, QStringView segment)
 {
+    static const size_t seed = QHashSeed::globalSeed();
+    // Neighbouring parents get seeds that are far apart.
+    constexpr auto spread = static_cast<size_t>(Q_UINT64_C(0x9e3779b97f4a7c15));
+    return qHash(segment, seed ^ ((size_t(parent) + 1) * spread));
 }
 
+} // namespace
+
+ParameterTree::ParameterTree() = default;
 ParameterTree::~ParameterTree() = default;
 
 void ParameterTree::setDocument(QStringView text)
@@ -79,12 +84,12 @@ ParameterTree::Node ParameterTree::nextOccurrence(Node node)
 
     std::array<char, std::numeric_limits<quint32>::digits10 + 1> number {};
     const char* const end = std::to_chars(number.begin(), number.end(), count).ptr;
-    const Child child = childAt(node);
+    const QStringView segment = view(entries.at(node).segment);
     QVarLengthArray<char16_t, 64> numbered;
-    numbered.append(child.segment.utf16(), child.segment.size());
+    numbered.append(segment.utf16(), segment.size());
     for (const char* digit = number.begin(); digit != end; ++digit)
         numbered.append(static_cast<char16_t>(*digit));
-    return findOrAddChild(child.parent, QStringView(numbered.constData(), numbered.size()));
+    return findOrAddChild(entries.at(node).parent, QStringView(numbered.constData(), numbered.size()));
 }
 
 void ParameterTree::setValue(Node node, QStringView value)
@@ -122,8 +127,10 @@ ParameterTree::Node ParameterTree::findChild(Node parent, QStringView segment) c
     if (entries.isEmpty())
         return Root;
     if (entries.at(parent).children > MostChildrenToLookAt) {
-        const auto found = manyChildren.find(Child {parent, segment});
-        return found == manyChildren.end() ? Root : *found;
+        const auto [first, last] = manyChildren.equal_range(hashOf(parent, segment));
+        const auto found =
+            std::find_if(first, last, [&](const auto& child) { return isChild(child.second, parent, segment); });
+        return found == last ? Root : found->second;
     }
     Node node = entries.at(parent).firstChild;
     while (node != Root && view(entries.at(node).segment) != segment)
@@ -143,21 +150,12 @@ ParameterTree::Node ParameterTree::addChild(Node parent, QStringView segment)
 
     const quint32 children = ++entries[parent].children;
     if (children > MostChildrenToLookAt + 1) {
-        manyChildren.insert(added);
+        manyChildren.emplace(hashOf(parent, segment), added);
     } else if (children == MostChildrenToLookAt + 1) {
         for (Node node = added; node != Root; node = entries.at(node).nextSibling)
-            manyChildren.insert(node);
+            manyChildren.emplace(hashOf(parent, view(entries.at(node).segment)), node);
     }
     return added;
-}
-
-/// Seeded, so that nobody outside can choose segments that meet in one bucket.
-size_t ParameterTree::ChildHash::operator()(const Child& child) const
-{
-    static const size_t seed = QHashSeed::globalSeed();
-    // Neighbouring parents get seeds that are far apart.
-    constexpr auto spread = static_cast<size_t>(Q_UINT64_C(0x9e3779b97f4a7c15));
-    return qHash(child.segment, seed ^ ((size_t(child.parent) + 1) * spread));
 }
 
 ParameterTree::Text ParameterTree::keep(QStringView text)

@@ -6,7 +6,7 @@
 #include <QVarLengthArray>
 
 #include <optional>
-#include <unordered_set>
+#include <unordered_map>
 
 namespace OrvaneInterface {
 
@@ -19,7 +19,7 @@ namespace OrvaneInterface {
  *
  * What stands in the document itself is kept as a place in it, all other texts stand behind one another in one buffer.
  * A child is looked for among its siblings, which for the few attributes of an element lie side by side in memory; only
- * a parent that has many children has them in a hash set.
+ * a parent that has many children has them in a hash table.
  *
  * Thread: any one at a time.
  */
@@ -82,32 +82,12 @@ private:
     static constexpr Text NoValue {~quint32(0), 0};
     static constexpr Text LongValue {~quint32(1), 0};
 
-    /// A child among all children, by its node or by what makes it.
-    struct Child {
-        Node parent;
-        QStringView segment;
-    };
-    struct ChildHash {
-        using is_transparent = void;
-        const ParameterTree* tree;
-        size_t operator()(const Child& child) const;
-        size_t operator()(Node node) const { return (*this)(tree->childAt(node)); }
-    };
-    struct ChildEqual {
-        using is_transparent = void;
-        const ParameterTree* tree;
-        bool operator()(Node left, Node right) const { return left == right; }
-        bool operator()(const Child& left, Node right) const { return (*this)(right, left); }
-        bool operator()(Node left, const Child& right) const
-        {
-            const Child child = tree->childAt(left);
-            return child.parent == right.parent && child.segment == right.segment;
-        }
-    };
-
     Node findChild(Node parent, QStringView segment) const;
     Node addChild(Node parent, QStringView segment);
-    Child childAt(Node node) const { return {entries.at(node).parent, view(entries.at(node).segment)}; }
+    bool isChild(Node node, Node parent, QStringView segment) const
+    {
+        return entries.at(node).parent == parent && view(entries.at(node).segment) == segment;
+    }
     QStringView view(Text text) const
     {
         const qsizetype behindDocument = text.start - document.size();
@@ -122,7 +102,7 @@ private:
     QVarLengthArray<char16_t, 256> texts;
     QVarLengthArray<Entry, 24> entries; ///< by node; the first one is the root
     QString longValue;
-    std::unordered_set<Node, ChildHash, ChildEqual> manyChildren; ///< the children of parents with many
+    std::unordered_multimap<size_t, Node> manyChildren; ///< the children of parents with many, by their hashes
 };
 
 } // namespace OrvaneInterface
