@@ -8,7 +8,7 @@ namespace OrvaneInterface {
 namespace {
 
 /// More of them are compared with one another for too long, or are too deep, for a command that somebody has a use for.
-constexpr qsizetype MostAttributes = 32;
+constexpr qsizetype MostAttributes = 16;
 constexpr qsizetype MostOpenElements = 64;
 constexpr qsizetype LongestName = 1000;
 constexpr qsizetype LongestDocument = qsizetype(1) << 26;
@@ -178,10 +178,12 @@ bool PlainXmlReader::readDeclaration()
     return take(u"?>");
 }
 
-template <typename Predicate> QStringView PlainXmlReader::takeWhile(const Predicate& predicate)
+/// At most \a most characters.
+template <typename Predicate> QStringView PlainXmlReader::takeWhile(const Predicate& predicate, qsizetype most)
 {
     const char16_t* const start = position;
-    while (position != end && predicate(*position))
+    const char16_t* const stop = position + std::min<qsizetype>(most, end - position);
+    while (position != stop && predicate(*position))
         ++position;
     return {start, position};
 }
@@ -191,7 +193,7 @@ QStringView PlainXmlReader::takeName()
 {
     if (position == end || !is(*position, NameStart))
         return {};
-    const QStringView name = takeWhile([](char16_t character) { return is(character, NamePart); });
+    const QStringView name = takeWhile([](char16_t character) { return is(character, NamePart); }, LongestName + 1);
     return name.size() <= LongestName ? name : QStringView();
 }
 

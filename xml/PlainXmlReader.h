@@ -3,6 +3,8 @@
 #include <QStringView>
 #include <QVarLengthArray>
 
+#include <limits>
+
 namespace OrvaneInterface {
 
 /**
@@ -61,7 +63,8 @@ private:
     bool readAttribute(bool mayHavePrefix);
     bool hasPlainNamespaces(QStringView rootName) const;
 
-    template <typename Predicate> QStringView takeWhile(const Predicate& predicate);
+    template <typename Predicate>
+    QStringView takeWhile(const Predicate& predicate, qsizetype most = std::numeric_limits<qsizetype>::max());
     QStringView takeName();
     QStringView takeQualifiedName();
     bool take(char16_t character);
