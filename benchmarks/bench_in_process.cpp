@@ -218,7 +218,7 @@ std::vector<Comparison> comparisons()
         parsing("showLive with five parameters and a comment at its end", showLiveDocument() + "<!-- -->"_L1, 1.45),
         parsing("setDetailViews with 8 subsplits", detailViewsDocument(8), 0.35),
         parsing("setDetailViews with 1,000 subsplits", detailViewsDocument(1000), 0.4),
-        parsingLinearly("setDetailViews with 100,000 subsplits", 100, 1.6),
+        parsingLinearly("setDetailViews with 100,000 subsplits", 100, 2),
         receiving(1 * MiB, 1.5),
         receiving(4 * MiB, 1.5),
         receiving(16 * MiB, 1.5),
