@@ -6,6 +6,7 @@
 #include <QTransform>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 using namespace Qt::StringLiterals;
@@ -34,14 +35,14 @@ void draw(QPainter& painter, const QString& element, const QPointF& origin = {},
 CameraPicture::CameraPicture(const CameraSource& source, qint64 time)
     // Names of recorders tend to be alike: the checksum spreads them.
     : seed(qChecksum(source.recorder.toUtf8()) + source.camera)
-    , light((seed / 5) % 2 == 1 ? u"-night"_s : u"-day"_s)
+    , light((seed / 5) % 2 == 1 ? "-night"_L1 : "-day"_L1)
     , seconds(static_cast<qreal>(time) / 1000.0)
 {
     // Every other camera looks at what the recorder is named after, the rest at this and that.
-    static const QStringList scenes {u"road"_s, u"harbour"_s, u"hall"_s, u"car-park"_s};
+    static constexpr std::array scenes {"road"_L1, "harbour"_L1, "hall"_L1, "car-park"_L1};
     static const QStringList homes {u"North gate"_s, u"Harbour basin"_s, u"Main hall"_s, u"Car park"_s};
     const qsizetype home = source.camera % 2 != 0 ? homes.indexOf(source.recorder) : -1;
-    scene = scenes.at(home >= 0 ? home : seed % scenes.size());
+    scene = scenes.at(static_cast<size_t>(home >= 0 ? home : seed % qsizetype(scenes.size())));
 }
 
 qreal CameraPicture::phase(qreal period, qreal offset) const
@@ -96,7 +97,7 @@ void CameraPicture::paintScene(QPainter& painter) const
         draw(painter, u"land"_s + light);
         draw(painter, u"skyline"_s + light, {-static_cast<qreal>(seed % 64), 0});
     }
-    draw(painter, scene + light);
+    draw(painter, QString(scene) + light);
     if (isHarbour) {
         draw(painter, u"waves"_s, {40 * phase(20) - 40, 0});
         draw(painter, u"load"_s, {46 + 12 * std::sin(FullTurn * phase(16)), 0});

@@ -2,6 +2,7 @@
 
 #include "Split.h"
 
+#include <QLatin1String>
 #include <QPointF>
 #include <QRectF>
 #include <QString>
@@ -38,7 +39,7 @@ private:
     qreal phase(qreal period, qreal offset = 0) const;
 
     int seed; ///< the same for the same camera
-    QString scene; ///< with the light behind it an element of the scenery
-    QString light; ///< night takes in dusk
+    QLatin1String scene; ///< with the light behind it an element of the scenery
+    QLatin1String light; ///< night takes in dusk
     qreal seconds;
 };
