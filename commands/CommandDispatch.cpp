@@ -1,5 +1,6 @@
 #include "OrvaneConnection.h"
 
+#include "Acceptor.h"
 #include "AuditLog.h"
 #include "ClientLimits.h"
 #include "DebugLog.h"
@@ -53,6 +54,8 @@ void OrvaneConnection::handleCommand(const QString& message)
 void OrvaneConnection::runCommandWithAudit(const QString& commandName, XmlCommandReader& reader)
 {
     static constexpr std::array outcomes {"no reply"_L1, "answered"_L1, "accepted"_L1, "rejected"_L1};
+    if (!mayWriteAuditEntry())
+        return;
     QJsonObject entry = auditEntry("command"_L1); // before it: the client may be gone behind it
     entry["command"_L1] = forAudit(commandName);
     if (!isLoggedIn()) {
@@ -74,7 +77,7 @@ void OrvaneConnection::runCommandWithAudit(const QString& commandName, XmlComman
 void OrvaneConnection::refuse(const QString& commandName, QLatin1String reason)
 {
     qCDebug(defaultLog) << "OrvaneConnection refused a document:" << reason.data();
-    if (auditLog().isInfoEnabled() && socketAttached) {
+    if (mayWriteAuditEntry()) {
         QJsonObject entry = auditEntry("refusedDocument"_L1);
         entry["command"_L1] = forAudit(commandName);
         entry["reason"_L1] = reason;
@@ -120,19 +123,22 @@ void OrvaneConnection::handleLoginClient(const XmlCommandReader& reader)
     // A user with the system account's name is never tried against the other account. No login is ever taken back.
     const bool isSystem = user == SystemUserName;
     const bool isValid = isSystem ? pass == SystemPassword : user == userName && pass == password;
+    const bool wasLoggedIn = isLoggedIn();
     orvaneLoggedIn = orvaneLoggedIn || (isValid && isSystem);
     thirdPartyLoggedIn = thirdPartyLoggedIn || (isValid && !isSystem);
+    if (isLoggedIn() && !wasLoggedIn && socketAttached)
+        acceptor->setStranger(*socket, false);
 
+    if (mayWriteAuditEntry()) { // before the lines: in one of them the client may go
+        QJsonObject entry = auditEntry(isValid ? "login"_L1 : "invalidLogin"_L1);
+        entry["user"_L1] = forAudit(user);
+        writeAuditLine(entry);
+    }
     qCDebug(defaultLog) << reader.commandName(); // never the message, which holds the password
     if (orvaneLoggedIn)
         qCDebug(defaultLog) << "This is Orvane";
     else if (!thirdPartyLoggedIn)
         qCDebug(defaultLog) << "3rd Party connection over Orvane interface: login invalid";
-    if (auditLog().isInfoEnabled() && socketAttached) {
-        QJsonObject entry = auditEntry(isValid ? "login"_L1 : "invalidLogin"_L1);
-        entry["user"_L1] = forAudit(user);
-        writeAuditLine(entry);
-    }
     if (!isValid && socketAttached)
         endIfExceeded(limits->exceededByInvalidLogin());
 }

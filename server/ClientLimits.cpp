@@ -1,7 +1,5 @@
 #include "ClientLimits.h"
 
-#include <QTcpSocket>
-
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -52,15 +50,8 @@ ClientLimits::~ClientLimits()
     --*clients;
 }
 
-void ClientLimits::start(QTcpSocket& socket, QObject* owner)
+void ClientLimits::start(QObject* owner)
 {
-    // While a host call runs an event loop nothing is read, and the socket would take in whatever comes. Any message
-    // that is allowed fits into this.
-    constexpr qint64 bytesPerCharacter = 3;
-    constexpr qint64 smallest = 65536;
-    constexpr qint64 longest = std::numeric_limits<qint64>::max() / bytesPerCharacter;
-    if (limits->maxMessageLength > 0)
-        socket.setReadBufferSize(std::max(smallest, std::min(limits->maxMessageLength, longest) * bytesPerCharacter));
     handshake.start(limits->handshakeTimeout, owner);
     login.start(limits->loginTimeout, owner);
 }

@@ -10,7 +10,6 @@
 #include <memory>
 
 class QObject;
-class QTcpSocket;
 
 namespace OrvaneInterface {
 
@@ -52,8 +51,8 @@ public:
     ClientLimits(std::shared_ptr<const OrvaneLimits> limits, std::shared_ptr<int> clients);
     ~ClientLimits();
 
-    /// Bounds what \a socket holds unread, and starts what runs against the time; \a owner gets the timer events.
-    void start(QTcpSocket& socket, QObject* owner);
+    /// Starts what runs against the time; \a owner gets the timer events.
+    void start(QObject* owner);
 
     QLatin1String exceededByMessage(qint64 length, bool isLoggedIn) const;
     QLatin1String exceededByUnsent(qint64 bytes) const;

@@ -1,8 +1,10 @@
 #include "OrvaneConnection.h"
 
+#include "Acceptor.h"
 #include "AuditLog.h"
 #include "ClientLimits.h"
 #include "DebugLog.h"
+#include "HostCalls.h"
 
 #include <QElapsedTimer>
 #include <QHostAddress>
@@ -21,6 +23,9 @@ namespace {
 /// A reply that is ready waits at most so long, and for the host call that is then running, for others to share its
 /// packet. A short command takes a hundredth of it.
 constexpr qint64 LongestWaitNs = 1'000'000;
+
+/// Of what a client sends before it has logged in. Only its connections make the audit trail longer, not its messages.
+constexpr int MostEntriesBeforeLogin = 10;
 
 } // namespace
 
@@ -54,15 +59,18 @@ OrvaneConnection::OrvaneConnection(
     , userName(std::move(userName))
     , password(std::move(password))
 {
+    if (auto* sslSocket = qobject_cast<QSslSocket*>(socket))
+        connect(sslSocket, &QSslSocket::encrypted, this, [this] { encrypted = true; });
+    connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::discardFurtherInput);
+
     const InUse inUse(*this);
     qCDebug(defaultLog) << "New OrvaneConnection from" << socket->peerAddress();
     if (socketAttached && auditLog().isInfoEnabled())
         writeAuditLine(auditEntry("connected"_L1));
 
     connect(socket, &QTcpSocket::readyRead, this, &OrvaneConnection::handleReadyRead);
-    connect(socket, &QTcpSocket::errorOccurred, this,
-        [this](QAbstractSocket::SocketError error) { handleSocketError(error); });
-    connect(socket, &QTcpSocket::disconnected, this, &OrvaneConnection::handleDisconnected);
+    connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::handleSocketError, Qt::QueuedConnection);
+    connect(socket, &QTcpSocket::disconnected, this, &OrvaneConnection::handleDisconnected, Qt::QueuedConnection);
 }
 
 OrvaneConnection::~OrvaneConnection()
@@ -70,26 +78,29 @@ OrvaneConnection::~OrvaneConnection()
     release("the server was destroyed"_L1);
 }
 
-void OrvaneConnection::takeUpSocket(std::unique_ptr<ClientLimits> clientLimits)
+void OrvaneConnection::takeUpSocket(
+    std::unique_ptr<ClientLimits> clientLimits, Acceptor& serverAcceptor, HostCalls& serverHostCalls)
 {
     if (!socketAttached)
         return;
 
     const InUse inUse(*this);
+    acceptor = &serverAcceptor;
+    hostCalls = &serverHostCalls;
     limits = std::move(clientLimits);
-    limits->start(*socket, this);
+    limits->start(this);
+
     // Encryption that cannot begin, for want of a usable key, has failed before there was anybody to tell, and the
     // socket stays open. And in an event loop of a message handler the client may have sent something, or left.
     const QAbstractSocket::SocketError missedError = socket->error();
-    const bool hasEnded =
-        missedError != QAbstractSocket::UnknownSocketError || socket->state() == QAbstractSocket::UnconnectedState;
+    const bool isMissed = missedError != QAbstractSocket::UnknownSocketError;
+    const bool hasEnded = !isConnected() || (isMissed && !encrypted);
     if (socket->bytesAvailable() > 0)
         handleReadyRead();
-    if (!hasEnded)
-        return;
-    if (socketAttached && missedError != QAbstractSocket::UnknownSocketError)
+    if (socketAttached && isMissed)
         handleSocketError(missedError);
-    release();
+    if (hasEnded)
+        handleDisconnected();
 }
 
 void OrvaneConnection::sendMessage(const QString& message)
@@ -112,10 +123,20 @@ void OrvaneConnection::handleReadyRead()
     // readMessages() would replace the queue, and the next message must wait for the end of this one.
     if (dispatching || !socketAttached)
         return;
+    if (!hostCalls->mayBegin()) {
+        connect(hostCalls, &HostCalls::oneHasReturned, this, &OrvaneConnection::handleReadyRead,
+            static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::UniqueConnection | Qt::SingleShotConnection));
+        return;
+    }
 
     const InUse inUse(*this);
     dispatching = true;
-    const auto finish = qScopeGuard([this] { dispatching = false; });
+    hostCalls->begin();
+    const auto finish = qScopeGuard([this] {
+        dispatching = false;
+        if (hostCalls)
+            hostCalls->end();
+    });
     do {
         xmlSocket->readMessages();
         carryOutMessages();
@@ -126,7 +147,7 @@ void OrvaneConnection::handleReadyRead()
 
 /// Sends the replies itself instead of leaving them to the next turn of the event loop: a reply would wait for that
 /// turn longer than sending it takes, and all host calls of the read would come first. The replies of short commands
-/// leave together, in fewer packets.
+/// leave together, in fewer packets. In a flush the client may turn out to have left, which changes nothing here.
 void OrvaneConnection::carryOutMessages()
 {
     QElapsedTimer sinceFlush;
@@ -151,12 +172,22 @@ bool OrvaneConnection::isAllowed(const QString& message)
     // Before the message, not behind the reply: a client that reads a reply before it goes on cannot exceed it.
     if (!limits->exceededByUnsent(unsentBytes()).isNull()) {
         xmlSocket->flush(); // what the system can take does not wait for the client
-        if (socketAttached)
-            endIfExceeded(limits->exceededByUnsent(unsentBytes()));
+        endIfExceeded(limits->exceededByUnsent(unsentBytes()));
     }
     if (socketAttached)
         endIfExceeded(limits->exceededByMessage(message.size(), isLoggedIn()));
     return socketAttached;
+}
+
+/// Behind an error of TLS, and behind the end of the session, the client can say nothing more. Qt would hand whatever
+/// else comes to the TLS library, which keeps it for ever. The client is still told what it asked for.
+void OrvaneConnection::discardFurtherInput(QAbstractSocket::SocketError error)
+{
+    auto* network = socket->findChild<QTcpSocket*>(QString(), Qt::FindDirectChildrenOnly);
+    if (!encrypted || !network || socket->error() != error)
+        return;
+    if (disconnect(network, &QIODevice::readyRead, socket, nullptr))
+        connect(network, &QIODevice::readyRead, this, [network] { network->skip(network->bytesAvailable()); });
 }
 
 /// An error ends nothing by itself: the client is there until the socket reports disconnected().
@@ -164,7 +195,7 @@ void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
 {
     const InUse inUse(*this);
     qCDebug(defaultLog) << "OrvaneConnection socket error:" << error;
-    if (isEncrypted() || !socketAttached || !auditLog().isInfoEnabled())
+    if (encrypted || !socketAttached || !auditLog().isInfoEnabled())
         return;
     QJsonObject entry = auditEntry("handshakeFailed"_L1);
     entry["reason"_L1] = socket->errorString();
@@ -173,6 +204,7 @@ void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
 
 void OrvaneConnection::handleDisconnected()
 {
+    handleReadyRead(); // what has come before the end, and has not been looked at
     release();
 }
 
@@ -187,6 +219,8 @@ void OrvaneConnection::release(QLatin1String reason)
     if (auditLog().isInfoEnabled()) {
         entry = auditEntry("disconnected"_L1);
         entry["reason"_L1] = reason.isNull() ? socket->errorString() : reason.toString();
+        if (entriesBeforeLogin > MostEntriesBeforeLogin)
+            entry["notWritten"_L1] = entriesBeforeLogin - MostEntriesBeforeLogin;
     }
     socketAttached = false; // first: close() can report disconnected() at once
     xmlSocket.reset();
@@ -200,7 +234,7 @@ void OrvaneConnection::timerEvent(QTimerEvent* event)
 {
     if (dispatching || !socketAttached) // what the client has sent meanwhile waits behind this
         return;
-    endIfExceeded(limits->exceededByTime(event->timerId(), isEncrypted(), isLoggedIn()));
+    endIfExceeded(limits->exceededByTime(event->timerId(), encrypted, isLoggedIn()));
 }
 
 /// \a limit as ClientLimits names it; null: nothing is exceeded.
@@ -209,7 +243,7 @@ void OrvaneConnection::endIfExceeded(QLatin1String limit)
     if (limit.isNull() || !socketAttached)
         return;
     const InUse inUse(*this);
-    const QString peer = peerOf(*socket);
+    const QString peer = socket->objectName();
     if (auditLog().isInfoEnabled()) {
         QJsonObject entry = auditEntry("exceededLimit"_L1);
         entry["limit"_L1] = limit;
@@ -219,24 +253,27 @@ void OrvaneConnection::endIfExceeded(QLatin1String limit)
     logExceededLimit(limit, peer);
 }
 
-bool OrvaneConnection::isEncrypted() const
-{
-    const auto* sslSocket = qobject_cast<const QSslSocket*>(socket);
-    return sslSocket != nullptr && sslSocket->isEncrypted();
-}
-
 qint64 OrvaneConnection::unsentBytes() const
 {
+    if (!isConnected()) // nobody is left whom it could wait for
+        return 0;
     const auto* sslSocket = qobject_cast<const QSslSocket*>(socket);
     return socket->bytesToWrite() + (sslSocket != nullptr ? sslSocket->encryptedBytesToWrite() : 0);
 }
 
 QJsonObject OrvaneConnection::auditEntry(QLatin1String event) const
 {
-    QJsonObject entry {{"event"_L1, event}, {"peer"_L1, peerOf(*socket)}};
+    QJsonObject entry {{"event"_L1, event}, {"peer"_L1, socket->objectName()}};
     if (isLoggedIn())
         entry["account"_L1] = account();
     return entry;
+}
+
+/// Whether what the client has just sent goes into the audit trail; how many did not stands in its last entry.
+bool OrvaneConnection::mayWriteAuditEntry()
+{
+    return auditLog().isInfoEnabled() && socketAttached
+        && (isLoggedIn() || ++entriesBeforeLogin <= MostEntriesBeforeLogin);
 }
 
 /// The end of the release. Until then the socket may be inside a signal of its own, and an event loop of the host would

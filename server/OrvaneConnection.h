@@ -5,6 +5,7 @@
 #include <QJsonObject>
 #include <QLatin1String>
 #include <QObject>
+#include <QPointer>
 #include <QString>
 #include <QTcpSocket>
 
@@ -14,7 +15,9 @@ class XmlCommandReader;
 
 namespace OrvaneInterface {
 
+class Acceptor;
 class ClientLimits;
+class HostCalls;
 class OrvaneInterface;
 
 /**
@@ -30,6 +33,10 @@ class OrvaneInterface;
  *    is deleted; the release is noted, and the deletion follows when the last of it is over. Command operations need no
  *    check of their own after a host call or a log line.
  * 3. After the release nothing is sent and the socket is not touched, but for scheduling its deletion.
+ * 4. An error and the end of the client are dealt with when the event loop comes round, never inside the call of Qt in
+ *    which they are met, such as a flush: all messages that have been read are carried out before, and Qt is not in the
+ *    middle of something when their lines run code of the host. They come inside a dispatch only where the host runs
+ *    events in it; the messages behind it are then discarded.
  *
  * Thread: that of the server.
  */
@@ -53,7 +60,7 @@ public:
 
     /// Deals with what the socket went through before this object listened to it. To be called once, when the server
     /// knows the connection: messages that have come already are carried out.
-    void takeUpSocket(std::unique_ptr<ClientLimits> limits);
+    void takeUpSocket(std::unique_ptr<ClientLimits> clientLimits, Acceptor& serverAcceptor, HostCalls& serverHostCalls);
 
     /// Sends one message to the client; does nothing when the socket has been released.
     void sendMessage(const QString& message);
@@ -76,19 +83,21 @@ private:
     enum class Outcome : quint8 { NoReply, Answered, Accepted, Rejected };
 
     void handleReadyRead();
+    void discardFurtherInput(QAbstractSocket::SocketError error);
     void handleSocketError(QAbstractSocket::SocketError error);
     void handleDisconnected();
     void release(QLatin1String reason = {});
     bool isAllowed(const QString& message);
     void endIfExceeded(QLatin1String limit);
-    bool isEncrypted() const;
     qint64 unsentBytes() const;
     QString account() const;
     QJsonObject auditEntry(QLatin1String event) const;
+    bool mayWriteAuditEntry();
     void sendFrame(const QByteArray& bytes);
     void carryOutMessages();
     void letGo();
 
+    bool isConnected() const { return socket->state() == QAbstractSocket::ConnectedState; }
     bool isLoggedIn() const { return orvaneLoggedIn || thirdPartyLoggedIn; }
     void handleCommand(const QString& message);
     void runCommandWithAudit(const QString& commandName, XmlCommandReader& reader);
@@ -120,9 +129,13 @@ private:
     QString userName; ///< null after the release, as the password
     QString password;
     std::unique_ptr<ClientLimits> limits; ///< null until takeUpSocket(), and after the release
+    QPointer<HostCalls> hostCalls; ///< of the server
+    Acceptor* acceptor = nullptr; ///< of the server; dangling after the release
+    bool encrypted = false; ///< the TLS handshake is done
     int uses = 0; ///< the InUse that live
     bool dispatching = false; ///< handleReadyRead() is on the stack
     Outcome outcome = Outcome::NoReply; ///< of the command that is being carried out
+    int entriesBeforeLogin = 0; ///< that the audit trail has of what the client has sent, or would have
 };
 
 } // namespace OrvaneInterface

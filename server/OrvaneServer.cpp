@@ -1,11 +1,11 @@
 #include "OrvaneServer.h"
 
-#include "AcceptRetry.h"
+#include "Acceptor.h"
 #include "AuditLog.h"
 #include "DebugLog.h"
+#include "HostCalls.h"
 #include "OrvaneConnection.h"
 #include "Replies.h"
-#include "ServerSettings.h"
 #include "TlsTrouble.h"
 
 #include <QFile>
@@ -44,22 +44,25 @@ QString resourceTrouble(const QString& resource, const QString& expected)
     return resource + u" is not "_s + expected;
 }
 
-ServerSettings& settingsOf(OrvaneServer& server)
+/// The server's private state, a child of it: no member may be added to the class.
+Acceptor& acceptorOf(const OrvaneServer& server)
 {
-    return *server.findChild<ServerSettings*>(QString(), Qt::FindDirectChildrenOnly);
+    return *server.findChild<Acceptor*>(QString(), Qt::FindDirectChildrenOnly);
 }
 
-const ServerSettings& settingsOf(const OrvaneServer& server)
-{
-    return *server.findChild<const ServerSettings*>(QString(), Qt::FindDirectChildrenOnly);
-}
+/// As a client is read: Qt reads so many bytes from the network in one turn, and the library carries out what is in
+/// them. Any single thing that a stranger can send costs little, but a message may have 6 characters, and a change of
+/// the TLS keys 27 bytes, so a turn has a thousand of the first or 150 of the second: a few milliseconds of either.
+constexpr qint64 BytesOfTurn = 4096;
 
-/// Null: none. One that has waited is not among Qt's pending connections: to take those makes a paused server accept.
-QTcpSocket* nextClient(OrvaneServer& server)
+/// Not a whole configuration: that would be Qt's default one, in which a host may have set for its own ends what a
+/// server socket does not begin with, such as protocols of an application.
+void setMaterial(QSslSocket& socket, const QSslKey& key, const QSslCertificate& certificate)
 {
-    if (QTcpSocket* admitted = settingsOf(server).queue.takeAdmitted())
-        return admitted;
-    return server.hasPendingConnections() ? server.nextPendingConnection() : nullptr;
+    socket.setProtocol(QSsl::SecureProtocols);
+    socket.setPrivateKey(key);
+    socket.setLocalCertificate(certificate);
+    socket.setPeerVerifyMode(QSslSocket::VerifyNone);
 }
 
 } // namespace
@@ -82,10 +85,12 @@ OrvaneServer::OrvaneServer(
     if (const QByteArray pem = contentOf(CertificateResource); !pem.isEmpty())
         certificate = QSslCertificate(pem, QSsl::Pem);
 
-    auto* settings = new ServerSettings(this); // first of the children: it is looked for with each client
-    new AcceptRetry(this); // it must hear of a client before an event loop of the host accepts the next one
+    auto* acceptor = new Acceptor(*this); // first of the children: it is looked for with each client
+    new HostCalls(this);
     connect(this, &QTcpServer::newConnection, this, &OrvaneServer::handleNewConnection);
-    connect(&settings->queue, &ClientQueue::placeIsFree, this, &OrvaneServer::handleNewConnection);
+    connect(acceptor, &Acceptor::placeIsFree, this, &OrvaneServer::handleNewConnection);
+    connect(this, &QTcpServer::acceptError, this,
+        [](QAbstractSocket::SocketError error) { qCDebug(defaultLog) << "OrvaneConnection server error:" << error; });
 }
 
 OrvaneServer::~OrvaneServer()
@@ -105,37 +110,37 @@ void OrvaneServer::startListeningForConnection()
 void OrvaneServer::incomingConnection(qintptr socketDescriptor)
 {
     auto* socket = new QSslSocket(this);
-    connect(socket, qOverload<const QList<QSslError>&>(&QSslSocket::sslErrors), this, &OrvaneServer::sslErrors);
-    socket->setSslConfiguration(sslConfiguration());
+    // Queued: Qt is in the middle of the handshake, and could not stand it if the line ran an event loop of the host.
+    connect(socket, qOverload<const QList<QSslError>&>(&QSslSocket::sslErrors), this, &OrvaneServer::sslErrors,
+        Qt::QueuedConnection);
+    if (const auto& ofHost = acceptorOf(*this).configuration)
+        socket->setSslConfiguration(*ofHost);
+    else
+        setMaterial(*socket, privateKey, certificate);
+    socket->setReadBufferSize(BytesOfTurn);
     socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
-    if (ClientQueue& queue = settingsOf(*this).queue; queue.isNeeded()) {
-        queue.add(socket);
-        return;
-    }
-    socket->startServerEncryption();
-    addPendingConnection(socket);
+    socket->setObjectName(peerOf(*socket)); // a socket forgets its peer when the client has left
+    acceptorOf(*this).setStranger(*socket, true);
+    addPendingConnection(socket); // the encryption begins when it has a place
 }
 
 void OrvaneServer::setSslConfiguration(const QSslConfiguration& configuration)
 {
-    settingsOf(*this).sslConfiguration = configuration;
+    acceptorOf(*this).configuration = configuration;
 }
 
 QSslConfiguration OrvaneServer::sslConfiguration() const
 {
-    if (const auto& ofHost = settingsOf(*this).sslConfiguration)
+    if (const auto& ofHost = acceptorOf(*this).configuration)
         return *ofHost;
-    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    configuration.setProtocol(QSsl::SecureProtocols);
-    configuration.setPrivateKey(privateKey);
-    configuration.setLocalCertificate(certificate);
-    configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
-    return configuration;
+    QSslSocket socket;
+    setMaterial(socket, privateKey, certificate);
+    return socket.sslConfiguration();
 }
 
 QString OrvaneServer::sslErrorString() const
 {
-    const bool fromResources = !settingsOf(*this).sslConfiguration.has_value();
+    const bool fromResources = !acceptorOf(*this).configuration.has_value();
     if (fromResources && privateKey.isNull())
         return resourceTrouble(KeyResource, u"an RSA key in PEM"_s);
     if (fromResources && certificate.isNull())
@@ -146,12 +151,12 @@ QString OrvaneServer::sslErrorString() const
 
 void OrvaneServer::setLimits(const OrvaneLimits& limits)
 {
-    settingsOf(*this).limits = std::make_shared<OrvaneLimits>(limits);
+    acceptorOf(*this).limits = std::make_shared<OrvaneLimits>(limits);
 }
 
 OrvaneLimits OrvaneServer::limits() const
 {
-    return *settingsOf(*this).limits;
+    return *acceptorOf(*this).limits;
 }
 
 void OrvaneServer::handleNewConnection()
@@ -160,14 +165,19 @@ void OrvaneServer::handleNewConnection()
         const std::lock_guard lock(connectionsMutex);
         removeDisconnectedConnections();
     }
-    // A connection writes log lines, and calls the host if its client has sent something by then: the next client may
-    // come inside of it, the refresh may end, and the server may be destroyed. So nothing of it happens under the lock.
+    // A refusal and a connection write log lines: the next client may come inside of one, the refresh may end, and the
+    // server may be destroyed. So nothing of it happens under the lock.
     const QPointer<OrvaneServer> server(this);
-    while (QTcpSocket* socket = server ? nextClient(*this) : nullptr) {
+    do {
+        QTcpSocket* socket = acceptorOf(*this).takeClient();
+        if (!socket)
+            continue;
         socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
         socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
         socket->setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
-        std::unique_ptr<ClientLimits> limits = settingsOf(*this).limitsOfClient();
+        if (auto* sslSocket = qobject_cast<QSslSocket*>(socket))
+            sslSocket->startServerEncryption();
+        std::unique_ptr<ClientLimits> limits = acceptorOf(*this).limitsOfClient(); // before others come in the line
         auto* connection = new OrvaneConnection(hostInterface, socket, userName, password, this);
         if (!server)
             return;
@@ -175,8 +185,8 @@ void OrvaneServer::handleNewConnection()
             const std::lock_guard lock(connectionsMutex);
             connections.push_back(connection);
         }
-        connection->takeUpSocket(std::move(limits));
-    }
+        connection->takeUpSocket(std::move(limits), acceptorOf(*this), *findChild<HostCalls*>());
+    } while (server && hasPendingConnections());
 }
 
 /// The caller holds connectionsMutex. The connections that are dropped live on as children of the server.

@@ -85,7 +85,7 @@ void XMLSocket::writeFrame(const QByteArray& bytes)
 
 void XMLSocket::write(const QByteArray& bytes)
 {
-    if (socket->isWritable())
+    if (socket->state() == QAbstractSocket::ConnectedState)
         socket->write(bytes);
 }
 

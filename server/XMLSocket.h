@@ -22,7 +22,8 @@ inline constexpr QLatin1String MessageTerminator("\r\n\r\n");
  * Invariant: after readMessages() receiveBuffer holds no complete terminator.
  *
  * Thread: that of the socket; only the writing is guarded by a lock. No code of the host can run under it: a write only
- * adds to the socket's buffers, and a closed socket, at which Qt would log a warning, is left alone.
+ * adds to the socket's buffers, and one that is not connected any more, at which Qt would log a warning or report an
+ * error, is left alone.
  */
 class XMLSocket {
     Q_DISABLE_COPY_MOVE(XMLSocket)
@@ -46,8 +47,7 @@ public:
     /// Writes what frame() has made: for a message to many clients, whose sockets then share the bytes.
     void writeFrame(const QByteArray& bytes);
 
-    /// Hands what was written to the system now. The socket may report anything in it, so that this object may be gone
-    /// afterwards; no lock is held.
+    /// Hands what was written to the system now. The socket may report anything in it; no lock is held.
     void flush();
 
 private:

@@ -1,0 +1,256 @@
+#include "Acceptor.h"
+
+#include "AuditLog.h"
+#include "DebugLog.h"
+
+#include <QAbstractEventDispatcher>
+#include <QCoreApplication>
+#include <QEvent>
+#include <QSignalBlocker>
+#include <QSocketNotifier>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTimerEvent>
+
+#include <utility>
+
+namespace OrvaneInterface {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int RetryMs = 1000;
+
+/// A tenth of a second, and at least ten turns of the event loop, of which one or two show who has left.
+constexpr int StepMs = 10;
+constexpr int Steps = 10;
+
+/// Far more than leave and come anew in one call of the host, and few enough for the descriptors of a process.
+constexpr qsizetype MostWaiting = 100;
+
+void leaveEventLoop(QSocketNotifier* notifier)
+{
+    QAbstractEventDispatcher::instance()->unregisterSocketNotifier(notifier);
+}
+
+void enterEventLoop(QSocketNotifier* notifier)
+{
+    if (!notifier->isEnabled())
+        return;
+    leaveEventLoop(notifier); // whoever has disabled and enabled it meanwhile has put it back already
+    QAbstractEventDispatcher::instance()->registerSocketNotifier(notifier);
+}
+
+} // namespace
+
+Acceptor::Acceptor(QTcpServer& server)
+    : QObject(&server)
+    , server(server)
+{
+    connect(&server, &QTcpServer::acceptError, this, &Acceptor::handleAcceptError);
+    server.installEventFilter(this);
+}
+
+bool Acceptor::eventFilter(QObject* watched, QEvent* event)
+{
+    // Whenever the server begins to listen it gets a new socket as a child, and that its notifier a little later.
+    if (watched == &server && event->type() == QEvent::ChildAdded && !listening)
+        QMetaObject::invokeMethod(this, &Acceptor::watchListeningSocket, Qt::QueuedConnection);
+    if (event->type() != QEvent::SockAct)
+        return false;
+
+    auto* notifier = static_cast<QSocketNotifier*>(watched);
+    if (isTurnTaken) {
+        leaveEventLoop(notifier);
+        if (!held.contains(notifier))
+            held.append(notifier);
+        return true;
+    }
+    takeTurn();
+    if (notifier != listening)
+        return false;
+    accept();
+    return true;
+}
+
+void Acceptor::watchListeningSocket()
+{
+    const auto notifiers = server.findChildren<QSocketNotifier*>();
+    for (QSocketNotifier* notifier : notifiers) {
+        if (notifier->type() != QSocketNotifier::Read || notifier->socket() != server.socketDescriptor())
+            continue;
+        listening = notifier;
+        notifier->installEventFilter(this);
+    }
+}
+
+void Acceptor::setStranger(const QTcpSocket& client, bool isStranger)
+{
+    const auto notifiers = client.findChildren<QSocketNotifier*>();
+    for (QSocketNotifier* notifier : notifiers) {
+        if (isStranger)
+            notifier->installEventFilter(this);
+        else
+            notifier->removeEventFilter(this);
+    }
+}
+
+/// Until the event loop has come round: what is posted comes before what is ready then.
+void Acceptor::takeTurn()
+{
+    isTurnTaken = true;
+    QMetaObject::invokeMethod(this, &Acceptor::beginRound, Qt::QueuedConnection);
+}
+
+void Acceptor::beginRound()
+{
+    isTurnTaken = false;
+    const QPointer<Acceptor> self(this);
+    if (!waiting.isEmpty() && !isFull()) {
+        takeTurn();
+        Q_EMIT placeIsFree();
+    }
+    while (self && !isTurnTaken && !held.isEmpty()) {
+        const QPointer<QSocketNotifier> next = held.takeFirst();
+        if (!next || !next->isEnabled())
+            continue;
+        enterEventLoop(next);
+        QEvent activation(QEvent::SockAct);
+        QCoreApplication::sendEvent(next, &activation); // takes the turn, before anyone who is ready only now
+    }
+}
+
+/// The server may be destroyed in it.
+void Acceptor::accept()
+{
+    if (!listening || !listening->isEnabled()) // closed, or paused by the host
+        return;
+    const bool isAnyoneLeft = acceptOne();
+    if (server.hasPendingConnections()) {
+        if (isShort)
+            retryTimer.start(0, this); // until nobody is left it may be the same shortage
+        QMetaObject::invokeMethod(&server, "newConnection", Qt::DirectConnection);
+    } else if (isAnyoneLeft) {
+        handleFailure();
+    } else {
+        retryTimer.stop();
+        isShort = false;
+        enterEventLoop(listening);
+    }
+}
+
+/// Has Qt accept one client; it is pending then. No code of the host runs in it: what Qt would report is reported
+/// later. \return false when there is nobody
+bool Acceptor::acceptOne()
+{
+    const QSignalBlocker silence(server);
+    const int pendingOfHost = server.maxPendingConnections();
+    server.setMaxPendingConnections(1);
+    bool isNobodyLeft = false;
+    // Twice: who was there may have been turned away, by a class that is derived from the server.
+    for (int attempt = 0; attempt < 2 && !isNobodyLeft && !server.hasPendingConnections(); ++attempt)
+        server.waitForNewConnection(0, &isNobodyLeft);
+    server.setMaxPendingConnections(pendingOfHost);
+    if (server.hasPendingConnections())
+        listening->setEnabled(true); // which Qt has disabled: one client is enough for it
+    return !isNobodyLeft;
+}
+
+/// The server may be destroyed in it.
+void Acceptor::handleFailure()
+{
+    const bool isTold = !listening->isEnabled(); // Qt pauses when it has an error to report
+    const auto error = isTold ? server.serverError() : QAbstractSocket::SocketResourceError;
+    listening->setEnabled(true);
+    leaveEventLoop(listening);
+    retryTimer.start(RetryMs, this);
+    if (!std::exchange(isShort, true))
+        QMetaObject::invokeMethod(&server, "acceptError", Q_ARG(QAbstractSocket::SocketError, error));
+}
+
+/// Where the host accepts by hand, with waitForNewConnection(), Qt pauses the server for good.
+void Acceptor::handleAcceptError()
+{
+    if (!listening)
+        watchListeningSocket();
+    if (!listening || listening->isEnabled())
+        return;
+    server.resumeAccepting();
+    isShort = true;
+}
+
+/// To take the next one would end a pause.
+QTcpSocket* Acceptor::takePending()
+{
+    const bool isPaused = listening && !listening->isEnabled();
+    QTcpSocket* client = server.nextPendingConnection();
+    if (isPaused)
+        server.pauseAccepting();
+    return client;
+}
+
+QTcpSocket* Acceptor::takeClient()
+{
+    if (server.hasPendingConnections()) {
+        QTcpSocket* client = takePending();
+        if (!isFull() && waiting.isEmpty())
+            return client;
+        addWaiting(client);
+        return nullptr;
+    }
+    const QPointer<Acceptor> self(this);
+    while (self && !waiting.isEmpty() && !isFull()) {
+        if (waiting.first().client->state() == QAbstractSocket::ConnectedState)
+            return waiting.takeFirst().client;
+        refuseFirst(); // it has left
+    }
+    return nullptr;
+}
+
+/// The server may be destroyed in it.
+void Acceptor::addWaiting(QTcpSocket* client)
+{
+    waiting.append({client, step + Steps});
+    if (!waitingTimer.isActive())
+        waitingTimer.start(StepMs, this);
+    if (waiting.size() > MostWaiting)
+        refuseFirst();
+}
+
+/// The server may be destroyed in it.
+void Acceptor::refuseFirst()
+{
+    QTcpSocket* client = waiting.takeFirst().client;
+    const QString peer = client->objectName();
+    delete client;
+    if (auditLog().isInfoEnabled())
+        writeAuditLine({{"event"_L1, "exceededLimit"_L1}, {"limit"_L1, "maxClients"_L1}, {"peer"_L1, peer}});
+    logExceededLimit("maxClients"_L1, peer);
+}
+
+void Acceptor::timerEvent(QTimerEvent* event)
+{
+    if (event->timerId() == waitingTimer.timerId())
+        stepWaiting();
+    else if (listening)
+        accept();
+    else
+        retryTimer.stop();
+}
+
+void Acceptor::stepWaiting()
+{
+    ++step;
+    const QPointer<Acceptor> self(this);
+    while (self && isFull() && !waiting.isEmpty() && waiting.first().lastStep <= step)
+        refuseFirst();
+    if (!self)
+        return;
+    if (waiting.isEmpty())
+        waitingTimer.stop();
+    else if (!isFull() && !isTurnTaken)
+        takeTurn();
+}
+
+} // namespace OrvaneInterface

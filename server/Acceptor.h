@@ -1,0 +1,104 @@
+#pragma once
+
+#include "ClientLimits.h"
+
+#include <QBasicTimer>
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QSslConfiguration>
+
+#include <memory>
+#include <optional>
+
+class QSocketNotifier;
+class QTcpServer;
+class QTcpSocket;
+
+namespace OrvaneInterface {
+
+/**
+ * The server's private state: what the next client gets, and the way in.
+ *
+ *     listening --accept, one a turn--> [full?] --no--> takeClient(): TLS and a connection
+ *      |     ^                             |                 ^
+ *      |     | nobody is left              | yes             | a place is free
+ *      v     |                             v                 |
+ *     short of descriptors              waiting (100 clients, 100 ms) --> refused
+ *     (tries every second)
+ *
+ * - Turns. Everyone who has not logged in shares one turn in each round of the event loop: to be accepted, with its TLS
+ *   set up, or to be read once. Whoever comes second in a round is held, and served first in the next one. So strangers
+ *   cost the others one such piece of work a round, however many they are. To accept is Qt's loop that ends when nobody
+ *   is left, which need not happen; it is therefore run for one client at a time.
+ * - Pauses are the host's alone: pauseAccepting() disables the notifier of the listening socket, and only the host
+ *   enables it again. Who is held, and a server that is short of descriptors, is taken out of the event loop instead.
+ * - A failure to accept is told by the listening socket, which stays ready while nobody comes. What Qt reports is not
+ *   enough: its socket engine keeps the first error that it meets, and "nobody is left" is one of them.
+ * - A client that finds no place waits for one. One of those that are served may have left without the event loop
+ * having seen it: while the host's thread stands still, a client that ends its connection and connects anew is accepted
+ *   together with its own end.
+ *
+ * Thread: that of the server.
+ */
+class Acceptor : public QObject {
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(Acceptor)
+
+public:
+    /// \a server is the parent.
+    explicit Acceptor(QTcpServer& server);
+
+    /// Null until the host sets one: then key and certificate come from its resources.
+    std::optional<QSslConfiguration> configuration;
+    /// Shared with the clients that were accepted under them.
+    std::shared_ptr<const OrvaneLimits> limits = std::make_shared<OrvaneLimits>();
+
+    /// The next client that has a place, connected and not encrypted; null: none. Takes at most one of those that Qt
+    /// has accepted. The server may be destroyed in it.
+    QTcpSocket* takeClient();
+    /// For a client that is let in: counts it for as long as the limits live.
+    std::unique_ptr<ClientLimits> limitsOfClient() const { return std::make_unique<ClientLimits>(limits, clients); }
+    /// Has \a client share the turn of all that have not logged in, or not any more.
+    void setStranger(const QTcpSocket& client, bool isStranger);
+
+Q_SIGNALS:
+    /// There is one for takeClient(). The server may be destroyed in it.
+    void placeIsFree();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
+
+private:
+    struct Waiting {
+        QTcpSocket* client; ///< child of the server
+        int lastStep;
+    };
+
+    void watchListeningSocket();
+    void takeTurn();
+    void beginRound();
+    void accept();
+    bool acceptOne();
+    void handleFailure();
+    void handleAcceptError();
+    QTcpSocket* takePending();
+    bool isFull() const { return limits->maxClients > 0 && *clients >= limits->maxClients; }
+    void addWaiting(QTcpSocket* client);
+    void refuseFirst();
+    void stepWaiting();
+
+    QTcpServer& server;
+    std::shared_ptr<int> clients = std::make_shared<int>(0); ///< that are let in
+    QPointer<QSocketNotifier> listening; ///< of the listening socket, in Qt's hands; null: the server does not listen
+    bool isTurnTaken = false;
+    QList<QPointer<QSocketNotifier>> held; ///< ready, and out of the event loop until their turn comes
+    bool isShort = false; ///< of descriptors, most likely; already logged
+    QBasicTimer retryTimer; ///< runs while the server is short
+    QList<Waiting> waiting; ///< in order of arrival
+    QBasicTimer waitingTimer; ///< runs while a client waits
+    int step = 0; ///< of waitingTimer
+};
+
+} // namespace OrvaneInterface

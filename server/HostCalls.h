@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QObject>
+
+namespace OrvaneInterface {
+
+/**
+ * How many clients' messages are being carried out inside one another. A child of the server.
+ *
+ * A host may run an event loop in its call, and the next client's message is carried out in that, and so on: each takes
+ * about 8 KB of the stack, and what the host takes. So their number is bounded, and further clients wait until one of
+ * them returns.
+ *
+ * Thread: that of the server.
+ */
+class HostCalls : public QObject {
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(HostCalls)
+
+public:
+    /// A quarter of the smallest stack that a main thread usually has, 1 MiB.
+    static constexpr int MostNested = 32;
+
+    using QObject::QObject;
+
+    bool mayBegin() const { return nested < MostNested; }
+    void begin() { ++nested; }
+    void end()
+    {
+        if (nested-- == MostNested)
+            Q_EMIT oneHasReturned();
+    }
+
+Q_SIGNALS:
+    void oneHasReturned();
+
+private:
+    int nested = 0;
+};
+
+} // namespace OrvaneInterface
