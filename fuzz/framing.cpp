@@ -20,7 +20,7 @@ void requireFraming(const QList<QByteArray>& reads)
     MessageModel model;
     for (const QByteArray& read : reads) {
         socket.put(read);
-        framing.readMessages();
+        framing.readMessages(socket.bytesAvailable());
         const QStringList messages = std::exchange(framing.messages, {});
         require(messages == model.take(read), u"other messages than the definition gives"_s);
         for (const QString& message : messages) {

@@ -85,8 +85,9 @@ void Acceptor::watchListeningSocket()
     }
 }
 
-void Acceptor::setStranger(const QTcpSocket& client, bool isStranger)
+void Acceptor::setStranger(QTcpSocket& client, bool isStranger)
 {
+    client.setReadBufferSize(isStranger ? BytesOfStranger : BytesOfClient);
     const auto notifiers = client.findChildren<QSocketNotifier*>();
     for (QSocketNotifier* notifier : notifiers) {
         if (isStranger)

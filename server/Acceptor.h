@@ -46,6 +46,13 @@ class Acceptor : public QObject {
     Q_DISABLE_COPY_MOVE(Acceptor)
 
 public:
+    /// What is read for one client in one turn; all messages in it are carried out at once. A message may have 6 bytes,
+    /// a change of the TLS keys 27, and the most expensive documents cost some thousand instructions a character: so it
+    /// is a few milliseconds of any of them.
+    static constexpr qint64 BytesOfStranger = 4096;
+    /// As much as a client can say in one record of TLS: fewer turns for whoever sends many commands.
+    static constexpr qint64 BytesOfClient = 16384;
+
     /// \a server is the parent.
     explicit Acceptor(QTcpServer& server);
 
@@ -60,7 +67,7 @@ public:
     /// For a client that is let in: counts it for as long as the limits live.
     std::unique_ptr<ClientLimits> limitsOfClient() const { return std::make_unique<ClientLimits>(limits, clients); }
     /// Has \a client share the turn of all that have not logged in, or not any more.
-    void setStranger(const QTcpSocket& client, bool isStranger);
+    void setStranger(QTcpSocket& client, bool isStranger);
 
 Q_SIGNALS:
     /// There is one for takeClient(). The server may be destroyed in it.

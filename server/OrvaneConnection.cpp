@@ -94,12 +94,12 @@ void OrvaneConnection::takeUpSocket(
     // socket stays open. And in an event loop of a message handler the client may have sent something, or left.
     const QAbstractSocket::SocketError missedError = socket->error();
     const bool isMissed = missedError != QAbstractSocket::UnknownSocketError;
-    const bool hasEnded = !isConnected() || (isMissed && !encrypted);
+    const bool isGone = !isConnected() || (isMissed && !encrypted);
     if (socket->bytesAvailable() > 0)
         handleReadyRead();
     if (socketAttached && isMissed)
         handleSocketError(missedError);
-    if (hasEnded)
+    if (isGone)
         handleDisconnected();
 }
 
@@ -121,7 +121,7 @@ void OrvaneConnection::handleReadyRead()
 {
     // In an event loop that a host call runs, the socket reports readyRead() again. The bytes stay where they are:
     // readMessages() would replace the queue, and the next message must wait for the end of this one.
-    if (dispatching || !socketAttached)
+    if (dispatching || !socketAttached || isTurnOver())
         return;
     if (!hostCalls->mayBegin()) {
         connect(hostCalls, &HostCalls::oneHasReturned, this, &OrvaneConnection::handleReadyRead,
@@ -138,11 +138,28 @@ void OrvaneConnection::handleReadyRead()
             hostCalls->end();
     });
     do {
-        xmlSocket->readMessages();
+        turnBytes += xmlSocket->readMessages(bytesOfTurn() - turnBytes);
         carryOutMessages();
         if (socketAttached)
             endIfExceeded(limits->exceededByMessage(xmlSocket->unfinishedLength(), isLoggedIn()));
-    } while (socketAttached && socket->bytesAvailable() > 0);
+    } while (socketAttached && socket->bytesAvailable() > 0 && !isTurnOver());
+    if (socketAttached && isTurnOver())
+        QMetaObject::invokeMethod(this, &OrvaneConnection::beginTurn, Qt::QueuedConnection);
+    else if (hasEnded)
+        release();
+}
+
+/// The event loop has come round.
+void OrvaneConnection::beginTurn()
+{
+    turnBytes = 0;
+    if (socketAttached && (hasEnded || socket->bytesAvailable() > 0))
+        handleReadyRead();
+}
+
+qint64 OrvaneConnection::bytesOfTurn() const
+{
+    return isLoggedIn() ? Acceptor::BytesOfClient : Acceptor::BytesOfStranger;
 }
 
 /// Sends the replies itself instead of leaving them to the next turn of the event loop: a reply would wait for that
@@ -202,10 +219,14 @@ void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
     writeAuditLine(entry);
 }
 
+/// What came before the end is carried out first. Inside a dispatch the host has run events, and it is discarded.
 void OrvaneConnection::handleDisconnected()
 {
-    handleReadyRead(); // what has come before the end, and has not been looked at
-    release();
+    hasEnded = true;
+    if (dispatching)
+        release();
+    else
+        handleReadyRead();
 }
 
 /// \a reason goes into the audit trail; null: the socket's own.

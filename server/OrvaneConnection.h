@@ -94,6 +94,9 @@ private:
     QJsonObject auditEntry(QLatin1String event) const;
     bool mayWriteAuditEntry();
     void sendFrame(const QByteArray& bytes);
+    void beginTurn();
+    qint64 bytesOfTurn() const;
+    bool isTurnOver() const { return turnBytes >= bytesOfTurn(); }
     void carryOutMessages();
     void letGo();
 
@@ -132,6 +135,8 @@ private:
     QPointer<HostCalls> hostCalls; ///< of the server
     Acceptor* acceptor = nullptr; ///< of the server; dangling after the release
     bool encrypted = false; ///< the TLS handshake is done
+    bool hasEnded = false; ///< the client has gone; what it said before is still to be carried out
+    qint64 turnBytes = 0; ///< read since beginTurn()
     int uses = 0; ///< the InUse that live
     bool dispatching = false; ///< handleReadyRead() is on the stack
     Outcome outcome = Outcome::NoReply; ///< of the command that is being carried out

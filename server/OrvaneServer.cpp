@@ -50,11 +50,6 @@ Acceptor& acceptorOf(const OrvaneServer& server)
     return *server.findChild<Acceptor*>(QString(), Qt::FindDirectChildrenOnly);
 }
 
-/// As a client is read: Qt reads so many bytes from the network in one turn, and the library carries out what is in
-/// them. Any single thing that a stranger can send costs little, but a message may have 6 characters, and a change of
-/// the TLS keys 27 bytes, so a turn has a thousand of the first or 150 of the second: a few milliseconds of either.
-constexpr qint64 BytesOfTurn = 4096;
-
 /// Not a whole configuration: that would be Qt's default one, in which a host may have set for its own ends what a
 /// server socket does not begin with, such as protocols of an application.
 void setMaterial(QSslSocket& socket, const QSslKey& key, const QSslCertificate& certificate)
@@ -117,7 +112,6 @@ void OrvaneServer::incomingConnection(qintptr socketDescriptor)
         socket->setSslConfiguration(*ofHost);
     else
         setMaterial(*socket, privateKey, certificate);
-    socket->setReadBufferSize(BytesOfTurn);
     socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
     socket->setObjectName(peerOf(*socket)); // a socket forgets its peer when the client has left
     acceptorOf(*this).setStranger(*socket, true);

@@ -35,15 +35,17 @@ XMLSocket::~XMLSocket()
     const QMutexLocker locker(&mutex);
 }
 
-void XMLSocket::readMessages()
+qint64 XMLSocket::readMessages(qint64 most)
 {
-    OrvaneInterface::appendUtf8(receiveBuffer, socket->readAll());
+    const QByteArray bytes = socket->read(std::min(most, socket->bytesAvailable()));
+    OrvaneInterface::appendUtf8(receiveBuffer, bytes);
 
     const qsizetype firstTerminator = findTerminator(receiveBuffer, searchedLength);
     if (firstTerminator >= 0)
         splitReceiveBuffer(firstTerminator);
     // The last three characters may be the beginning of a terminator; the text before them is never searched again.
     searchedLength = std::max<qsizetype>(0, receiveBuffer.size() - (MessageTerminator.size() - 1));
+    return bytes.size();
 }
 
 void XMLSocket::splitReceiveBuffer(qsizetype firstTerminator)

@@ -33,8 +33,9 @@ public:
     explicit XMLSocket(QTcpSocket* socket);
     virtual ~XMLSocket();
 
-    /// Reads what the socket has; the messages that are now complete replace the content of messages.
-    void readMessages();
+    /// Reads what the socket has, up to \a most bytes; the messages that are now complete replace the content of
+    /// messages. \return the number of bytes
+    qint64 readMessages(qint64 most);
 
     /// Characters that have come of the next message, without what may turn out to belong to its terminator.
     qsizetype unfinishedLength() const { return searchedLength; }

@@ -93,6 +93,7 @@ void tst_audit_log::tellsWhoDidWhat()
     session.host.refreshStarts = true;
     OrvaneInterface::OrvaneLimits limits;
     limits.maxMessageLength = 5000;
+    limits.maxClients = 1;
     session.server->setLimits(limits);
     auto client = session.connectedClient();
     QVERIFY(client);
@@ -103,16 +104,25 @@ void tst_audit_log::tellsWhoDidWhat()
     client->send("<getPresetsList/>");
     client->send("<updateRecorderContents/>");
     client->send("<showTrack/>");
+    client->send("<setPreset/>");
+    client->login("operator", "wrong");
     client->login("Orvane", "157b25b09a99c70fc75a6e79412a00b2");
     client->send("<unknown/>");
     client->send(QByteArray("<x>").repeated(1030));
     client->send(QByteArray(6000, ' '));
     QTRY_COMPARE(client->state(), QAbstractSocket::UnconnectedState);
 
-    auto other = session.connectedClient();
-    other->disconnectFromHost();
-    QTRY_COMPARE(lines.size(), 15);
+    auto other = session.orvaneClient();
+    session.host.duringCall = [&] {
+        other->disconnectFromHost();
+        QTest::qWait(50);
+    };
+    other->send("<getPresetsList/>");
+    QTRY_COMPARE(lines.size(), 19);
     auto third = session.connectedClient();
+    TlsClient refused;
+    refused.connectToPort(session.server->serverPort());
+    QTRY_COMPARE(lines.size(), 21);
     session.server.reset();
 
     const QStringList expected {
@@ -124,14 +134,19 @@ void tst_audit_log::tellsWhoDidWhat()
         uR"({"account":"operator","command":"getPresetsList","event":"command","outcome":"answered"})"_s,
         uR"({"account":"operator","command":"updateRecorderContents","event":"command","outcome":"no reply"})"_s,
         uR"({"account":"operator","command":"showTrack","event":"command","outcome":"rejected"})"_s,
+        uR"({"account":"operator","command":"setPreset","event":"command","outcome":"accepted"})"_s,
+        uR"({"account":"operator","event":"invalidLogin","user":"operator"})"_s,
         uR"({"account":"Orvane","event":"login","user":"Orvane"})"_s,
         uR"({"account":"Orvane","command":"unknown","event":"command","outcome":"rejected"})"_s,
         uR"({"account":"Orvane","command":"x","event":"refusedDocument","reason":"Its elements are nested too deep"})"_s,
         uR"({"account":"Orvane","event":"exceededLimit","limit":"maxMessageLength"})"_s,
         uR"({"account":"Orvane","event":"disconnected","reason":"maxMessageLength"})"_s,
         uR"({"event":"connected"})"_s,
-        uR"({"event":"disconnected","reason":"The remote host closed the connection"})"_s,
+        uR"({"account":"Orvane","event":"login","user":"Orvane"})"_s,
+        uR"({"account":"Orvane","event":"disconnected","reason":"The remote host closed the connection"})"_s,
+        uR"({"account":"Orvane","command":"getPresetsList","event":"command","outcome":"answered"})"_s,
         uR"({"event":"connected"})"_s,
+        uR"({"event":"exceededLimit","limit":"maxClients"})"_s,
         uR"({"event":"disconnected","reason":"the server was destroyed"})"_s,
     };
     QCOMPARE(briefLines(), expected);
@@ -153,7 +168,7 @@ void tst_audit_log::keepsALineWhateverAClientSends()
 {
     const Session session;
     auto client = session.connectedClient();
-    const QString odd = u"\n\"}"_s + QChar(0x85) + QChar(0x2028) + QChar(0x202E);
+    const QString odd = u"\n\"}"_s + QChar(0x7F) + QChar(0x85) + QChar(0x2028) + QChar(0x202E);
     client->login(odd.toUtf8() + QByteArray(1000, 'x'), "y");
     QTRY_COMPARE(lines.size(), 2);
     const QByteArray line = lines.last();
@@ -170,6 +185,24 @@ void tst_audit_log::keepsALineWhateverAClientSends()
 
 void tst_audit_log::standsAServerThatIsDestroyedInALine()
 {
+    {
+        Session session;
+        OrvaneInterface::OrvaneLimits limits;
+        limits.handshakeTimeout = std::chrono::milliseconds(50);
+        session.server->setLimits(limits);
+        session.server->close();
+        QVERIFY(session.server->listen(QHostAddress::LocalHostIPv6));
+        whenLogged = [&] {
+            if (lines.last().contains("exceededLimit"))
+                session.server.reset();
+        };
+        QTcpSocket silent;
+        silent.connectToHost(u"::1"_s, session.server->serverPort());
+        QTRY_COMPARE(lines.size(), 2);
+        const QString peer = QJsonDocument::fromJson(lines.last()).object()["peer"_L1].toString();
+        QVERIFY2(peer.startsWith(u"[::1]:"_s), qPrintable(peer));
+        QTRY_COMPARE(silent.state(), QAbstractSocket::UnconnectedState);
+    }
     for (qsizetype last = 1; last <= 7; ++last) {
         lines.clear();
         Session session;

@@ -24,6 +24,8 @@ private Q_SLOTS:
     void letsInSoManyClients();
     void letsInWhoComesWhenAnotherHasLeft();
     void letsInWhoWaitsWhenThereAreMorePlaces();
+    void letsInWhoHasWaitedBeforeWhoComesNow();
+    void letsInNobodyInsideTheLineOfAnother();
     void takesSoManyInvalidLogins();
     void takesMessagesOfALength_data();
     void takesMessagesOfALength();
@@ -160,6 +162,7 @@ void tst_server_limits::letsInWhoWaitsWhenThereAreMorePlaces()
     TlsClient second;
     second.connectToPort(session.server->serverPort());
     QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 2);
+    QTest::qWait(50);
     session.server->pauseAccepting();
     session.server->setLimits({});
     QTRY_VERIFY(second.isEncrypted());
@@ -170,6 +173,45 @@ void tst_server_limits::letsInWhoWaitsWhenThereAreMorePlaces()
     QVERIFY(!third.isEncrypted()); // the pause goes on
     session.server->resumeAccepting();
     QTRY_VERIFY(third.isEncrypted());
+}
+
+void tst_server_limits::letsInWhoHasWaitedBeforeWhoComesNow()
+{
+    OrvaneLimits limits;
+    limits.maxClients = 1;
+    const LimitedSession session(limits);
+    TlsClient second;
+    second.connectToPort(session.server->serverPort());
+    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 2);
+    TlsClient late;
+    late.connectToPort(session.server->serverPort());
+    QVERIFY(late.waitForConnected()); // by the system, not yet by the server
+    limits.maxClients = 2;
+    limits.maxMessageLength = 1; // of those who come from now on
+    session.server->setLimits(limits);
+    QTRY_COMPARE(late.state(), QAbstractSocket::UnconnectedState);
+    QVERIFY(second.isEncrypted() && session.isServed());
+}
+
+/// The place is taken before the host can run anything.
+void tst_server_limits::letsInNobodyInsideTheLineOfAnother()
+{
+    OrvaneLimits limits;
+    limits.maxClients = 1;
+    const Session session;
+    session.server->setLimits(limits);
+    TlsClient first;
+    TlsClient second;
+    bool isFirst = true;
+    const LogCapture log([&](const QString& line) {
+        if (!line.startsWith(u"New OrvaneConnection"_s) || !std::exchange(isFirst, false))
+            return;
+        second.connectToPort(session.server->serverPort());
+        QTest::qWait(300);
+    });
+    first.connectToPort(session.server->serverPort());
+    QTRY_VERIFY(first.isEncrypted());
+    QTRY_COMPARE(second.state(), QAbstractSocket::UnconnectedState);
 }
 
 void tst_server_limits::takesSoManyInvalidLogins()

@@ -50,6 +50,8 @@ void tst_server_with_useless_key::endsEachClient_data()
     QTest::newRow("a key with a pass phrase")
         << QStringList {QString(NewRsaPair).replace(u"-nodes"_s, u"-passout pass:secret"_s)}
         << key + u" has a pass phrase"_s;
+    QTest::newRow("an empty key") << QStringList {NewRsaPair, u"enc -base64 -in /dev/null -out hxkey.pem"_s}
+                                  << key + u" is empty"_s;
     QTest::newRow("a certificate where the key should be")
         << QStringList {NewRsaPair, u"x509 -in hxcert.pem -out hxkey.pem"_s} << key + u" is not an RSA key in PEM"_s;
     QTest::newRow("a key where the certificate should be") << QStringList {NewRsaPair,

@@ -1,0 +1,269 @@
+#include "LogCapture.h"
+#include "PeakMemory.h"
+#include "Session.h"
+
+#include <QAbstractEventDispatcher>
+#include <QThread>
+#include <QtTest>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+/// What meets in one moment: messages and the end of their client, a flood and other clients, a pause and those who
+/// come, calls inside one another.
+class tst_server_events : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void carriesOutWhatCameBeforeTheEnd_data();
+    void carriesOutWhatCameBeforeTheEnd();
+    void discardsWhatComesBehindAnErrorOfTls();
+    void carriesOutOneReadInATurn_data();
+    void carriesOutOneReadInATurn();
+    void acceptsOneClientInATurn();
+    void staysPausedInTheLineOfAClient();
+    void staysPausedWhenTheHostAcceptsByHand();
+    void boundsCallsInsideOneAnother();
+    void logsEachErrorOfAccepting();
+};
+
+namespace {
+
+const QByteArray SystemLogin = "<loginClient><username>Orvane</username>"
+                               "<password>157b25b09a99c70fc75a6e79412a00b2</password></loginClient>\r\n\r\n";
+
+/// The most lines with a beginning that come before the event loop comes round.
+class MostInATurn {
+    Q_DISABLE_COPY_MOVE(MostInATurn)
+
+public:
+    explicit MostInATurn(const QString& beginning)
+        : log([this, beginning](const QString& line) {
+            if (line.startsWith(beginning))
+                most = std::max(most, ++count);
+        })
+    {
+        const auto* dispatcher = QAbstractEventDispatcher::instance();
+        QObject::connect(dispatcher, &QAbstractEventDispatcher::awake, &context, [this] { count = 0; });
+    }
+
+    int most = 0;
+
+private:
+    int count = 0;
+    QObject context;
+    const LogCapture log;
+};
+
+qsizetype acceptedCount(const Session& session)
+{
+    return session.server->findChildren<QSslSocket*>().size();
+}
+
+/// The system has accepted it; the server has not, before the event loop runs.
+std::unique_ptr<QTcpSocket> comer(const Session& session)
+{
+    auto client = std::make_unique<QTcpSocket>();
+    client->connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
+    return client->waitForConnected() ? std::move(client) : nullptr;
+}
+
+/// The event loop has gone round often enough for whatever was ready.
+bool comesRound(TlsClient& loggedIn)
+{
+    bool isAnswered = true;
+    for (int time = 0; time < 3 && isAnswered; ++time) {
+        loggedIn.received.clear();
+        loggedIn.send(QByteArray("<setPreset/>"));
+        isAnswered = QTest::qWaitFor([&] { return loggedIn.received == shortAcceptance("setPreset"); });
+    }
+    return isAnswered;
+}
+
+} // namespace
+
+void tst_server_events::carriesOutWhatCameBeforeTheEnd_data()
+{
+    QTest::addColumn<bool>("inOneRecord");
+    QTest::addColumn<int>("callMs");
+    QTest::newRow("in one record, quick calls") << true << 0;
+    QTest::newRow("in one record, slow calls") << true << 5;
+    QTest::newRow("in a record each, quick calls") << false << 0;
+    QTest::newRow("in a record each, slow calls") << false << 5;
+}
+
+/// A reply that cannot be sent any more, because the client has closed its connection, says nothing about its commands.
+void tst_server_events::carriesOutWhatCameBeforeTheEnd()
+{
+    QFETCH(const bool, inOneRecord);
+    QFETCH(const int, callMs);
+    constexpr int commands = 6;
+    Session session;
+    session.host.duringCall = [&] { QThread::msleep(static_cast<unsigned long>(callMs)); };
+    TlsClient client;
+    client.connectToPort(session.server->serverPort());
+    QTRY_VERIFY(client.isEncrypted());
+
+    client.write(SystemLogin);
+    QStringList expected;
+    for (int command = 0; command < commands; ++command) {
+        if (!inOneRecord)
+            client.flush();
+        client.send("<setPreset><presetname>" + QByteArray::number(command) + "</presetname></setPreset>");
+        expected += u"setPreset(\"%1\")"_s.arg(command);
+    }
+    client.flush();
+    client.disconnectFromHost();
+    // Before the server has seen any of it.
+    QVERIFY(client.state() == QAbstractSocket::UnconnectedState || client.waitForDisconnected());
+    QTRY_COMPARE(session.host.calls, expected);
+    QTRY_COMPARE(acceptedCount(session), 0);
+    QCOMPARE(session.host.calls, expected);
+}
+
+void tst_server_events::discardsWhatComesBehindAnErrorOfTls()
+{
+    constexpr int pieces = 64;
+    const QByteArray piece(1 << 20, 'x');
+    const Session session;
+    const auto client = session.orvaneClient();
+    QVERIFY(client && comesRound(*client));
+    auto* network = client->findChild<QTcpSocket*>();
+    const qsizetype growth = peakMemoryDuring([&] {
+        for (int count = 0; count < pieces; ++count) {
+            network->write(piece);
+            QTRY_COMPARE(network->bytesToWrite(), 0);
+        }
+    });
+    QVERIFY2(growth < pieces * piece.size() / 2, qPrintable(u"%1 bytes more"_s.arg(growth)));
+    QCOMPARE(acceptedCount(session), 1);
+    network->abort();
+    QTRY_COMPARE(acceptedCount(session), 0);
+}
+
+void tst_server_events::carriesOutOneReadInATurn_data()
+{
+    QTest::addColumn<bool>("loggedIn");
+    QTest::addColumn<int>("mostBytes");
+    QTest::newRow("of a stranger") << false << 4096;
+    QTest::newRow("of a client that has logged in") << true << 16384;
+}
+
+void tst_server_events::carriesOutOneReadInATurn()
+{
+    QFETCH(const bool, loggedIn);
+    QFETCH(const int, mostBytes);
+    const QByteArray message = "<a/>\r\n\r\n";
+    constexpr int messages = 20'000;
+    const Session session;
+    const auto client = loggedIn ? session.orvaneClient() : session.connectedClient();
+    const auto witness = session.orvaneClient();
+    QVERIFY(client && witness && comesRound(*witness));
+
+    const MostInATurn counter(u"OrvaneConnection received command"_s);
+    client->write(message.repeated(messages) + SystemLogin + "<theLast/>\r\n\r\n");
+    QTRY_VERIFY(client->received.endsWith(LastReply));
+    QVERIFY2(counter.most > 100, qPrintable(QString::number(counter.most)));
+    QVERIFY2(counter.most <= mostBytes / message.size(), qPrintable(QString::number(counter.most)));
+}
+
+void tst_server_events::acceptsOneClientInATurn()
+{
+    constexpr size_t count = 20;
+    const Session session;
+    std::vector<std::unique_ptr<QTcpSocket>> clients;
+    while (clients.size() < count)
+        clients.push_back(comer(session));
+    const MostInATurn counter(u"New OrvaneConnection"_s);
+    QTRY_COMPARE(acceptedCount(session), qsizetype {count});
+    QCOMPARE(counter.most, 1);
+}
+
+void tst_server_events::staysPausedInTheLineOfAClient()
+{
+    const Session session;
+    const auto witness = session.orvaneClient();
+    QVERIFY(witness && comesRound(*witness));
+    const LogCapture log([&](const QString& line) {
+        if (line.startsWith(u"New OrvaneConnection"_s))
+            session.server->pauseAccepting();
+    });
+    const auto first = comer(session);
+    const auto second = comer(session);
+    QTRY_COMPARE(acceptedCount(session), 2);
+    QVERIFY(comesRound(*witness));
+    QCOMPARE(acceptedCount(session), 2);
+    session.server->resumeAccepting();
+    QTRY_COMPARE(acceptedCount(session), 3);
+}
+
+void tst_server_events::staysPausedWhenTheHostAcceptsByHand()
+{
+    const Session session;
+    const auto witness = session.orvaneClient();
+    QVERIFY(witness && comesRound(*witness));
+    session.server->pauseAccepting();
+    const auto first = comer(session);
+    QVERIFY(session.server->waitForNewConnection());
+    QCOMPARE(acceptedCount(session), 2);
+    const auto second = comer(session);
+    QVERIFY(comesRound(*witness));
+    QCOMPARE(acceptedCount(session), 2);
+    session.server->resumeAccepting();
+    QTRY_COMPARE(acceptedCount(session), 3);
+}
+
+void tst_server_events::boundsCallsInsideOneAnother()
+{
+    constexpr int mostNested = 32;
+    constexpr int clientCount = 40;
+    Session session;
+    std::vector<std::unique_ptr<TlsClient>> clients;
+    while (clients.size() < clientCount) {
+        clients.push_back(session.orvaneClient());
+        QVERIFY(clients.back() && comesRound(*clients.back()));
+    }
+    const auto unread = [&] {
+        const auto sockets = session.server->findChildren<QSslSocket*>();
+        return std::count_if(
+            sockets.begin(), sockets.end(), [](const QSslSocket* socket) { return socket->bytesAvailable() > 0; });
+    };
+    int nested = 0;
+    int most = 0;
+    bool isOver = false;
+    session.host.calls.clear();
+    session.host.duringCall = [&] {
+        most = std::max(most, ++nested);
+        QVERIFY(QTest::qWaitFor(
+            [&] { return isOver || nested > mostNested || unread() == clientCount - mostNested; }, 60'000));
+        isOver = true;
+        --nested;
+    };
+    for (const auto& client : clients) {
+        client->received.clear();
+        client->send("<setPreset/>");
+    }
+    for (const auto& client : clients)
+        QTRY_COMPARE(client->received, shortAcceptance("setPreset"));
+    QCOMPARE(most, mostNested);
+    QCOMPARE(session.host.calls.size(), clientCount);
+}
+
+void tst_server_events::logsEachErrorOfAccepting()
+{
+    const Session session;
+    const LogCapture log;
+    const QAbstractSocket::SocketError error = QAbstractSocket::SocketAccessError;
+    for (int time = 0; time < 2; ++time) {
+        QVERIFY(
+            QMetaObject::invokeMethod(session.server.get(), "acceptError", Q_ARG(QAbstractSocket::SocketError, error)));
+        QCOMPARE(
+            LogCapture::take(), QStringList {u"OrvaneConnection server error: QAbstractSocket::SocketAccessError"_s});
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_server_events)
+#include "tst_server_events.moc"
