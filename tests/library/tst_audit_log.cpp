@@ -23,6 +23,9 @@ private Q_SLOTS:
     void isOffAtFirst();
     void tellsWhoDidWhat();
     void tellsWhyAHandshakeFailed();
+    void tellsWhoseLoginWasInvalidThoughTheClientHasGone();
+    void namesThePeerOfAClientThatHasWaited();
+    void growsNotWithWhatAStrangerSends();
     void keepsALineWhateverAClientSends();
     void standsAServerThatIsDestroyedInALine();
 };
@@ -31,9 +34,12 @@ namespace {
 
 QByteArrayList lines;
 std::function<void()> whenLogged;
+std::function<void(const QString& line)> whenDebugged;
 
 void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
+    if (type == QtDebugMsg && whenDebugged)
+        whenDebugged(message);
     if (type != QtInfoMsg || std::strcmp(context.category, "orvane.audit") != 0)
         return;
     lines += message.toUtf8();
@@ -68,6 +74,7 @@ void tst_audit_log::init()
 {
     lines.clear();
     whenLogged = nullptr;
+    whenDebugged = nullptr;
     QLoggingCategory::setFilterRules(u"orvane.audit.info=true"_s);
     qInstallMessageHandler(&handleMessage);
 }
@@ -162,6 +169,58 @@ void tst_audit_log::tellsWhyAHandshakeFailed()
     QTRY_VERIFY(lines.size() >= 2);
     QVERIFY(lines.at(1).contains("\"event\":\"handshakeFailed\""));
     QVERIFY(lines.at(1).contains("http request"));
+}
+
+void tst_audit_log::tellsWhoseLoginWasInvalidThoughTheClientHasGone()
+{
+    const Session session;
+    QLoggingCategory::setFilterRules(u"default.debug=true\norvane.audit.info=true"_s);
+    auto client = session.connectedClient();
+    QVERIFY(client);
+    whenDebugged = [&](const QString& line) {
+        if (!line.contains(u"login invalid"_s))
+            return;
+        client->abort();
+        const auto* socket = session.server->findChild<QSslSocket*>();
+        QVERIFY(QTest::qWaitFor([&] { return socket->state() == QAbstractSocket::UnconnectedState; }));
+        QTest::qWait(0); // for the end of it
+    };
+    client->login("operator", "wrong");
+    QTRY_VERIFY(session.server->findChild<QSslSocket*>() == nullptr); // its line came inside the other, and so not here
+    QCOMPARE(lines.size(), 2);
+    QCOMPARE(briefLines().at(1), uR"({"event":"invalidLogin","user":"operator"})"_s);
+}
+
+void tst_audit_log::namesThePeerOfAClientThatHasWaited()
+{
+    Session session;
+    OrvaneInterface::OrvaneLimits limits;
+    limits.maxClients = 1;
+    session.server->setLimits(limits);
+    auto first = session.connectedClient();
+    QVERIFY(first);
+    QTcpSocket waiting;
+    waiting.connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
+    waiting.write("no TLS at all");
+    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 2);
+    first.reset();
+    QTRY_COMPARE(waiting.state(), QAbstractSocket::UnconnectedState);
+    QTRY_COMPARE(lines.size(), 5); // both have come and gone, one in its handshake
+    for (const QString& line : briefLines())
+        QVERIFY2(line.startsWith(u'{'), qPrintable(line));
+}
+
+void tst_audit_log::growsNotWithWhatAStrangerSends()
+{
+    const Session session;
+    auto client = session.connectedClient();
+    QVERIFY(client);
+    client->write(QByteArray("<a/>\r\n\r\n").repeated(1000));
+    client->login("operator", "wrong");
+    client->disconnectFromHost();
+    QTRY_VERIFY(!lines.isEmpty() && lines.last().contains("disconnected"));
+    QCOMPARE(lines.size(), 12);
+    QCOMPARE(QJsonDocument::fromJson(lines.last()).object()["notWritten"_L1].toInt(), 991);
 }
 
 void tst_audit_log::keepsALineWhateverAClientSends()

@@ -23,6 +23,7 @@ private Q_SLOTS:
     void initTestCase();
     void waitsWithoutSpinningAndAcceptsAgain_data();
     void waitsWithoutSpinningAndAcceptsAgain();
+    void acceptsAgainThoughTheHostAcceptsByHand();
 };
 
 namespace {
@@ -204,6 +205,22 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
     const auto nextButOne = session.connectedClient();
     QVERIFY(next && nextButOne);
     QCOMPARE(timesLogged(), 1);
+}
+
+void tst_server_without_descriptors::acceptsAgainThoughTheHostAcceptsByHand()
+{
+    const Session session;
+    const auto client = comer(session);
+    QVERIFY(client);
+    const LogCapture log;
+    DescriptorLimit limit;
+    limit.allow(0);
+    session.server->waitForNewConnection(); // by which Qt pauses the server
+    const QString line = u"OrvaneConnection server error: QAbstractSocket::SocketResourceError"_s;
+    QCOMPARE(LogCapture::take(), QStringList {line});
+    limit.lift();
+    QTRY_VERIFY(session.server->findChild<QSslSocket*>() != nullptr);
+    QCOMPARE(LogCapture::take().filter(line), QStringList());
 }
 
 QTEST_GUILESS_MAIN(tst_server_without_descriptors)
