@@ -1,70 +1,192 @@
 #include "Misuse.h"
 
+#include "TlsClient.h"
+
 #include <QElapsedTimer>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <sys/resource.h>
 #include <thread>
 
 namespace soak {
 
 namespace {
 
-constexpr int PatienceMs = 60000;
-constexpr qsizetype KiB = 1024;
-constexpr qsizetype MiB = 1024 * KiB;
+using namespace std::chrono_literals;
 
-void askAndNeverRead(TlsClient& client, int /*round*/)
+constexpr int PatienceMs = 60000;
+constexpr int KiB = 1024;
+constexpr int MiB = 1024 * KiB;
+constexpr double NsInMs = 1e6;
+
+bool shakeHands(Stranger& stranger)
+{
+    return stranger.finishHandshake();
+}
+
+bool logIn(Stranger& stranger)
+{
+    if (!stranger.finishHandshake())
+        return false;
+    stranger.encryptLoginAsOrvane();
+    return stranger.sendReady();
+}
+
+/// Bytes that TLS never looks at, for the connection has ended for it.
+bool sendAnything(Stranger& stranger)
+{
+    static const QByteArray anything(MiB, 'x');
+    return stranger.sendRaw(anything);
+}
+
+bool endTls(Stranger& stranger)
+{
+    stranger.makeCloseNotify();
+    return stranger.sendReady();
+}
+
+bool breakTls(Stranger& stranger)
+{
+    static const QByteArray record = QByteArray::fromHex("1703030040") + QByteArray(64, 'x');
+    return stranger.sendRaw(record);
+}
+
+/// \a message again and again, about \a size bytes.
+bool sendMany(Stranger& stranger, const QByteArray& message, int size)
+{
+    stranger.encrypt(message.repeated(size / message.size()));
+    return stranger.sendReady();
+}
+
+bool sendUnknownCommands(Stranger& stranger)
+{
+    return sendMany(stranger, "<a/>\r\n\r\n", MiB);
+}
+
+/// Each is allowed before a login, and stands for 400,000 characters.
+void floodWithEntities(Crowd& crowd)
+{
+    const QByteArray document = "<!DOCTYPE a [<!ENTITY q '" + QByteArray(460, '"') + "'>]><a><paramvalue>"
+        + QByteArray("&q;").repeated(145) + "</paramvalue></a>\r\n\r\n";
+    crowd.flood(&shakeHands, [&](Stranger& stranger) { return sendMany(stranger, document, crowd.share(4 * MiB)); });
+}
+
+void floodWithKeyUpdates(Crowd& crowd, bool requestAnother)
+{
+    constexpr int atOnce = 1000;
+    crowd.flood(&shakeHands, [=](Stranger& stranger) {
+        for (int update = 0; update < atOnce; ++update)
+            stranger.makeKeyUpdate(requestAnother);
+        return stranger.sendReady();
+    });
+}
+
+void floodWithCommands(Crowd& crowd)
+{
+    crowd.flood(&shakeHands, &sendUnknownCommands);
+}
+
+void floodWithConnections(Crowd& crowd)
+{
+    crowd.flood([](Stranger&) { return false; }, {});
+}
+
+void comeAndStay(Crowd& crowd, int count)
+{
+    for (int stranger = 0; stranger < crowd.share(count); ++stranger)
+        crowd.come();
+}
+
+void comeUntilDescriptorsEnd(Crowd& crowd)
+{
+    constexpr int reserve = 64; // for the witness and the looks into the server's process
+    constexpr rlim_t most = 20'000; // 80 KiB each
+    rlimit limit {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    comeAndStay(crowd, static_cast<int>(std::min(limit.rlim_cur, most)) - reserve);
+}
+
+void beginHandshakesAtOnce(Crowd& crowd)
+{
+    constexpr int atOnce = 200;
+    for (int round = 0; round < crowd.share(10); ++round) {
+        std::vector<Stranger*> ready;
+        while (ready.size() < atOnce) {
+            ready.push_back(&crowd.come());
+            ready.back()->beginHandshake();
+        }
+        std::this_thread::sleep_for(200ms); // the server has accepted them all
+        for (Stranger* stranger : ready)
+            stranger->sendReady();
+        for (const Stranger* stranger : ready)
+            stranger->waitForBytes(PatienceMs);
+        crowd.sendAway();
+    }
+}
+
+void sendBursts(Crowd& crowd)
+{
+    constexpr int quietMs = 200;
+    crowd.flood(&logIn, [](Stranger& stranger) {
+        constexpr int commands = 20'000;
+        stranger.encrypt(QByteArray("<a/>\r\n\r\n").repeated(commands));
+        const bool isSent = stranger.sendReady();
+        while (isSent && stranger.waitForBytes(quietMs)) {
+            if (!stranger.readAndForget())
+                return false;
+        }
+        return isSent;
+    });
+}
+
+void askAndNeverRead(Crowd& crowd)
 {
     constexpr int commands = 200;
-    client.disconnect();
-    client.setReadBufferSize(1000);
-    client.loginAsOrvane();
-    const QByteArray tag(100 * KiB, 'x');
-    for (int command = 0; command < commands; ++command)
-        client.send("<showLive><commandtag>" + tag + "</commandtag></showLive>");
+    const QByteArray command =
+        "<showLive><commandtag>" + QByteArray(100 * KiB, 'x') + "</commandtag></showLive>\r\n\r\n";
+    for (int client = 0; client < crowd.share(20); ++client) {
+        Stranger& stranger = crowd.come();
+        for (int sent = 0; sent < commands; ++sent) {
+            if (sent == 0 && !logIn(stranger))
+                break;
+            stranger.encrypt(command);
+            if (!stranger.sendReady())
+                break;
+        }
+    }
 }
 
-Clients comeTo(const ServerProcess& server, const Misuse& misuse, int scale)
+void sendWithoutEnd(Crowd& crowd)
 {
-    const int count = std::max(1, misuse.clients / scale);
-    if (misuse.withHandshake)
-        return connectClients(server.port(), count);
-    Clients clients;
-    while (clients.size() < static_cast<size_t>(count)) {
-        clients.push_back(std::make_unique<TlsClient>());
-        clients.back()->connectToHost(QHostAddress(QHostAddress::LocalHost), server.port());
-        clients.back()->waitForConnected(PatienceMs);
+    for (int client = 0; client < crowd.share(20); ++client) {
+        Stranger& stranger = crowd.come();
+        if (shakeHands(stranger))
+            sendMany(stranger, " ", 8 * MiB);
     }
-    return clients;
 }
 
-/// Ends with the server's memory while all of it is there.
-qint64 runMisuse(const ServerProcess& server, const Misuse& misuse, int scale)
+void tryPasswords(Crowd& crowd)
 {
-    constexpr int roundMs = 100;
-    constexpr int stayMs = 1500;
-    const auto pause = [](int milliseconds) { waitFor([] { return false; }, milliseconds); };
-    const Clients clients = comeTo(server, misuse, scale);
-    for (int round = 0; round < std::max(1, misuse.rounds / scale); ++round) {
-        for (const auto& client : clients)
-            misuse.act(*client, round);
-        pause(roundMs);
+    std::array<Stranger*, 10> strangers {};
+    for (Stranger*& stranger : strangers) {
+        stranger = &crowd.come();
+        stranger->finishHandshake();
     }
-    waitFor([&] {
-        return std::all_of(clients.begin(), clients.end(),
-            [](const auto& client) { return client->state() == QAbstractSocket::UnconnectedState || isSent(*client); });
-    });
-    pause(stayMs);
-    return server.residentBytes();
+    for (int round = 0; round < crowd.share(50); ++round) {
+        for (Stranger* stranger : strangers) {
+            stranger->encryptLogin("operator", QByteArray::number(round));
+            stranger->sendReady();
+        }
+        std::this_thread::sleep_for(100ms);
+    }
 }
 
 /// How long each answer took, until \a isOver or a wrong one, for which the time is below 0.
 void observe(
     quint16 port, std::vector<double>& latenciesMs, std::atomic<bool>& hasBegun, const std::atomic<bool>& isOver)
 {
-    constexpr double nsInMs = 1e6;
-    constexpr std::chrono::milliseconds pause(5);
     const QByteArray expected = shortAcceptance("setPreset");
     TlsClient client;
     client.connectToPort(port);
@@ -77,22 +199,103 @@ void observe(
         client.send("<setPreset/>");
         while (client.received.size() < expected.size() && client.waitForReadyRead(PatienceMs)) { }
         const bool isRight = client.received == expected;
-        latenciesMs.push_back(isRight ? static_cast<double>(timer.nsecsElapsed()) / nsInMs : -1);
+        latenciesMs.push_back(isRight ? static_cast<double>(timer.nsecsElapsed()) / NsInMs : -1);
         hasBegun = true;
-        std::this_thread::sleep_for(pause);
+        std::this_thread::sleep_for(5ms);
     } while (!isOver && latenciesMs.back() >= 0);
+}
+
+/// Until \a hasActed and the server has little to do any more, which is what it does for the witness.
+qint64 peakMemory(const ServerProcess& server, const std::atomic<bool>& hasActed)
+{
+    constexpr int windowMs = 250;
+    qint64 peak = 0;
+    double load = 1;
+    for (QDeadlineTimer patience(PatienceMs); !patience.hasExpired() && load > 0.2;) {
+        const bool mayBeLast = hasActed;
+        const qint64 before = server.processorNs();
+        for (const QDeadlineTimer window(windowMs); !window.hasExpired(); std::this_thread::sleep_for(5ms))
+            peak = std::max(peak, server.residentBytes());
+        if (!mayBeLast)
+            patience.setRemainingTime(PatienceMs);
+        else
+            load = static_cast<double>(server.processorNs() - before) / NsInMs / windowMs;
+    }
+    return peak;
 }
 
 } // namespace
 
-const std::array<Misuse, 4> Misuses {{
-    {"20 clients that never read their replies", 20, true, 1, &askAndNeverRead, 128 * MiB},
-    {"20 clients that send 8 MiB without an end", 20, true, 1,
-        [](TlsClient& client, int) { client.write(QByteArray(8 * MiB, ' ')); }, 16 * MiB},
-    {"3,000 connections without a handshake", 3000, false, 1, [](TlsClient&, int) {}, 16 * MiB},
-    {"100 logins a second that are not valid", 10, true, 50,
-        [](TlsClient& client, int round) { client.login("operator", QByteArray::number(round)); }, 16 * MiB},
-}};
+Crowd::Crowd(quint16 port, int scale)
+    : port(port)
+    , scale(scale)
+    , deadline(PatienceMs)
+{
+}
+
+Stranger& Crowd::come()
+{
+    return *strangers.emplace_back(std::make_unique<Stranger>(port, deadline, tally));
+}
+
+void Crowd::flood(
+    const std::function<bool(Stranger& stranger)>& begin, const std::function<bool(Stranger& stranger)>& more)
+{
+    deadline.setRemainingTime(share(5000));
+    while (!isOver()) {
+        sendAway();
+        Stranger& stranger = come();
+        if (begin(stranger)) {
+            while (!isOver() && more(stranger)) { }
+        }
+    }
+}
+
+/// Also when they have sent so much that the server's machine may not have the memory for more.
+bool Crowd::isOver() const
+{
+    constexpr qint64 most = 1024 * qint64 {MiB};
+    return deadline.hasExpired() || tally.bytes > most;
+}
+
+std::span<const Misuse> misuses()
+{
+    constexpr qint64 room = 64 * Misuse::MiB;
+    constexpr auto quiet = "default.debug=false";
+    static const std::array table {
+        Misuse {"20 clients never read their replies of 100 KiB", &askAndNeverRead, 2 * room},
+        Misuse {"20 clients send 8 MiB without an end", &sendWithoutEnd},
+        Misuse {"3,000 connections without a handshake", [](Crowd& crowd) { comeAndStay(crowd, 3000); }, room, true},
+        Misuse {"100 invalid logins a second", &tryPasswords},
+        Misuse {"close_notify, then any bytes",
+            [](Crowd& crowd) {
+                crowd.flood([](Stranger& it) { return shakeHands(it) && endTls(it); }, &sendAnything);
+            }},
+        Misuse {"a bad TLS record, then any bytes",
+            [](Crowd& crowd) {
+                crowd.flood([](Stranger& it) { return shakeHands(it) && breakTls(it); }, &sendAnything);
+            }},
+        Misuse {"close_notify after a login, then any bytes",
+            [](Crowd& crowd) { crowd.flood([](Stranger& it) { return logIn(it) && endTls(it); }, &sendAnything); }},
+        Misuse {"a bad TLS record after a login, then any bytes",
+            [](Crowd& crowd) { crowd.flood([](Stranger& it) { return logIn(it) && breakTls(it); }, &sendAnything); }},
+        Misuse {"documents of 956 characters with an entity", &floodWithEntities},
+        Misuse {"commands before a login", &floodWithCommands, room, false, quiet},
+        Misuse {"commands before a login, with the audit trail", &floodWithCommands, room, false,
+            "default.debug=false;orvane.audit.info=true"},
+        Misuse {"commands before a login, with debug lines", &floodWithCommands},
+        Misuse {"KeyUpdate", [](Crowd& crowd) { floodWithKeyUpdates(crowd, false); }},
+        Misuse {"KeyUpdate that requests another", [](Crowd& crowd) { floodWithKeyUpdates(crowd, true); }},
+        Misuse {"connections and resets", &floodWithConnections, room, true},
+        Misuse {"connections and resets, with 4,096 descriptors", &floodWithConnections, room, true, "", 4096},
+        Misuse {"silent connections up to 20,000", &comeUntilDescriptorsEnd, room, true},
+        Misuse {"200 handshakes begun at once", &beginHandshakesAtOnce, room, true},
+        Misuse {"20,000 unknown commands at once, logged in", &sendBursts},
+        Misuse {"unknown commands, logged in, and never reads",
+            [](Crowd& crowd) { crowd.flood(&logIn, &sendUnknownCommands); }},
+    };
+    return table;
+}
 
 WitnessReport witness(const ServerProcess& server, const Misuse& misuse, int scale)
 {
@@ -100,13 +303,32 @@ WitnessReport witness(const ServerProcess& server, const Misuse& misuse, int sca
     std::atomic<bool> hasBegun = false;
     std::atomic<bool> isOver = false;
     std::thread observer([&] { observe(server.port(), latenciesMs, hasBegun, isOver); });
-    waitFor([&] { return hasBegun.load(); });
+    while (!hasBegun)
+        std::this_thread::sleep_for(1ms);
+
+    WitnessReport report;
     const qint64 memory = server.residentBytes();
-    const qint64 growth = runMisuse(server, misuse, scale) - memory;
+    const qint64 processor = server.processorNs();
+    Crowd crowd(server.port(), scale);
+    std::atomic<bool> hasActed = false;
+    std::thread actor([&] {
+        QElapsedTimer timer;
+        timer.start();
+        misuse.act(crowd);
+        report.seconds = static_cast<double>(timer.elapsed()) / 1000;
+        hasActed = true;
+    });
+    report.growth = peakMemory(server, hasActed) - memory;
+    actor.join();
     isOver = true;
     observer.join();
+    report.processorNs = server.processorNs() - processor;
+    report.tally = crowd.tally;
     std::sort(latenciesMs.begin(), latenciesMs.end());
-    return {latenciesMs.front() < 0 ? 1 : 0, latenciesMs.at(latenciesMs.size() / 2), latenciesMs.back(), growth};
+    report.wrongAnswers = latenciesMs.front() < 0 ? 1 : 0;
+    report.medianMs = latenciesMs.at(latenciesMs.size() / 2);
+    report.longestMs = latenciesMs.back();
+    return report;
 }
 
 } // namespace soak

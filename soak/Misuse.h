@@ -1,33 +1,65 @@
 #pragma once
 
-#include "Clients.h"
 #include "ServerProcess.h"
+#include "Stranger.h"
 
-#include <array>
+#include <functional>
+#include <memory>
+#include <span>
+#include <vector>
 
 namespace soak {
 
-/// Something that clients do to a server.
-struct Misuse {
-    const char* title;
-    int clients;
-    bool withHandshake;
-    int rounds; ///< a tenth of a second each
-    void (*act)(TlsClient& client, int round);
-    qint64 mostGrowth; ///< of the server's memory where it has the limits of a control room, in bytes
+/// The strangers of one misuse. Who has come stays until all have done what they do.
+class Crowd {
+public:
+    /// With a \a scale of more than 1 they do a fraction of everything.
+    Crowd(quint16 port, int scale);
+
+    int share(int whole) const { return std::max(1, whole / scale); }
+    Stranger& come();
+    void sendAway() { strangers.clear(); }
+    /// For some seconds: one comes, does \a begin, and \a more again and again; when one fails, it comes anew.
+    void flood(
+        const std::function<bool(Stranger& stranger)>& begin, const std::function<bool(Stranger& stranger)>& more);
+
+    Tally tally;
+
+private:
+    bool isOver() const;
+
+    quint16 port;
+    int scale;
+    QDeadlineTimer deadline;
+    std::vector<std::unique_ptr<Stranger>> strangers;
 };
 
-extern const std::array<Misuse, 4> Misuses;
+/// Something that strangers do to a server.
+struct Misuse {
+    static constexpr qint64 MiB = 1048576;
 
-/// What another client has seen meanwhile, which sends one command after the other and waits for each reply.
+    const char* title;
+    void (*act)(Crowd& crowd);
+    qint64 mostGrowth = 64 * MiB; ///< of the server's memory where it has the limits of a control room, in bytes
+    bool countsConnections = false; ///< what they cost is told for each of them, not for each MB
+    const char* logRules = ""; ///< for the categories of Qt's log, with a semicolon between them
+    int descriptors = 0; ///< that the server may have; 0: as many as this process
+};
+
+std::span<const Misuse> misuses();
+
+/// What another client has seen meanwhile, which sends one command after the other and waits for each reply, and what
+/// the server's process shows.
 struct WitnessReport {
     int wrongAnswers = 0;
     double medianMs = 0;
-    double slowestMs = 0;
-    qint64 growth = 0; ///< of the server's memory, in bytes, with all the others there
+    double longestMs = 0;
+    qint64 growth = 0; ///< of the server's memory at its peak, in bytes
+    qint64 processorNs = 0; ///< of the server
+    double seconds = 0; ///< in which the strangers did it
+    Tally tally;
 };
 
-/// Has the clients misuse the server, a fraction of them where \a scale is more than 1.
 WitnessReport witness(const ServerProcess& server, const Misuse& misuse, int scale);
 
 } // namespace soak

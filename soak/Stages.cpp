@@ -1,5 +1,6 @@
 #include "Stages.h"
 
+#include "Clients.h"
 #include "Misuse.h"
 
 #include <algorithm>
@@ -22,6 +23,12 @@ constexpr int PatienceMs = 60000;
 constexpr bool MemoryTells = false; // the sanitizers keep what was freed
 #else
 constexpr bool MemoryTells = true;
+#endif
+
+#ifdef NDEBUG
+constexpr bool TimeTells = MemoryTells;
+#else
+constexpr bool TimeTells = false;
 #endif
 
 /// One way of coming and going again.
@@ -163,42 +170,83 @@ void runVisits(ServerProcess& server, std::span<const Visit> ways, int count, qi
         Report::print(text + u" (too few of them, or a sanitizer: not checked)"_s);
 }
 
-/// What clients do to a server costs it less with limits, and one that keeps to them is served all the same.
-void runMisuse(ServerProcess& server, const Misuse& misuse, int scale, bool limited, Report& report)
+/// The server's process set up as the misuse wants it.
+bool setUp(ServerProcess& server, const Misuse& misuse, bool limited)
+{
+    return server.ask("log " + QByteArray(misuse.logRules)) == "done"
+        && server.ask("descriptors " + QByteArray::number(misuse.descriptors)) == "done"
+        && (!limited || server.ask("limits") == "done");
+}
+
+/// What strangers do to a server costs it less with limits, and a client that keeps to them is served all the same.
+/// Ends with a line for a table.
+QString runMisuse(ServerProcess& server, const Misuse& misuse, const Choice& choice, bool limited, Report& report)
 {
     constexpr double mebibyte = 1024 * 1024;
-    if (limited)
-        report.check(server.ask("limits") == "limited", u"the server has limits"_s);
-    const WitnessReport seen = witness(server, misuse, scale);
-    Report::print(u"memory grew by %1 MiB; another client waited %2 ms, at most %3 ms"_s
-                      .arg(static_cast<double>(seen.growth) / mebibyte, 0, 'f', 1)
-                      .arg(seen.medianMs, 0, 'f', 2)
-                      .arg(seen.slowestMs, 0, 'f', 1));
+    constexpr double megabyte = 1e6;
+    constexpr double longestWaitMs = 100;
+    if (!setUp(server, misuse, limited)) {
+        report.check(false, u"the server is set up"_s);
+        return {};
+    }
+    const WitnessReport seen = witness(server, misuse, choice.scale());
+    const double sent = static_cast<double>(seen.tally.bytes) / megabyte;
+    const double units = misuse.countsConnections ? static_cast<double>(seen.tally.connections) : sent;
+    const QString line = u"%1 MB, %2 connections, %3 s | %4 ms, %5 ms | %6 MiB | %7 us%8 | %9 |"_s.arg(sent, 0, 'f', 1)
+                             .arg(seen.tally.connections)
+                             .arg(seen.seconds, 0, 'f', 1)
+                             .arg(seen.medianMs, 0, 'f', 2)
+                             .arg(seen.longestMs, 0, 'f', 1)
+                             .arg(static_cast<double>(seen.growth) / mebibyte, 0, 'f', 1)
+                             .arg(static_cast<double>(seen.processorNs) / 1000 / units, 0, 'f', 0)
+                             .arg(misuse.countsConnections ? u" each"_s : u"/MB"_s)
+                             .arg(QString::fromLatin1(server.ask("lines")));
+    Report::print(line);
     report.check(seen.wrongAnswers == 0, u"every answer to another client was right"_s);
+    if (TimeTells && limited && choice.checksWaits)
+        report.check(seen.longestMs < longestWaitMs, u"another client waited less than %1 ms"_s.arg(longestWaitMs));
     if (MemoryTells && limited)
         report.check(
             seen.growth < misuse.mostGrowth, u"the memory grew by less than %1 bytes"_s.arg(misuse.mostGrowth));
+    return line;
+}
+
+void runMisuses(const Choice& choice, Report& report)
+{
+    QStringList table {u"| | sent | the witness waited: median, longest | memory grew at most | processor | log |"_s,
+        u"|---|---|---|---|---|---|"_s};
+    int number = 0;
+    for (const Misuse& misuse : misuses()) {
+        ++number;
+        if (choice.only != 0 && choice.only != number)
+            continue;
+        for (const bool limited : {false, true}) {
+            const QString title =
+                u"%1. %2, %3"_s.arg(number).arg(QLatin1String(misuse.title), limited ? u"with limits"_s : u"without"_s);
+            runStage(title, report, [&](ServerProcess& server) {
+                table += u"| "_s + title + u" | "_s + runMisuse(server, misuse, choice, limited, report);
+            });
+        }
+    }
+    Report::print(u'\n' + table.join(u'\n'));
 }
 
 } // namespace
 
-bool runStages(int cycles, int connections)
+bool runStages(const Choice& choice)
 {
     constexpr qint64 mostOfCycle = 1024; // bytes that remain
     constexpr qint64 mostOfConnection = 512; // 300 or so are the object that stays
-    constexpr int connectionsAtFullScale = 100'000;
-    const int scale = std::max(1, connectionsAtFullScale / connections / 10);
     Report report;
-    runStage(u"%1 clients come and go"_s.arg(cycles), report,
-        [&](ServerProcess& server) { runVisits(server, InEveryWay, cycles, mostOfCycle, report); });
-    runStage(u"%1 connections come and go without a word"_s.arg(connections), report,
-        [&](ServerProcess& server) { runVisits(server, WithoutAWord, connections, mostOfConnection, report); });
-    for (const Misuse& misuse : Misuses) {
-        for (const bool limited : {false, true}) {
-            runStage(QString::fromLatin1(misuse.title) + (limited ? u", with limits"_s : u", without"_s), report,
-                [&](ServerProcess& server) { runMisuse(server, misuse, scale, limited, report); });
-        }
+    if (choice.only == 0) {
+        runStage(u"%1 clients come and go"_s.arg(choice.cycles), report,
+            [&](ServerProcess& server) { runVisits(server, InEveryWay, choice.cycles, mostOfCycle, report); });
+        runStage(
+            u"%1 connections come and go without a word"_s.arg(choice.connections), report, [&](ServerProcess& server) {
+                runVisits(server, WithoutAWord, choice.connections, mostOfConnection, report);
+            });
     }
+    runMisuses(choice, report);
     return report.passed;
 }
 
