@@ -1,13 +1,13 @@
 #include "Stages.h"
 
-#include "Clients.h"
 #include "Misuse.h"
+#include "TlsClient.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <span>
-#include <sys/socket.h>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -17,7 +17,6 @@ namespace {
 
 constexpr int VisitsAtOnce = 20;
 constexpr int EnoughVisitsToTell = 5000; // with fewer the allocator's pages outweigh what a visit leaves
-constexpr int PatienceMs = 60000;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool MemoryTells = false; // the sanitizers keep what was freed
@@ -82,39 +81,23 @@ void runStage(const QString& title, Report& report, const std::function<void(Ser
         report.check(false, line);
 }
 
-bool come(TlsClient& client, const Visit& visit, quint16 port)
+bool come(Stranger& stranger, const Visit& visit)
 {
-    if (visit.message != nullptr) {
-        if (!client.waitForEncrypted(PatienceMs))
-            return false;
-        client.loginAsOrvane();
-        client.write(visit.message);
-    } else {
-        client.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
-        if (!client.waitForConnected(PatienceMs))
-            return false;
-        client.write(visit.bytes);
-    }
-    client.flush();
-    return true;
+    if (visit.message == nullptr)
+        return stranger.sendRaw(visit.bytes);
+    if (!stranger.finishHandshake())
+        return false;
+    stranger.encryptLogin();
+    stranger.encrypt(visit.message);
+    return stranger.sendReady();
 }
 
-bool leave(TlsClient& client, const Visit& visit)
+/// The server closes its end when it has released the connection.
+bool leave(Stranger& stranger, const Visit& visit)
 {
     const QByteArray expected = visit.awaitsReply ? shortAcceptance("setPreset") : QByteArray();
-    while (client.received.size() < expected.size() && client.waitForReadyRead(PatienceMs)) { }
-    const bool isRight = client.received == expected;
-    const auto descriptor = static_cast<int>(client.socketDescriptor());
-    if (visit.endsByReset) {
-        const linger option {1, 0};
-        setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &option, sizeof option);
-        client.abort();
-    } else if (visit.message != nullptr) {
-        client.disconnectFromHost();
-    } else {
-        shutdown(descriptor, SHUT_WR); // the server closes its end when it has released the connection
-    }
-    return isRight;
+    return stranger.read(expected.size()) == expected
+        && (visit.endsByReset || stranger.close(visit.message != nullptr));
 }
 
 /// \a count visits, in turn of all \a ways. \return how many went wrong
@@ -122,21 +105,14 @@ int payVisits(const ServerProcess& server, std::span<const Visit> ways, int coun
 {
     int failures = 0;
     for (int done = 0; done < count; done += VisitsAtOnce) {
-        Clients clients;
-        const auto visitOf = [&](size_t number) { return ways[(static_cast<size_t>(done) + number) % ways.size()]; };
-        for (size_t number = 0; number < static_cast<size_t>(std::min(VisitsAtOnce, count - done)); ++number) {
-            clients.push_back(std::make_unique<TlsClient>());
-            if (visitOf(number).message != nullptr)
-                clients.back()->connectToPort(server.port());
-        }
-        for (size_t number = 0; number < clients.size(); ++number)
-            failures += come(*clients[number], visitOf(number), server.port()) ? 0 : 1;
-        for (size_t number = 0; number < clients.size(); ++number)
-            failures += leave(*clients[number], visitOf(number)) ? 0 : 1;
-        for (const auto& client : clients) {
-            const bool isGone = client->state() == QAbstractSocket::UnconnectedState;
-            failures += isGone || client->waitForDisconnected(PatienceMs) ? 0 : 1;
-        }
+        Crowd crowd(server.port(), 1);
+        std::vector<std::pair<Stranger*, Visit>> visits;
+        for (int visit = done; visit < std::min(count, done + VisitsAtOnce); ++visit)
+            visits.emplace_back(&crowd.come(), ways[static_cast<size_t>(visit) % ways.size()]);
+        for (const auto& [stranger, visit] : visits)
+            failures += come(*stranger, visit) ? 0 : 1;
+        for (const auto& [stranger, visit] : visits)
+            failures += leave(*stranger, visit) ? 0 : 1;
     }
     return failures;
 }

@@ -1,7 +1,6 @@
 #include "Stranger.h"
 
-#include <QByteArray>
-
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <netinet/in.h>
@@ -44,7 +43,7 @@ Stranger::Stranger(quint16 port, QDeadlineTimer deadline, Tally& tally)
 Stranger::~Stranger()
 {
     SSL_free(tls);
-    close(descriptor);
+    ::close(descriptor);
 }
 
 /// While the server's queue is full the system would try again after a second; a new socket gets in sooner.
@@ -52,7 +51,7 @@ bool Stranger::connectTo(quint16 port)
 {
     constexpr int patienceMs = 2;
     if (descriptor >= 0)
-        close(descriptor);
+        ::close(descriptor);
     descriptor = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     const linger reset {1, 0};
     setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
@@ -77,15 +76,10 @@ void Stranger::beginHandshake()
 
 bool Stranger::finishHandshake()
 {
-    constexpr int stepMs = 100;
     ERR_clear_error(); // which an earlier stranger may have left to this thread
     while (SSL_do_handshake(tls) != 1) {
-        if (SSL_get_error(tls, -1) != SSL_ERROR_WANT_READ || !sendReady())
+        if (SSL_get_error(tls, -1) != SSL_ERROR_WANT_READ || !sendReady() || !waitForAnything())
             return false;
-        while (!waitForBytes(stepMs)) {
-            if (deadline.hasExpired())
-                return false;
-        }
     }
     return sendReady();
 }
@@ -99,11 +93,6 @@ void Stranger::encryptLogin(const QByteArray& user, const QByteArray& password)
 {
     encrypt(
         "<loginClient><username>" + user + "</username><password>" + password + "</password></loginClient>\r\n\r\n");
-}
-
-void Stranger::encryptLoginAsOrvane()
-{
-    encryptLogin("Orvane", "157b25b09a99c70fc75a6e79412a00b2");
 }
 
 void Stranger::makeCloseNotify()
@@ -128,33 +117,54 @@ bool Stranger::sendReady()
 
 bool Stranger::sendRaw(QByteArrayView bytes)
 {
-    constexpr int stepMs = 100;
     while (!bytes.isEmpty()) {
         const ssize_t sent = send(descriptor, bytes.data(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL);
         if (sent > 0) {
             tally.bytes += sent;
             bytes = bytes.sliced(sent);
-        } else if (errno != EAGAIN || deadline.hasExpired()) {
+        } else if (errno != EAGAIN || !waitFor(POLLOUT)) {
             return false;
-        } else {
-            waitForEvent(descriptor, POLLOUT, stepMs);
         }
     }
     return true;
 }
 
-bool Stranger::waitForBytes(int milliseconds) const
+QByteArray Stranger::read(qsizetype size)
 {
-    return waitForEvent(descriptor, POLLIN, milliseconds);
+    QByteArray bytes(size, '\0');
+    qsizetype done = 0;
+    ERR_clear_error();
+    while (done < size) {
+        const int count = SSL_read(tls, bytes.data() + done, static_cast<int>(size - done));
+        done += std::max(0, count);
+        if (count <= 0 && (SSL_get_error(tls, count) != SSL_ERROR_WANT_READ || !waitForAnything()))
+            break;
+    }
+    return bytes.first(done);
 }
 
-bool Stranger::readAndForget()
+bool Stranger::waitForAnything() const
 {
-    std::array<char, 65536> bytes {};
-    int count = 0;
-    ERR_clear_error();
-    while ((count = SSL_read(tls, bytes.data(), static_cast<int>(bytes.size()))) > 0) { }
-    return SSL_get_error(tls, count) == SSL_ERROR_WANT_READ;
+    return waitFor(POLLIN);
+}
+
+bool Stranger::close(bool withNotify)
+{
+    if (withNotify)
+        SSL_shutdown(tls);
+    if (!sendReady() || shutdown(descriptor, SHUT_WR) != 0)
+        return false;
+    std::array<char, 4096> unread {};
+    while (waitForAnything()) {
+        if (recv(descriptor, unread.data(), unread.size(), 0) <= 0)
+            return true;
+    }
+    return false;
+}
+
+bool Stranger::waitFor(short event) const
+{
+    return waitForEvent(descriptor, event, static_cast<int>(deadline.remainingTime()));
 }
 
 } // namespace soak

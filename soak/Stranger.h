@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QByteArrayView>
+#include <QByteArray>
 #include <QDeadlineTimer>
 
 #include <openssl/types.h>
@@ -28,8 +28,8 @@ public:
     bool finishHandshake();
 
     void encrypt(QByteArrayView bytes);
-    void encryptLogin(const QByteArray& user, const QByteArray& password);
-    void encryptLoginAsOrvane();
+    void encryptLogin(
+        const QByteArray& user = "Orvane", const QByteArray& password = "157b25b09a99c70fc75a6e79412a00b2");
     void makeCloseNotify();
     void makeKeyUpdate(bool requestsAnother);
 
@@ -37,13 +37,15 @@ public:
     bool sendReady();
     /// The same with bytes past TLS.
     bool sendRaw(QByteArrayView bytes);
-    /// Waits for bytes of the server. \return false when none came in time
-    bool waitForBytes(int milliseconds) const;
-    /// \return false when the server has left
-    bool readAndForget();
+    /// The next bytes that the server has encrypted; fewer when it has left or takes too long.
+    QByteArray read(qsizetype size);
+    bool waitForAnything() const;
+    /// Leaves without a reset. \return whether the server has closed the connection, too
+    bool close(bool withNotify);
 
 private:
     bool connectTo(quint16 port);
+    bool waitFor(short event) const;
 
     QDeadlineTimer deadline;
     Tally& tally;

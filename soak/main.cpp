@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QLoggingCategory>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <sys/resource.h>
@@ -63,16 +64,6 @@ int serve(quint16 port)
     });
 }
 
-/// What strangers do, for --help.
-QString listOfMisuses()
-{
-    QString list = u"Puts the server under load over TLS. ROW is one of:"_s;
-    int number = 0;
-    for (const soak::Misuse& misuse : soak::misuses())
-        list += u"\n%1  %2"_s.arg(++number, 2).arg(QLatin1String(misuse.title));
-    return list;
-}
-
 } // namespace
 
 int main(int argc, char* argv[])
@@ -83,26 +74,22 @@ int main(int argc, char* argv[])
         qInstallMessageHandler(&handleLogLine);
         return serve(arguments.value(2).toUShort());
     }
-    const QCommandLineOption only(u"only"_s, u"Run this misuse alone."_s, u"ROW"_s, u"0"_s);
-    const QCommandLineOption noWaitCheck(u"no-wait-check"_s, u"Print how long others waited, do not check it."_s);
     QCommandLineParser parser;
-    parser.setApplicationDescription(listOfMisuses());
-    parser.addHelpOption();
-    parser.addOptions({only, noWaitCheck});
-    parser.addPositionalArgument(u"CLIENTS"_s, u"that come and go; 10000 when not given"_s, u"[CLIENTS"_s);
-    parser.addPositionalArgument(
-        u"CONNECTIONS"_s, u"that come and go without a word; 100000 when not given"_s, u"[CONNECTIONS]]"_s);
-    parser.process(application);
+    parser.addOptions({{u"only"_s, {}, u"ROW"_s, u"0"_s}, {u"no-wait-check"_s, {}}});
+    const bool isParsed = parser.parse(arguments);
     bool isNumber = false;
-    const soak::Choice choice {parser.positionalArguments().value(0, u"10000"_s).toInt(),
-        parser.positionalArguments().value(1, u"100000"_s).toInt(), parser.value(only).toInt(&isNumber),
-        !parser.isSet(noWaitCheck)};
-    const bool isRow = isNumber && choice.only >= 0 && choice.only <= static_cast<int>(soak::misuses().size());
-    if (choice.cycles > 0 && choice.connections > 0 && isRow) {
-        allowDescriptors(0);
-        static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-        return soak::runStages(choice) ? 0 : 1;
+    const QStringList sizes = parser.positionalArguments();
+    soak::Choice choice;
+    choice.cycles = sizes.value(0, u"10000"_s).toInt();
+    choice.connections = sizes.value(1, u"100000"_s).toInt();
+    choice.only = parser.value(u"only"_s).toInt(&isNumber);
+    choice.checksWaits = !parser.isSet(u"no-wait-check"_s);
+    if (!isParsed || !isNumber || choice.only < 0 || choice.only > static_cast<int>(soak::misuses().size())
+        || choice.cycles <= 0 || choice.connections <= 0) {
+        static_cast<void>(std::fputs("soak/run --help says how this is used.\n", stderr));
+        return UsageStatus;
     }
-    static_cast<void>(std::fputs(qPrintable(parser.helpText()), stderr));
-    return UsageStatus;
+    allowDescriptors(0);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    return soak::runStages(choice) ? 0 : 1;
 }
