@@ -51,9 +51,9 @@ std::span<const Misuse> misuses();
 /// What another client has seen meanwhile, which sends one command after the other and waits for each reply, and what
 /// the server's process shows.
 struct WitnessReport {
-    int wrongAnswers = 0;
-    double medianMs = 0;
-    double longestMs = 0;
+    bool isRight = false; ///< every answer
+    double medianMs = 0; ///< while the strangers did it
+    double longestMs = 0; ///< until the server was through with it
     qint64 growth = 0; ///< of the server's memory at its peak, in bytes
     qint64 processorNs = 0; ///< of the server
     double seconds = 0; ///< in which the strangers did it

@@ -10,7 +10,6 @@
 #include <QLoggingCategory>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <sys/resource.h>
 
@@ -90,6 +89,5 @@ int main(int argc, char* argv[])
         return UsageStatus;
     }
     allowDescriptors(0);
-    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     return soak::runStages(choice) ? 0 : 1;
 }
