@@ -46,6 +46,8 @@ void writeAuditLine(const QJsonObject& entry)
 QString peerOf(const QAbstractSocket& socket)
 {
     const QHostAddress address = socket.peerAddress();
+    if (address.isNull()) // the client was gone before it was accepted
+        return u"unknown"_s;
     bool isIpv4 = false; // also where the server listens at an address of IPv6
     const QHostAddress ipv4(address.toIPv4Address(&isIpv4));
     const QString host = isIpv4 ? ipv4.toString() : u'[' + address.toString() + u']';
