@@ -22,9 +22,10 @@
 // Looks for the document that costs its reader the most for each of its characters.
 //
 // Under valgrind's callgrind it counts the instructions, a number that is the same in every run, and holds it against
-// those of a list of subsplits, which is the dearest thing that an honest client sends, with a comment behind it, so
-// that both ways of reading it are paid for. Without valgrind it looks at the memory that is held at the peak. It keeps
-// the dearest documents that it has met and changes them at random.
+// those of a long list of subsplits, which is the dearest thing that an honest client sends, with a comment at its end,
+// so that both ways of reading it are paid for. The limit for a character is the same for short documents as for long
+// ones. Without valgrind it looks at the memory that is held at the peak. It keeps the dearest documents that it has
+// met and changes them at random.
 //
 // Usage: fuzz-price LENGTH SECONDS   looks for so long for documents of this length; a finding is kept in findings/
 //        fuzz-price LENGTH           measures the shapes of documents that are known to be dear
@@ -37,7 +38,10 @@ namespace {
 /// How many times as many instructions as in an honest document a character may cost. An element with a thousand
 /// attributes is what comes nearest: the XML reader compares each with each other one.
 constexpr double MostInstructions = 15;
-/// How much a document of four times the length may cost.
+/// Characters of the honest document: so many that what each document costs, however short, no longer counts.
+constexpr qsizetype HonestLength = 32768;
+/// How much a document of four times the length may cost, when the shorter one is as long as the honest one. In less
+/// there is room for less than is allowed of many things: attributes, open elements.
 constexpr double MostForFourTimes = 5;
 /// Bytes that a document may make its reader hold for each character.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -45,6 +49,8 @@ constexpr double MostBytes = 1e9; // the sanitizers keep what was freed
 #else
 constexpr double MostBytes = 64;
 #endif
+/// Bytes that it may make its reader hold however short it is, the memory pages that are only begun included.
+constexpr double BytesForAny = 256 * 1024;
 
 bool countsInstructions()
 {
@@ -107,18 +113,21 @@ double priceOf(const QString& document)
     return costOf(document) / static_cast<double>(document.size());
 }
 
-double honestPrice(qsizetype length)
+QString honestDocument()
 {
     QString document = u"<setDetailViews><subsplits>"_s;
-    for (int id = 0; document.size() < length; ++id)
+    for (int id = 0; document.size() < HonestLength; ++id)
         document += u"<subsplit id='%1' objectid='0' ltx='0' lty='0' rbx='1' rby='1'/>"_s.arg(id);
-    return priceOf(document + u"</subsplits></setDetailViews><!-- -->"_s);
+    return document + u"</subsplits></setDetailViews><!-- -->"_s;
 }
 
-/// The most that a character may cost.
+/// The most that a character may cost in a document of this length.
 double limitFor(qsizetype length)
 {
-    return countsInstructions() ? MostInstructions * honestPrice(length) : MostBytes;
+    if (!countsInstructions())
+        return MostBytes + BytesForAny / static_cast<double>(length);
+    static const double honestPrice = priceOf(honestDocument());
+    return MostInstructions * honestPrice;
 }
 
 QString inWords(double price)
@@ -166,7 +175,6 @@ bool isTooDear(const QString& what, double price, double limit)
 bool findDearDocument(qsizetype length, int seconds)
 {
     constexpr size_t kept = 32;
-    const double limit = limitFor(length);
     Dearest dearest;
     int documents = 0;
     for (const QDeadlineTimer deadline {std::chrono::seconds(seconds)}; !deadline.hasExpired(); ++documents) {
@@ -177,7 +185,9 @@ bool findDearDocument(qsizetype length, int seconds)
         dearest.emplace(price, genes);
         if (dearest.size() > kept)
             dearest.erase(dearest.begin());
-        if (!isDearest || !isTooDear(u"The dearest character of %1 documents"_s.arg(documents + 1), price, limit))
+        if (!isDearest
+            || !isTooDear(
+                u"The dearest character of %1 documents"_s.arg(documents + 1), price, limitFor(document.size())))
             continue;
         const QByteArray bytes = document.toUtf8();
         const QByteArray hash = QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex().first(12);
@@ -191,17 +201,18 @@ bool findDearDocument(qsizetype length, int seconds)
     return false;
 }
 
-/// The known shapes; the instructions also at four times the length. \return whether one is a finding
+/// The known shapes; the instructions of long ones also at four times the length. \return whether one is a finding
 bool measureShapes(qsizetype length)
 {
     const auto shorter = hostileDocuments(length);
-    const auto longer = countsInstructions() ? hostileDocuments(4 * length) : QList<HostileDocument>();
-    const double limit = limitFor(length);
+    const bool comparesLengths = countsInstructions() && length >= HonestLength;
+    const auto longer = comparesLengths ? hostileDocuments(4 * length) : QList<HostileDocument>();
     bool found = false;
     for (qsizetype index = 0; index < shorter.size(); ++index) {
         const QString& document = shorter[index].text;
         const double cost = costOf(document);
-        found |= isTooDear(QLatin1String(shorter[index].shape), cost / static_cast<double>(document.size()), limit);
+        found |= isTooDear(QLatin1String(shorter[index].shape), cost / static_cast<double>(document.size()),
+            limitFor(document.size()));
         const double factor = longer.isEmpty() ? 0 : costOf(longer[index].text) / cost;
         if (factor > MostForFourTimes)
             print(u"A FINDING: four times the length costs %1 times as much"_s.arg(factor, 0, 'f', 1));
@@ -225,6 +236,7 @@ int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
+    readTwice(honestDocument()); // what is done once in a program costs the first document
     const qsizetype length = arguments.value(1).toLongLong();
     const int seconds = arguments.value(2).toInt();
     if (arguments.size() < 2)

@@ -32,8 +32,9 @@ constexpr qsizetype CharactersPerComparison = 16;
 
 /// Bytes of memory that a document may take for each character beyond what its own text takes.
 constexpr qsizetype GrowthPerCharacter = 40;
-/// Bytes that it may take in any case.
-constexpr qsizetype SmallestGrowthLimit = qsizetype(12) << 20;
+/// Shorter documents may grow as one of so many characters: a short command may hold an entity or two. In time this is
+/// less than a third of what the dearest document of that length takes without any growth.
+constexpr qsizetype ShortestLength = 2048;
 
 /// Bytes for each character by which an entity is longer than its reference. So entities can at most double a document.
 constexpr qsizetype EntityGrowth = GrowthPerCharacter;
@@ -65,7 +66,7 @@ public:
     explicit Measuring(QStringView document)
         : document(document)
         , comparisonsLeft(document.size() * NamespaceComparisonsPerCharacter)
-        , growthLeft(std::max(document.size() * GrowthPerCharacter, SmallestGrowthLimit))
+        , growthLeft(std::max(document.size(), ShortestLength) * GrowthPerCharacter)
     {
     }
 
