@@ -17,8 +17,8 @@ namespace {
 /// Up to here looking at each child is faster than hashing. Hardly an element has more attributes.
 constexpr quint32 MostChildrenToLookAt = 16;
 
-/// Long documents are lists of subsplits, which have a node for each 11 characters. For more the tree grows.
-constexpr qsizetype DocumentCharactersPerNode = 10;
+/// How many times as many nodes there may be room for as there are.
+constexpr qint64 MostRoom = 8;
 
 /// Takes the first segment off \a key, which is null after the last one.
 QStringView takeSegment(QStringView& key)
@@ -42,13 +42,6 @@ size_t hashOf(quint32 parent, QStringView segment)
 
 ParameterTree::ParameterTree() = default;
 ParameterTree::~ParameterTree() = default;
-
-void ParameterTree::setDocument(QStringView text)
-{
-    document = text;
-    texts.reserve(text.size()); // what is not used of it costs address space alone
-    entries.reserve(text.size() / DocumentCharactersPerNode);
-}
 
 std::optional<ParameterTree::Node> ParameterTree::find(QStringView key) const
 {
@@ -143,10 +136,13 @@ ParameterTree::Node ParameterTree::addChild(Node parent, QStringView segment)
     if (entries.isEmpty())
         entries.emplace_back(); // the root
     const auto added = static_cast<Node>(entries.size());
+    const Text name = keep(segment);
+    if (entries.size() == entries.capacity())
+        makeRoom(name);
     Entry& entry = entries.emplace_back(); // made in place: copying what has just been written would wait for it
     entry.parent = parent;
     entry.nextSibling = std::exchange(entries[parent].firstChild, added);
-    entry.segment = keep(segment);
+    entry.segment = name;
 
     const quint32 children = ++entries[parent].children;
     if (children > MostChildrenToLookAt + 1) {
@@ -156,6 +152,16 @@ ParameterTree::Node ParameterTree::addChild(Node parent, QStringView segment)
             manyChildren.emplace(hashOf(parent, view(entries.at(node).segment)), node);
     }
     return added;
+}
+
+/// For as many nodes as the document has at its end, if it goes on as it has up to the newest segment: each growth
+/// copies all there are, into memory that is new.
+void ParameterTree::makeRoom(Text newest)
+{
+    const qint64 used = entries.size();
+    const qint64 read = std::clamp<qint64>(newest.start, 1, document.size() + 1);
+    const qint64 expected = used * document.size() / read;
+    entries.reserve(static_cast<qsizetype>(std::clamp(expected + expected / 8, 2 * used, MostRoom * used)));
 }
 
 ParameterTree::Text ParameterTree::keep(QStringView text)

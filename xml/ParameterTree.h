@@ -33,9 +33,8 @@ public:
     ParameterTree();
     ~ParameterTree();
 
-    /// Makes room for what a document can be expected to hold, and does not copy what stands in \a text itself, which
-    /// must outlive the tree. Before anything else.
-    void setDocument(QStringView text);
+    /// The document, which must outlive the tree: what is part of it is not copied. Before anything else.
+    void setDocument(QStringView text) { document = text; }
 
     /// The node of a key, if there is one.
     std::optional<Node> find(QStringView key) const;
@@ -84,6 +83,7 @@ private:
 
     Node findChild(Node parent, QStringView segment) const;
     Node addChild(Node parent, QStringView segment);
+    void makeRoom(Text newest);
     bool isChild(Node node, Node parent, QStringView segment) const
     {
         return entries.at(node).parent == parent && view(entries.at(node).segment) == segment;

@@ -1,6 +1,13 @@
+#include "DocumentGrammar.h"
+#include "PeakMemory.h"
+#include "ReferenceReading.h"
 #include "XmlCommandReader.h"
 
+#include <QRandomGenerator>
 #include <QtTest>
+
+#include <algorithm>
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 
@@ -10,6 +17,8 @@ class tst_xml_command_reader : public QObject {
 
 private Q_SLOTS:
     void everyBeginningOfADocumentIsAnError();
+    void reservesNothingForText();
+    void refusesATooLongDocumentWithoutReadingIt();
     void tellsAbsentFromEmpty();
     void buildsTheLongAcceptance();
 };
@@ -21,6 +30,35 @@ void tst_xml_command_reader::everyBeginningOfADocumentIsAnError()
     for (qsizetype length = 0; length < document.size(); ++length)
         QVERIFY2(!XmlCommandReader().parseCommand(document.first(length)), qPrintable(document.first(length)));
     QVERIFY(XmlCommandReader().parseCommand(document));
+}
+
+/// How much more address space is taken than ever before.
+template <typename Function> qsizetype newAddressSpaceFor(const Function& function)
+{
+    const qsizetype before = statusOfProcess("VmPeak:");
+    function();
+    return statusOfProcess("VmPeak:") - before;
+}
+
+void tst_xml_command_reader::reservesNothingForText()
+{
+    constexpr qsizetype length = 20'000'000;
+    constexpr qsizetype few = 1'000'000;
+    QString document(length, u'x');
+    document.replace(0, 6, u"<r><a>"_s).replace(length - 8, 8, u"</a></r>"_s);
+    XmlCommandReader reader;
+    QVERIFY(newAddressSpaceFor([&] { QVERIFY(reader.parseCommand(document)); }) < few);
+    QCOMPARE(reader.stringParameter(u"a").size(), length - 14);
+}
+
+void tst_xml_command_reader::refusesATooLongDocumentWithoutReadingIt()
+{
+    constexpr qsizetype longest = 134'217'728;
+    constexpr qsizetype few = 1'000'000;
+    const QString document(longest + 1, u'<');
+    XmlCommandReader reader;
+    QVERIFY(newAddressSpaceFor([&] { QVERIFY(!reader.parseCommand(document)); }) < few);
+    QCOMPARE(reader.refusalReason(), "The document is too long"_L1);
 }
 
 void tst_xml_command_reader::tellsAbsentFromEmpty()
