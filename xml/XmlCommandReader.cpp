@@ -4,11 +4,28 @@
 #include "ParameterWalk.h"
 #include "PlainXmlReader.h"
 
+#include <type_traits>
+
 using namespace Qt::StringLiterals;
 using OrvaneInterface::DocumentMeasure;
 using OrvaneInterface::ParameterTree;
 using OrvaneInterface::ParameterWalk;
 using OrvaneInterface::PlainXmlReader;
+
+namespace {
+
+/// Calls \a function with the key in UTF-16, in which all keys of the library's own are.
+template <typename Function> auto inUtf16(QAnyStringView key, const Function& function)
+{
+    return key.visit([&](auto text) {
+        if constexpr (std::is_same_v<decltype(text), QStringView>)
+            return function(text);
+        else
+            return function(text.toString());
+    });
+}
+
+} // namespace
 
 XmlCommandReader::XmlCommandReader() = default;
 XmlCommandReader::~XmlCommandReader() = default;
@@ -53,30 +70,31 @@ bool XmlCommandReader::readDocument()
 }
 
 /// The node of a parameter that is there.
-std::optional<ParameterTree::Node> XmlCommandReader::find(QStringView key) const
+std::optional<ParameterTree::Node> XmlCommandReader::find(QAnyStringView key) const
 {
-    const std::optional<ParameterTree::Node> node = parameters.find(key);
+    const std::optional<ParameterTree::Node> node =
+        inUtf16(key, [this](QStringView text) { return parameters.find(text); });
     return node && parameters.hasValue(*node) ? node : std::nullopt;
 }
 
-bool XmlCommandReader::hasParameter(QStringView key) const
+bool XmlCommandReader::hasParameter(QAnyStringView key) const
 {
     return find(key).has_value();
 }
 
-QString XmlCommandReader::stringParameter(QStringView key, const QString& defaultValue) const
+QString XmlCommandReader::stringParameter(QAnyStringView key, const QString& defaultValue) const
 {
     const auto parameter = find(key);
     return parameter ? parameters.value(*parameter).toString() : defaultValue;
 }
 
-std::string XmlCommandReader::utf8Parameter(QStringView key) const
+std::string XmlCommandReader::utf8Parameter(QAnyStringView key) const
 {
     const auto parameter = find(key);
     return parameter ? parameters.value(*parameter).toUtf8().toStdString() : std::string();
 }
 
-int XmlCommandReader::intParameter(QStringView key, int defaultValue) const
+int XmlCommandReader::intParameter(QAnyStringView key, int defaultValue) const
 {
     const auto parameter = find(key);
     if (!parameter)
@@ -87,7 +105,7 @@ int XmlCommandReader::intParameter(QStringView key, int defaultValue) const
     return value.toInt();
 }
 
-void XmlCommandReader::setParameter(QStringView key, const QString& value)
+void XmlCommandReader::setParameter(QAnyStringView key, const QString& value)
 {
-    parameters.setValue(parameters.findOrAdd(key), value);
+    parameters.setValue(inUtf16(key, [this](QStringView text) { return parameters.findOrAdd(text); }), value);
 }

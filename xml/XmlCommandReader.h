@@ -2,6 +2,7 @@
 
 #include "ParameterTree.h"
 
+#include <QAnyStringView>
 #include <QLatin1String>
 #include <QMap>
 #include <QString>
@@ -55,15 +56,15 @@ public:
     /// The text given to parseCommand(), unchanged.
     QString documentText() const { return document; }
 
-    bool hasParameter(QStringView key) const;
+    bool hasParameter(QAnyStringView key) const;
     /// The value, which may be empty, or \a defaultValue when there is none.
-    QString stringParameter(QStringView key, const QString& defaultValue = QString()) const;
+    QString stringParameter(QAnyStringView key, const QString& defaultValue = QString()) const;
     /// The value in UTF-8, as hosts take it; empty when there is none.
-    std::string utf8Parameter(QStringView key) const;
+    std::string utf8Parameter(QAnyStringView key) const;
     /// The value as decimal, or hexadecimal after "0x"; 0 when it is no number, \a defaultValue when there is none.
-    int intParameter(QStringView key, int defaultValue) const;
+    int intParameter(QAnyStringView key, int defaultValue) const;
     /// Adds the parameter, or replaces its value.
-    void setParameter(QStringView key, const QString& value);
+    void setParameter(QAnyStringView key, const QString& value);
 
     /**
      * The long acceptance of the command; made where all replies are, in commands/Replies.cpp.
@@ -80,7 +81,7 @@ public:
 private:
     bool readPlainDocument();
     bool readDocument();
-    std::optional<OrvaneInterface::ParameterTree::Node> find(QStringView key) const;
+    std::optional<OrvaneInterface::ParameterTree::Node> find(QAnyStringView key) const;
 
     QString rootName;
     QString document;

@@ -20,6 +20,7 @@ private Q_SLOTS:
     void reservesNothingForText();
     void refusesATooLongDocumentWithoutReadingIt();
     void tellsAbsentFromEmpty();
+    void takesKeysOfEveryType();
     void buildsTheLongAcceptance();
 };
 
@@ -72,6 +73,27 @@ void tst_xml_command_reader::tellsAbsentFromEmpty()
     reader.setParameter(key, QString());
     QCOMPARE(reader.stringParameter(key, fallback), QString());
     QVERIFY(reader.hasParameter(key));
+}
+
+void tst_xml_command_reader::takesKeysOfEveryType()
+{
+    XmlCommandReader reader;
+    QVERIFY(reader.parseCommand(u"<r><\u00fc a='7'/></r>"_s));
+    const QString key = u"\u00fc/a"_s;
+    const auto isFound = [&reader](const auto&... keys) {
+        return ((reader.hasParameter(keys) && reader.stringParameter(keys) == u"7" && reader.utf8Parameter(keys) == "7"
+                    && reader.intParameter(keys, 0) == 7)
+            && ...);
+    };
+    QVERIFY(isFound(key, QStringView(key), "\xfc/a"_L1, u"\u00fc/a", "\u00fc/a", key.toUtf8(), QAnyStringView(key)));
+
+    reader.setParameter("plain", u"1"_s);
+    reader.setParameter("latin1"_L1, u"2"_s);
+    reader.setParameter(u"literal", u"3"_s);
+    reader.setParameter(QString(u"text"_s), u"4"_s);
+    for (const auto& [known, value] : {std::tuple(u"plain"_s, 1), {u"latin1"_s, 2}, {u"literal"_s, 3}, {u"text"_s, 4}})
+        QCOMPARE(reader.intParameter(known, 0), value);
+    QVERIFY(!reader.hasParameter("plain/"));
 }
 
 /// What no command makes use of: several texts that come back, one of them twice or absent, and a remark.
