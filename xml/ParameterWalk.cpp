@@ -8,17 +8,18 @@ namespace OrvaneInterface {
 
 namespace {
 
-/// The writer makes an escaped copy of what it is given, which can be six times as long.
+/// The writer makes an escaped copy of what it is given, which can be six times as long. Writing an empty text, such as
+/// that of an empty CDATA section, ends the start tag before it.
 void writeInPieces(QXmlStreamWriter& writer, QStringView text)
 {
     constexpr qsizetype usualLength = 4096;
-    while (!text.isEmpty()) {
+    do {
         qsizetype length = std::min(text.size(), usualLength);
         if (length < text.size() && text[length - 1].isHighSurrogate())
             ++length;
         writer.writeCharacters(text.first(length).toString());
         text = text.sliced(length);
-    }
+    } while (!text.isEmpty());
 }
 
 } // namespace
@@ -26,25 +27,25 @@ void writeInPieces(QXmlStreamWriter& writer, QStringView text)
 QString captureParamValue(QXmlStreamReader& reader, ElementPath& path, qsizetype room)
 {
     QString content;
-    content.reserve(room); // copying it for room would hold it twice
+    content.reserve(room);
     QXmlStreamWriter writer(&content);
     path.enter(path.node());
     while (!reader.hasError()) {
         reader.readNext();
+        const bool isLast = reader.name() == ParamValueName;
         if (reader.isStartElement()) {
-            if (reader.name() == ParamValueName)
-                break;
-            path.enter(path.node());
             writer.writeStartElement(reader.name().toString());
             writer.writeAttributes(reader.attributes());
-        } else if (reader.isEndElement()) {
-            if (reader.name() == ParamValueName)
-                break;
+            if (!isLast)
+                path.enter(path.node());
+        } else if (reader.isEndElement() && !isLast) {
             path.leave();
             writer.writeEndElement();
         } else if (reader.isCharacters()) {
             writeInPieces(writer, reader.text());
         }
+        if (isLast)
+            break;
     }
     return content;
 }

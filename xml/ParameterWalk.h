@@ -14,8 +14,9 @@ namespace OrvaneInterface {
 /// An element of which the content is stored as XML text; see XmlCommandReader.
 constexpr QStringView ParamValueName = u"paramvalue";
 
-/// The content of the "paramvalue" at which the reader stands, which it leaves at its end tag, or at the start tag of
-/// another one inside it. \a room: how long the content can become.
+/// The content of the "paramvalue" at whose start tag the reader is. It leaves the reader at whatever else has that
+/// name: the end tag, the start tag of another one inside it, which is begun in the content, or a reference to an
+/// entity. \a room: made for the content beforehand.
 QString captureParamValue(QXmlStreamReader& reader, ElementPath& path, qsizetype room);
 
 /**
@@ -24,11 +25,11 @@ QString captureParamValue(QXmlStreamReader& reader, ElementPath& path, qsizetype
  */
 template <typename Reader> class ParameterWalk {
 public:
-    /// \a longestCapture: how long the content of a "paramvalue" can become.
-    ParameterWalk(Reader& reader, ParameterTree& parameters, qsizetype longestCapture)
+    /// \a captureRoom: made beforehand for the content of each "paramvalue".
+    ParameterWalk(Reader& reader, ParameterTree& parameters, qsizetype captureRoom = 0)
         : reader(reader)
         , parameters(parameters)
-        , longestCapture(longestCapture)
+        , captureRoom(captureRoom)
     {
     }
 
@@ -65,6 +66,7 @@ public:
 private:
     void readElement()
     {
+        elementSeen = true;
         path.enter(parameters.nextOccurrence(parameters.findOrAddChild(path.node(), reader.name())));
         readAttributes(path.node());
         readElementText();
@@ -95,9 +97,14 @@ private:
     void readParamValue()
     {
         if constexpr (std::is_same_v<Reader, QXmlStreamReader>) {
-            QString content = captureParamValue(reader, path, longestCapture);
+            QString content = captureParamValue(reader, path, captureRoom);
             if (!content.isEmpty())
                 parameters.setLongValue(parameters.findOrAdd(ParamValueName), std::move(content));
+            // Before the first other child whatever ends the capture is skipped: also the start tag of another one.
+            if (!elementSeen && reader.isStartElement()) {
+                path.enter(path.node());
+                reader.readNext();
+            }
         } else {
             reader.decline();
         }
@@ -106,7 +113,8 @@ private:
     Reader& reader;
     ParameterTree& parameters;
     ElementPath path;
-    qsizetype longestCapture;
+    qsizetype captureRoom;
+    bool elementSeen = false; ///< below the root, other than a "paramvalue"
 };
 
 } // namespace OrvaneInterface

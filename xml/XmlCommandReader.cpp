@@ -44,7 +44,7 @@ bool XmlCommandReader::parseCommand(const QString& text)
 bool XmlCommandReader::readPlainDocument()
 {
     PlainXmlReader reader(document);
-    ParameterWalk walk(reader, parameters, 0);
+    ParameterWalk walk(reader, parameters);
     rootName = walk.readRootElement();
     walk.readParameters();
     return !reader.hasDeclined();
@@ -55,7 +55,9 @@ bool XmlCommandReader::readDocument()
     const DocumentMeasure measure = OrvaneInterface::measureDocument(document);
     QXmlStreamReader reader;
     reader.addData(measure.excess.isNull() ? document : document.first(measure.readableLength));
-    ParameterWalk walk(reader, parameters, document.size() + measure.growth);
+    // Copying a content that grows, to make room for it, would hold it twice. Hardly any grows.
+    const qsizetype captureRoom = measure.growth > 0 ? document.size() + measure.growth : 0;
+    ParameterWalk walk(reader, parameters, captureRoom);
     rootName = walk.readRootElement();
     if (rootName.contains(u':')) // that of a well-formed root holds none
         rootName = rootName.section(u':', 1, 1);

@@ -17,9 +17,9 @@ private Q_SLOTS:
 void tst_plain_xml_reader::readsOrDeclines_data()
 {
     QTest::addColumn<QString>("document");
-    QTest::addColumn<bool>("isPlain");
-    const auto row = [](bool isPlain, const QString& document) {
-        QTest::newRow(qPrintable(document.left(60))) << document << isPlain;
+    QTest::addColumn<bool>("plain");
+    const auto row = [](bool plain, const QString& document) {
+        QTest::newRow(qPrintable(document.left(60))) << document << plain;
     };
     const auto withAttributes = [](int count) {
         QString element = u"<r><a"_s;
@@ -54,10 +54,10 @@ void tst_plain_xml_reader::readsOrDeclines_data()
 void tst_plain_xml_reader::readsOrDeclines()
 {
     QFETCH(const QString, document);
-    QFETCH(const bool, isPlain);
+    QFETCH(const bool, plain);
     const ReferenceReading reference(document);
-    QCOMPARE(reference.isPlain, isPlain);
-    QVERIFY(!isPlain || reference.isWellFormed);
+    QCOMPARE(isPlain(document), plain);
+    QVERIFY(!plain || reference.isWellFormed);
     XmlCommandReader reader;
     QCOMPARE(reader.parseCommand(document), reference.isWellFormed);
     if (reference.isWellFormed) {
