@@ -50,8 +50,8 @@ public:
     /// a change of the TLS keys 27, and the most expensive documents cost some thousand instructions a character: so it
     /// is a few milliseconds of any of them.
     static constexpr qint64 BytesOfStranger = 4096;
-    /// As much as a client can say in one record of TLS: fewer turns for whoever sends many commands.
-    static constexpr qint64 BytesOfClient = 16384;
+    /// More: whoever sends many commands needs fewer turns for them.
+    static constexpr qint64 BytesOfClient = 8192;
 
     /// \a server is the parent.
     explicit Acceptor(QTcpServer& server);

@@ -149,7 +149,7 @@ void tst_server_events::carriesOutOneReadInATurn_data()
     QTest::addColumn<bool>("loggedIn");
     QTest::addColumn<int>("mostBytes");
     QTest::newRow("of a stranger") << false << 4096;
-    QTest::newRow("of a client that has logged in") << true << 16384;
+    QTest::newRow("of a client that has logged in") << true << 8192;
 }
 
 void tst_server_events::carriesOutOneReadInATurn()
