@@ -5,14 +5,11 @@
 
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
-#include <QEvent>
 #include <QSignalBlocker>
 #include <QSocketNotifier>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTimerEvent>
-
-#include <utility>
 
 namespace OrvaneInterface {
 
@@ -36,8 +33,6 @@ void leaveEventLoop(QSocketNotifier* notifier)
 
 void enterEventLoop(QSocketNotifier* notifier)
 {
-    if (!notifier->isEnabled())
-        return;
     leaveEventLoop(notifier); // whoever has disabled and enabled it meanwhile has put it back already
     QAbstractEventDispatcher::instance()->registerSocketNotifier(notifier);
 }
@@ -63,8 +58,7 @@ bool Acceptor::eventFilter(QObject* watched, QEvent* event)
     auto* notifier = static_cast<QSocketNotifier*>(watched);
     if (isTurnTaken) {
         leaveEventLoop(notifier);
-        if (!held.contains(notifier))
-            held.append(notifier);
+        held.append(notifier);
         return true;
     }
     takeTurn();
@@ -78,10 +72,10 @@ void Acceptor::watchListeningSocket()
 {
     const auto notifiers = server.findChildren<QSocketNotifier*>();
     for (QSocketNotifier* notifier : notifiers) {
-        if (notifier->type() != QSocketNotifier::Read || notifier->socket() != server.socketDescriptor())
-            continue;
-        listening = notifier;
-        notifier->installEventFilter(this);
+        if (notifier->type() == QSocketNotifier::Read && notifier->socket() == server.socketDescriptor()) {
+            listening = notifier;
+            notifier->installEventFilter(this);
+        }
     }
 }
 
@@ -89,12 +83,8 @@ void Acceptor::setStranger(QTcpSocket& client, bool isStranger)
 {
     client.setReadBufferSize(isStranger ? BytesOfStranger : BytesOfClient);
     const auto notifiers = client.findChildren<QSocketNotifier*>();
-    for (QSocketNotifier* notifier : notifiers) {
-        if (isStranger)
-            notifier->installEventFilter(this);
-        else
-            notifier->removeEventFilter(this);
-    }
+    for (QSocketNotifier* notifier : notifiers)
+        isStranger ? notifier->installEventFilter(this) : notifier->removeEventFilter(this);
 }
 
 /// Until the event loop has come round: what is posted comes before what is ready then.
@@ -128,17 +118,25 @@ void Acceptor::accept()
     if (!listening || !listening->isEnabled()) // closed, or paused by the host
         return;
     const bool isAnyoneLeft = acceptOne();
+    const bool isShort = retryTimer.isActive();
     if (server.hasPendingConnections()) {
         if (isShort)
             retryTimer.start(0, this); // until nobody is left it may be the same shortage
         QMetaObject::invokeMethod(&server, "newConnection", Qt::DirectConnection);
-    } else if (isAnyoneLeft) {
-        handleFailure();
-    } else {
-        retryTimer.stop();
-        isShort = false;
-        enterEventLoop(listening);
+        return;
     }
+    if (!isAnyoneLeft) {
+        retryTimer.stop();
+        enterEventLoop(listening);
+        return;
+    }
+    // Qt pauses when it has an error to report.
+    const auto error = listening->isEnabled() ? QAbstractSocket::SocketResourceError : server.serverError();
+    listening->setEnabled(true);
+    leaveEventLoop(listening);
+    retryTimer.start(RetryMs, this);
+    if (!isShort)
+        QMetaObject::invokeMethod(&server, "acceptError", Q_ARG(QAbstractSocket::SocketError, error));
 }
 
 /// Has Qt accept one client; it is pending then. No code of the host runs in it: what Qt would report is reported
@@ -158,65 +156,40 @@ bool Acceptor::acceptOne()
     return !isNobodyLeft;
 }
 
-/// The server may be destroyed in it.
-void Acceptor::handleFailure()
-{
-    const bool isTold = !listening->isEnabled(); // Qt pauses when it has an error to report
-    const auto error = isTold ? server.serverError() : QAbstractSocket::SocketResourceError;
-    listening->setEnabled(true);
-    leaveEventLoop(listening);
-    retryTimer.start(RetryMs, this);
-    if (!std::exchange(isShort, true))
-        QMetaObject::invokeMethod(&server, "acceptError", Q_ARG(QAbstractSocket::SocketError, error));
-}
-
 /// Where the host accepts by hand, with waitForNewConnection(), Qt pauses the server for good.
-void Acceptor::handleAcceptError()
+void Acceptor::handleAcceptError(QAbstractSocket::SocketError error)
 {
     if (!listening)
         watchListeningSocket();
-    if (!listening || listening->isEnabled())
+    if (!listening || listening->isEnabled() || server.serverError() != error)
         return;
     server.resumeAccepting();
-    isShort = true;
-}
-
-/// To take the next one would end a pause.
-QTcpSocket* Acceptor::takePending()
-{
-    const bool isPaused = listening && !listening->isEnabled();
-    QTcpSocket* client = server.nextPendingConnection();
-    if (isPaused)
-        server.pauseAccepting();
-    return client;
+    retryTimer.start(RetryMs, this);
 }
 
 QTcpSocket* Acceptor::takeClient()
 {
+    const QPointer<Acceptor> self(this);
     if (server.hasPendingConnections()) {
-        QTcpSocket* client = takePending();
+        const bool isPaused = listening && !listening->isEnabled();
+        QTcpSocket* client = server.nextPendingConnection();
+        if (isPaused)
+            server.pauseAccepting(); // which Qt has ended
         if (!isFull() && waiting.isEmpty())
             return client;
-        addWaiting(client);
+        waiting.append({client, step + Steps});
+        if (!waitingTimer.isActive())
+            waitingTimer.start(StepMs, this);
+        if (waiting.size() > MostWaiting)
+            refuseFirst();
         return nullptr;
     }
-    const QPointer<Acceptor> self(this);
     while (self && !waiting.isEmpty() && !isFull()) {
         if (waiting.first().client->state() == QAbstractSocket::ConnectedState)
             return waiting.takeFirst().client;
         refuseFirst(); // it has left
     }
     return nullptr;
-}
-
-/// The server may be destroyed in it.
-void Acceptor::addWaiting(QTcpSocket* client)
-{
-    waiting.append({client, step + Steps});
-    if (!waitingTimer.isActive())
-        waitingTimer.start(StepMs, this);
-    if (waiting.size() > MostWaiting)
-        refuseFirst();
 }
 
 /// The server may be destroyed in it.
@@ -246,11 +219,9 @@ void Acceptor::stepWaiting()
     const QPointer<Acceptor> self(this);
     while (self && isFull() && !waiting.isEmpty() && waiting.first().lastStep <= step)
         refuseFirst();
-    if (!self)
-        return;
-    if (waiting.isEmpty())
+    if (self && waiting.isEmpty())
         waitingTimer.stop();
-    else if (!isFull() && !isTurnTaken)
+    else if (self && !isFull() && !isTurnTaken)
         takeTurn();
 }
 

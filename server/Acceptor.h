@@ -2,6 +2,7 @@
 
 #include "ClientLimits.h"
 
+#include <QAbstractSocket>
 #include <QBasicTimer>
 #include <QList>
 #include <QObject>
@@ -88,11 +89,8 @@ private:
     void beginRound();
     void accept();
     bool acceptOne();
-    void handleFailure();
-    void handleAcceptError();
-    QTcpSocket* takePending();
+    void handleAcceptError(QAbstractSocket::SocketError error);
     bool isFull() const { return limits->maxClients > 0 && *clients >= limits->maxClients; }
-    void addWaiting(QTcpSocket* client);
     void refuseFirst();
     void stepWaiting();
 
@@ -101,8 +99,7 @@ private:
     QPointer<QSocketNotifier> listening; ///< of the listening socket, in Qt's hands; null: the server does not listen
     bool isTurnTaken = false;
     QList<QPointer<QSocketNotifier>> held; ///< ready, and out of the event loop until their turn comes
-    bool isShort = false; ///< of descriptors, most likely; already logged
-    QBasicTimer retryTimer; ///< runs while the server is short
+    QBasicTimer retryTimer; ///< runs while the server is short of descriptors, which is logged
     QList<Waiting> waiting; ///< in order of arrival
     QBasicTimer waitingTimer; ///< runs while a client waits
     int step = 0; ///< of waitingTimer
