@@ -37,7 +37,8 @@ XMLSocket::~XMLSocket()
 
 qint64 XMLSocket::readMessages(qint64 most)
 {
-    const QByteArray bytes = socket->read(std::min(most, socket->bytesAvailable()));
+    const qint64 available = std::min(most, socket->bytesAvailable());
+    const QByteArray bytes = available > 0 ? socket->read(available) : QByteArray(); // it may be closed already
     OrvaneInterface::appendUtf8(receiveBuffer, bytes);
 
     const qsizetype firstTerminator = findTerminator(receiveBuffer, searchedLength);
