@@ -9,6 +9,7 @@
 #include <QElapsedTimer>
 #include <QHostAddress>
 #include <QScopeGuard>
+#include <QSocketNotifier>
 #include <QSslSocket>
 #include <QTimerEvent>
 
@@ -144,17 +145,37 @@ void OrvaneConnection::handleReadyRead()
             endIfExceeded(limits->exceededByMessage(xmlSocket->unfinishedLength(), isLoggedIn()));
     } while (socketAttached && socket->bytesAvailable() > 0 && !isTurnOver());
     if (socketAttached && isTurnOver())
-        QMetaObject::invokeMethod(this, &OrvaneConnection::beginTurn, Qt::QueuedConnection);
+        endTurn();
     else if (hasEnded)
         release();
+}
+
+/// Until the next one the network is left alone: Qt would close the socket when it read the end of the connection, and
+/// the replies to what is still to be carried out could not be sent.
+void OrvaneConnection::endTurn()
+{
+    setReading(false);
+    QMetaObject::invokeMethod(this, &OrvaneConnection::beginTurn, Qt::QueuedConnection);
 }
 
 /// The event loop has come round.
 void OrvaneConnection::beginTurn()
 {
     turnBytes = 0;
-    if (socketAttached && (hasEnded || socket->bytesAvailable() > 0))
+    if (!socketAttached)
+        return;
+    setReading(true);
+    if (hasEnded || socket->bytesAvailable() > 0)
         handleReadyRead();
+}
+
+void OrvaneConnection::setReading(bool isReading)
+{
+    const auto notifiers = socket->findChildren<QSocketNotifier*>();
+    for (QSocketNotifier* notifier : notifiers) {
+        if (notifier->type() == QSocketNotifier::Read)
+            notifier->setEnabled(isReading);
+    }
 }
 
 qint64 OrvaneConnection::bytesOfTurn() const

@@ -94,7 +94,9 @@ private:
     QJsonObject auditEntry(QLatin1String event) const;
     bool mayWriteAuditEntry();
     void sendFrame(const QByteArray& bytes);
+    void endTurn();
     void beginTurn();
+    void setReading(bool isReading);
     qint64 bytesOfTurn() const;
     bool isTurnOver() const { return turnBytes >= bytesOfTurn(); }
     void carryOutMessages();
