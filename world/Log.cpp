@@ -1,0 +1,88 @@
+#include "Log.h"
+
+#include <QString>
+
+#include <chrono>
+#include <cstdio>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace world {
+
+int64_t nowMs()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+void setUpLog()
+{
+    qputenv("QT_FORCE_STDERR_LOGGING", "1");
+    qSetMessagePattern(QStringLiteral("%{time boot} %{type} %{category} %{message}"));
+}
+
+void note(const char* type, const std::string& text)
+{
+    const int64_t ms = nowMs();
+    char stamp[32];
+    static_cast<void>(std::snprintf(
+        stamp, sizeof stamp, "%5d.%03d ", static_cast<int>(ms / 1000), static_cast<int>(ms % 1000)));
+    writeLine(stamp + std::string(type) + " - " + text);
+}
+
+void writeLine(const std::string& line)
+{
+    const std::string whole = line + "\n";
+    static_cast<void>(!write(STDERR_FILENO, whole.data(), whole.size()));
+}
+
+std::string readAll(int descriptor)
+{
+    struct stat status {};
+    fstat(descriptor, &status);
+    std::string all(static_cast<size_t>(status.st_size), '\0');
+    const ssize_t count = pread(descriptor, all.data(), all.size(), 0);
+    all.resize(count < 0 ? 0 : static_cast<size_t>(count));
+    return all;
+}
+
+std::vector<Line> readLog(int descriptor)
+{
+    std::vector<Line> lines;
+    for (const std::string& each : split(readAll(descriptor), "\n")) {
+        int seconds = 0;
+        int ms = 0;
+        char type[16];
+        char category[32];
+        int begin = 0;
+        if (std::sscanf(each.c_str(), "%d.%3d %15s %31s%n", &seconds, &ms, type, category, &begin) != 4)
+            lines.push_back({0, {}, {}, each});
+        else
+            lines.push_back({int64_t(seconds) * 1000 + ms, type, category,
+                each.size() > size_t(begin) ? each.substr(size_t(begin) + 1) : std::string()});
+    }
+    while (!lines.empty() && lines.back().type.empty() && lines.back().text.empty())
+        lines.pop_back();
+    return lines;
+}
+
+std::vector<std::string> split(const std::string& text, const std::string& separator)
+{
+    std::vector<std::string> parts;
+    size_t begin = 0;
+    for (size_t end; (end = text.find(separator, begin)) != std::string::npos; begin = end + separator.size())
+        parts.push_back(text.substr(begin, end - begin));
+    parts.push_back(text.substr(begin));
+    return parts;
+}
+
+std::string valueOf(const std::string& act, const std::string& key)
+{
+    const size_t at = act.find(" " + key + "=");
+    if (at == std::string::npos)
+        return {};
+    const size_t begin = at + key.size() + 2;
+    return act.substr(begin, act.find(' ', begin) - begin);
+}
+
+} // namespace world
