@@ -48,7 +48,7 @@ public:
         for (const char* kind :
             {"loop", "destroy", "pause", "close", "limits", "tls", "slow", "shortage", "finished", "lines"})
             if (has(kind))
-                for (int count = 1 + below(6); count > 0; --count)
+                for (int count = 1 + below(kind == std::string("slow") ? 40 : 6); count > 0; --count)
                     host(place(), what(kind));
         return acts;
     }
@@ -85,7 +85,7 @@ private:
 
     std::string sending(const std::string& letters)
     {
-        return std::string(" send:") + oneOf({"one", "one", "burst", "pieces"}) + ":" + letters;
+        return std::string(" send:") + oneOf({"one", "one", "held", "burst", "pieces"}) + ":" + letters;
     }
 
     std::string loggedIn()

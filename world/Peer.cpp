@@ -24,6 +24,7 @@ constexpr int64_t NotifyPatienceMs = 3'000;
 constexpr int64_t ConnectPatienceMs = 3'000; // for a host that does not listen now
 constexpr size_t SurplusChunk = 65'536;
 constexpr int FirstPort = 10'000; // below those that the system gives
+constexpr size_t OneRead = 4'000; // TLS hands on somewhat more at once
 constexpr size_t LongestPiece = 600;
 
 bool startsWith(const std::string& text, const char* start)
@@ -100,7 +101,7 @@ void Peer::connectNow(int64_t now)
 void Peer::finish(int64_t now)
 {
     doneAt = now;
-    note("peer", "c" + std::to_string(id) + " " + address + (ended ? " was ended by the host" : " is gone"));
+    note("peer", "c" + std::to_string(id) + " " + address + (endedByHost ? " was ended by the host" : " is gone"));
     if (fd >= 0)
         close(fd);
     fd = -1;
@@ -173,7 +174,7 @@ void Peer::collect()
 
 void Peer::writeOut()
 {
-    while (!outbox.empty() && !finSent) {
+    while (!outbox.empty() && !finSent && !held) {
         const size_t size = inPieces ? std::min(outbox.size(), 1 + random() % LongestPiece) : outbox.size();
         const ssize_t count = ::send(fd, outbox.data(), size, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (count < 0) {
@@ -217,7 +218,7 @@ bool Peer::send(const std::string& how, const std::string& letters)
         const bool admitted = !messages.empty() && (messages.back().admitted || isValidLogin(messages.back().letter));
         const bool system
             = !messages.empty() && (messages.back().hasSystemAccount || messages.back().letter == 'O');
-        messages.push_back({letter, admitted, system});
+        messages.push_back({letter, admitted, system, -1});
         if (admitted)
             due += predictedReply(letter, id, number, system).size();
         const std::string text = messageText(letter, id, number);
@@ -229,7 +230,11 @@ bool Peer::send(const std::string& how, const std::string& letters)
             together += text;
         }
     }
+    if (together.size() < OneRead && (how == "one" || how == "held"))
+        for (size_t number = messages.size() - letters.size(); number < messages.size(); ++number)
+            messages[number].record = static_cast<int>(step);
     inPieces = how == "pieces";
+    held = how == "held";
     for (size_t begin = 0; begin < together.size();) {
         const size_t left = together.size() - begin;
         const size_t size = inPieces ? std::min(left, 1 + random() % LongestPiece) : left;
@@ -256,7 +261,7 @@ bool Peer::stepIsDone(int64_t now)
         finish(now);
         return false;
     }
-    if (!outbox.empty() && !isMuteEnd) {
+    if (!outbox.empty() && !isMuteEnd && !held) {
         if (now - stepSince > PatienceMs && surplus == 0)
             finish(now);
         return false;
@@ -264,6 +269,7 @@ bool Peer::stepIsDone(int64_t now)
     if (step >= steps.size())
         return endIsDone("reset", now);
     const std::string& text = steps[step];
+    held = held && text.rfind("send:", 0) != 0 && (text == "close" || text == "notify" || text == "fin" || text == "leave");
     const std::string rest = text.substr(std::min(text.size(), text.find(':') + 1));
     if (text == "hello") {
         outbox += heldBack;
@@ -333,6 +339,7 @@ bool Peer::stepIsDone(int64_t now)
 bool Peer::endIsDone(const std::string& how, int64_t now)
 {
     if (how == "reset" || how == "leave") {
+        held = false;
         if (how == "leave" && greeted) {
             SSL_shutdown(tls);
             collect();
@@ -347,8 +354,9 @@ bool Peer::endIsDone(const std::string& how, int64_t now)
         if (how != "fin" && greeted) {
             SSL_shutdown(tls);
             collect();
-            writeOut();
         }
+        held = false;
+        writeOut();
         saidGoodbye = how != "fin" && greeted;
         phase = 1;
         if (!outbox.empty())

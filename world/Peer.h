@@ -17,7 +17,7 @@ namespace world {
 ///   hello             the whole handshake              half      the first half of a ClientHello
 ///   junk:N            N bytes that are no TLS          bad       a record with a bit turned round
 ///   send:HOW:LETTERS  messages; HOW: one (one write, records as long as they get), burst (a record and a write each),
-///                     pieces (records and writes cut anywhere)
+///                     pieces (records and writes cut anywhere), held (in one write with the end behind it)
 ///   wait              for all replies that are due     sleep:MS
 ///   keyupdate         with a request for the host's    mute      reads no more
 ///   surplus:MB        junk for as long as it is taken
@@ -42,6 +42,7 @@ public:
         char letter;
         bool admitted; ///< a valid login of its client came before
         bool hasSystemAccount;
+        int record; ///< messages with the same number of 0 or more are in one TLS record, which is read as a whole
     };
 
     // For those who judge, once it is done:
@@ -91,6 +92,7 @@ private:
     bool greeted = false;
     bool inPieces = false;
     bool muted = false;
+    bool held = false; ///< what is to leave waits for what comes with it
     bool ended = false; ///< the host, or the network, has ended the connection
     bool endedInTls = false;
     bool finSent = false;

@@ -255,7 +255,7 @@ private:
             takeLimit(line.ms, entry.value(QLatin1String("limit")).toString().toStdString(), peer);
         if (event == "login" || event == "invalidLogin")
             logins[peer].push_back({event, entry.value(QLatin1String("user")).toString().toStdString()});
-        invalidEntries += event == "invalidLogin";
+        invalidEntries += event == "invalidLogin" && !entry.contains(QLatin1String("account"));
         if (!seesAudit)
             return;
         if (event == "connected" && connections[peer]++ != 0)
@@ -288,6 +288,25 @@ private:
         return loopedIn.count(peer.id) != 0 || std::any_of(loops.begin(), loops.end(), [&peer](const Period& each) {
             return each.end >= peer.connectedAt - SlackMs && each.begin <= peer.doneAt + SlackMs;
         });
+    }
+
+    /// What was read is carried out, whatever has become of the client: in the record that ends with message \a last
+    /// the last call, too, when the first one has been made.
+    void judgeRecord(const Peer& peer, const std::string& name, size_t last)
+    {
+        std::string missing;
+        bool begun = false;
+        for (size_t number = last; number > 0 && peer.messages[number].record == peer.messages[last].record; --number) {
+            const std::string id = messageId(peer.id, static_cast<int>(number));
+            if (!peer.messages[number].admitted || !callsHost(peer.messages[number].letter))
+                continue;
+            const std::vector<std::string>& made = calls[peer.id];
+            const bool isMade = std::find(made.begin(), made.end(), id) != made.end();
+            begun = begun || isMade;
+            missing += isMade ? "" : " " + id;
+        }
+        if (peer.messages[last].record >= 0 && begun && !missing.empty())
+            breach("carried-out", name + " not all that came together, without" + missing);
     }
 
     void judgeCommands(const Peer& peer)
@@ -331,7 +350,12 @@ private:
             breach("limits", name + " was ended without a reason");
         if (peer.waitedInVain && !peer.hasSpoilt)
             breach("replies", name + " has waited in vain");
-        if (!peer.orderly || mayHaveBeenInterrupted(peer))
+        if (mayHaveBeenInterrupted(peer))
+            return;
+        for (size_t number = 1; number < peer.messages.size() && isPrefix; ++number)
+            if (number + 1 == peer.messages.size() || peer.messages[number + 1].record != peer.messages[number].record)
+                judgeRecord(peer, name, number);
+        if (!peer.orderly)
             return;
         if (carriedOut.size() < asked.size())
             breach("carried-out", name + " only:" + joined(carriedOut));

@@ -26,8 +26,10 @@ int connectTo(uint16_t port, int slot)
 {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const timeval patience {PatienceUs / 1'000'000, 0};
+    const timeval shortPatience {1, 0};
     const int on = 1;
     setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &shortPatience, sizeof shortPatience); // also of connect()
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     sockaddr_in address {};
     address.sin_family = AF_INET;

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <malloc.h>
 #include <memory>
@@ -26,7 +27,6 @@ namespace world {
 
 namespace {
 
-constexpr size_t LastLines = 60;
 constexpr int64_t MemoryThatMayStay = 3 << 20; // what Qt and TLS keep for their next use
 constexpr int64_t MemoryForAll = 48 << 20; // beside what each client may take, while they are there
 constexpr int64_t MemoryForEach = 400 << 10; // the client's own part in this process, too
@@ -98,7 +98,6 @@ private:
         Shared shared;
         RandomHost first({"world 0 lines=off audit=off"}, shared);
         first.begin(1);
-        std::thread([&shared] { storm(shared, 0, 20); }).join();
         QCoreApplication::processEvents();
         first.end();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -191,6 +190,7 @@ private:
 Outcome playApart(const std::vector<std::string>& acts, Figures& figures, int hangSeconds)
 {
     const int log = memfd_create("world", MFD_CLOEXEC);
+    fcntl(log, F_SETFL, O_APPEND); // several threads write
     const pid_t child = fork();
     if (child == 0)
         playHere(acts, figures, log);
@@ -221,8 +221,8 @@ Outcome playApart(const std::vector<std::string>& acts, Figures& figures, int ha
         outcome.breaches.insert(outcome.breaches.begin(), std::string("crash: ") + strsignal(WTERMSIG(status)));
     else if (status != 0 && outcome.breaches.empty())
         outcome.breaches.push_back("crash: status " + std::to_string(WEXITSTATUS(status)));
-    const std::vector<std::string> all = split(readAll(log), "\n");
-    outcome.lastLines.assign(all.end() - static_cast<std::ptrdiff_t>(std::min(all.size(), LastLines)), all.end());
+    if (!outcome.breaches.empty())
+        outcome.log = readAll(log);
     close(log);
     return outcome;
 }

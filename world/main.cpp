@@ -33,6 +33,8 @@ A failure prints the promise, the seed and the end of the log, writes the acts t
 
 constexpr int UsageStatus = 2;
 constexpr int TriesOfAct = 3; // while shrinking: threads and sockets are never twice the same
+constexpr size_t LastLines = 60;
+constexpr size_t MostBreaches = 8; // of one world that are printed
 constexpr int64_t ProgressMs = 5'000;
 
 struct Options {
@@ -115,12 +117,11 @@ private:
         const std::vector<std::string> breaches = breachesOf(outcome);
         if (breaches.empty())
             return true;
-        std::printf("... %s\n", outcome.lastLines.empty() ? "" : "the end of the log:");
-        for (const std::string& line : outcome.lastLines)
-            std::printf("%.400s\n", line.c_str());
-        std::printf("\n");
-        for (const std::string& breach : breaches)
-            std::printf("BROKEN %.1500s\n", breach.c_str());
+        std::vector<std::string> lines = world::split(outcome.log, "\n");
+        for (size_t index = lines.size() - std::min(lines.size(), LastLines); index < lines.size(); ++index)
+            std::printf("%.400s\n", lines[index].c_str());
+        for (size_t index = 0; index < std::min(breaches.size(), MostBreaches); ++index)
+            std::printf("BROKEN %.1500s\n", breaches[index].c_str());
         std::printf("%s, after %.1f s\n", title.c_str(), static_cast<double>(world::nowMs() - begin) / 1000.0);
         if (options.shrinks)
             shrink(acts, world::promiseOf(breaches.front()));
@@ -128,7 +129,8 @@ private:
         std::ofstream out(file);
         for (const std::string& act : acts)
             out << act << '\n';
-        std::printf("Play it again: --replay %s\n", file.c_str());
+        std::ofstream(name + ".log") << outcome.log;
+        std::printf("The whole log: %s.log\nPlay it again: --replay %s\n", name.c_str(), file.c_str());
         tell();
         return false;
     }
