@@ -172,8 +172,8 @@ private:
     void makeCrowd()
     {
         for (int count = 300 + below(300); count > 0; --count)
-            client(number(0, 100), " hello" + sending("Gp") + " sleep:1500 close");
-        host("each", "loop:1500");
+            client(number(0, 100), " hello" + sending("Gp") + " sleep:700 close");
+        host("each", "loop:700");
     }
 
     std::string place()

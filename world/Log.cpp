@@ -36,6 +36,20 @@ void writeLine(const std::string& line)
     static_cast<void>(!write(STDERR_FILENO, whole.data(), whole.size()));
 }
 
+std::string kindOfLine(const std::string& line)
+{
+    static const std::pair<const char*, const char*> Kinds[] {{"New OrvaneConnection", "new"},
+        {"OrvaneConnection socket error", "socketerror"}, {"OrvaneConnection server error", "servererror"},
+        {"OrvaneConnection received command:", "received"}, {"OrvaneConnection exceeded", "limit"},
+        {"OrvaneConnection refused", "refused"}, {"This is Orvane", "orvane"}, {"3rd Party", "invalid"},
+        {"Received unknown", "unknown"}, {"OrvaneInterface: received showTrack", "notrack"}, {"\"<", "message"},
+        {"\"loginClient\"", "login"}, {"\"", "tls"}};
+    for (const auto& [start, kind] : Kinds)
+        if (line.rfind(start, 0) == 0)
+            return kind;
+    return "other";
+}
+
 std::string readAll(int descriptor)
 {
     struct stat status {};
@@ -49,17 +63,21 @@ std::string readAll(int descriptor)
 std::vector<Line> readLog(int descriptor)
 {
     std::vector<Line> lines;
+    int64_t last = 0;
     for (const std::string& each : split(readAll(descriptor), "\n")) {
         int seconds = 0;
         int ms = 0;
         char type[16];
         char category[32];
         int begin = 0;
-        if (std::sscanf(each.c_str(), "%d.%3d %15s %31s%n", &seconds, &ms, type, category, &begin) != 4)
-            lines.push_back({0, {}, {}, each});
-        else
-            lines.push_back({int64_t(seconds) * 1000 + ms, type, category,
-                each.size() > size_t(begin) ? each.substr(size_t(begin) + 1) : std::string()});
+        if (std::sscanf(each.c_str(), "%d.%3d %15s %31s%n", &seconds, &ms, type, category, &begin) == 4) {
+            last = int64_t(seconds) * 1000 + ms;
+            lines.push_back({last, type, category, each.size() > size_t(begin) ? each.substr(size_t(begin) + 1) : ""});
+        } else if (each[0] == '{') {
+            lines.push_back({last, "info", "orvane.audit", each});
+        } else {
+            lines.push_back({last, kindOfLine(each) == "other" ? "" : "debug", "default", each});
+        }
     }
     while (!lines.empty() && lines.back().type.empty() && lines.back().text.empty())
         lines.pop_back();

@@ -23,7 +23,11 @@ void setUpLog();
 void note(const char* type, const std::string& text);
 void writeLine(const std::string& line);
 
+/// What the acts call a line of the library; "other" for one that it does not write.
+std::string kindOfLine(const std::string& line);
+
 std::string readAll(int descriptor);
+/// Inside of a handler's loops Qt writes lines without time and category. They get those that they must have.
 std::vector<Line> readLog(int descriptor);
 
 /// \a text cut at each \a separator.

@@ -18,7 +18,7 @@ namespace world {
 
 namespace {
 
-constexpr int64_t PatienceMs = 25'000; // for what must come
+constexpr int64_t PatienceMs = 45'000; // for what must come, also behind a crowd
 constexpr int64_t SurplusPatienceMs = 700; // for a host that takes no more
 constexpr int64_t NotifyPatienceMs = 3'000;
 constexpr int64_t ConnectPatienceMs = 3'000; // for a host that does not listen now

@@ -34,7 +34,7 @@ struct Ending {
 
 bool isAt(const std::string& address, int slot)
 {
-    return (address.at(8) - '0') % SlotCount == slot;
+    return address.rfind("127.0.0.", 0) == 0 && (address.at(8) - '0') % SlotCount == slot;
 }
 
 bool isClients(const std::string& address)
@@ -102,9 +102,7 @@ private:
 
     void takeLine(const Line& line)
     {
-        if (line.type == "broken")
-            breaches.push_back(line.text);
-        else if (line.type == "call")
+        if (line.type == "call")
             takeCall(line.text);
         else if (line.type == "act")
             takeHostAct(line);
@@ -112,7 +110,7 @@ private:
             takeAudit(line);
         else if (line.category == "default" && line.type == "debug")
             takeDebugLine(line);
-        else if (line.type != "peer")
+        else if (line.type != "peer" && line.type != "broken")
             breach("quiet", line.type + " " + line.text);
     }
 
@@ -174,7 +172,7 @@ private:
     {
         static const std::regex Address("127\\.0\\.0\\.[2-5]:[1-9][0-9]*");
         if (!std::regex_match(address, Address))
-            return breach("limits", "who exceeded a limit was " + address);
+            return breach("address", "who exceeded a limit was " + address);
         endings[address].push_back({ms, limit});
         const bool mayBeAnybodys = limit == "maxClients" || limit == "handshakeTimeout" || limit == "loginTimeout";
         if (!isClients(address) && !mayBeAnybodys)
@@ -247,8 +245,10 @@ private:
         const std::string event = entry.value(QLatin1String("event")).toString().toStdString();
         const std::string peer = entry.value(QLatin1String("peer")).toString().toStdString();
         static const std::regex Address("127\\.0\\.0\\.[2-5]:[1-9][0-9]*");
-        if (!ascii || event.empty() || !std::regex_match(peer, Address))
+        if (!ascii || event.empty())
             return breach("audit", "an entry is " + line.text);
+        if (!std::regex_match(peer, Address))
+            breach("address", "an entry is " + line.text);
         if (event == "connected")
             accept(peer);
         if (event == "exceededLimit" && !seesLines)
@@ -256,7 +256,7 @@ private:
         if (event == "login" || event == "invalidLogin")
             logins[peer].push_back({event, entry.value(QLatin1String("user")).toString().toStdString()});
         invalidEntries += event == "invalidLogin" && !entry.contains(QLatin1String("account"));
-        if (!seesAudit)
+        if (!seesAudit || !std::regex_match(peer, Address))
             return;
         if (event == "connected" && connections[peer]++ != 0)
             breach("audit", peer + " begins twice");

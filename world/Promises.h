@@ -14,6 +14,7 @@ namespace world {
 ///   login         nobody is served without one
 ///   limits        each end by a limit has its reason, and no client is ended without one
 ///   pause         nobody is accepted in one
+///   address       each client has one, with its port, wherever it is named
 ///   audit         each entry is JSON in ASCII; each connection begins and ends once; logins are what was sent
 /// World adds descriptors and memory, the witness waiting.
 std::vector<std::string> findBreaches(const std::vector<std::string>& acts, const std::vector<Line>& log,

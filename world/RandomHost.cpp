@@ -22,21 +22,6 @@ constexpr int CareMs = 40;
 constexpr int64_t TroubleMs = 250; // for which it leaves a server without clients
 constexpr int MostLoops = 12; // inside one another, where there is no crowd
 
-/// What the acts call a line; empty for the second line of a message.
-std::string kindOfLine(const std::string& line)
-{
-    static const std::pair<const char*, const char*> Kinds[] {{"New OrvaneConnection", "new"},
-        {"OrvaneConnection socket error", "socketerror"}, {"OrvaneConnection server error", "servererror"},
-        {"OrvaneConnection received command:", "received"}, {"OrvaneConnection exceeded", "limit"},
-        {"OrvaneConnection refused", "refused"}, {"This is Orvane", "orvane"}, {"3rd Party", "invalid"},
-        {"Received unknown", "unknown"}, {"OrvaneInterface: received showTrack", "notrack"}, {"\"<", "message"},
-        {"\"loginClient\"", "login"}, {"\"", "tls"}};
-    for (const auto& [start, kind] : Kinds)
-        if (line.rfind(start, 0) == 0)
-            return kind;
-    return "other";
-}
-
 rlim_t mostDescriptors()
 {
     static const rlim_t most = [] {

@@ -32,6 +32,7 @@ public:
     void begin(int servers);
     void end();
     bool isBusy() const { return depth > 0; }
+    bool hasCrowd() const { return isCrowd; }
     /// For each line of the library.
     void handleLine(const std::string& category, const std::string& line);
 

@@ -17,6 +17,7 @@
 #include <memory>
 #include <poll.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -30,6 +31,7 @@ namespace {
 constexpr int64_t MemoryThatMayStay = 3 << 20; // what Qt and TLS keep for their next use
 constexpr int64_t MemoryForAll = 48 << 20; // beside what each client may take, while they are there
 constexpr int64_t MemoryForEach = 400 << 10; // the client's own part in this process, too
+constexpr rlim_t StackInCrowd = 3 << 20; // calls inside of hundreds of others must not need more
 constexpr int BreachStatus = 1;
 
 int64_t memoryInUse()
@@ -42,6 +44,15 @@ int64_t descriptorsInUse()
 {
     const std::filesystem::directory_iterator all("/proc/self/fd");
     return std::distance(begin(all), end(all));
+}
+
+/// Of the main thread, at most.
+void setStack(rlim_t size)
+{
+    rlimit limit {};
+    getrlimit(RLIMIT_STACK, &limit);
+    limit.rlim_cur = std::min(size, limit.rlim_max);
+    setrlimit(RLIMIT_STACK, &limit);
 }
 
 RandomHost* host = nullptr;
@@ -120,6 +131,8 @@ private:
         Shared shared;
         RandomHost randomHost(acts, shared);
         host = &randomHost;
+        if (randomHost.hasCrowd())
+            setStack(StackInCrowd);
         randomHost.begin(std::stoi(valueOf(acts.at(0), "servers")));
         std::vector<std::unique_ptr<Peer>> peers;
         std::vector<std::thread> threads;
@@ -221,8 +234,7 @@ Outcome playApart(const std::vector<std::string>& acts, Figures& figures, int ha
         outcome.breaches.insert(outcome.breaches.begin(), std::string("crash: ") + strsignal(WTERMSIG(status)));
     else if (status != 0 && outcome.breaches.empty())
         outcome.breaches.push_back("crash: status " + std::to_string(WEXITSTATUS(status)));
-    if (!outcome.breaches.empty())
-        outcome.log = readAll(log);
+    outcome.log = readAll(log);
     close(log);
     return outcome;
 }

@@ -10,7 +10,7 @@ namespace world {
 /// What became of a world. A breach has its promise first: "replies: ...", "crash: ...", "hang: ...".
 struct Outcome {
     std::vector<std::string> breaches;
-    std::string log; ///< where there are breaches
+    std::string log;
 };
 
 /// Plays the acts in a process of their own. \a hangSeconds without a line in its log are a hang.

@@ -21,7 +21,7 @@ Plays worlds, each from a seed: random clients and a random host, against the li
 constexpr const char* MoreHelp = R"(
   --limits, --no-limits   each world begins with tiny limits, or with none
   --certificates      clients are asked for a certificate
-  --except PROMISE,...    breaches of these are no failure: quiet, carried-out, replies, login, limits, pause, audit,
+  --except PROMISE,...    breaches of these are no failure: quiet, carried-out, replies, login, limits, pause, address, audit,
                       memory, descriptors, waiting, hang, crash
   --max-wait-ms MS    a witness that waits longer, without the host's own time, is a failure ("waiting")
   --replay FILE       plays the acts of a file, or of each file of a directory. --repeat N: so often
