@@ -88,7 +88,7 @@ void Peer::connectNow(int64_t now)
     const int result = connect(fd, reinterpret_cast<const sockaddr*>(&host), sizeof host);
     if (result != 0 && errno != EINPROGRESS && errno != EALREADY) {
         if (now - startAt > ConnectPatienceMs)
-            finish(now);
+            finish();
         return;
     }
     connecting = true;
@@ -98,9 +98,9 @@ void Peer::connectNow(int64_t now)
     address = "127.0.0." + std::to_string(2 + slot) + ":" + std::to_string(ntohs(own.sin_port));
 }
 
-void Peer::finish(int64_t now)
+void Peer::finish()
 {
-    doneAt = now;
+    doneAt = nowMs(); // later than that of the turn
     note("peer", "c" + std::to_string(id) + " " + address + (endedByHost ? " was ended by the host" : " is gone"));
     if (fd >= 0)
         close(fd);
@@ -116,7 +116,7 @@ void Peer::advance(int64_t now, short happened)
             return connectNow(now);
         if ((happened & (POLLOUT | POLLERR | POLLHUP)) == 0) {
             if (now - stepSince > PatienceMs)
-                finish(now);
+                finish();
             return;
         }
         connecting = false;
@@ -124,7 +124,7 @@ void Peer::advance(int64_t now, short happened)
         socklen_t size = sizeof error;
         getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size);
         if (error != 0)
-            return now - startAt > ConnectPatienceMs ? finish(now) : void();
+            return now - startAt > ConnectPatienceMs ? finish() : void();
         connectedAt = now;
         stepSince = now;
         note("peer", "c" + std::to_string(id) + " " + address + " has connected");
@@ -258,12 +258,12 @@ bool Peer::stepIsDone(int64_t now)
     if ((ended || (endedInTls && !hasSpoilt && !saidGoodbye && !isMuteEnd)) && !finSent) {
         endedByHost = !saidGoodbye;
         orderly = saidGoodbye && !hasSpoilt;
-        finish(now);
+        finish();
         return false;
     }
     if (!outbox.empty() && !isMuteEnd && !held) {
         if (now - stepSince > PatienceMs && surplus == 0)
-            finish(now);
+            finish();
         return false;
     }
     if (step >= steps.size())
@@ -275,7 +275,7 @@ bool Peer::stepIsDone(int64_t now)
         outbox += heldBack;
         heldBack.clear();
         if (now - stepSince > PatienceMs)
-            finish(now);
+            finish();
         return greeted || greet();
     }
     if (text == "half") {
@@ -347,7 +347,7 @@ bool Peer::endIsDone(const std::string& how, int64_t now)
         }
         const linger none {how == "reset" ? 1 : 0, 0};
         setsockopt(fd, SOL_SOCKET, SO_LINGER, &none, sizeof none);
-        finish(now);
+        finish();
         return false;
     }
     if (phase == 0) {
@@ -372,7 +372,7 @@ bool Peer::endIsDone(const std::string& how, int64_t now)
     }
     if (ended || now - stepSince > PatienceMs) {
         waitedInVain = !ended;
-        finish(now);
+        finish();
     }
     return false;
 }

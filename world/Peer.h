@@ -69,7 +69,7 @@ private:
     bool send(const std::string& how, const std::string& letters);
     bool hasAllReplies() const;
     void connectNow(int64_t now);
-    void finish(int64_t now);
+    void finish();
     void read();
     void writeOut();
     void collect(); ///< what TLS has made

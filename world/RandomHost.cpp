@@ -8,6 +8,7 @@
 #include <QLoggingCategory>
 
 #include <algorithm>
+#include <filesystem>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <utility>
@@ -98,7 +99,7 @@ void RandomHost::end()
 {
     care.stop();
     acts.clear();
-    setDescriptors(mostDescriptors());
+    endShortage();
     for (Slot& each : slots_)
         delete std::exchange(each.server, nullptr);
 }
@@ -253,12 +254,29 @@ void RandomHost::runLoop(int ms)
     --loops;
 }
 
+/// Takes all descriptors below the highest one, since poll() wants a limit above what it is given.
 void RandomHost::beShort(int ms)
 {
-    const int lowest = dup(STDERR_FILENO);
-    close(lowest);
-    setDescriptors(static_cast<rlim_t>(lowest));
-    QTimer::singleShot(ms, this, [] { setDescriptors(mostDescriptors()); });
+    int highest = 0;
+    for (const auto& each : std::filesystem::directory_iterator("/proc/self/fd"))
+        highest = std::max(highest, std::stoi(each.path().filename()));
+    setDescriptors(mostDescriptors());
+    int last = -1;
+    while ((last = dup(STDERR_FILENO)) >= 0) {
+        taken.push_back(last);
+        if (last > highest)
+            break;
+    }
+    setDescriptors(static_cast<rlim_t>(std::max(last, highest) + 1));
+    QTimer::singleShot(ms, this, [this] { endShortage(); });
+}
+
+void RandomHost::endShortage()
+{
+    setDescriptors(mostDescriptors());
+    for (const int each : taken)
+        close(each);
+    taken.clear();
 }
 
 void RandomHost::handleLine(const std::string& category, const std::string& line)

@@ -73,6 +73,7 @@ private:
     void configure(Slot& slot);
     void runLoop(int ms);
     void beShort(int ms);
+    void endShortage();
     void lookAfter();
     void applyFilterRules() const;
 
@@ -81,6 +82,7 @@ private:
     std::map<std::string, int> counts;
     std::array<Slot, SlotCount> slots_ {};
     QTimer care;
+    std::vector<int> taken; ///< descriptors, in a shortage
     int depth = 0;
     int loops = 0;
     int updates = 0;

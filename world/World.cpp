@@ -68,16 +68,19 @@ void handleLine(QtMsgType type, const QMessageLogContext& context, const QString
 void playClients(const std::vector<std::unique_ptr<Peer>>& peers, Shared& shared)
 {
     constexpr int TurnMs = 2;
-    std::vector<pollfd> polled(peers.size());
+    std::vector<pollfd> polled;
     while (std::any_of(peers.begin(), peers.end(), [](const auto& each) { return each->doneAt == 0; })) {
-        for (size_t index = 0; index < peers.size(); ++index) {
-            const short events = peers[index]->events();
-            polled[index] = {events != 0 ? peers[index]->descriptor() : -1, events, 0};
-        }
+        polled.clear();
+        for (const auto& each : peers)
+            if (const short events = each->events(); events != 0 && each->doneAt == 0)
+                polled.push_back({each->descriptor(), events, 0});
         poll(polled.data(), polled.size(), TurnMs);
         const int64_t now = nowMs();
-        for (size_t index = 0; index < peers.size(); ++index)
-            peers[index]->advance(now, polled[index].revents);
+        auto next = polled.begin();
+        for (const auto& each : peers) {
+            const bool isNext = next != polled.end() && next->fd == each->descriptor();
+            each->advance(now, isNext ? (next++)->revents : short {0});
+        }
     }
     shared.clientsAreDone = true;
 }
