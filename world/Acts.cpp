@@ -8,8 +8,7 @@
 
 namespace world {
 
-const std::vector<std::string> Kinds {
-    // of clients
+const std::vector<std::string> Kinds {// of clients
     "orderly", "abrupt", "junk", "half", "wrong", "mute", "touch", "surplus", "batch", "storm", "crowd",
     // of the host
     "loop", "destroy", "pause", "close", "limits", "certificates", "tls", "slow", "shortage", "finished", "lines"};
@@ -101,7 +100,10 @@ private:
     {
         std::string steps = loggedIn();
         for (int count = below(4); count > 0; --count)
-            steps += oneIn(3) ? " wait" : oneIn(3) ? " sleep:" + number(1, 60) : oneIn(4) ? " keyupdate" : sending(commands(6));
+            steps += oneIn(3) ? " wait"
+                : oneIn(3)    ? " sleep:" + number(1, 60)
+                : oneIn(4)    ? " keyupdate"
+                              : sending(commands(6));
         return steps;
     }
 
@@ -119,8 +121,8 @@ private:
             return " hello" + sending(oneOf({"W", "E", "WW", "pW", "EuE"})) + sending(commands(4))
                 + oneOf({" close", " fin", " notify", " reset", " leave"});
         if (kind == "mute")
-            return " hello" + sending("G") + " mute" + sending(std::string(1 + random() % 30, 'I')) + " sleep:"
-                + number(1, 800) + oneOf({" reset", " leave"});
+            return " hello" + sending("G") + " mute" + sending(std::string(1 + random() % 30, 'I'))
+                + " sleep:" + number(1, 800) + oneOf({" reset", " leave"});
         if (kind == "touch")
             return " reset";
         if (kind == "surplus")
@@ -146,8 +148,8 @@ private:
     {
         const bool asked = has("certificates");
         acts.push_back("client " + std::to_string(++clients) + " slot=" + std::to_string(below(servers)) + " at=" + at
-            + " tls=" + oneOf({"12", "13"})
-            + " cert=" + (!asked ? "none" : oneOf({"good", "good", "strange", "none"})) + steps);
+            + " tls=" + oneOf({"12", "13"}) + " cert=" + (!asked ? "none" : oneOf({"good", "good", "strange", "none"}))
+            + steps);
     }
 
     void makeClients()
@@ -193,8 +195,8 @@ private:
             return "call:" + messageId(1 + below(clients), 1 + below(5));
         default:
             return std::string("line:")
-                + oneOf({"new", "new", "socketerror", "servererror", "received", "limit", "orvane", "invalid", "unknown",
-                    "notrack", "message", "login", "tls"})
+                + oneOf({"new", "new", "socketerror", "servererror", "received", "limit", "orvane", "invalid",
+                    "unknown", "notrack", "message", "login", "tls"})
                 + "#" + count;
         }
     }

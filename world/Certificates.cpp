@@ -55,8 +55,8 @@ Pair makePair(const char* name, const Pair* issuer, bool isAuthority)
     X509* parent = issuer != nullptr ? readCertificate(issuer->certificate) : nullptr;
     EVP_PKEY* signer = issuer != nullptr ? readKey(issuer->key) : nullptr;
     X509_set_issuer_name(certificate, X509_get_subject_name(parent != nullptr ? parent : certificate));
-    X509_EXTENSION* constraint
-        = X509V3_EXT_conf_nid(nullptr, nullptr, NID_basic_constraints, isAuthority ? "critical,CA:TRUE" : "CA:FALSE");
+    X509_EXTENSION* constraint =
+        X509V3_EXT_conf_nid(nullptr, nullptr, NID_basic_constraints, isAuthority ? "critical,CA:TRUE" : "CA:FALSE");
     X509_add_ext(certificate, constraint, -1);
     X509_EXTENSION_free(constraint);
     X509_sign(certificate, signer != nullptr ? signer : key, EVP_sha256());
@@ -106,7 +106,7 @@ const Certificates& certificates()
 
 SSL_CTX* clientContext(const std::string& version, const std::string& certificate)
 {
-    static std::map<std::string, SSL_CTX*> contexts;
+    static auto& contexts = *new std::map<std::string, SSL_CTX*>; // what it holds lives as long as the process
     SSL_CTX*& context = contexts[version + certificate];
     if (context == nullptr)
         context = makeContext(version, certificate);

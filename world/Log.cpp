@@ -25,8 +25,8 @@ void note(const char* type, const std::string& text)
 {
     const int64_t ms = nowMs();
     char stamp[32];
-    static_cast<void>(std::snprintf(
-        stamp, sizeof stamp, "%5d.%03d ", static_cast<int>(ms / 1000), static_cast<int>(ms % 1000)));
+    static_cast<void>(
+        std::snprintf(stamp, sizeof stamp, "%5d.%03d ", static_cast<int>(ms / 1000), static_cast<int>(ms % 1000)));
     writeLine(stamp + std::string(type) + " - " + text);
 }
 
@@ -52,7 +52,7 @@ std::string kindOfLine(const std::string& line)
 
 std::string readAll(int descriptor)
 {
-    struct stat status {};
+    struct stat status { };
     fstat(descriptor, &status);
     std::string all(static_cast<size_t>(status.st_size), '\0');
     const ssize_t count = pread(descriptor, all.data(), all.size(), 0);

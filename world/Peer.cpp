@@ -216,8 +216,7 @@ bool Peer::send(const std::string& how, const std::string& letters)
     for (const char letter : letters) {
         const int number = static_cast<int>(messages.size());
         const bool admitted = !messages.empty() && (messages.back().admitted || isValidLogin(messages.back().letter));
-        const bool system
-            = !messages.empty() && (messages.back().hasSystemAccount || messages.back().letter == 'O');
+        const bool system = !messages.empty() && (messages.back().hasSystemAccount || messages.back().letter == 'O');
         messages.push_back({letter, admitted, system, -1});
         if (admitted)
             due += predictedReply(letter, id, number, system).size();
@@ -269,7 +268,8 @@ bool Peer::stepIsDone(int64_t now)
     if (step >= steps.size())
         return endIsDone("reset", now);
     const std::string& text = steps[step];
-    held = held && text.rfind("send:", 0) != 0 && (text == "close" || text == "notify" || text == "fin" || text == "leave");
+    held = held && text.rfind("send:", 0) != 0
+        && (text == "close" || text == "notify" || text == "fin" || text == "leave");
     const std::string rest = text.substr(std::min(text.size(), text.find(':') + 1));
     if (text == "hello") {
         outbox += heldBack;

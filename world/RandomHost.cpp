@@ -137,8 +137,8 @@ void RandomHost::configure(Slot& slot)
         tls.setPrivateKey(QSslKey());
     }
     const bool asks = slot.tls == "query" || slot.tls == "verify";
-    tls.setPeerVerifyMode(!asks ? QSslSocket::VerifyNone
-                                : (slot.tls == "query" ? QSslSocket::QueryPeer : QSslSocket::VerifyPeer));
+    tls.setPeerVerifyMode(
+        !asks ? QSslSocket::VerifyNone : (slot.tls == "query" ? QSslSocket::QueryPeer : QSslSocket::VerifyPeer));
     if (asks)
         tls.setCaCertificates(
             QSslCertificate::fromData(QByteArray::fromStdString(certificates().authority.certificate)));
@@ -153,7 +153,10 @@ void RandomHost::lookAfter()
         const bool trouble = slot.server == nullptr || slot.paused || !slot.server->isListening();
         slot.troubleSince = !trouble ? 0 : (slot.troubleSince != 0 ? slot.troubleSince : now);
         if (slot.wanted && trouble && now - slot.troubleSince > TroubleMs)
-            carryOut((slot.server == nullptr ? "renew:" : slot.paused ? "resume:" : "listen:") + std::to_string(index),
+            carryOut((slot.server == nullptr ? "renew:"
+                             : slot.paused   ? "resume:"
+                                             : "listen:")
+                    + std::to_string(index),
                 "care");
         if (slot.server != nullptr)
             slot.server->handleUpdateAllTreeDevicesFinished();
@@ -364,8 +367,7 @@ void RandomHost::setSplitModeByName(int /*windowId*/, const std::string& command
     handleCall(idInside(commandDocument));
 }
 
-void RandomHost::setDetailViews(
-    int splitId, std::map<int, SubsplitRect> /*rects*/, std::map<int, qint64> objectIds)
+void RandomHost::setDetailViews(int splitId, std::map<int, SubsplitRect> /*rects*/, std::map<int, qint64> objectIds)
 {
     handleCall(messageId(splitId, objectIds.empty() ? -1 : objectIds.begin()->first));
 }

@@ -17,8 +17,8 @@ namespace world {
 
 /// The host, with one server or two, which does in calls, in lines of the log and in between what its acts say:
 ///   host WHERE WHAT
-/// WHERE: call:ID, call:R#N (the Nth call without an id of this kind; P, U), line:KIND#N, audit:EVENT#N, at:MS, begin, each
-/// WHAT: loop:MS slow:MS shortage:MS lines:on|off audit:on|off, and with a server (:0, :1) behind it
+/// WHERE: call:ID, call:R#N (the Nth call without an id of this kind; P, U), line:KIND#N, audit:EVENT#N, at:MS, begin,
+/// each WHAT: loop:MS slow:MS shortage:MS lines:on|off audit:on|off, and with a server (:0, :1) behind it
 ///   destroy renew close listen relisten pause resume finished limits:none|room|tiny
 ///   tls:rsa|elliptic|query|verify|useless
 /// The place `begin` is before the first client; `each` is each call, for crowds.

@@ -85,8 +85,8 @@ void testify(SSL* tls, const Shared& shared, Figures& figures)
         const int64_t begin = nowUs();
         const int64_t hostTime = hostTimeUntil(shared, begin);
         const int64_t turns = shared.turns;
-        const bool answered
-            = writeAll(tls, messageText('u', 0, number)) && awaitReply(tls, predictedReply('u', 0, number, false));
+        const bool answered =
+            writeAll(tls, messageText('u', 0, number)) && awaitReply(tls, predictedReply('u', 0, number, false));
         const int64_t end = nowUs();
         if (!answered && end - begin > PatienceUs)
             note("broken", "waiting: the witness has no answer");

@@ -141,8 +141,9 @@ private:
         std::vector<std::thread> threads;
         for (const std::string& each : acts) {
             if (each.rfind("client ", 0) == 0)
-                peers.push_back(std::make_unique<Peer>(each, socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0),
-                    shared.ports.at(std::stoul(valueOf(each, "slot")))));
+                peers.push_back(
+                    std::make_unique<Peer>(each, socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0),
+                        shared.ports.at(std::stoul(valueOf(each, "slot")))));
             if (each.rfind("storm ", 0) == 0)
                 threads.emplace_back([&shared, each] {
                     std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(valueOf(each, "at"))));
@@ -216,7 +217,7 @@ Outcome playApart(const std::vector<std::string>& acts, Figures& figures, int ha
     int64_t grownAt = nowMs();
     while (waitpid(child, &status, WNOHANG) == 0) {
         usleep(2'000);
-        struct stat now {};
+        struct stat now { };
         fstat(log, &now);
         if (now.st_size != size)
             grownAt = nowMs();

@@ -53,8 +53,8 @@ class Run {
 public:
     explicit Run(Options given)
         : options(std::move(given))
-        , figures(*new (mmap(nullptr, sizeof(world::Figures), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
-              world::Figures)
+        , figures(*new (mmap(nullptr, sizeof(world::Figures), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1,
+              0)) world::Figures)
         , begin(world::nowMs())
     {
     }
