@@ -19,7 +19,6 @@ class Maker {
 public:
     Maker(unsigned seed, const Choice& choice)
         : random(seed)
-        , choice(choice)
         , limits(choice.limits)
         , servers(oneIn(5) ? 2 : 1)
     {
@@ -226,7 +225,6 @@ private:
     }
 
     std::mt19937 random;
-    const Choice& choice;
     std::string limits;
     int servers;
     int clients = 0;

@@ -43,7 +43,7 @@ X509* readCertificate(const std::string& text)
 /// Signed by \a issuer, or by itself where there is none.
 Pair makePair(const char* name, const Pair* issuer, bool isAuthority)
 {
-    EVP_PKEY* key = EVP_EC_gen("P-256");
+    EVP_PKEY* key = EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256");
     X509* certificate = X509_new();
     X509_set_version(certificate, X509_VERSION_3);
     ASN1_INTEGER_set(X509_get_serialNumber(certificate), 1 + name[0]);

@@ -93,6 +93,7 @@ private:
         const std::vector<std::string> words = split(act, " ");
         if (words.at(0) == "world") {
             seesLines = valueOf(act, "lines") == "on";
+            hasLines = seesLines;
             seesAudit = valueOf(act, "audit") == "on";
         }
         storms = storms || words.at(0) == "storm";
@@ -101,6 +102,7 @@ private:
         const std::vector<std::string> what = split(words.at(2), ":");
         if (what[0] == "lines")
             seesLines = false; // not always
+        hasLines = hasLines || what[0] == "lines";
         if (what[0] == "audit")
             seesAudit = false;
         if (what[0] == "limits" && what[2] != "none")
@@ -256,7 +258,7 @@ private:
             return breach("audit", "an entry is " + line.text);
         if (!isWhole(peer))
             breach("address", "an entry is " + line.text);
-        if (event == "connected")
+        if (event == "connected" && !hasLines) // otherwise the pause may have begun in the line before it
             accept(peer);
         if (event == "exceededLimit" && !seesLines)
             takeLimit(line.ms, entry.value(QLatin1String("limit")).toString().toStdString(), peer);
@@ -390,7 +392,8 @@ private:
     std::map<std::string, int> connections;
     int invalidLines = 0;
     int invalidEntries = 0;
-    bool seesLines = false;
+    bool seesLines = false; ///< always
+    bool hasLines = false; ///< at some time
     bool seesAudit = false;
     bool destroys = false;
     bool storms = false;

@@ -260,10 +260,11 @@ void RandomHost::runLoop(int ms)
 /// Takes all descriptors below the highest one, since poll() wants a limit above what it is given.
 void RandomHost::beShort(int ms)
 {
+    if (!taken.empty())
+        return;
     int highest = 0;
     for (const auto& each : std::filesystem::directory_iterator("/proc/self/fd"))
         highest = std::max(highest, std::stoi(each.path().filename()));
-    setDescriptors(mostDescriptors());
     int last = -1;
     while ((last = dup(STDERR_FILENO)) >= 0) {
         taken.push_back(last);

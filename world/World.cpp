@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -31,7 +32,11 @@ namespace {
 constexpr int64_t MemoryThatMayStay = 3 << 20; // what Qt and TLS keep for their next use
 constexpr int64_t MemoryForAll = 48 << 20; // beside what each client may take, while they are there
 constexpr int64_t MemoryForEach = 400 << 10; // the client's own part in this process, too
+#if defined(__SANITIZE_ADDRESS__)
+constexpr rlim_t StackInCrowd = 8 << 20; // with the sanitizer each function takes more
+#else
 constexpr rlim_t StackInCrowd = 3 << 20; // calls inside of hundreds of others must not need more
+#endif
 constexpr int BreachStatus = 1;
 
 int64_t memoryInUse()
@@ -208,6 +213,7 @@ Outcome playApart(const std::vector<std::string>& acts, Figures& figures, int ha
 {
     const int log = memfd_create("world", MFD_CLOEXEC);
     fcntl(log, F_SETFL, O_APPEND); // several threads write
+    static_cast<void>(std::fflush(stdout)); // or the child writes it again
     const pid_t child = fork();
     if (child == 0)
         playHere(acts, figures, log);

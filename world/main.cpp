@@ -147,9 +147,27 @@ private:
         return false;
     }
 
+    /// What the host does at the Nth of something happens at an earlier one, so that what came before is not needed.
+    void bringForward(std::vector<std::string>& acts, const std::string& promise)
+    {
+        for (std::string& act : acts) {
+            const size_t at = act.find('#') + 1;
+            for (const char* number : {"1", "2", "4", "8"}) {
+                if (at == 0 || std::atoi(number) >= std::atoi(act.c_str() + at))
+                    break;
+                std::string before = act;
+                act.replace(at, act.find(' ', at) - at, number);
+                if (stillBreaks(acts, promise))
+                    break;
+                act = before;
+            }
+        }
+    }
+
     /// Halves, quarters and so on of the acts are left out, but for the first, which is the world's.
     void shrink(std::vector<std::string>& acts, const std::string& promise)
     {
+        bringForward(acts, promise);
         for (size_t part = acts.size() / 2; part > 0; part /= 2) {
             for (size_t at = 1; at < acts.size();) {
                 std::vector<std::string> fewer = acts;
