@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <initializer_list>
 #include <random>
 
 namespace world {
@@ -70,7 +71,7 @@ private:
     int below(int end) { return static_cast<int>(random() % static_cast<unsigned>(end)); }
     bool oneIn(int count) { return below(count) == 0; }
     std::string number(int first, int last) { return std::to_string(first + below(last - first + 1)); }
-    template <size_t Count> const char* oneOf(const char* const (&list)[Count]) { return list[random() % Count]; }
+    const char* oneOf(std::initializer_list<const char*> list) { return *(list.begin() + random() % list.size()); }
     void host(const std::string& place, const std::string& what) { acts.push_back("host " + place + " " + what); }
 
     std::string commands(int most)

@@ -11,7 +11,7 @@ namespace world {
 
 namespace {
 
-constexpr long DayInSeconds = 24 * 60 * 60;
+constexpr long DayInSeconds = 24L * 60 * 60;
 
 template <typename Write> std::string pem(Write write)
 {
@@ -60,8 +60,7 @@ Pair makePair(const char* name, const Pair* issuer, bool isAuthority)
     X509_add_ext(certificate, constraint, -1);
     X509_EXTENSION_free(constraint);
     X509_sign(certificate, signer != nullptr ? signer : key, EVP_sha256());
-    const Pair pair {
-        pem([key](BIO* out) { PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr); }),
+    Pair pair {pem([key](BIO* out) { PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr); }),
         pem([certificate](BIO* out) { PEM_write_bio_X509(out, certificate); })};
     X509_free(parent);
     EVP_PKEY_free(signer);

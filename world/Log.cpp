@@ -2,10 +2,12 @@
 
 #include <QString>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
-#include <cstdio>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace world {
 
@@ -24,26 +26,25 @@ void setUpLog()
 void note(const char* type, const std::string& text)
 {
     const int64_t ms = nowMs();
-    char stamp[32];
-    static_cast<void>(
-        std::snprintf(stamp, sizeof stamp, "%5d.%03d ", static_cast<int>(ms / 1000), static_cast<int>(ms % 1000)));
-    writeLine(stamp + std::string(type) + " - " + text);
+    std::string stamp = std::to_string(ms % 1000);
+    stamp.insert(0, 3 - stamp.size(), '0');
+    writeLine(std::to_string(ms / 1000) + "." + stamp + " " + type + " - " + text);
 }
 
 void writeLine(const std::string& line)
 {
     const std::string whole = line + "\n";
-    static_cast<void>(!write(STDERR_FILENO, whole.data(), whole.size()));
+    static_cast<void>(write(STDERR_FILENO, whole.data(), whole.size()) < 0);
 }
 
 std::string kindOfLine(const std::string& line)
 {
-    static const std::pair<const char*, const char*> Kinds[] {{"New OrvaneConnection", "new"},
+    static constexpr std::array<std::pair<const char*, const char*>, 13> Kinds {{{"New OrvaneConnection", "new"},
         {"OrvaneConnection socket error", "socketerror"}, {"OrvaneConnection server error", "servererror"},
         {"OrvaneConnection received command:", "received"}, {"OrvaneConnection exceeded", "limit"},
         {"OrvaneConnection refused", "refused"}, {"This is Orvane", "orvane"}, {"3rd Party", "invalid"},
         {"Received unknown", "unknown"}, {"OrvaneInterface: received showTrack", "notrack"}, {"\"<", "message"},
-        {"\"loginClient\"", "login"}, {"\"", "tls"}};
+        {"\"loginClient\"", "login"}, {"\"", "tls"}}};
     for (const auto& [start, kind] : Kinds)
         if (line.rfind(start, 0) == 0)
             return kind;
@@ -65,14 +66,16 @@ std::vector<Line> readLog(int descriptor)
     std::vector<Line> lines;
     int64_t last = 0;
     for (const std::string& each : split(readAll(descriptor), "\n")) {
-        int seconds = 0;
-        int ms = 0;
-        char type[16];
-        char category[32];
-        int begin = 0;
-        if (std::sscanf(each.c_str(), "%d.%3d %15s %31s%n", &seconds, &ms, type, category, &begin) == 4) {
-            last = int64_t(seconds) * 1000 + ms;
-            lines.push_back({last, type, category, each.size() > size_t(begin) ? each.substr(size_t(begin) + 1) : ""});
+        const size_t point = each.find('.');
+        const size_t type = each.find(' ', std::min(point, each.find_first_not_of(' ')));
+        const size_t category = each.find(' ', type + 1);
+        const size_t text = each.find(' ', category + 1);
+        const bool isStamped = point != std::string::npos && type == point + 4 && category != std::string::npos
+            && text != std::string::npos && each.find_first_not_of(" .0123456789") > point;
+        if (isStamped) {
+            last = std::stoll(each) * 1000 + std::stoll(each.substr(point + 1));
+            lines.push_back({last, each.substr(type + 1, category - type - 1),
+                each.substr(category + 1, text - category - 1), each.substr(text + 1)});
         } else if (each[0] == '{') {
             lines.push_back({last, "info", "orvane.audit", each});
         } else {
@@ -88,7 +91,7 @@ std::vector<std::string> split(const std::string& text, const std::string& separ
 {
     std::vector<std::string> parts;
     size_t begin = 0;
-    for (size_t end; (end = text.find(separator, begin)) != std::string::npos; begin = end + separator.size())
+    for (size_t end = 0; (end = text.find(separator, begin)) != std::string::npos; begin = end + separator.size())
         parts.push_back(text.substr(begin, end - begin));
     parts.push_back(text.substr(begin));
     return parts;

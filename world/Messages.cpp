@@ -37,7 +37,7 @@ std::string login(const char* user, const char* password)
 int eraseAll(std::string& text, const std::string& part)
 {
     int count = 0;
-    for (size_t at; (at = text.find(part)) != std::string::npos; ++count)
+    for (size_t at = 0; (at = text.find(part)) != std::string::npos; ++count)
         text.erase(at, part.size());
     return count;
 }

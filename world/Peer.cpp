@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <array>
 #include <cerrno>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -41,12 +42,12 @@ Peer::Peer(const std::string& act, int descriptor, uint16_t port)
     , tls(SSL_new(clientContext(valueOf(act, "tls"), certificate)))
     , incoming(BIO_new(BIO_s_mem()))
     , outgoing(BIO_new(BIO_s_mem()))
+    , random(static_cast<unsigned>(std::stoi(split(act, " ").at(1)))) // the same for the same act
 {
     const std::vector<std::string> words = split(act, " ");
     id = std::stoi(words.at(1));
     slot = std::stoi(valueOf(act, "slot"));
     startAt = nowMs() + std::stoi(valueOf(act, "at"));
-    random.seed(static_cast<unsigned>(id));
     steps.assign(words.begin() + 6, words.end());
     SSL_set_bio(tls, incoming, outgoing);
     SSL_set_connect_state(tls);
@@ -142,22 +143,22 @@ void Peer::advance(int64_t now, short happened)
 
 void Peer::read()
 {
-    char buffer[16'384];
+    std::array<char, 16'384> buffer {};
     while (!muted && !ended) {
-        const ssize_t count = recv(fd, buffer, sizeof buffer, 0);
+        const ssize_t count = recv(fd, buffer.data(), buffer.size(), 0);
         if (count < 0 && (errno == EAGAIN || errno == EINTR))
             break;
         if (count <= 0)
             ended = true;
         else
-            BIO_write(incoming, buffer, static_cast<int>(count));
+            BIO_write(incoming, buffer.data(), static_cast<int>(count));
     }
     if (!greeted && !greet())
         return;
     ERR_clear_error();
     int count = 0;
-    while ((count = SSL_read(tls, buffer, sizeof buffer)) > 0)
-        received.append(buffer, static_cast<size_t>(count));
+    while ((count = SSL_read(tls, buffer.data(), buffer.size())) > 0)
+        received.append(buffer.data(), static_cast<size_t>(count));
     const int error = SSL_get_error(tls, count);
     endedInTls = endedInTls || error == SSL_ERROR_ZERO_RETURN || error == SSL_ERROR_SSL;
     collect();
@@ -165,10 +166,10 @@ void Peer::read()
 
 void Peer::collect()
 {
-    char buffer[16'384];
+    std::array<char, 16'384> buffer {};
     while (BIO_pending(outgoing) > 0) {
-        const int count = BIO_read(outgoing, buffer, sizeof buffer);
-        outbox.append(buffer, static_cast<size_t>(count));
+        const int count = BIO_read(outgoing, buffer.data(), buffer.size());
+        outbox.append(buffer.data(), static_cast<size_t>(count));
     }
 }
 

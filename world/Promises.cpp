@@ -163,7 +163,7 @@ private:
         static const std::string New = "New OrvaneConnection from QHostAddress(\"";
         if (text.rfind(New, 0) == 0)
             accept(text.substr(New.size()));
-        invalidLines += text.rfind("3rd Party", 0) == 0;
+        invalidLines += text.rfind("3rd Party", 0) == 0 ? 1 : 0;
         static const std::string Exceeded = "OrvaneConnection exceeded a limit: ";
         if (text.rfind(Exceeded, 0) == 0) {
             const std::vector<std::string> words = split(text.substr(Exceeded.size()), " ");
@@ -214,7 +214,7 @@ private:
         for (size_t number = 0; number < peer.messages.size(); ++number) {
             const Peer::Message& each = peer.messages[number];
             const int n = static_cast<int>(number);
-            invalid += isLogin(each.letter) && !isValidLogin(each.letter);
+            invalid += isLogin(each.letter) && !isValidLogin(each.letter) ? 1 : 0;
             const auto length = static_cast<qint64>(messageText(each.letter, peer.id, n).size());
             longest = std::max(longest, length);
             unsent += predictedReply(each.letter, peer.id, n, each.hasSystemAccount).size();
@@ -243,7 +243,9 @@ private:
         int count = 0;
         for (const auto& each : peers)
             count += each->slot == peer.slot && each->id != peer.id && each->connectedAt != 0
-                && each->connectedAt <= peer.doneAt + SlackMs;
+                    && each->connectedAt <= peer.doneAt + SlackMs
+                ? 1
+                : 0;
         return storms ? 1'000 : count + 1;
     }
 
@@ -264,7 +266,7 @@ private:
             takeLimit(line.ms, entry.value(QLatin1String("limit")).toString().toStdString(), peer);
         if (event == "login" || event == "invalidLogin")
             logins[peer].push_back({event, entry.value(QLatin1String("user")).toString().toStdString()});
-        invalidEntries += event == "invalidLogin" && !entry.contains(QLatin1String("account"));
+        invalidEntries += event == "invalidLogin" && !entry.contains(QLatin1String("account")) ? 1 : 0;
         if (!seesAudit || !isWhole(peer))
             return;
         if (event == "connected" && connections[peer]++ != 0)
@@ -282,11 +284,11 @@ private:
     /// Whether the host, a limit or the network may have ended it before its time.
     bool mayHaveBeenEnded(const Peer& peer)
     {
-        if (wasIn(destroyed[peer.slot], peer.connectedAt, peer.doneAt) || endings.count(peer.address) != 0)
+        if (wasIn(destroyed[peer.slot], peer.connectedAt, peer.doneAt) || endings.contains(peer.address))
             return true;
         if (!seesLines && !seesAudit && !limits[peer.slot].empty())
             return true;
-        if (asksForCertificate.count(peer.slot) != 0 && peer.certificate != "good")
+        if (asksForCertificate.contains(peer.slot) && peer.certificate != "good")
             return true;
         return wasIn(closed[peer.slot], peer.connectedAt, peer.handshakeAt != 0 ? peer.handshakeAt : peer.doneAt);
     }
@@ -294,7 +296,7 @@ private:
     /// Whether the host ran events while it had messages of the client in its hands.
     bool mayHaveBeenInterrupted(const Peer& peer) const
     {
-        return loopedIn.count(peer.id) != 0 || std::any_of(loops.begin(), loops.end(), [&peer](const Period& each) {
+        return loopedIn.contains(peer.id) || std::any_of(loops.begin(), loops.end(), [&peer](const Period& each) {
             return each.end >= peer.connectedAt - SlackMs && each.begin <= peer.doneAt + SlackMs;
         });
     }
@@ -336,7 +338,7 @@ private:
                                              : ""});
             if (!each.admitted)
                 continue;
-            updates += each.letter == 'U';
+            updates += each.letter == 'U' ? 1 : 0;
             if (callsHost(each.letter))
                 asked.push_back(id);
             predicted += predictedReply(each.letter, peer.id, static_cast<int>(number), each.hasSystemAccount);

@@ -60,11 +60,11 @@ OrvaneInterface::OrvaneLimits limitsOf(const std::string& name)
     return limits;
 }
 
-RandomHost::RandomHost(const std::vector<std::string>& lines, Shared& shared)
+RandomHost::RandomHost(const std::vector<std::string>& worldActs, Shared& shared)
     : shared(shared)
 {
     mostDescriptors();
-    for (const std::string& each : lines) {
+    for (const std::string& each : worldActs) {
         const std::vector<std::string> words = split(each, " ");
         if (words.at(0) == "world") {
             writesLines = valueOf(each, "lines") == "on";
@@ -271,7 +271,7 @@ void RandomHost::beShort(int ms)
         if (last > highest)
             break;
     }
-    setDescriptors(static_cast<rlim_t>(std::max(last, highest) + 1));
+    setDescriptors(static_cast<rlim_t>(std::max(last, highest)) + 1);
     QTimer::singleShot(ms, this, [this] { endShortage(); });
 }
 

@@ -25,7 +25,7 @@ namespace world {
 /// What it has ended it begins again by itself soon after.
 class RandomHost final : public QObject, public OrvaneInterface::OrvaneInterface {
 public:
-    RandomHost(const std::vector<std::string>& acts, Shared& shared);
+    RandomHost(const std::vector<std::string>& worldActs, Shared& shared);
     ~RandomHost();
 
     /// Servers, and the host's own care of them.

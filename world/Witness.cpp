@@ -7,6 +7,7 @@
 #include <openssl/ssl.h>
 
 #include <arpa/inet.h>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <netinet/tcp.h>
@@ -67,12 +68,12 @@ bool writeAll(SSL* tls, const std::string& text)
 bool awaitReply(SSL* tls, const std::string& predicted)
 {
     std::string received;
-    char buffer[1024];
+    std::array<char, 1024> buffer {};
     while (received.size() < predicted.size()) {
-        const int count = SSL_read(tls, buffer, sizeof buffer);
+        const int count = SSL_read(tls, buffer.data(), buffer.size());
         if (count <= 0)
             return false;
-        received.append(buffer, static_cast<size_t>(count));
+        received.append(buffer.data(), static_cast<size_t>(count));
     }
     if (received != predicted)
         note("broken", "replies: the witness has received " + received);

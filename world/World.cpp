@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -105,8 +106,8 @@ public:
         const int64_t memory = memoryInUse();
         const int64_t descriptors = descriptorsInUse();
         playAll(memory);
-        check("memory", memoryInUse() - memory, MemoryThatMayStay);
-        check("descriptors", descriptorsInUse() - descriptors, 0);
+        check("memory", memoryInUse() - memory, MemoryThatMayStay, "bytes are left");
+        check("descriptors", descriptorsInUse() - descriptors, 0, "are left");
         return passed;
     }
 
@@ -122,10 +123,11 @@ private:
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
-    void check(const char* promise, int64_t value, int64_t most)
+    void check(const char* promise, int64_t value, int64_t most, const char* what)
     {
         if (value > most)
-            fail(std::string(promise) + ": " + std::to_string(value) + " too many");
+            fail(std::string(promise) + ": " + std::to_string(value) + " " + what + ", " + std::to_string(most)
+                + " may be");
     }
 
     void fail(const std::string& breach)
@@ -176,7 +178,7 @@ private:
         for (std::thread& each : threads)
             each.join();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        check("memory", highest - most, 0);
+        check("memory", highest, most, "bytes were in use at once");
         for (const auto& each : peers)
             figures.commands += static_cast<int64_t>(each->messages.size());
         figures.clients += static_cast<int64_t>(peers.size());
@@ -197,9 +199,9 @@ private:
     bool passed = false;
     {
         int argc = 1;
-        char name[] = "orvane-world";
-        char* argv[] {name, nullptr};
-        const QCoreApplication application(argc, argv);
+        std::string name = "orvane-world";
+        std::array<char*, 2> argv {name.data(), nullptr};
+        const QCoreApplication application(argc, argv.data());
         qInstallMessageHandler(&handleLine);
         passed = World(acts, figures).play();
         qInstallMessageHandler(nullptr);

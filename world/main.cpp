@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <sys/mman.h>
@@ -153,7 +153,7 @@ private:
         for (std::string& act : acts) {
             const size_t at = act.find('#') + 1;
             for (const char* number : {"1", "2", "4", "8"}) {
-                if (at == 0 || std::atoi(number) >= std::atoi(act.c_str() + at))
+                if (at == 0 || std::stoi(number) >= std::stoi(act.substr(at)))
                     break;
                 std::string before = act;
                 act.replace(at, act.find(' ', at) - at, number);
@@ -179,7 +179,7 @@ private:
                     at += part;
             }
             std::printf("%zu acts are left\n", acts.size());
-            std::fflush(stdout);
+            static_cast<void>(std::fflush(stdout));
         }
         for (const std::string& act : acts)
             std::printf("  %s\n", act.c_str());
@@ -190,7 +190,7 @@ private:
         std::printf("%5.0f s: %d worlds, %ld clients, %ld commands; longest wait %.1f ms, %ld turns\n",
             static_cast<double>(world::nowMs() - begin) / 1000.0, worlds, long(figures.clients), long(figures.commands),
             static_cast<double>(figures.longestWaitUs) / 1000.0, long(figures.longestWaitTurns));
-        std::fflush(stdout);
+        static_cast<void>(std::fflush(stdout));
     }
 
     Options options;
@@ -201,25 +201,25 @@ private:
 
 int printHelp()
 {
-    std::fputs(Help, stdout);
+    static_cast<void>(std::fputs(Help, stdout));
     for (const std::string& kind : world::Kinds)
         std::printf("%s ", kind.c_str());
-    std::fputs(MoreHelp, stdout);
+    static_cast<void>(std::fputs(MoreHelp, stdout));
     return 0;
 }
 
 } // namespace
 
-int main(int argc, char* argv[])
-{
+int main(int argc, char** argv)
+try {
     Options options;
     for (int index = 1; index < argc; ++index) {
         const std::string option = argv[index];
         const auto value = [&] { return std::string(index + 1 < argc ? argv[++index] : "0"); };
         if (option == "--seed")
-            options.seed = static_cast<unsigned>(std::atoi(value().c_str()));
+            options.seed = static_cast<unsigned>(std::stoi(value()));
         else if (option == "--seconds")
-            options.seconds = std::atoi(value().c_str());
+            options.seconds = std::stoi(value());
         else if (option == "--only")
             options.choice.only = world::split(value(), ",");
         else if (option == "--except")
@@ -229,19 +229,19 @@ int main(int argc, char* argv[])
         else if (option == "--certificates")
             options.choice.certificates = true;
         else if (option == "--max-wait-ms")
-            options.maxWaitMs = std::atoi(value().c_str());
+            options.maxWaitMs = std::stoi(value());
         else if (option == "--replay")
             options.replay = value();
         else if (option == "--repeat")
-            options.repeat = std::atoi(value().c_str());
+            options.repeat = std::stoi(value());
         else if (option == "--hang")
-            options.hangSeconds = std::atoi(value().c_str());
+            options.hangSeconds = std::stoi(value());
         else if (option == "--shrink")
             options.shrinks = true;
         else if (option == "--help" || option == "-h")
             return printHelp();
         else {
-            std::fprintf(stderr, "orvane-world: no such option: %s; see --help\n", option.c_str());
+            static_cast<void>(std::fprintf(stderr, "orvane-world: no such option: %s; see --help\n", option.c_str()));
             return UsageStatus;
         }
     }
@@ -250,4 +250,7 @@ int main(int argc, char* argv[])
             world::clientContext(version, certificate);
     Run run(options);
     return (options.replay.empty() ? run.playSeeds() : run.playFiles()) ? 0 : 1;
+} catch (const std::exception& trouble) { // a number that is none, a file that is no world
+    static_cast<void>(std::fprintf(stderr, "orvane-world: %s\n", trouble.what()));
+    return UsageStatus;
 }
