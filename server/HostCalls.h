@@ -8,8 +8,9 @@ namespace OrvaneInterface {
  * How many clients' messages are being carried out inside one another. A child of the server.
  *
  * A host may run an event loop in its call, and the next client's message is carried out in that, and so on: each takes
- * about 8 KB of the stack, and what the host takes. So their number is bounded, and further clients wait until one of
- * them returns.
+ * about 8 KB of the stack, and what the host takes. So their number is bounded, and further clients wait. They wait
+ * until half of the calls have returned: an outer call cannot return before those inside it, and would never do so if
+ * each that returns were followed by another at once.
  *
  * Thread: that of the server.
  */
@@ -23,19 +24,22 @@ public:
 
     using QObject::QObject;
 
-    bool mayBegin() const { return nested < MostNested; }
-    void begin() { ++nested; }
+    bool mayBegin() const { return !isFull; }
+    void begin() { isFull = ++nested == MostNested; }
     void end()
     {
-        if (nested-- == MostNested)
-            Q_EMIT oneHasReturned();
+        if (--nested > MostNested / 2 || !isFull)
+            return;
+        isFull = false;
+        Q_EMIT halfHaveReturned();
     }
 
 Q_SIGNALS:
-    void oneHasReturned();
+    void halfHaveReturned();
 
 private:
     int nested = 0;
+    bool isFull = false; ///< since as many were nested as may be
 };
 
 } // namespace OrvaneInterface

@@ -65,9 +65,9 @@ OrvaneConnection::OrvaneConnection(
     connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::discardFurtherInput);
 
     const InUse inUse(*this);
-    qCDebug(defaultLog) << "New OrvaneConnection from" << socket->peerAddress();
-    if (socketAttached && auditLog().isInfoEnabled())
+    if (auditLog().isInfoEnabled()) // first: in the other line the server may be destroyed
         writeAuditLine(auditEntry("connected"_L1));
+    qCDebug(defaultLog) << "New OrvaneConnection from" << socket->peerAddress();
 
     connect(socket, &QTcpSocket::readyRead, this, &OrvaneConnection::handleReadyRead);
     connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::handleSocketError, Qt::QueuedConnection);
@@ -125,7 +125,7 @@ void OrvaneConnection::handleReadyRead()
     if (dispatching || !socketAttached || isTurnOver())
         return;
     if (!hostCalls->mayBegin()) {
-        connect(hostCalls, &HostCalls::oneHasReturned, this, &OrvaneConnection::handleReadyRead,
+        connect(hostCalls, &HostCalls::halfHaveReturned, this, &OrvaneConnection::handleReadyRead,
             static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::UniqueConnection | Qt::SingleShotConnection));
         return;
     }

@@ -258,6 +258,8 @@ private:
         const std::string peer = entry.value(QLatin1String("peer")).toString().toStdString();
         if (!ascii || event.empty())
             return breach("audit", "an entry is " + line.text);
+        if (peer == "unknown") // it had gone before it was accepted
+            return;
         if (!isWhole(peer))
             breach("address", "an entry is " + line.text);
         if (event == "connected" && !hasLines) // otherwise the pause may have begun in the line before it
