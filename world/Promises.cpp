@@ -181,6 +181,8 @@ private:
 
     void takeLimit(int64_t ms, const std::string& limit, const std::string& address)
     {
+        if (address == "unknown") // it had gone before it was accepted
+            return;
         if (!isWhole(address))
             return breach("address", "who exceeded a limit was " + address);
         endings[address].push_back({ms, limit});
