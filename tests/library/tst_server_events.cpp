@@ -89,10 +89,12 @@ void tst_server_events::carriesOutWhatCameBeforeTheEnd_data()
 {
     QTest::addColumn<bool>("inOneRecord");
     QTest::addColumn<int>("callMs");
-    QTest::newRow("in one record, quick calls") << true << 0;
-    QTest::newRow("in one record, slow calls") << true << 5;
-    QTest::newRow("in a record each, quick calls") << false << 0;
-    QTest::newRow("in a record each, slow calls") << false << 5;
+    QTest::addColumn<int>("commands");
+    QTest::newRow("in one record, quick calls") << true << 0 << 6;
+    QTest::newRow("in one record, slow calls") << true << 5 << 6;
+    QTest::newRow("in a record each, quick calls") << false << 0 << 6;
+    QTest::newRow("in a record each, slow calls") << false << 5 << 6;
+    QTest::newRow("more than one turn holds") << true << 2 << 200;
 }
 
 /// A reply that cannot be sent any more, because the client has closed its connection, says nothing about its commands.
@@ -100,7 +102,7 @@ void tst_server_events::carriesOutWhatCameBeforeTheEnd()
 {
     QFETCH(const bool, inOneRecord);
     QFETCH(const int, callMs);
-    constexpr int commands = 6;
+    QFETCH(const int, commands);
     Session session;
     session.host.duringCall = [&] { QThread::msleep(static_cast<unsigned long>(callMs)); };
     TlsClient client;
