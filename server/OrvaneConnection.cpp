@@ -122,7 +122,7 @@ void OrvaneConnection::handleReadyRead()
 {
     // In an event loop that a host call runs, the socket reports readyRead() again. The bytes stay where they are:
     // readMessages() would replace the queue, and the next message must wait for the end of this one.
-    if (dispatching || !socketAttached || isTurnOver())
+    if (dispatching || !socketAttached || isTurnOver)
         return;
     if (!hostCalls->mayBegin()) {
         connect(hostCalls, &HostCalls::halfHaveReturned, this, &OrvaneConnection::handleReadyRead,
@@ -139,14 +139,16 @@ void OrvaneConnection::handleReadyRead()
             hostCalls->end();
     });
     do {
-        turnBytes += xmlSocket->readMessages(bytesOfTurn() - turnBytes);
+        if (turnBytes > 0 && turnBytes + socket->bytesAvailable() > bytesOfTurn()) {
+            endTurn(); // instead of reading a part of it, which could end inside a character
+            return;
+        }
+        turnBytes += xmlSocket->readMessages(bytesOfTurn());
         carryOutMessages();
         if (socketAttached)
             endIfExceeded(limits->exceededByMessage(xmlSocket->unfinishedLength(), isLoggedIn()));
-    } while (socketAttached && socket->bytesAvailable() > 0 && !isTurnOver());
-    if (socketAttached && isTurnOver())
-        endTurn();
-    else if (hasEnded)
+    } while (socketAttached && socket->bytesAvailable() > 0);
+    if (hasEnded)
         release();
 }
 
@@ -154,6 +156,7 @@ void OrvaneConnection::handleReadyRead()
 /// the replies to what is still to be carried out could not be sent.
 void OrvaneConnection::endTurn()
 {
+    isTurnOver = true;
     setReading(false);
     QMetaObject::invokeMethod(this, &OrvaneConnection::beginTurn, Qt::QueuedConnection);
 }
@@ -162,6 +165,7 @@ void OrvaneConnection::endTurn()
 void OrvaneConnection::beginTurn()
 {
     turnBytes = 0;
+    isTurnOver = false;
     if (!socketAttached)
         return;
     setReading(true);

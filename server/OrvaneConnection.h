@@ -98,7 +98,6 @@ private:
     void beginTurn();
     void setReading(bool isReading);
     qint64 bytesOfTurn() const;
-    bool isTurnOver() const { return turnBytes >= bytesOfTurn(); }
     void carryOutMessages();
     void letGo();
 
@@ -139,6 +138,7 @@ private:
     bool encrypted = false; ///< the TLS handshake is done
     bool hasEnded = false; ///< the client has gone; what it said before is still to be carried out
     qint64 turnBytes = 0; ///< read since beginTurn()
+    bool isTurnOver = false; ///< until beginTurn()
     int uses = 0; ///< the InUse that live
     bool dispatching = false; ///< handleReadyRead() is on the stack
     Outcome outcome = Outcome::NoReply; ///< of the command that is being carried out

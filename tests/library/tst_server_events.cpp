@@ -23,6 +23,7 @@ private Q_SLOTS:
     void discardsWhatComesBehindAnErrorOfTls();
     void carriesOutOneReadInATurn_data();
     void carriesOutOneReadInATurn();
+    void cutsNoCharacterAtTheEndOfATurn();
     void acceptsOneClientInATurn();
     void staysPausedInTheLineOfAClient();
     void staysPausedWhenTheHostAcceptsByHand();
@@ -170,6 +171,22 @@ void tst_server_events::carriesOutOneReadInATurn()
     QTRY_VERIFY(client->received.endsWith(LastReply));
     QVERIFY2(counter.most > 100, qPrintable(QString::number(counter.most)));
     QVERIFY2(counter.most <= mostBytes / message.size(), qPrintable(QString::number(counter.most)));
+}
+
+void tst_server_events::cutsNoCharacterAtTheEndOfATurn()
+{
+    constexpr int commands = 200; // more than ten turns hold
+    Session session;
+    const auto client = session.orvaneClient();
+    QVERIFY(client);
+    const QString name(300, QChar(0xFC));
+    for (int command = 0; command < commands; ++command) {
+        client->received.clear();
+        client->send("<setPreset><presetname>" + name.toUtf8() + "</presetname></setPreset>");
+        QTRY_COMPARE(client->received, shortAcceptance("setPreset"));
+    }
+    session.host.calls.removeDuplicates();
+    QCOMPARE(session.host.calls, QStringList {u"setPreset(\"%1\")"_s.arg(name)});
 }
 
 void tst_server_events::acceptsOneClientInATurn()
