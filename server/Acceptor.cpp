@@ -171,7 +171,7 @@ QTcpSocket* Acceptor::takeClient()
 {
     const QPointer<Acceptor> self(this);
     if (server.hasPendingConnections()) {
-        const bool isPaused = listening && !listening->isEnabled();
+        const bool isPaused = !listening.isNull() && !listening->isEnabled();
         QTcpSocket* client = server.nextPendingConnection();
         if (isPaused)
             server.pauseAccepting(); // which Qt has ended

@@ -45,9 +45,14 @@ QString resourceTrouble(const QString& resource, const QString& expected)
 }
 
 /// The server's private state, a child of it: no member may be added to the class.
-Acceptor& acceptorOf(const OrvaneServer& server)
+Acceptor& acceptorOf(OrvaneServer& server)
 {
     return *server.findChild<Acceptor*>(QString(), Qt::FindDirectChildrenOnly);
+}
+
+const Acceptor& acceptorOf(const OrvaneServer& server)
+{
+    return *server.findChild<const Acceptor*>(QString(), Qt::FindDirectChildrenOnly);
 }
 
 /// Not a whole configuration: that would be Qt's default one, in which a host may have set for its own ends what a
@@ -180,7 +185,7 @@ void OrvaneServer::handleNewConnection()
             connections.push_back(connection);
         }
         connection->takeUpSocket(std::move(limits), acceptorOf(*this), *findChild<HostCalls*>());
-    } while (server && hasPendingConnections());
+    } while (!server.isNull() && hasPendingConnections());
 }
 
 /// The caller holds connectionsMutex. The connections that are dropped live on as children of the server.
