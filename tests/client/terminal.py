@@ -211,6 +211,7 @@ class Terminal(unittest.TestCase):
         self.shows("closed the connection")
         self.type("setPreset presetname=A\r")
         self.shows("cannot connect")
+        self.shows(PROMPT)
         self.type(CTRL_D)
         self.ends()
 
