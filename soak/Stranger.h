@@ -5,52 +5,43 @@
 
 #include <openssl/types.h>
 
-namespace soak {
-
-/// What strangers have done so far.
-struct Tally {
+/// A server, and what strangers have done to it so far.
+struct Target {
+    quint16 port;
+    QDeadlineTimer deadline {60000}; ///< for connecting; all else may wait a little longer
     qint64 bytes = 0; ///< that the system has taken from them
     qint64 connections = 0;
 };
 
-/// A client that does to TLS what QSslSocket cannot. It reads nothing by itself, keeps what it encrypts until it is
-/// told to send it, and leaves by a reset. For one thread.
+/// A client that does to TLS what QSslSocket cannot. It reads nothing by itself, and leaves by a reset. For one thread.
 class Stranger {
     Q_DISABLE_COPY_MOVE(Stranger)
 
 public:
-    /// Connects, which like all else gives up at \a deadline.
-    Stranger(quint16 port, QDeadlineTimer deadline, Tally& tally);
+    explicit Stranger(Target& target);
     ~Stranger();
 
-    /// Makes the first message of a handshake.
+    /// Sends the first message of a handshake, to be gone on with by shakeHands().
     void beginHandshake();
-    bool finishHandshake();
 
-    void encrypt(QByteArrayView bytes);
-    void encryptLogin(
-        const QByteArray& user = "Orvane", const QByteArray& password = "157b25b09a99c70fc75a6e79412a00b2");
-    void makeCloseNotify();
-    void makeKeyUpdate(bool requestsAnother);
-
-    /// \return false when the server has left, or when it takes too long
-    bool sendReady();
-    /// The same with bytes past TLS.
-    bool sendRaw(QByteArrayView bytes);
-    /// The next bytes that the server has encrypted; fewer when it has left or takes too long.
-    QByteArray read(qsizetype size);
-    bool waitForAnything() const;
-    /// Leaves without a reset. \return whether the server has closed the connection, too
-    bool close(bool withNotify);
+    // Each \return false when the server has left, or when it takes too long.
+    bool shakeHands();
+    bool send(const QByteArray& bytes);
+    bool sendKeyUpdate(int kind);
+    bool sendCloseNotify();
+    /// Bytes past TLS.
+    bool sendRaw(const QByteArray& bytes);
+    /// \return whether the server sends just this next
+    bool receive(const QByteArray& expected);
+    /// Leaves without a reset, and waits for the server to close the connection, too.
+    bool close();
 
 private:
-    bool connectTo(quint16 port);
-    bool waitFor(short event) const;
+    bool connect();
+    bool count(bool isSent);
 
-    QDeadlineTimer deadline;
-    Tally& tally;
-    SSL* tls;
+    Target& target;
+    SSL* tls = nullptr;
     int descriptor = -1;
+    quint64 counted = 0;
 };
-
-} // namespace soak

@@ -1,66 +1,232 @@
+#include "Clients.h"
 #include "Misuse.h"
 #include "QuietHost.h"
 #include "ServerProcess.h"
-#include "Stages.h"
 
 #include <OrvaneServer.h>
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
-#include <QLoggingCategory>
+#include <QElapsedTimer>
+#include <QTextStream>
 
-#include <algorithm>
+#include <array>
+#include <atomic>
+#include <csignal>
 #include <cstdio>
-#include <sys/resource.h>
+#include <span>
+#include <thread>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int UsageStatus = 2;
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool MemoryTells = false; // the sanitizers keep what was freed
+#else
+constexpr bool MemoryTells = true;
+#endif
 
-qint64 logLines = 0;
-qint64 logBytes = 0;
+constexpr int VisitsAtOnce = 20;
 
-/// The lines are made as for any host, and only counted.
-void handleLogLine(QtMsgType /*type*/, const QMessageLogContext& /*context*/, const QString& line)
+bool hasPassed = true; ///< every check so far
+
+/// What ServerProcess starts. It makes log lines as for any host, and drops them.
+int serve(quint16 port, bool limited)
 {
-    ++logLines;
-    logBytes += line.toUtf8().size() + 1;
-}
-
-void allowDescriptors(rlim_t count)
-{
-    rlimit limit {};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = count > 0 ? std::min(count, limit.rlim_max) : limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-QByteArray answer(const QByteArray& line, OrvaneInterface::OrvaneServer& server)
-{
-    const QByteArray value = line.mid(line.indexOf(' ') + 1);
-    if (line == "lines")
-        return QByteArray::number(logLines) + " lines, " + QByteArray::number(logBytes) + " bytes";
-    if (line == "limits")
-        server.setLimits(OrvaneInterface::OrvaneLimits::controlRoom());
-    else if (line.startsWith("descriptors"))
-        allowDescriptors(value.toULong());
-    else if (line.startsWith("log "))
-        QLoggingCategory::setFilterRules(QString::fromLatin1(value).replace(u';', u'\n'));
-    return "done";
-}
-
-/// What ServerProcess starts.
-int serve(quint16 port)
-{
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
     QuietHost host;
     OrvaneInterface::OrvaneServer server(&host, port, QString(), QString(), nullptr);
+    if (limited)
+        server.setLimits(OrvaneInterface::OrvaneLimits::controlRoom());
     server.startListeningForConnection();
-    return serveUntilInputEnds(server, [&server](const QByteArray& line) {
-        static_cast<void>(std::puts(answer(line, server).constData()));
-        static_cast<void>(std::fflush(stdout));
-    });
+    return serveUntilInputEnds(server);
+}
+
+void print(const QString& line)
+{
+    QTextStream(stdout) << line << Qt::endl;
+}
+
+void check(bool holds, const QString& line)
+{
+    hasPassed = hasPassed && holds;
+    print((holds ? u"  ok  "_s : u" FAIL "_s) + line);
+}
+
+/// Runs \a stage with a server process of its own, of which nothing may be left afterwards.
+template <typename Stage> void runStage(const QString& title, const QString& option, const Stage& stage)
+{
+    print(u"== "_s + title);
+    ServerProcess server(option);
+    if (!server.start())
+        return check(false, u"the server listens"_s);
+    stage(server);
+    const bool ends = server.stop();
+    check(ends, u"the server is destroyed and its process ends with status 0"_s);
+    if (!ends)
+        print(server.errorLines().join(u'\n')); // what a sanitizer has found
+}
+
+/// Steps that say whether they went well.
+constexpr auto ask = [](Stranger& it) { return it.send("<setPreset/>\r\n\r\n"); };
+constexpr auto isAnswered = [](Stranger& it) { return it.receive(shortAcceptance("setPreset")); };
+constexpr auto logInAndAsk = [](Stranger& it) { return logIn(it) && ask(it); };
+constexpr auto breakOff = [](Stranger& it) { return logIn(it) && it.send("<setPreset><presetn"); };
+constexpr auto breakOffHello = [](Stranger& it) { return it.sendRaw("\x16\x03\x01\x02"); };
+constexpr auto close = [](Stranger& it) { return it.close(); };
+constexpr auto closeTls = [](Stranger& it) { return it.sendCloseNotify() && it.close(); };
+constexpr auto doNothing = [](Stranger&) { return true; };
+
+/// One way of coming and going again: by a close, of which the server does the same when it has released the
+/// connection, or by a reset.
+struct Visit {
+    bool (*come)(Stranger& stranger);
+    bool (*leave)(Stranger& stranger);
+};
+
+constexpr std::array WithoutAWord {Visit {doNothing, close}};
+constexpr std::array InEveryWay {
+    Visit {logInAndAsk, [](Stranger& it) { return isAnswered(it) && closeTls(it); }},
+    Visit {logInAndAsk, isAnswered},
+    Visit {breakOff, closeTls},
+    Visit {breakOffHello, close},
+    Visit {breakOffHello, doNothing},
+};
+
+/// \a count visits, in turn of all \a ways. \return how many went wrong
+int payVisits(const ServerProcess& server, std::span<const Visit> ways, int count)
+{
+    int failures = 0;
+    for (; count > 0; count -= VisitsAtOnce) {
+        Crowd crowd {{server.port()}};
+        crowd.come(std::min(count, VisitsAtOnce));
+        for (const auto step : {&Visit::come, &Visit::leave}) {
+            size_t number = 0;
+            for (const auto& stranger : crowd.strangers)
+                failures += (ways[number++ % ways.size()].*step)(*stranger) ? 0 : 1;
+        }
+    }
+    return failures;
+}
+
+/// What remains of each visit, and what the next ones cost.
+void runVisits(const ServerProcess& server, std::span<const Visit> ways, int count, qint64 mostGrowth)
+{
+    const int descriptors = server.openDescriptors();
+    int failures = 0;
+    const auto costOf = [&](int visits) {
+        const qint64 before = server.processorNs();
+        failures += payVisits(server, ways, visits);
+        server.waitUntilIdle();
+        return static_cast<double>(server.processorNs() - before) / 1000 / visits;
+    };
+    const int sample = std::max(VisitsAtOnce, count / 100);
+    const double first = costOf(sample);
+    const qint64 memory = server.residentBytes();
+    costOf(count);
+    const qint64 growth = (server.residentBytes() - memory) / count;
+    print(u"processor time of the server for each: %1 us at first, %2 us at last"_s.arg(first).arg(costOf(sample)));
+    check(failures == 0, u"%1 went wrong"_s.arg(failures));
+    check(server.openDescriptors() == descriptors,
+        u"%1 descriptors before, %2 after"_s.arg(descriptors).arg(server.openDescriptors()));
+    if (MemoryTells && count >= 5000) // with fewer the allocator's pages outweigh what a visit leaves
+        check(growth < mostGrowth, u"the memory grew by %1 bytes for each"_s.arg(growth));
+}
+
+/// Another client, which sends one command after the other and waits for each reply, until the misuse is over.
+struct Witness {
+    Target target;
+    Stranger client {target};
+    std::atomic<bool> isOver = false;
+    std::atomic<bool> strangersAct = true; ///< the server may have much of it before it afterwards
+    std::vector<double> waitsMs {}; ///< while they acted
+    double longestMs = 0; ///< then and afterwards
+    bool isRight = logInAndAsk(client) && isAnswered(client); ///< every answer
+};
+
+void observe(Witness& witness)
+{
+    for (; !witness.isOver && witness.isRight; std::this_thread::sleep_for(5ms)) {
+        const bool isMeanwhile = witness.strangersAct;
+        QElapsedTimer timer;
+        timer.start();
+        witness.isRight = ask(witness.client) && isAnswered(witness.client);
+        const double waitMs = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+        witness.longestMs = std::max(witness.longestMs, waitMs);
+        if (isMeanwhile)
+            witness.waitsMs.push_back(waitMs);
+    }
+}
+
+/// The server has come to the end of what the strangers did, which leaves it with the witness.
+void waitUntilThrough(const ServerProcess& server)
+{
+    constexpr qint64 littleNs = 175'000'000; // a server that shares its processor has more while it is busy
+    for (int windows = 0; windows < 20; ++windows) {
+        const qint64 before = server.processorNs();
+        std::this_thread::sleep_for(500ms);
+        if (server.processorNs() - before < littleNs)
+            return;
+    }
+}
+
+/// What strangers do to a server costs it less with limits, and a client that keeps to them is served all the same.
+/// \return a line for a table
+QString runMisuse(const ServerProcess& server, const Misuse& misuse, int scale, bool limited, bool checksWaits)
+{
+    const rlimit descriptors {misuse.descriptors, misuse.descriptors};
+    prlimit(server.processId(), RLIMIT_NOFILE, &descriptors, nullptr);
+    Witness witness {{server.port(), QDeadlineTimer(4min)}};
+    const qint64 memory = server.residentBytes();
+    const qint64 processor = server.processorNs();
+    std::thread observer([&] { observe(witness); });
+    Crowd crowd {{server.port()}, scale};
+    misuse.act(crowd);
+    witness.strangersAct = false;
+    waitUntilThrough(server);
+    witness.isOver = true;
+    observer.join();
+
+    const double growth = static_cast<double>(server.peakResidentBytes() - memory) / MiB;
+    const double processorUs = static_cast<double>(server.processorNs() - processor) / 1000;
+    const double megabytes = static_cast<double>(crowd.bytes) / 1e6;
+    const double each = processorUs / (misuse.countsConnections ? static_cast<double>(crowd.connections) : megabytes);
+    std::sort(witness.waitsMs.begin(), witness.waitsMs.end());
+    const double medianMs = witness.waitsMs.empty() ? 0 : witness.waitsMs[witness.waitsMs.size() / 2];
+    const QString line =
+        QString::asprintf("%.1f MB, %lld connections | %.2f ms, %.1f ms | %.1f MiB | %.0f us%s |", megabytes,
+            crowd.connections, medianMs, witness.longestMs, growth, each, misuse.countsConnections ? " each" : "/MB");
+    print(line);
+    check(witness.isRight, u"every answer to another client was right"_s);
+    if (limited && checksWaits)
+        check(witness.longestMs < 100, u"another client waited less than 100 ms"_s);
+    if (limited && MemoryTells)
+        check(growth < misuse.mostGrowthMiB, u"the memory grew by less than %1 MiB"_s.arg(misuse.mostGrowthMiB));
+    return line;
+}
+
+/// \a only: the number of a misuse, from 1 on; 0: each
+void runMisuses(int only, int scale, bool checksWaits)
+{
+    QString table = u"\n| | sent | the witness waited: median, longest | memory grew at most | processor |\n"
+                    "|---|---|---|---|---|"_s;
+    int number = 0;
+    for (const Misuse& misuse : Misuses) {
+        ++number;
+        qputenv("QT_LOGGING_RULES", misuse.logRules); // of the servers
+        for (const bool limited : {false, true}) {
+            if (only != 0 && only != number)
+                continue;
+            const QString title =
+                u"%1. %2, %3"_s.arg(number).arg(QLatin1String(misuse.title), limited ? u"with limits"_s : u"without"_s);
+            runStage(title, limited ? u"--serve-with-limits"_s : u"--serve"_s, [&](const ServerProcess& server) {
+                table += u"\n| "_s + title + u" | "_s + runMisuse(server, misuse, scale, limited, checksWaits);
+            });
+        }
+    }
+    print(table);
 }
 
 } // namespace
@@ -69,25 +235,33 @@ int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.value(1) == "--serve"_L1) {
-        qInstallMessageHandler(&handleLogLine);
-        return serve(arguments.value(2).toUShort());
-    }
+    if (arguments.value(1).startsWith("--serve"_L1))
+        return serve(arguments.value(2).toUShort(), arguments.at(1) == "--serve-with-limits"_L1);
     QCommandLineParser parser;
     parser.addOptions({{u"only"_s, {}, u"ROW"_s, u"0"_s}, {u"no-wait-check"_s, {}}});
     const bool isParsed = parser.parse(arguments);
-    bool isNumber = false;
+    const QString row = parser.value(u"only"_s);
+    const int only = row.toInt();
     const QStringList sizes = parser.positionalArguments();
-    soak::Choice choice;
-    choice.cycles = sizes.value(0, u"10000"_s).toInt();
-    choice.connections = sizes.value(1, u"100000"_s).toInt();
-    choice.only = parser.value(u"only"_s).toInt(&isNumber);
-    choice.checksWaits = !parser.isSet(u"no-wait-check"_s);
-    if (!isParsed || !isNumber || choice.only < 0 || choice.only > static_cast<int>(soak::misuses().size())
-        || choice.cycles <= 0 || choice.connections <= 0) {
+    const int visits = sizes.value(0, u"10000"_s).toInt();
+    const int connections = sizes.value(1, u"100000"_s).toInt();
+    if (!isParsed || QString::number(only) != row || only < 0 || only > std::ssize(Misuses) || visits <= 0
+        || connections <= 0) {
         static_cast<void>(std::fputs("soak/run --help says how this is used.\n", stderr));
-        return UsageStatus;
+        return 2;
     }
-    allowDescriptors(0);
-    return soak::runStages(choice) ? 0 : 1;
+    const int scale = std::max(1, 10'000 / connections); // of a run with few connections strangers do less, too
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // of a server that has left
+    if (!allowOpenFiles(std::max(2000, 20'000 / scale)))
+        return 1;
+    if (only == 0) {
+        runStage(u"%1 clients come and go"_s.arg(visits), u"--serve"_s,
+            [&](const ServerProcess& server) { runVisits(server, InEveryWay, visits, 1024); });
+        runStage(u"%1 connections come and go without a word"_s.arg(connections), u"--serve"_s,
+            [&](const ServerProcess& server) {
+                runVisits(server, WithoutAWord, connections, 512);
+            }); // 300 or so are the object that stays
+    }
+    runMisuses(only, scale, !parser.isSet(u"no-wait-check"_s));
+    return hasPassed ? 0 : 1;
 }

@@ -5,10 +5,10 @@
 
 #include <malloc.h>
 
-/// A line of the kernel's account of this process, in bytes; 0 when there is none.
-inline qsizetype statusOfProcess(const QByteArray& line)
+/// A line of the kernel's account of a process, in bytes; 0 when there is none.
+inline qsizetype statusOfProcess(const QByteArray& line, const QString& process = QStringLiteral("self"))
 {
-    QFile file(QStringLiteral("/proc/self/status"));
+    QFile file(QStringLiteral("/proc/%1/status").arg(process));
     if (!file.open(QIODevice::ReadOnly))
         return 0;
     const QByteArray status = file.readAll();

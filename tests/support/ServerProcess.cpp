@@ -1,5 +1,6 @@
 #include "ServerProcess.h"
 
+#include "PeakMemory.h"
 #include "TlsClient.h"
 
 #include <QCoreApplication>
@@ -79,22 +80,24 @@ bool ServerProcess::stop()
 
 int ServerProcess::openDescriptors() const
 {
-    const QDir directory(u"/proc/%1/fd"_s.arg(process.processId()));
+    const QDir directory(u"/proc/%1/fd"_s.arg(processId()));
     return static_cast<int>(directory.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size());
 }
 
 qint64 ServerProcess::residentBytes() const
 {
-    QFile file(u"/proc/%1/statm"_s.arg(process.processId()));
-    if (!file.open(QIODevice::ReadOnly))
-        return 0;
-    return file.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);
+    return statusOfProcess("VmRSS:", QString::number(processId()));
+}
+
+qint64 ServerProcess::peakResidentBytes() const
+{
+    return statusOfProcess("VmHWM:", QString::number(processId()));
 }
 
 qint64 ServerProcess::processorNs() const
 {
     clockid_t clock {};
-    if (clock_getcpuclockid(static_cast<pid_t>(process.processId()), &clock) != 0)
+    if (clock_getcpuclockid(processId(), &clock) != 0)
         return 0;
     return ::processorNs(clock);
 }

@@ -30,8 +30,10 @@ public:
     bool isRunning() const { return process.state() == QProcess::Running; }
 
     quint16 port() const { return serverPort; }
+    pid_t processId() const { return static_cast<pid_t>(process.processId()); }
     int openDescriptors() const;
     qint64 residentBytes() const;
+    qint64 peakResidentBytes() const;
     /// The time that the process has computed, in nanoseconds.
     qint64 processorNs() const;
     /// Waits until the process has not computed for a while; it must not need this process for what it does.

@@ -23,12 +23,17 @@ void TlsClient::send(const QByteArray& document)
 
 void TlsClient::loginAsOrvane()
 {
-    login("Orvane", "157b25b09a99c70fc75a6e79412a00b2");
+    write(loginMessage());
 }
 
 void TlsClient::login(const QByteArray& user, const QByteArray& password)
 {
-    send("<loginClient><username>" + user + "</username><password>" + password + "</password></loginClient>");
+    write(loginMessage(user, password));
+}
+
+QByteArray loginMessage(const QByteArray& user, const QByteArray& password)
+{
+    return "<loginClient><username>" + user + "</username><password>" + password + "</password></loginClient>\r\n\r\n";
 }
 
 quint16 freePort()

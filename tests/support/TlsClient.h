@@ -20,6 +20,10 @@ public:
     QByteArray received;
 };
 
+/// The login of the system account, when no other is given, with the terminator.
+QByteArray loginMessage(
+    const QByteArray& user = "Orvane", const QByteArray& password = "157b25b09a99c70fc75a6e79412a00b2");
+
 /// A loopback port that was free a moment ago.
 quint16 freePort();
 
