@@ -108,7 +108,9 @@ void OrvaneConnection::runCommand(const QString& commandName, XmlCommandReader& 
     };
     for (const auto& [name, handle] : commands) {
         if (name == commandName) {
+            isInCall = true;
             (this->*handle)(reader);
+            isInCall = false;
             return;
         }
     }

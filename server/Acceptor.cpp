@@ -49,11 +49,13 @@ Acceptor::Acceptor(QTcpServer& server)
 
 bool Acceptor::eventFilter(QObject* watched, QEvent* event)
 {
-    // Whenever the server begins to listen it gets a new socket as a child, and that its notifier a little later.
-    if (watched == &server && event->type() == QEvent::ChildAdded && !listening)
-        QMetaObject::invokeMethod(this, &Acceptor::watchListeningSocket, Qt::QueuedConnection);
+    // A server that begins to listen gets a socket as a child, and that a notifier, which may be activated before
+    // anything that is posted now. Neither is more than a QObject yet.
+    if (event->type() == QEvent::ChildAdded && !listening)
+        static_cast<QChildEvent*>(event)->child()->installEventFilter(this);
     if (event->type() != QEvent::SockAct)
         return false;
+    findListening();
 
     auto* notifier = static_cast<QSocketNotifier*>(watched);
     if (isTurnTaken) {
@@ -68,14 +70,12 @@ bool Acceptor::eventFilter(QObject* watched, QEvent* event)
     return true;
 }
 
-void Acceptor::watchListeningSocket()
+void Acceptor::findListening()
 {
-    const auto notifiers = server.findChildren<QSocketNotifier*>();
+    const auto notifiers = listening ? QList<QSocketNotifier*>() : server.findChildren<QSocketNotifier*>();
     for (QSocketNotifier* notifier : notifiers) {
-        if (notifier->type() == QSocketNotifier::Read && notifier->socket() == server.socketDescriptor()) {
+        if (notifier->type() == QSocketNotifier::Read && notifier->socket() == server.socketDescriptor())
             listening = notifier;
-            notifier->installEventFilter(this);
-        }
     }
 }
 
@@ -159,8 +159,7 @@ bool Acceptor::acceptOne()
 /// Where the host accepts by hand, with waitForNewConnection(), Qt pauses the server for good.
 void Acceptor::handleAcceptError(QAbstractSocket::SocketError error)
 {
-    if (!listening)
-        watchListeningSocket();
+    findListening();
     if (!listening || listening->isEnabled() || server.serverError() != error)
         return;
     server.resumeAccepting();
@@ -171,6 +170,7 @@ QTcpSocket* Acceptor::takeClient()
 {
     const QPointer<Acceptor> self(this);
     if (server.hasPendingConnections()) {
+        findListening();
         const bool isPaused = !listening.isNull() && !listening->isEnabled();
         QTcpSocket* client = server.nextPendingConnection();
         if (isPaused)

@@ -84,7 +84,7 @@ private:
         int lastStep;
     };
 
-    void watchListeningSocket();
+    void findListening();
     void takeTurn();
     void beginRound();
     void accept();
@@ -96,7 +96,8 @@ private:
 
     QTcpServer& server;
     std::shared_ptr<int> clients = std::make_shared<int>(0); ///< that are let in
-    QPointer<QSocketNotifier> listening; ///< of the listening socket, in Qt's hands; null: the server does not listen
+    QPointer<QSocketNotifier>
+        listening; ///< of the listening socket, in Qt's hands; null: not found yet, or the server does not listen
     bool isTurnTaken = false;
     QList<QPointer<QSocketNotifier>> held; ///< ready, and out of the event loop until their turn comes
     QBasicTimer retryTimer; ///< runs while the server is short of descriptors, which is logged

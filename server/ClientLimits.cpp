@@ -65,9 +65,11 @@ QLatin1String ClientLimits::exceededByMessage(qint64 length, bool isLoggedIn) co
     return {};
 }
 
-QLatin1String ClientLimits::exceededByUnsent(qint64 bytes) const
+QLatin1String ClientLimits::exceededByUnsent(qint64 bytes, bool isLoggedIn) const
 {
-    return exceeds(bytes, limits->maxUnsentBytes) ? "maxUnsentBytes"_L1 : QLatin1String();
+    constexpr qint64 mostBeforeLogin = 65536; // more than any handshake
+    const qint64 most = isLoggedIn ? limits->maxUnsentBytes : std::min(limits->maxUnsentBytes, mostBeforeLogin);
+    return exceeds(bytes, most) ? "maxUnsentBytes"_L1 : QLatin1String();
 }
 
 QLatin1String ClientLimits::exceededByInvalidLogin()

@@ -55,7 +55,8 @@ public:
     void start(QObject* owner);
 
     QLatin1String exceededByMessage(qint64 length, bool isLoggedIn) const;
-    QLatin1String exceededByUnsent(qint64 bytes) const;
+    /// A client that is not logged in gets no replies: what waits for it is only what TLS itself answers.
+    QLatin1String exceededByUnsent(qint64 bytes, bool isLoggedIn) const;
     QLatin1String exceededByInvalidLogin();
     QLatin1String exceededByTime(int timerId, bool isEncrypted, bool isLoggedIn);
 

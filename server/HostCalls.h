@@ -1,6 +1,11 @@
 #pragma once
 
+#include <QList>
 #include <QObject>
+#include <QPointer>
+
+#include <functional>
+#include <utility>
 
 namespace OrvaneInterface {
 
@@ -8,9 +13,9 @@ namespace OrvaneInterface {
  * How many clients' messages are being carried out inside one another. A child of the server.
  *
  * A host may run an event loop in its call, and the next client's message is carried out in that, and so on: each takes
- * about 8 KB of the stack, and what the host takes. So their number is bounded, and further clients wait. They wait
- * until half of the calls have returned: an outer call cannot return before those inside it, and would never do so if
- * each that returns were followed by another at once.
+ * about 8 KB of the stack, and what the host takes. So their number is bounded, and further clients wait until one of
+ * the calls returns. Then one of them begins, when the event loop comes round: an outer call that has nothing left to
+ * do returns before that, and is not kept by those who wait.
  *
  * Thread: that of the server.
  */
@@ -24,22 +29,30 @@ public:
 
     using QObject::QObject;
 
-    bool mayBegin() const { return !isFull; }
-    void begin() { isFull = ++nested == MostNested; }
+    bool mayBegin() const { return nested < MostNested; }
+    void begin() { ++nested; }
     void end()
     {
-        if (--nested > MostNested / 2 || !isFull)
-            return;
-        isFull = false;
-        Q_EMIT halfHaveReturned();
+        --nested;
+        wakeNext();
     }
 
-Q_SIGNALS:
-    void halfHaveReturned();
+    /// Calls \a resume of \a who once, when it may begin. It is to call wakeNext() if it does not.
+    void wait(QObject* who, std::function<void()> resume) { waiting.append({who, std::move(resume)}); }
+    void wakeNext()
+    {
+        while (mayBegin() && !waiting.isEmpty()) {
+            const auto [who, resume] = waiting.takeFirst();
+            if (who.isNull())
+                continue;
+            QMetaObject::invokeMethod(who, resume, Qt::QueuedConnection);
+            return;
+        }
+    }
 
 private:
     int nested = 0;
-    bool isFull = false; ///< since as many were nested as may be
+    QList<std::pair<QPointer<QObject>, std::function<void()>>> waiting;
 };
 
 } // namespace OrvaneInterface

@@ -70,6 +70,7 @@ OrvaneConnection::OrvaneConnection(
     qCDebug(defaultLog) << "New OrvaneConnection from" << socket->peerAddress();
 
     connect(socket, &QTcpSocket::readyRead, this, &OrvaneConnection::handleReadyRead);
+    connect(&network(), &QIODevice::readyRead, this, &OrvaneConnection::checkUnsent); // after Qt has read
     connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::handleSocketError, Qt::QueuedConnection);
     connect(socket, &QTcpSocket::disconnected, this, &OrvaneConnection::handleDisconnected, Qt::QueuedConnection);
 }
@@ -120,13 +121,14 @@ void OrvaneConnection::sendFrame(const QByteArray& bytes)
 
 void OrvaneConnection::handleReadyRead()
 {
+    isHeard = true;
     // In an event loop that a host call runs, the socket reports readyRead() again. The bytes stay where they are:
     // readMessages() would replace the queue, and the next message must wait for the end of this one.
     if (dispatching || !socketAttached || isTurnOver)
         return;
     if (!hostCalls->mayBegin()) {
-        connect(hostCalls, &HostCalls::halfHaveReturned, this, &OrvaneConnection::handleReadyRead,
-            static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::UniqueConnection | Qt::SingleShotConnection));
+        if (!std::exchange(isHeld, true))
+            hostCalls->wait(this, [this] { resume(); });
         return;
     }
 
@@ -137,7 +139,25 @@ void OrvaneConnection::handleReadyRead()
         dispatching = false;
         if (hostCalls)
             hostCalls->end();
+        updateReading();
     });
+    carryOutReads();
+    if (hasEnded && !isTurnOver)
+        release();
+}
+
+/// One of the calls inside one another has returned.
+void OrvaneConnection::resume()
+{
+    isHeld = false;
+    const bool begins = !dispatching && socketAttached && !isTurnOver && hostCalls->mayBegin();
+    handleReadyRead();
+    if (!begins && hostCalls)
+        hostCalls->wakeNext();
+}
+
+void OrvaneConnection::carryOutReads()
+{
     do {
         if (turnBytes > 0 && turnBytes + socket->bytesAvailable() > bytesOfTurn()) {
             endTurn(); // instead of reading a part of it, which could end inside a character
@@ -148,16 +168,11 @@ void OrvaneConnection::handleReadyRead()
         if (socketAttached)
             endIfExceeded(limits->exceededByMessage(xmlSocket->unfinishedLength(), isLoggedIn()));
     } while (socketAttached && socket->bytesAvailable() > 0);
-    if (hasEnded)
-        release();
 }
 
-/// Until the next one the network is left alone: Qt would close the socket when it read the end of the connection, and
-/// the replies to what is still to be carried out could not be sent.
 void OrvaneConnection::endTurn()
 {
     isTurnOver = true;
-    setReading(false);
     QMetaObject::invokeMethod(this, &OrvaneConnection::beginTurn, Qt::QueuedConnection);
 }
 
@@ -168,13 +183,19 @@ void OrvaneConnection::beginTurn()
     isTurnOver = false;
     if (!socketAttached)
         return;
-    setReading(true);
     if (hasEnded || socket->bytesAvailable() > 0)
         handleReadyRead();
+    updateReading();
 }
 
-void OrvaneConnection::setReading(bool isReading)
+/// While something is still to be carried out, the network is left alone: Qt would close the socket when it read the
+/// end of the connection, and the replies could not be sent. The same while a client that has ended its session reads
+/// on.
+void OrvaneConnection::updateReading()
 {
+    if (!socketAttached)
+        return;
+    const bool isReading = !isTurnOver && !(isSilent && (dispatching || isHeld || unsentBytes() > 0));
     const auto notifiers = socket->findChildren<QSocketNotifier*>();
     for (QSocketNotifier* notifier : notifiers) {
         if (notifier->type() == QSocketNotifier::Read)
@@ -212,9 +233,9 @@ void OrvaneConnection::carryOutMessages()
 bool OrvaneConnection::isAllowed(const QString& message)
 {
     // Before the message, not behind the reply: a client that reads a reply before it goes on cannot exceed it.
-    if (!limits->exceededByUnsent(unsentBytes()).isNull()) {
+    if (!limits->exceededByUnsent(unsentBytes(), true).isNull()) {
         xmlSocket->flush(); // what the system can take does not wait for the client
-        endIfExceeded(limits->exceededByUnsent(unsentBytes()));
+        endIfExceeded(limits->exceededByUnsent(unsentBytes(), true));
     }
     if (socketAttached)
         endIfExceeded(limits->exceededByMessage(message.size(), isLoggedIn()));
@@ -225,11 +246,27 @@ bool OrvaneConnection::isAllowed(const QString& message)
 /// else comes to the TLS library, which keeps it for ever. The client is still told what it asked for.
 void OrvaneConnection::discardFurtherInput(QAbstractSocket::SocketError error)
 {
-    auto* network = socket->findChild<QTcpSocket*>(QString(), Qt::FindDirectChildrenOnly);
-    if (!encrypted || !network || socket->error() != error)
+    if (isSilent || !encrypted || !isConnected() || socket->error() != error)
         return;
-    if (disconnect(network, &QIODevice::readyRead, socket, nullptr))
-        connect(network, &QIODevice::readyRead, this, [network] { network->skip(network->bytesAvailable()); });
+    isSilent = true;
+    disconnect(&network(), &QIODevice::readyRead, nullptr, nullptr);
+    connect(&network(), &QIODevice::readyRead, this, [this] { network().skip(network().bytesAvailable()); });
+    connect(&network(), &QIODevice::bytesWritten, this, &OrvaneConnection::updateReading);
+    updateReading();
+}
+
+/// What TLS itself answers, such as a refusal to renegotiate, waits for the client as replies do.
+void OrvaneConnection::checkUnsent()
+{
+    if (!std::exchange(isHeard, false) && !dispatching && socketAttached && limits)
+        endIfExceeded(limits->exceededByUnsent(unsentBytes(), isLoggedIn()));
+}
+
+/// The socket through which Qt's TLS socket reaches the network; itself where there is no other.
+QTcpSocket& OrvaneConnection::network() const
+{
+    auto* inner = socket->findChild<QTcpSocket*>(QString(), Qt::FindDirectChildrenOnly);
+    return inner != nullptr ? *inner : *socket;
 }
 
 /// An error ends nothing by itself: the client is there until the socket reports disconnected().
@@ -244,11 +281,11 @@ void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
     writeAuditLine(entry);
 }
 
-/// What came before the end is carried out first. Inside a dispatch the host has run events, and it is discarded.
+/// What came before the end is carried out first. Where a call of the host has run events it is discarded.
 void OrvaneConnection::handleDisconnected()
 {
     hasEnded = true;
-    if (dispatching)
+    if (isInCall)
         release();
     else
         handleReadyRead();
@@ -278,7 +315,7 @@ void OrvaneConnection::release(QLatin1String reason)
 
 void OrvaneConnection::timerEvent(QTimerEvent* event)
 {
-    if (dispatching || !socketAttached) // what the client has sent meanwhile waits behind this
+    if (dispatching || isHeld || !socketAttached) // what the client has sent meanwhile waits behind this
         return;
     endIfExceeded(limits->exceededByTime(event->timerId(), encrypted, isLoggedIn()));
 }

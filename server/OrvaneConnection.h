@@ -36,7 +36,7 @@ class OrvaneInterface;
  * 4. An error and the end of the client are dealt with when the event loop comes round, never inside the call of Qt in
  *    which they are met, such as a flush: all messages that have been read are carried out before, and Qt is not in the
  *    middle of something when their lines run code of the host. They come inside a dispatch only where the host runs
- *    events in it; the messages behind it are then discarded.
+ *    events in it. If that was in a call, the messages behind it are discarded.
  *
  * Thread: that of the server.
  */
@@ -96,7 +96,11 @@ private:
     void sendFrame(const QByteArray& bytes);
     void endTurn();
     void beginTurn();
-    void setReading(bool isReading);
+    void updateReading();
+    void carryOutReads();
+    void resume();
+    void checkUnsent();
+    QTcpSocket& network() const;
     qint64 bytesOfTurn() const;
     void carryOutMessages();
     void letGo();
@@ -139,6 +143,10 @@ private:
     bool hasEnded = false; ///< the client has gone; what it said before is still to be carried out
     qint64 turnBytes = 0; ///< read since beginTurn()
     bool isTurnOver = false; ///< until beginTurn()
+    bool isHeld = false; ///< waits until one of the calls inside one another returns
+    bool isSilent = false; ///< can say nothing more, but may read on
+    bool isHeard = false; ///< has said something since checkUnsent()
+    bool isInCall = false; ///< of the host
     int uses = 0; ///< the InUse that live
     bool dispatching = false; ///< handleReadyRead() is on the stack
     Outcome outcome = Outcome::NoReply; ///< of the command that is being carried out

@@ -96,6 +96,9 @@ OrvaneServer::OrvaneServer(
 OrvaneServer::~OrvaneServer()
 {
     close();
+    // In the lines about the clients that are let go others would come in, who have waited for a place.
+    disconnect(&acceptorOf(*this), nullptr, this, nullptr);
+    disconnect(this, &QTcpServer::newConnection, this, nullptr);
     // Not the registry: a connection that it has dropped can still be in the middle of a host call.
     const auto all = findChildren<OrvaneConnection*>(QString(), Qt::FindDirectChildrenOnly);
     for (OrvaneConnection* connection : all)

@@ -24,6 +24,7 @@ private Q_SLOTS:
     void carriesOutOneReadInATurn_data();
     void carriesOutOneReadInATurn();
     void cutsNoCharacterAtTheEndOfATurn();
+    void acceptsOneClientInATurn_data();
     void acceptsOneClientInATurn();
     void staysPausedInTheLineOfAClient();
     void staysPausedWhenTheHostAcceptsByHand();
@@ -189,13 +190,29 @@ void tst_server_events::cutsNoCharacterAtTheEndOfATurn()
     QCOMPARE(session.host.calls, QStringList {u"setPreset(\"%1\")"_s.arg(name)});
 }
 
+void tst_server_events::acceptsOneClientInATurn_data()
+{
+    QTest::addColumn<bool>("beginsInAnEvent");
+    QTest::newRow("of a server that has listened for long") << false;
+    QTest::newRow("of one that begins to listen in an event") << true;
+}
+
 void tst_server_events::acceptsOneClientInATurn()
 {
+    QFETCH(const bool, beginsInAnEvent);
     constexpr size_t count = 20;
     const Session session;
     std::vector<std::unique_ptr<QTcpSocket>> clients;
-    while (clients.size() < count)
-        clients.push_back(comer(session));
+    const auto listenAndConnect = [&] {
+        session.server->close();
+        session.server->startListeningForConnection();
+        while (clients.size() < count)
+            clients.push_back(comer(session));
+    };
+    if (beginsInAnEvent)
+        QMetaObject::invokeMethod(session.server.get(), listenAndConnect, Qt::QueuedConnection);
+    else
+        listenAndConnect();
     const MostInATurn counter(u"New OrvaneConnection"_s);
     QTRY_COMPARE(acceptedCount(session), qsizetype {count});
     QCOMPARE(counter.most, 1);
