@@ -12,7 +12,7 @@ struct Choice {
     bool certificates = false; ///< clients are always asked for one
 };
 
-extern const std::vector<std::string> Kinds;
+std::vector<std::string> kinds();
 
 /// The acts of a world, one line each; see Peer, RandomHost and World for what they say.
 std::vector<std::string> makeActs(unsigned seed, const Choice& choice);

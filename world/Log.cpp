@@ -2,19 +2,25 @@
 
 #include <QString>
 
-#include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdio>
+#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
 namespace world {
 
+int64_t nowUs()
+{
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+}
+
 int64_t nowMs()
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
-        .count();
+    return nowUs() / 1'000;
 }
 
 void setUpLog()
@@ -26,9 +32,8 @@ void setUpLog()
 void note(const char* type, const std::string& text)
 {
     const int64_t ms = nowMs();
-    std::string stamp = std::to_string(ms % 1000);
-    stamp.insert(0, 3 - stamp.size(), '0');
-    writeLine(std::to_string(ms / 1000) + "." + stamp + " " + type + " - " + text);
+    const std::string fraction = std::to_string(1'000 + ms % 1'000).substr(1);
+    writeLine(std::to_string(ms / 1'000) + "." + fraction + " " + type + " - " + text);
 }
 
 void writeLine(const std::string& line)
@@ -46,7 +51,7 @@ std::string kindOfLine(const std::string& line)
         {"Received unknown", "unknown"}, {"OrvaneInterface: received showTrack", "notrack"}, {"\"<", "message"},
         {"\"loginClient\"", "login"}, {"\"", "tls"}}};
     for (const auto& [start, kind] : Kinds)
-        if (line.rfind(start, 0) == 0)
+        if (line.starts_with(start))
             return kind;
     return "other";
 }
@@ -61,49 +66,44 @@ std::string readAll(int descriptor)
     return all;
 }
 
-std::vector<Line> readLog(int descriptor)
+std::vector<Line> readLog(const std::string& log)
 {
     std::vector<Line> lines;
     int64_t last = 0;
-    for (const std::string& each : split(readAll(descriptor), "\n")) {
-        const size_t point = each.find('.');
-        const size_t type = each.find(' ', std::min(point, each.find_first_not_of(' ')));
-        const size_t category = each.find(' ', type + 1);
-        const size_t text = each.find(' ', category + 1);
-        const bool isStamped = point != std::string::npos && type == point + 4 && category != std::string::npos
-            && text != std::string::npos && each.find_first_not_of(" .0123456789") > point;
-        if (isStamped) {
-            last = std::stoll(each) * 1000 + std::stoll(each.substr(point + 1));
-            lines.push_back({last, each.substr(type + 1, category - type - 1),
-                each.substr(category + 1, text - category - 1), each.substr(text + 1)});
-        } else if (each[0] == '{') {
-            lines.push_back({last, "info", "orvane.audit", each});
+    for (const std::string& each : split(log, '\n')) {
+        long seconds = 0;
+        int ms = 0;
+        std::array<char, 16> type {};
+        std::array<char, 64> category {};
+        int text = 0;
+        if (std::sscanf(each.c_str(), "%ld.%3d %15s %63s %n", &seconds, &ms, type.data(), category.data(), &text)
+            == 4) {
+            last = seconds * 1'000 + ms;
+            lines.push_back({type.data(), category.data(), each.substr(static_cast<size_t>(text)), last});
+        } else if (each.starts_with('{')) {
+            lines.push_back({"info", "orvane.audit", each, last});
         } else {
-            lines.push_back({last, kindOfLine(each) == "other" ? "" : "debug", "default", each});
+            lines.push_back({kindOfLine(each) == "other" ? "" : "debug", "default", each, last});
         }
     }
-    while (!lines.empty() && lines.back().type.empty() && lines.back().text.empty())
-        lines.pop_back();
     return lines;
 }
 
-std::vector<std::string> split(const std::string& text, const std::string& separator)
+std::vector<std::string> split(const std::string& text, char separator)
 {
     std::vector<std::string> parts;
-    size_t begin = 0;
-    for (size_t end = 0; (end = text.find(separator, begin)) != std::string::npos; begin = end + separator.size())
-        parts.push_back(text.substr(begin, end - begin));
-    parts.push_back(text.substr(begin));
+    std::istringstream in(text);
+    for (std::string part; std::getline(in, part, separator);)
+        parts.push_back(part);
     return parts;
 }
 
 std::string valueOf(const std::string& act, const std::string& key)
 {
-    const size_t at = act.find(" " + key + "=");
-    if (at == std::string::npos)
-        return {};
-    const size_t begin = at + key.size() + 2;
-    return act.substr(begin, act.find(' ', begin) - begin);
+    for (const std::string& each : split(act, ' '))
+        if (each.starts_with(key + "="))
+            return each.substr(key.size() + 1);
+    return {};
 }
 
 } // namespace world

@@ -6,16 +6,17 @@
 
 namespace world {
 
-/// Milliseconds of the clock with which Qt stamps its lines, too.
+/// Of the clock with which Qt stamps its lines, too.
+int64_t nowUs();
 int64_t nowMs();
 
 /// One line of a world's log. All lines go to the standard error, which is a file in memory that outlives the world's
 /// process: also those that Qt writes there by itself, inside of a message handler, and the findings of sanitizers.
 struct Line {
-    int64_t ms = 0;
-    std::string type; ///< debug, info, ... as Qt has it, or act, call, peer, broken
+    std::string type; ///< debug, info, ... as Qt has it, or act, call, peer, broken; empty: nobody here has made it
     std::string category;
-    std::string text; ///< all of it, where the type is empty: a line that nobody here has made
+    std::string text;
+    int64_t ms = 0;
 };
 
 /// Makes Qt's lines look as note() does.
@@ -28,11 +29,9 @@ std::string kindOfLine(const std::string& line);
 
 std::string readAll(int descriptor);
 /// Inside of a handler's loops Qt writes lines without time and category. They get those that they must have.
-std::vector<Line> readLog(int descriptor);
+std::vector<Line> readLog(const std::string& log);
 
-/// \a text cut at each \a separator.
-std::vector<std::string> split(const std::string& text, const std::string& separator);
-
+std::vector<std::string> split(const std::string& text, char separator);
 /// The value of KEY=VALUE in \a act; empty where there is none.
 std::string valueOf(const std::string& act, const std::string& key);
 

@@ -1,43 +1,100 @@
 #include "Messages.h"
 
+#include <QByteArray>
+
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
 namespace world {
 
 namespace {
 
-const std::string End = "\r\n\r\n";
-const std::string Namespace = " xmlns:p=\"http://www.halden.example/ravo_1_0/\"";
+constexpr qsizetype LongMessage = 30'000;
+constexpr size_t LongAnswer = 20'000;
+constexpr const char* End = "\r\n\r\n";
+constexpr const char* SystemsAttributes = R"( usename="viewer" password="apple" maxnumchannels="16")";
 
-std::string element(const std::string& name, const std::string& content)
+/// In both texts {id}, {n} and {cn} stand for the message's id, its number, and client and number in one, {ns}
+/// for the namespace, {x} for what makes it long, {system} for what is for the system account alone. The reply has no
+/// end.
+struct Exchange {
+    char letter;
+    std::string document;
+    std::string reply;
+};
+
+std::string accepted(const std::string& command)
 {
-    return "<p:" + name + Namespace + ">" + content + "</p:" + name + ">" + End;
+    return "<p:commandAccepted{ns}><commandname>" + command + "</commandname></p:commandAccepted>";
 }
 
-std::string field(const char* name, const std::string& content)
+std::string shown(const std::string& command)
 {
-    return std::string("<") + name + ">" + content + "</" + name + ">";
+    return "<p:commandAccepted{ns}><command>" + command
+        + "</command><splitid>{n}</splitid><commandtag>{id}</commandtag></p:commandAccepted>";
 }
 
-std::string accepted(const char* command)
+std::string rejected(const std::string& command, const std::string& reason)
 {
-    return element("commandAccepted", field("commandname", command));
+    return "<p:commandRejected{ns}><commandname>" + command + "</commandname><reason>" + reason
+        + "</reason></p:commandRejected>";
 }
 
-std::string rejected(const std::string& command, const char* reason)
+const Exchange& exchangeOf(char letter)
 {
-    return element("commandRejected", field("commandname", command) + field("reason", reason));
+    static const std::string Shown = "<recorder>{id}</recorder><commandtag>{id}</commandtag><splitid>{n}</splitid>";
+    static const std::vector<Exchange> All {
+        {'O',
+            R"(<loginClient><username>Orvane</username><password>157b25b09a99c70fc75a6e79412a00b2</password></loginClient>)",
+            ""},
+        {'G', "<loginClient><username>operator</username><password>secret</password></loginClient>", ""},
+        {'W', "<loginClient><username>{id}</username><password>wrong</password></loginClient>", ""},
+        {'E', "<loginClient/>", ""},
+        {'p', "<setPreset><presetname>{id}</presetname></setPreset>", accepted("setPreset")},
+        {'x', "<setPreset><presetname>{id}</presetname><!--{x}--></setPreset>", accepted("setPreset")},
+        {'l', "<showLive>" + Shown + "</showLive>", shown("showLive")},
+        {'t', "<showTrack>" + Shown + "<track>Monday</track></showTrack>", shown("showTrack")},
+        {'T', "<showTrack>" + Shown + "<trackid>7</trackid></showTrack>", shown("showTrack")},
+        {'v',
+            R"(<setDetailViews><splitid>{cn}</splitid><subsplits><subsplit id="{n}" objectid="5"/></subsplits></setDetailViews>)",
+            accepted("setDetailViews")},
+        {'s', "<showLiveAtSubsplit><camera>{cn}</camera><subsplit>{n}</subsplit></showLiveAtSubsplit>",
+            accepted("showLiveAtSubsplit")},
+        {'m', "<setSplitMode><splitmode>{cn}</splitmode></setSplitMode>", accepted("setSplitMode")},
+        {'M', "<setSplitMode><id>{id}</id></setSplitMode>", accepted("setSplitMode")},
+        {'i', "<getPertinentInfo><id>{id}</id></getPertinentInfo>", answerTo("<id>{id}</id>")},
+        {'I', "<getPertinentInfo><id>{id}</id><long/></getPertinentInfo>", answerTo("<id>{id}</id><long/>")},
+        {'n', "<getPertinentInfo><id>{id}</id><silent/></getPertinentInfo>", ""},
+        {'R', "<getRecorderList/>",
+            R"(<p:getRecorderListResponse{ns}><recorder name="North" ip="192.0.2.10"{system}><track name="Monday" /></recorder></p:getRecorderListResponse>)"},
+        {'P', "<getPresetsList/>",
+            R"(<p:getPresetsListResponse{ns}><preset name="Night" /></p:getPresetsListResponse>)"},
+        {'U', "<updateRecorderContents/>", ""},
+        {'r', "<showTrack><id>{id}</id></showTrack>",
+            rejected("showTrack", "showTrack command without valid track ID or track name")},
+        {'u', "<{id}/>", rejected("{id}", "Unknown command")},
+        {'e', "", ""},
+    };
+    return *std::find_if(All.begin(), All.end(), [letter](const Exchange& each) { return each.letter == letter; });
 }
 
-std::string login(const char* user, const char* password)
+std::string filled(const std::string& text, int client, int number, bool hasSystemAccount = false)
 {
-    return field("loginClient", field("username", user) + field("password", password));
+    return QByteArray::fromStdString(text)
+        .replace("{id}", QByteArray::fromStdString(messageId(client, number)))
+        .replace("{n}", QByteArray::number(number))
+        .replace("{cn}", QByteArray::number(client * 1000 + number))
+        .replace("{ns}", " xmlns:p=\"http://www.halden.example/ravo_1_0/\"")
+        .replace("{x}", QByteArray(LongMessage, 'x'))
+        .replace("{system}", hasSystemAccount ? SystemsAttributes : "")
+        .toStdString();
 }
 
 int eraseAll(std::string& text, const std::string& part)
 {
     int count = 0;
-    for (size_t at = 0; (at = text.find(part)) != std::string::npos; ++count)
+    for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++count)
         text.erase(at, part.size());
     return count;
 }
@@ -49,11 +106,13 @@ std::string messageId(int client, int number)
     return "c" + std::to_string(client) + "-m" + std::to_string(number);
 }
 
-std::string idInside(const std::string& document)
+std::string contentOf(const std::string& document, const std::string& element)
 {
-    const size_t begin = document.find("<id>");
-    const size_t end = document.find("</id>");
-    return begin < end && end != std::string::npos ? document.substr(begin + 4, end - begin - 4) : std::string();
+    const size_t begin = document.find("<" + element + ">");
+    const size_t end = document.find("</" + element + ">");
+    if (end == std::string::npos)
+        return {};
+    return document.substr(begin + element.size() + 2, end - begin - element.size() - 2);
 }
 
 bool isLogin(char letter)
@@ -71,116 +130,29 @@ bool callsHost(char letter)
     return std::strchr("pltTvsmMiInx", letter) != nullptr;
 }
 
-static std::string document(char letter, int client, int number)
-{
-    const std::string id = messageId(client, number);
-    const std::string idField = field("id", id);
-    const std::string c = std::to_string(client);
-    const std::string n = std::to_string(number);
-    const std::string shown = field("recorder", id) + field("commandtag", id) + field("splitid", n);
-    switch (letter) {
-    case 'O':
-        return login("Orvane", "157b25b09a99c70fc75a6e79412a00b2");
-    case 'G':
-        return login("operator", "secret");
-    case 'W':
-        return login(id.c_str(), "wrong");
-    case 'E':
-        return "<loginClient/>";
-    case 'p':
-        return field("setPreset", field("presetname", id));
-    case 'l':
-        return field("showLive", shown);
-    case 't':
-        return field("showTrack", shown + field("track", "Monday"));
-    case 'T':
-        return field("showTrack", shown + field("trackid", "7"));
-    case 'v':
-        return field("setDetailViews",
-            field("splitid", c) + "<subsplits><subsplit id=\"" + n + "\" objectid=\"5\"/></subsplits>");
-    case 's':
-        return field("showLiveAtSubsplit", field("camera", c) + field("subsplit", n));
-    case 'm':
-        return field("setSplitMode", field("splitmode", std::to_string(client * 1000 + number)));
-    case 'M':
-        return field("setSplitMode", idField);
-    case 'i':
-        return field("getPertinentInfo", idField);
-    case 'I':
-        return field("getPertinentInfo", idField + "<long/>");
-    case 'n':
-        return field("getPertinentInfo", idField + "<silent/>");
-    case 'R':
-        return field("getRecorderList", idField);
-    case 'P':
-        return field("getPresetsList", idField);
-    case 'U':
-        return field("updateRecorderContents", idField);
-    case 'r':
-        return field("showTrack", idField);
-    case 'x':
-        return field("setPreset", field("presetname", id) + "<!--" + std::string(LongMessage, 'x') + "-->");
-    case 'u':
-        return "<" + id + "/>";
-    default:
-        return {};
-    }
-}
-
 std::string messageText(char letter, int client, int number)
 {
-    return document(letter, client, number) + End;
+    return filled(exchangeOf(letter).document, client, number) + End;
 }
 
-std::string answerTo(const std::string& document)
+std::string answerTo(const std::string& call)
 {
-    const size_t length = document.find("<long/>") != std::string::npos ? LongAnswer : 0;
-    return "<info>" + idInside(document) + std::string(length, '.') + "</info>";
+    const size_t length = call.find("<long/>") != std::string::npos ? LongAnswer : 0;
+    return "<info>" + contentOf(call, "id") + std::string(length, '.') + "</info>";
 }
 
 std::string predictedReply(char letter, int client, int number, bool hasSystemAccount)
 {
-    const std::string id = messageId(client, number);
-    const std::string shown = field("splitid", std::to_string(number)) + field("commandtag", id);
-    switch (letter) {
-    case 'p':
-    case 'x':
-        return accepted("setPreset");
-    case 'l':
-        return element("commandAccepted", field("command", "showLive") + shown);
-    case 't':
-    case 'T':
-        return element("commandAccepted", field("command", "showTrack") + shown);
-    case 'v':
-        return accepted("setDetailViews");
-    case 's':
-        return accepted("showLiveAtSubsplit");
-    case 'm':
-    case 'M':
-        return accepted("setSplitMode");
-    case 'i':
-    case 'I':
-        return answerTo(document(letter, client, number)) + End;
-    case 'R':
-        return element("getRecorderListResponse",
-            std::string("<recorder name=\"North\" ip=\"192.0.2.10\"")
-                + (hasSystemAccount ? " usename=\"viewer\" password=\"apple\" maxnumchannels=\"16\"" : "")
-                + "><track name=\"Monday\" /></recorder>");
-    case 'P':
-        return element("getPresetsListResponse", "<preset name=\"Night\" />");
-    case 'r':
-        return rejected("showTrack", "showTrack command without valid track ID or track name");
-    case 'u':
-        return rejected(id, "Unknown command");
-    default:
-        return {};
-    }
+    const std::string reply = filled(exchangeOf(letter).reply, client, number, hasSystemAccount);
+    return reply.empty() ? reply : reply + End;
 }
 
 int takeUpdateReplies(std::string& received)
 {
-    return eraseAll(received, "<p:updateRecorderContentsFinished" + Namespace + " />" + End)
-        + eraseAll(received, rejected("updateRecorderContents", "Recorder list update already running"));
+    static const std::string Finished = filled("<p:updateRecorderContentsFinished{ns} />", 0, 0) + End;
+    static const std::string Running =
+        filled(rejected("updateRecorderContents", "Recorder list update already running"), 0, 0) + End;
+    return eraseAll(received, Finished) + eraseAll(received, Running);
 }
 
 } // namespace world

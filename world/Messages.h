@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 namespace world {
 
@@ -13,23 +12,21 @@ namespace world {
 //   R P U     getRecorderList, getPresetsList, updateRecorderContents, none of which says to the host whose it is
 //   u r e x   an unknown command, showTrack without a track, an empty message, a long setPreset
 constexpr const char* Commands = "pltTvsmMiInRPUurex";
-constexpr size_t LongMessage = 30'000;
-constexpr size_t LongAnswer = 20'000;
 
 /// How a host call and the acts name message \a number of client \a client.
 std::string messageId(int client, int number);
-/// The first id in a document; empty where there is none.
-std::string idInside(const std::string& document);
 
 std::string messageText(char letter, int client, int number);
-/// Whether the host is asked something in which there is an id.
+/// Whether the host is asked something in which there is an id, or its two numbers: 7002 for c7-m2.
 bool callsHost(char letter);
 bool isLogin(char letter);
 bool isValidLogin(char letter);
+/// What stands in the first \a element; empty where there is none.
+std::string contentOf(const std::string& document, const std::string& element);
 /// What comes back, its end included, to a client that is logged in; nothing for U, whose replies come when they may.
 std::string predictedReply(char letter, int client, int number, bool hasSystemAccount);
-/// The host's answer to a query.
-std::string answerTo(const std::string& document);
+/// The host's answer to a query, with which \a call was made.
+std::string answerTo(const std::string& call);
 
 /// Takes the replies of updateRecorderContents out of \a received. Returns their number.
 int takeUpdateReplies(std::string& received);

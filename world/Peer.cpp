@@ -1,6 +1,5 @@
 #include "Peer.h"
 
-#include "Certificates.h"
 #include "Log.h"
 
 #include <openssl/err.h>
@@ -10,10 +9,12 @@
 #include <arpa/inet.h>
 #include <array>
 #include <cerrno>
+#include <map>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace world {
 
@@ -23,80 +24,138 @@ constexpr int64_t PatienceMs = 45'000; // for what must come, also behind a crow
 constexpr int64_t SurplusPatienceMs = 700; // for a host that takes no more
 constexpr int64_t NotifyPatienceMs = 3'000;
 constexpr int64_t ConnectPatienceMs = 3'000; // for a host that does not listen now
-constexpr size_t SurplusChunk = 65'536;
-constexpr int FirstPort = 10'000; // below those that the system gives
+constexpr unsigned FirstPort = 10'000; // below those that the system gives
+constexpr unsigned ClientsLastByte = 2; // of their addresses
+constexpr unsigned StormsLastByte = 3;
 constexpr size_t OneRead = 4'000; // TLS hands on somewhat more at once
 constexpr size_t LongestPiece = 600;
 
-bool startsWith(const std::string& text, const char* start)
+std::map<std::string, SSL_CTX*>& contexts()
 {
-    return text.rfind(start, 0) == 0;
+    static auto& all = *new std::map<std::string, SSL_CTX*>; // what it holds lives as long as the process
+    return all;
+}
+
+sockaddr_in addressOf(unsigned lastByte, unsigned port)
+{
+    sockaddr_in address {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1U + lastByte);
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    return address;
+}
+
+/// A socket with an address of its own.
+int makeSocket(unsigned lastByte, unsigned port)
+{
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    for (const unsigned each : {port, 0U}) { // any one where another process has it
+        const sockaddr_in own = addressOf(lastByte, each);
+        if (bind(fd, reinterpret_cast<const sockaddr*>(&own), sizeof own) == 0)
+            break;
+    }
+    return fd;
+}
+
+bool connectTo(int fd, unsigned port)
+{
+    const sockaddr_in host = addressOf(1, port);
+    return connect(fd, reinterpret_cast<const sockaddr*>(&host), sizeof host) == 0 || errno == EISCONN;
+}
+
+void closeWithReset(int fd)
+{
+    const linger none {1, 0};
+    setsockopt(fd, SOL_SOCKET, SO_LINGER, &none, sizeof none);
+    ::close(fd);
 }
 
 } // namespace
 
-Peer::Peer(const std::string& act, int descriptor, uint16_t port)
-    : certificate(valueOf(act, "cert"))
-    , fd(descriptor)
-    , port(port)
-    , tls(SSL_new(clientContext(valueOf(act, "tls"), certificate)))
+void makeClientContexts()
+{
+    for (const std::string certificate : {"none", "good", "strange"}) {
+        for (const auto& [version, protocol] : {std::pair {"12", TLS1_2_VERSION}, std::pair {"13", TLS1_3_VERSION}}) {
+            SSL_CTX* context = contexts()[version + certificate] = SSL_CTX_new(TLS_client_method());
+            SSL_CTX_set_min_proto_version(context, protocol);
+            SSL_CTX_set_max_proto_version(context, protocol);
+            SSL_CTX_set_options(context, SSL_OP_IGNORE_UNEXPECTED_EOF);
+            if (certificate == "none")
+                continue;
+            const std::string pair = certificate == "good" ? GOOD_PAIR : STRANGE_PAIR;
+            SSL_CTX_use_certificate_file(context, (pair + "cert.pem").c_str(), SSL_FILETYPE_PEM);
+            SSL_CTX_use_PrivateKey_file(context, (pair + "key.pem").c_str(), SSL_FILETYPE_PEM);
+        }
+    }
+}
+
+void play(const std::vector<std::unique_ptr<Peer>>& peers)
+{
+    constexpr int TurnMs = 2;
+    std::vector<pollfd> polled;
+    while (std::any_of(peers.begin(), peers.end(), [](const auto& each) { return each->doneAt == 0; })) {
+        polled.clear();
+        for (const auto& each : peers) // poll() passes over those with a descriptor below 0
+            polled.push_back({each->events() != 0 ? each->descriptor() : -1, each->events(), 0});
+        poll(polled.data(), polled.size(), TurnMs);
+        const int64_t now = nowMs();
+        for (size_t index = 0; index < peers.size(); ++index)
+            peers[index]->advance(now, polled[index].revents);
+    }
+}
+
+void storm(const std::string& act, const Shared& shared)
+{
+    const int64_t begin = nowMs() + std::stoi(valueOf(act, "at"));
+    while (nowMs() < begin + std::stoi(valueOf(act, "ms")) && !shared.clientsAreDone) {
+        // It does not wait: where the system's queue is full the next try comes when there is a place.
+        const int fd = nowMs() < begin ? -1 : makeSocket(StormsLastByte, 0);
+        if (!connectTo(fd, shared.port) && errno != EINPROGRESS)
+            usleep(1'000);
+        if (fd >= 0)
+            closeWithReset(fd);
+    }
+}
+
+Peer::Peer(const std::string& act, Shared& shared)
+    : id(std::stoi(split(act, ' ').at(1)))
+    , certificate(valueOf(act, "cert"))
+    , shared(shared)
+    // A port that no other client of this world has, however short its connection. A witness connects again.
+    , fd(makeSocket(ClientsLastByte, id != 0 ? FirstPort + static_cast<unsigned>(id) : 0))
+    , tls(SSL_new(contexts().at(valueOf(act, "tls") + certificate)))
     , incoming(BIO_new(BIO_s_mem()))
     , outgoing(BIO_new(BIO_s_mem()))
-    , random(static_cast<unsigned>(std::stoi(split(act, " ").at(1)))) // the same for the same act
+    , random(static_cast<unsigned>(id)) // the same for the same act
+    , startAt(nowMs() + std::stoi(valueOf(act, "at")))
+    , stepSince(startAt)
 {
-    const std::vector<std::string> words = split(act, " ");
-    id = std::stoi(words.at(1));
-    slot = std::stoi(valueOf(act, "slot"));
-    startAt = nowMs() + std::stoi(valueOf(act, "at"));
-    steps.assign(words.begin() + 6, words.end());
+    steps = split(act, ' ');
+    steps.erase(steps.begin(), steps.begin() + 5);
     SSL_set_bio(tls, incoming, outgoing);
     SSL_set_connect_state(tls);
+    sockaddr_in own {};
+    socklen_t size = sizeof own;
+    getsockname(fd, reinterpret_cast<sockaddr*>(&own), &size);
+    address = "127.0.0." + std::to_string(ClientsLastByte) + ":" + std::to_string(ntohs(own.sin_port));
 }
 
 Peer::~Peer()
 {
     SSL_free(tls);
     if (fd >= 0)
-        close(fd);
+        ::close(fd);
 }
 
 short Peer::events() const
 {
-    if (connectedAt == 0 && !connecting)
+    if (connectedAt == 0 || doneAt != 0)
         return 0;
-    const bool reads = !connecting && !muted && !ended;
-    const bool writes = connecting || !outbox.empty() || surplus > 0;
-    return static_cast<short>((reads ? POLLIN : 0) | (writes ? POLLOUT : 0));
-}
-
-void Peer::connectNow(int64_t now)
-{
-    const int on = 1;
-    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    sockaddr_in own {};
-    own.sin_family = AF_INET;
-    own.sin_addr.s_addr = htonl(INADDR_LOOPBACK + 1U + static_cast<unsigned>(slot));
-    // A port that no other client of this world has, however short its connection. At a second try it has one.
-    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    own.sin_port = htons(static_cast<uint16_t>(FirstPort + id));
-    if (bind(fd, reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0 && errno == EADDRINUSE) {
-        own.sin_port = 0;
-        static_cast<void>(bind(fd, reinterpret_cast<const sockaddr*>(&own), sizeof own));
-    }
-    sockaddr_in host = own;
-    host.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    host.sin_port = htons(port);
-    const int result = connect(fd, reinterpret_cast<const sockaddr*>(&host), sizeof host);
-    if (result != 0 && errno != EINPROGRESS && errno != EALREADY) {
-        if (now - startAt > ConnectPatienceMs)
-            finish();
-        return;
-    }
-    connecting = true;
-    stepSince = now;
-    socklen_t size = sizeof own;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&own), &size);
-    address = "127.0.0." + std::to_string(2 + slot) + ":" + std::to_string(ntohs(own.sin_port));
+    const bool writes = !outbox.empty() || surplus > 0;
+    return static_cast<short>((muted || ended ? 0 : POLLIN) | (writes ? POLLOUT : 0));
 }
 
 void Peer::finish()
@@ -104,41 +163,36 @@ void Peer::finish()
     doneAt = nowMs(); // later than that of the turn
     note("peer", "c" + std::to_string(id) + " " + address + (endedByHost ? " was ended by the host" : " is gone"));
     if (fd >= 0)
-        close(fd);
+        ::close(fd);
     fd = -1;
 }
 
-void Peer::advance(int64_t now, short happened)
+void Peer::advance(int64_t nowMs, short happened)
 {
-    if (doneAt != 0 || now < startAt)
+    now = nowMs;
+    if (doneAt != 0 || now < startAt || (connectedAt == 0 && !connectAgain()))
         return;
-    if (connectedAt == 0) {
-        if (!connecting)
-            return connectNow(now);
-        if ((happened & (POLLOUT | POLLERR | POLLHUP)) == 0) {
-            if (now - stepSince > PatienceMs)
-                finish();
-            return;
-        }
-        connecting = false;
-        int error = 0;
-        socklen_t size = sizeof error;
-        getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size);
-        if (error != 0)
-            return now - startAt > ConnectPatienceMs ? finish() : void();
-        connectedAt = now;
-        stepSince = now;
-        note("peer", "c" + std::to_string(id) + " " + address + " has connected");
-    }
     if ((happened & (POLLIN | POLLERR | POLLHUP)) != 0)
         read();
     writeOut();
-    while (doneAt == 0 && stepIsDone(now)) {
+    while (doneAt == 0 && advanceStep()) {
         ++step;
-        phase = 0;
         stepSince = now;
         writeOut();
     }
+}
+
+bool Peer::connectAgain()
+{
+    if (connectTo(fd, shared.port)) {
+        connectedAt = stepSince = now;
+        note("peer", "c" + std::to_string(id) + " " + address + " has connected");
+        return true;
+    }
+    const bool waits = errno == EINPROGRESS || errno == EALREADY;
+    if (now - startAt > (waits ? PatienceMs : ConnectPatienceMs))
+        finish();
+    return false;
 }
 
 void Peer::read()
@@ -153,7 +207,7 @@ void Peer::read()
         else
             BIO_write(incoming, buffer.data(), static_cast<int>(count));
     }
-    if (!greeted && !greet())
+    if (!greeted)
         return;
     ERR_clear_error();
     int count = 0;
@@ -161,6 +215,7 @@ void Peer::read()
         received.append(buffer.data(), static_cast<size_t>(count));
     const int error = SSL_get_error(tls, count);
     endedInTls = endedInTls || error == SSL_ERROR_ZERO_RETURN || error == SSL_ERROR_SSL;
+    updateReplies += takeUpdateReplies(received);
     collect();
 }
 
@@ -178,203 +233,212 @@ void Peer::writeOut()
     while (!outbox.empty() && !finSent && !held) {
         const size_t size = inPieces ? std::min(outbox.size(), 1 + random() % LongestPiece) : outbox.size();
         const ssize_t count = ::send(fd, outbox.data(), size, MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (count < 0) {
-            ended = ended || (errno != EAGAIN && errno != EINTR);
-            break;
-        }
-        outbox.erase(0, static_cast<size_t>(count));
-        if (inPieces)
+        ended = ended || (count < 0 && errno != EAGAIN && errno != EINTR);
+        outbox.erase(0, count < 0 ? 0 : static_cast<size_t>(count));
+        if (inPieces || count < 0)
             break;
     }
     if (ended)
         outbox.clear();
 }
 
-void Peer::addJunk(size_t size)
+Peer::Step Peer::stepOf(const std::string& name)
 {
-    hasSpoilt = true;
-    while (size-- > 0)
-        outbox += static_cast<char>(random());
+    static const std::map<std::string, Step> All {{"hello", &Peer::hello}, {"half", &Peer::half}, {"junk", &Peer::junk},
+        {"bad", &Peer::bad}, {"send", &Peer::send}, {"wait", &Peer::wait}, {"sleep", &Peer::sleep},
+        {"mute", &Peer::mute}, {"surplus", &Peer::sendSurplus}, {"witness", &Peer::witness},
+        {"notified", &Peer::notified}, {"reset", &Peer::reset}, {"leave", &Peer::leave}, {"close", &Peer::close},
+        {"notify", &Peer::notify}, {"fin", &Peer::fin}};
+    return All.at(name);
 }
 
-bool Peer::greet()
+bool Peer::advanceStep()
 {
-    if (step >= steps.size() || steps[step] != "hello")
+    const std::string text = step < steps.size() ? steps[step] : "reset";
+    const std::string name = text.substr(0, text.find(':'));
+    const bool looksNoMore = name == "reset" || name == "leave";
+    if ((ended || (endedInTls && !hasSpoilt && !saidGoodbye && !looksNoMore)) && !finSent) {
+        endedByHost = !saidGoodbye;
+        orderly = saidGoodbye && !hasSpoilt;
+        finish();
         return false;
+    }
+    if (now - stepSince > PatienceMs) {
+        waitedInVain = outbox.empty() && !ended;
+        finish();
+        return false;
+    }
+    held = held && (looksNoMore || name == "close" || name == "notify" || name == "fin");
+    if (!outbox.empty() && !looksNoMore && !held && name != "surplus")
+        return false;
+    argument = text.substr(std::min(text.size(), name.size() + 1));
+    return (this->*stepOf(name))();
+}
+
+bool Peer::hello()
+{
+    outbox += heldBack;
+    heldBack.clear();
     ERR_clear_error();
     const int result = SSL_do_handshake(tls);
     collect();
     greeted = result == 1;
     endedInTls = endedInTls || (!greeted && SSL_get_error(tls, result) == SSL_ERROR_SSL);
     if (greeted)
-        handshakeAt = nowMs();
+        read(); // what came with the end of the handshake
     return greeted;
 }
 
-bool Peer::send(const std::string& how, const std::string& letters)
+bool Peer::half()
 {
-    std::string together;
-    for (const char letter : letters) {
-        const int number = static_cast<int>(messages.size());
-        const bool admitted = !messages.empty() && (messages.back().admitted || isValidLogin(messages.back().letter));
-        const bool system = !messages.empty() && (messages.back().hasSystemAccount || messages.back().letter == 'O');
-        messages.push_back({letter, admitted, system, -1});
-        if (admitted)
-            due += predictedReply(letter, id, number, system).size();
-        const std::string text = messageText(letter, id, number);
-        if (how == "burst") {
-            SSL_write(tls, text.data(), static_cast<int>(text.size()));
-            collect();
-            writeOut();
-        } else {
-            together += text;
-        }
-    }
-    if (together.size() < OneRead && (how == "one" || how == "held"))
-        for (size_t number = messages.size() - letters.size(); number < messages.size(); ++number)
-            messages[number].record = static_cast<int>(step);
-    inPieces = how == "pieces";
-    held = how == "held";
-    for (size_t begin = 0; begin < together.size();) {
-        const size_t left = together.size() - begin;
-        const size_t size = inPieces ? std::min(left, 1 + random() % LongestPiece) : left;
-        SSL_write(tls, together.data() + begin, static_cast<int>(size));
-        begin += size;
-    }
+    SSL_do_handshake(tls);
     collect();
+    heldBack = outbox.substr(outbox.size() / 2);
+    outbox.resize(outbox.size() / 2);
     return true;
 }
 
-bool Peer::hasAllReplies() const
+bool Peer::junk()
 {
-    std::string others = received;
-    takeUpdateReplies(others);
-    return others.size() >= due;
+    hasSpoilt = true;
+    for (size_t size = std::stoul(argument); size > 0; --size)
+        outbox += static_cast<char>(random());
+    return true;
 }
 
-bool Peer::stepIsDone(int64_t now)
+bool Peer::bad()
 {
-    const bool isMuteEnd = step >= steps.size() || steps[step] == "reset" || steps[step] == "leave";
-    if ((ended || (endedInTls && !hasSpoilt && !saidGoodbye && !isMuteEnd)) && !finSent) {
-        endedByHost = !saidGoodbye;
-        orderly = saidGoodbye && !hasSpoilt;
-        finish();
+    putIntoTls("<bad/>");
+    outbox[outbox.size() - 3] = static_cast<char>(outbox[outbox.size() - 3] ^ 1);
+    return hasSpoilt = true;
+}
+
+void Peer::putIntoTls(const std::string& text)
+{
+    SSL_write(tls, text.data(), static_cast<int>(text.size()));
+    collect();
+}
+
+bool Peer::send()
+{
+    const std::vector<std::string> words = split(argument, ':');
+    sendMessages(words.at(0), words.at(1));
+    return true;
+}
+
+void Peer::sendMessages(const std::string& how, const std::string& letters)
+{
+    const size_t first = messages.size();
+    inPieces = how == "pieces";
+    held = how == "held";
+    std::string together;
+    for (const char letter : letters) {
+        const int number = static_cast<int>(messages.size());
+        const bool admitted = number > 0 && (messages.back().admitted || isValidLogin(messages.back().letter));
+        const bool system = number > 0 && (messages.back().hasSystemAccount || messages.back().letter == 'O');
+        messages.push_back({letter, admitted, system, -1});
+        if (admitted)
+            due += predictedReply(letter, id, number, system).size();
+        together += messageText(letter, id, number);
+    }
+    if (together.size() < OneRead && (how == "one" || how == "held"))
+        for (size_t number = first; number < messages.size(); ++number)
+            messages[number].record = static_cast<int>(step);
+    while (!together.empty()) {
+        const size_t size = inPieces ? std::min(together.size(), 1 + random() % LongestPiece) : together.size();
+        putIntoTls(together.substr(0, size));
+        together.erase(0, size);
+    }
+}
+
+bool Peer::sendSurplus()
+{
+    static const std::string Junk(65'536, 'j');
+    if (surplus == 0)
+        surplus = std::stoul(argument) << 20U;
+    for (ssize_t count = 1; surplus > 0 && count > 0;) {
+        count = ::send(fd, Junk.data(), std::min(surplus, Junk.size()), MSG_NOSIGNAL | MSG_DONTWAIT);
+        ended = ended || (count < 0 && errno != EAGAIN && errno != EINTR);
+        surplus -= count > 0 ? static_cast<size_t>(count) : 0;
+        stepSince = count > 0 ? now : stepSince;
+    }
+    if (now - stepSince > SurplusPatienceMs)
+        surplus = 0;
+    return surplus == 0;
+}
+
+bool Peer::witness()
+{
+    if (!hasAllReplies())
+        return false;
+    const int64_t us = nowUs();
+    if (askedAtUs == 0) {
+        askedAtUs = us;
+        stepSince = now;
+        sendMessages("one", "u");
+        writeOut();
         return false;
     }
-    if (!outbox.empty() && !isMuteEnd && !held) {
-        if (now - stepSince > PatienceMs && surplus == 0)
-            finish();
-        return false;
-    }
-    if (step >= steps.size())
-        return endIsDone("reset", now);
-    const std::string& text = steps[step];
-    held = held && text.rfind("send:", 0) != 0
-        && (text == "close" || text == "notify" || text == "fin" || text == "leave");
-    const std::string rest = text.substr(std::min(text.size(), text.find(':') + 1));
-    if (text == "hello") {
-        outbox += heldBack;
-        heldBack.clear();
-        if (now - stepSince > PatienceMs)
-            finish();
-        return greeted || greet();
-    }
-    if (text == "half") {
-        SSL_do_handshake(tls);
-        collect();
-        heldBack = outbox.substr(outbox.size() / 2);
-        outbox.resize(outbox.size() / 2);
-        return true;
-    }
-    if (startsWith(text, "send:"))
-        return send(rest.substr(0, rest.find(':')), rest.substr(rest.find(':') + 1));
-    if (startsWith(text, "sleep:"))
-        return now - stepSince >= std::stoi(rest);
-    if (startsWith(text, "junk:")) {
-        addJunk(std::stoul(rest));
-        return true;
-    }
-    if (text == "bad") {
-        SSL_write(tls, "<bad/>", 6);
-        collect();
-        outbox[outbox.size() - 3] = static_cast<char>(outbox[outbox.size() - 3] ^ 1);
-        hasSpoilt = true;
-        return true;
-    }
-    if (text == "wait") {
-        waitedInVain = now - stepSince > PatienceMs && !hasAllReplies();
-        return waitedInVain || hasAllReplies();
-    }
-    if (text == "keyupdate") {
-        if (SSL_version(tls) == TLS1_3_VERSION)
-            SSL_key_update(tls, SSL_KEY_UPDATE_REQUESTED);
-        return true;
-    }
-    if (text == "notified") {
+    shared.figures.longestWaitUs = std::max<int64_t>(shared.figures.longestWaitUs, us - askedAtUs);
+    askedAtUs = 0; // the next question comes in the next turn
+    return shared.clientsAreDone;
+}
+
+bool Peer::notified()
+{
+    SSL_shutdown(tls);
+    collect();
+    return hasSpoilt = true;
+}
+
+bool Peer::reset()
+{
+    closeWithReset(std::exchange(fd, -1));
+    finish();
+    return false;
+}
+
+bool Peer::leave()
+{
+    sayGoodbye();
+    finish();
+    return false;
+}
+
+void Peer::sayGoodbye()
+{
+    held = false;
+    if (greeted && !saidGoodbye) {
         SSL_shutdown(tls);
         collect();
-        hasSpoilt = true;
-        return true;
+        saidGoodbye = true;
     }
-    if (text == "mute")
-        return muted = true;
-    if (startsWith(text, "surplus:")) {
-        hasSpoilt = true;
-        if (phase == 0)
-            surplus = std::stoul(rest) << 20U;
-        phase = 1;
-        static const std::string junk(SurplusChunk, 'j');
-        for (ssize_t count = 1; surplus > 0 && count > 0;) {
-            count = ::send(fd, junk.data(), std::min(surplus, junk.size()), MSG_NOSIGNAL | MSG_DONTWAIT);
-            ended = ended || (count < 0 && errno != EAGAIN && errno != EINTR);
-            surplus -= count > 0 ? static_cast<size_t>(count) : 0;
-            stepSince = count > 0 ? now : stepSince;
-        }
-        if (now - stepSince > SurplusPatienceMs)
-            surplus = 0;
-        return surplus == 0;
-    }
-    return endIsDone(text, now);
+    writeOut();
 }
 
-bool Peer::endIsDone(const std::string& how, int64_t now)
+bool Peer::close()
 {
-    if (how == "reset" || how == "leave") {
-        held = false;
-        if (how == "leave" && greeted) {
-            SSL_shutdown(tls);
-            collect();
-            writeOut();
-        }
-        const linger none {how == "reset" ? 1 : 0, 0};
-        setsockopt(fd, SOL_SOCKET, SO_LINGER, &none, sizeof none);
-        finish();
-        return false;
-    }
-    if (phase == 0) {
-        if (how != "fin" && greeted) {
-            SSL_shutdown(tls);
-            collect();
-        }
-        held = false;
-        writeOut();
-        saidGoodbye = how != "fin" && greeted;
-        phase = 1;
-        if (!outbox.empty())
-            return false;
-    }
-    if (phase == 1 && how == "notify" && !hasAllReplies() && now - stepSince < NotifyPatienceMs)
-        return false;
-    if (phase == 1) {
+    sayGoodbye();
+    return fin();
+}
+
+bool Peer::notify()
+{
+    sayGoodbye();
+    return (hasAllReplies() || now - stepSince >= NotifyPatienceMs) && fin();
+}
+
+bool Peer::fin()
+{
+    held = false;
+    writeOut();
+    if (outbox.empty() && !finSent) {
         shutdown(fd, SHUT_WR);
         finSent = true;
         orderly = !hasSpoilt;
-        phase = 2;
     }
-    if (ended || now - stepSince > PatienceMs) {
-        waitedInVain = !ended;
+    if (ended)
         finish();
-    }
     return false;
 }
 

@@ -1,10 +1,11 @@
 #pragma once
 
 #include "Messages.h"
+#include "Shared.h"
 
 #include <openssl/types.h>
 
-#include <cstdint>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -13,21 +14,21 @@ namespace world {
 
 /// One client, which is not Qt: TLS over memory, so that its bytes can be cut, held back and spoilt at will.
 ///
-/// Its act: client ID slot=S at=MS tls=12|13 cert=none|good|strange STEP... The steps, one after the other:
+/// Its act: client ID at=MS tls=12|13 cert=none|good|strange STEP... The steps, one after the other:
 ///   hello             the whole handshake              half      the first half of a ClientHello
 ///   junk:N            N bytes that are no TLS          bad       a record with a bit turned round
-///   send:HOW:LETTERS  messages; HOW: one (one write, records as long as they get), burst (a record and a write each),
-///                     pieces (records and writes cut anywhere), held (in one write with the end behind it)
+///   send:HOW:LETTERS  messages; HOW: one (one write, records as long as they get), pieces (records and writes cut
+///                     anywhere), held (in one write with the end behind it)
 ///   wait              for all replies that are due     sleep:MS
-///   keyupdate         with a request for the host's    mute      reads no more
-///   surplus:MB        junk for as long as it is taken
+///   surplus:MB        junk for as long as it is taken  mute      reads no more
+///   witness           one command after the other, the wait for each reply measured, until the others are done
 /// The end, which is also the way in which it goes where no other is given:
 ///   close   close_notify, FIN, reads until the end     fin       the same without close_notify
 ///   notify  close_notify, reads what is due, then FIN  notified  close_notify, then goes on with the steps
 ///   reset   RST                                        leave     close_notify, and closes the socket at once
 class Peer {
 public:
-    Peer(const std::string& act, int descriptor, uint16_t port);
+    Peer(const std::string& act, Shared& shared);
     ~Peer();
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
@@ -36,7 +37,7 @@ public:
     short events() const;
     int descriptor() const { return fd; }
     /// Does what can be done now.
-    void advance(int64_t now, short happened);
+    void advance(int64_t nowMs, short happened);
 
     struct Message {
         char letter;
@@ -46,16 +47,16 @@ public:
     };
 
     // For those who judge, once it is done:
-    int id = 0;
-    int slot = 0;
+    int id;
     std::string certificate;
     std::string address; ///< its own, with port
     std::vector<std::string> steps;
     std::vector<Message> messages; ///< in the order of sending; number N has the index N
-    std::string received;
+    std::string received; ///< without the replies of updateRecorderContents
+    int updateReplies = 0;
     int64_t connectedAt = 0; ///< 0: never
-    int64_t handshakeAt = 0;
     int64_t doneAt = 0; ///< 0: not yet
+    bool greeted = false; ///< the handshake is done
     bool orderly = false; ///< it has sent all and ended in an orderly way before the host did, and read until the end
     bool saidGoodbye = false; ///< orderly, with a close_notify
     bool endedByHost = false;
@@ -63,20 +64,39 @@ public:
     bool hasSpoilt = false; ///< sent what is no TLS
 
 private:
-    bool stepIsDone(int64_t now); ///< does what of the present step can be done
-    bool endIsDone(const std::string& how, int64_t now);
-    bool greet();
-    bool send(const std::string& how, const std::string& letters);
-    bool hasAllReplies() const;
-    void connectNow(int64_t now);
+    using Step = bool (Peer::*)(); ///< does what it can; whether it is done
+    static Step stepOf(const std::string& name);
+
+    bool hello();
+    bool half();
+    bool junk();
+    bool bad();
+    bool send();
+    bool wait() { return hasAllReplies(); }
+    bool sleep() { return now - stepSince >= std::stoi(argument); }
+    bool mute() { return muted = true; }
+    bool sendSurplus();
+    bool witness();
+    bool notified();
+    bool reset();
+    bool leave();
+    bool close();
+    bool notify();
+    bool fin();
+
+    bool advanceStep();
+    void sendMessages(const std::string& how, const std::string& letters);
+    void putIntoTls(const std::string& text);
+    void sayGoodbye();
+    bool hasAllReplies() const { return received.size() >= due; }
+    bool connectAgain();
     void finish();
     void read();
     void writeOut();
     void collect(); ///< what TLS has made
-    void addJunk(size_t size);
 
+    Shared& shared;
     int fd;
-    uint16_t port;
     SSL* tls;
     BIO* incoming; ///< owned by tls, as outgoing
     BIO* outgoing;
@@ -84,19 +104,28 @@ private:
     std::string outbox;
     std::string heldBack; ///< the rest of half a ClientHello
     size_t step = 0;
-    int phase = 0; ///< of the present step
+    std::string argument; ///< of the step
+    int64_t now = 0;
     int64_t startAt;
-    int64_t stepSince = 0;
+    int64_t stepSince;
     size_t due = 0; ///< length of all replies that are predicted
-    bool connecting = false;
-    bool greeted = false;
+    size_t surplus = 0;
+    int64_t askedAtUs = 0; ///< by a witness; 0: nothing
     bool inPieces = false;
     bool muted = false;
     bool held = false; ///< what is to leave waits for what comes with it
     bool ended = false; ///< the host, or the network, has ended the connection
     bool endedInTls = false;
     bool finSent = false;
-    size_t surplus = 0;
 };
+
+/// Before there are threads: what all clients with these certificates have in common.
+void makeClientContexts();
+
+/// Plays clients until they are done.
+void play(const std::vector<std::unique_ptr<Peer>>& peers);
+
+/// Connects and resets the connection at once, again and again, as \a act says.
+void storm(const std::string& act, const Shared& shared);
 
 } // namespace world

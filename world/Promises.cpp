@@ -6,7 +6,9 @@
 #include <QJsonObject>
 
 #include <algorithm>
+#include <array>
 #include <map>
+#include <regex>
 #include <set>
 
 namespace world {
@@ -14,39 +16,7 @@ namespace world {
 namespace {
 
 constexpr int64_t SlackMs = 5; // of the times in the log
-
-struct Period {
-    int64_t begin;
-    int64_t end;
-};
-
-struct Login {
-    std::string event;
-    std::string user;
-    bool operator==(const Login&) const = default;
-};
-
-struct Ending {
-    int64_t ms;
-    std::string limit;
-};
-
-bool isAt(const std::string& address, int slot)
-{
-    return address.rfind("127.0.0.", 0) == 0 && (address.at(8) - '0') % SlotCount == slot;
-}
-
-/// Address and port of one of those who connect.
-bool isWhole(const std::string& address)
-{
-    return (isAt(address, 0) || isAt(address, 1)) && address.find_first_not_of("0123456789", 10) == std::string::npos
-        && address.compare(9, 1, ":") == 0 && address.compare(10, 1, "0") > 0;
-}
-
-bool isClients(const std::string& address)
-{
-    return address.at(8) < '4'; // others are the witness and storms
-}
+constexpr int64_t StormsClients = 1'000;
 
 std::string joined(const std::vector<std::string>& words)
 {
@@ -56,11 +26,18 @@ std::string joined(const std::vector<std::string>& words)
     return all;
 }
 
+template <typename Value> bool isBeginning(const std::vector<Value>& part, const std::vector<Value>& whole)
+{
+    return part.size() <= whole.size() && std::equal(part.begin(), part.end(), whole.begin());
+}
+
 class Judge {
 public:
     Judge(const std::vector<std::string>& acts, const std::vector<Line>& log,
         const std::vector<std::unique_ptr<Peer>>& peers)
         : peers(peers)
+        , seesLines(valueOf(acts.at(0), "lines") == "on")
+        , seesAudit(valueOf(acts.at(0), "audit") == "on")
     {
         for (const std::string& each : acts)
             takeAct(each);
@@ -71,184 +48,118 @@ public:
     std::vector<std::string> judge()
     {
         for (const auto& each : peers)
-            judgeCommands(*each);
+            judgePeer(*each);
         for (const auto& [address, balance] : connections)
-            if (balance != 0)
-                breach("audit", address + " has not ended");
-        if (seesAudit && seesLines && !destroys && invalidLines != invalidEntries)
-            breach("audit",
-                std::to_string(invalidLines) + " logins were invalid, " + std::to_string(invalidEntries)
-                    + " stand in the audit trail");
+            check(balance == 0, "audit", address + " has not ended");
+        check(!seesAudit || !seesLines || hasEnded || invalidLines == invalidEntries, "audit",
+            std::to_string(invalidLines) + " logins were invalid, " + std::to_string(invalidEntries) + " entries are");
         return breaches;
     }
 
 private:
-    void breach(const char* promise, const std::string& text)
+    void check(bool isKept, const char* promise, const std::string& text)
     {
-        breaches.push_back(std::string(promise) + ": " + text);
+        if (!isKept)
+            breaches.push_back(promise + (": " + text));
     }
 
     void takeAct(const std::string& act)
     {
-        const std::vector<std::string> words = split(act, " ");
-        if (words.at(0) == "world") {
-            seesLines = valueOf(act, "lines") == "on";
-            hasLines = seesLines;
-            seesAudit = valueOf(act, "audit") == "on";
-        }
+        const std::vector<std::string> words = split(act, ' ');
         storms = storms || words.at(0) == "storm";
         if (words.at(0) != "host")
             return;
-        const std::vector<std::string> what = split(words.at(2), ":");
-        if (what[0] == "lines")
-            seesLines = false; // not always
-        hasLines = hasLines || what[0] == "lines";
-        if (what[0] == "audit")
-            seesAudit = false;
-        if (what[0] == "limits" && what[2] != "none")
-            limits[std::stoi(what[1])].insert(what[2]);
-        if (what[0] == "tls" && what[2] != "rsa" && what[2] != "elliptic")
-            asksForCertificate.insert(std::stoi(what[1]));
+        const std::vector<std::string> what = split(words.at(2), ':');
+        if (what[0] == "limits" && what[1] != "none")
+            limits.insert(what[1]);
+        asksForCertificate = asksForCertificate || (what[0] == "tls" && what[1] != "rsa" && what[1] != "elliptic");
     }
 
     void takeLine(const Line& line)
     {
-        if (line.type == "call")
-            takeCall(line.text);
+        if (line.type == "call" && line.text[0] == 'c')
+            calls[std::stoi(line.text.substr(1))].push_back(line.text);
         else if (line.type == "act")
-            takeHostAct(line);
+            takeHostAct(line.text);
         else if (line.category == "orvane.audit" && line.type == "info")
             takeAudit(line);
         else if (line.category == "default" && line.type == "debug")
             takeDebugLine(line);
-        else if (line.type != "peer" && line.type != "broken")
-            breach("quiet", line.type + " " + line.text);
+        else
+            check(line.category == "-" || line.text.empty(), "quiet", line.type + " " + line.text);
     }
 
-    void takeCall(const std::string& id)
+    void takeHostAct(const std::string& text)
     {
-        if (id[0] == 'c')
-            calls[std::stoi(id.substr(1))].push_back(id);
-    }
-
-    void takeHostAct(const Line& line)
-    {
-        const std::vector<std::string> words = split(line.text, " ");
-        const std::vector<std::string> what = split(words[0], ":");
-        const bool hasSlot = what[0] != "loop" && what[0] != "slow" && what.size() > 1 && what[1].size() == 1;
-        const int slot = hasSlot ? what[1][0] - '0' : 0;
-        if (what[0] == "paused")
-            paused.insert(slot);
-        if (what[0] == "resume" || what[0] == "relisten" || what[0] == "listen" || what[0] == "renew"
-            || what[0] == "destroy" || what[0] == "close")
-            paused.erase(slot);
-        if (what[0] == "destroy" || what[0] == "renew") {
-            destroyed[slot].push_back(line.ms);
-            destroys = true;
-        }
-        if (what[0] == "close" || what[0] == "relisten")
-            closed[slot].push_back(line.ms);
-        if (what[0] != "loop")
-            return;
-        const std::string& place = words.at(2);
-        if (place.rfind("call:c", 0) == 0)
-            loopedIn.insert(std::stoi(place.substr(6)));
-        else if (place.rfind("at:", 0) != 0)
-            loops.push_back({line.ms, line.ms + std::stoi(what[1])});
+        static const std::regex Ends("(destroy|renew|close|relisten)\\b.*");
+        static const std::regex EndsPause("(destroy|renew|close|relisten|listen|resume)\\b.*");
+        static const std::regex LoopsInCall("loop:[0-9]+ in call:c([0-9]+)-.*");
+        static const std::regex LoopsInLine("loop:[0-9]+ in (call|line|audit).*");
+        std::smatch found;
+        hasEnded = hasEnded || std::regex_match(text, Ends);
+        paused = text == "paused" || (paused && !std::regex_match(text, EndsPause));
+        if (std::regex_match(text, found, LoopsInCall))
+            loopedIn.insert(std::stoi(found.str(1)));
+        else
+            loopsInLines = loopsInLines || std::regex_match(text, LoopsInLine);
     }
 
     void takeDebugLine(const Line& line)
     {
-        const std::string& text = line.text;
-        static const std::string New = "New OrvaneConnection from QHostAddress(\"";
-        if (text.rfind(New, 0) == 0)
-            accept(text.substr(New.size()));
-        invalidLines += text.rfind("3rd Party", 0) == 0 ? 1 : 0;
-        static const std::string Exceeded = "OrvaneConnection exceeded a limit: ";
-        if (text.rfind(Exceeded, 0) == 0) {
-            const std::vector<std::string> words = split(text.substr(Exceeded.size()), " ");
-            words.size() == 2 ? takeLimit(line.ms, words[0], words[1]) : breach("limits", text);
-        }
+        static const std::regex Exceeded("OrvaneConnection exceeded a limit: (\\w+) (.*)");
+        std::smatch found;
+        // Whoever waited for a place had been accepted before.
+        const bool isNew = line.text.starts_with("New OrvaneConnection");
+        check(!isNew || !paused || !limits.empty(), "pause", "a client was accepted in a pause");
+        invalidLines += line.text.starts_with("3rd Party") ? 1 : 0;
+        if (std::regex_match(line.text, found, Exceeded))
+            takeLimit(line.ms, found.str(1), found.str(2));
     }
 
-    /// Whoever waited for a place had been accepted before.
-    void accept(const std::string& address)
+    bool isWhole(const std::string& address)
     {
-        for (const int slot : paused)
-            if (isAt(address, slot) && limits[slot].empty())
-                breach("pause", "server " + std::to_string(slot) + " has accepted a client in a pause");
+        static const std::regex Whole("127\\.0\\.0\\.[23]:[1-9][0-9]*");
+        const bool isRight = address == "unknown" || std::regex_match(address, Whole); // it had gone before
+        check(isRight, "address", "somebody is " + address);
+        return isRight && address != "unknown";
     }
 
     void takeLimit(int64_t ms, const std::string& limit, const std::string& address)
     {
-        if (address == "unknown") // it had gone before it was accepted
-            return;
         if (!isWhole(address))
-            return breach("address", "who exceeded a limit was " + address);
-        endings[address].push_back({ms, limit});
-        const bool mayBeAnybodys = limit == "maxClients" || limit == "handshakeTimeout" || limit == "loginTimeout";
-        if (!isClients(address) && !mayBeAnybodys)
-            breach("limits", address + " exceeded " + limit);
-        if (isClients(address))
-            judgeEnding(ms, limit, address);
-    }
-
-    void judgeEnding(int64_t ms, const std::string& limit, const std::string& address)
-    {
-        const auto found =
-            std::find_if(peers.begin(), peers.end(), [&address](const auto& each) { return each->address == address; });
-        if (found == peers.end())
-            return breach("limits", "nobody is " + address);
-        const Peer& peer = **found;
-        bool justified = false;
-        for (const std::string& each : limits[peer.slot])
-            justified = justified || hasExceeded(peer, limit, limitsOf(each), ms);
-        if (!justified)
-            breach("limits", "c" + std::to_string(peer.id) + " was ended for " + limit);
+            return;
+        endings.insert(address);
+        for (const auto& each : peers)
+            if (each->address == address)
+                check(std::any_of(limits.begin(), limits.end(),
+                          [&](const std::string& name) { return hasExceeded(*each, limit, limitsOf(name), ms); }),
+                    "limits", "c" + std::to_string(each->id) + " was ended for " + limit);
     }
 
     bool hasExceeded(
         const Peer& peer, const std::string& limit, const OrvaneInterface::OrvaneLimits& most, int64_t ms) const
     {
-        qint64 invalid = 0;
-        qint64 longest = 0;
-        size_t unsent = 0;
+        int64_t invalid = 0;
+        int64_t longest = 0;
+        int64_t unsent = 0;
         for (size_t number = 0; number < peer.messages.size(); ++number) {
             const Peer::Message& each = peer.messages[number];
             const int n = static_cast<int>(number);
             invalid += isLogin(each.letter) && !isValidLogin(each.letter) ? 1 : 0;
-            const auto length = static_cast<qint64>(messageText(each.letter, peer.id, n).size());
-            longest = std::max(longest, length);
-            unsent += predictedReply(each.letter, peer.id, n, each.hasSystemAccount).size();
+            longest = std::max(longest, std::ssize(messageText(each.letter, peer.id, n)));
+            unsent += std::ssize(predictedReply(each.letter, peer.id, n, each.hasSystemAccount));
         }
-        const auto waited = [&](std::chrono::milliseconds time) {
-            return time.count() > 0 && ms - peer.connectedAt >= time.count() * 9 / 10 - SlackMs;
-        };
-        if (limit == "maxClients")
-            return most.maxClients > 0 && together(peer) >= most.maxClients;
-        if (limit == "maxInvalidLogins")
-            return most.maxInvalidLogins > 0 && invalid > most.maxInvalidLogins;
-        if (limit == "maxMessageLength")
-            return most.maxMessageLength > 0 && longest > most.maxMessageLength;
-        if (limit == "maxMessageLengthBeforeLogin")
-            return most.maxMessageLengthBeforeLogin > 0 && longest > most.maxMessageLengthBeforeLogin;
-        if (limit == "maxUnsentBytes")
-            return most.maxUnsentBytes > 0 && static_cast<qint64>(unsent) > most.maxUnsentBytes;
-        if (limit == "handshakeTimeout")
-            return waited(most.handshakeTimeout);
-        return limit == "loginTimeout" && waited(most.loginTimeout);
-    }
-
-    /// Who may have been connected at the same time, beside it; the witness and a storm, too.
-    int together(const Peer& peer) const
-    {
-        int count = 0;
-        for (const auto& each : peers)
-            count += each->slot == peer.slot && each->id != peer.id && each->connectedAt != 0
-                    && each->connectedAt <= peer.doneAt + SlackMs
-                ? 1
-                : 0;
-        return storms ? 1'000 : count + 1;
+        const int64_t clients = storms ? StormsClients : std::ssize(peers);
+        const int64_t waited = (ms - peer.connectedAt + SlackMs) * 10 / 9;
+        const std::map<std::string, std::pair<int64_t, int64_t>> figures {{"maxClients", {clients, most.maxClients}},
+            {"maxInvalidLogins", {invalid, most.maxInvalidLogins}},
+            {"maxMessageLength", {longest, most.maxMessageLength}},
+            {"maxMessageLengthBeforeLogin", {longest, most.maxMessageLengthBeforeLogin}},
+            {"maxUnsentBytes", {unsent, most.maxUnsentBytes}},
+            {"handshakeTimeout", {waited, most.handshakeTimeout.count()}},
+            {"loginTimeout", {waited, most.loginTimeout.count()}}};
+        const auto& [figure, limitsFigure] = figures.at(limit);
+        return limitsFigure > 0 && figure > limitsFigure;
     }
 
     void takeAudit(const Line& line)
@@ -256,152 +167,107 @@ private:
         const bool ascii =
             std::all_of(line.text.begin(), line.text.end(), [](char each) { return each >= ' ' && each <= '~'; });
         const QJsonObject entry = QJsonDocument::fromJson(QByteArray::fromStdString(line.text)).object();
-        const std::string event = entry.value(QLatin1String("event")).toString().toStdString();
-        const std::string peer = entry.value(QLatin1String("peer")).toString().toStdString();
-        if (!ascii || event.empty())
-            return breach("audit", "an entry is " + line.text);
-        if (peer == "unknown") // it had gone before it was accepted
+        const auto value = [&entry](
+                               const char* key) { return entry.value(QLatin1String(key)).toString().toStdString(); };
+        const std::string event = value("event");
+        const std::string address = value("peer");
+        check(ascii && !event.empty(), "audit", "an entry is " + line.text);
+        if (!isWhole(address))
             return;
-        if (!isWhole(peer))
-            breach("address", "an entry is " + line.text);
-        if (event == "connected" && !hasLines) // otherwise the pause may have begun in the line before it
-            accept(peer);
-        if (event == "exceededLimit" && !seesLines)
-            takeLimit(line.ms, entry.value(QLatin1String("limit")).toString().toStdString(), peer);
-        if (event == "login" || event == "invalidLogin")
-            logins[peer].push_back({event, entry.value(QLatin1String("user")).toString().toStdString()});
         invalidEntries += event == "invalidLogin" && !entry.contains(QLatin1String("account")) ? 1 : 0;
-        if (!seesAudit || !isWhole(peer))
-            return;
-        if (event == "connected" && connections[peer]++ != 0)
-            breach("audit", peer + " begins twice");
-        if (event == "disconnected" && connections[peer]-- != 1)
-            breach("audit", peer + " ends without a beginning");
-    }
-
-    bool wasIn(const std::vector<int64_t>& times, int64_t begin, int64_t end) const
-    {
-        return std::any_of(times.begin(), times.end(),
-            [begin, end](int64_t each) { return each >= begin - SlackMs && each <= end + SlackMs; });
+        if (event == "exceededLimit")
+            takeLimit(line.ms, value("limit"), address);
+        if (event == "login" || event == "invalidLogin")
+            logins[address].push_back(event + " " + value("user"));
+        if (event == "connected")
+            check(connections[address]++ == 0, "audit", address + " begins twice");
+        if (event == "disconnected")
+            check(connections[address]-- == 1, "audit", address + " ends without a beginning");
     }
 
     /// Whether the host, a limit or the network may have ended it before its time.
-    bool mayHaveBeenEnded(const Peer& peer)
+    bool mayHaveBeenEnded(const Peer& peer) const
     {
-        if (wasIn(destroyed[peer.slot], peer.connectedAt, peer.doneAt) || endings.contains(peer.address))
-            return true;
-        if (!seesLines && !seesAudit && !limits[peer.slot].empty())
-            return true;
-        if (asksForCertificate.contains(peer.slot) && peer.certificate != "good")
-            return true;
-        return wasIn(closed[peer.slot], peer.connectedAt, peer.handshakeAt != 0 ? peer.handshakeAt : peer.doneAt);
+        const bool mayBeLimited = !seesLines && !seesAudit && !limits.empty();
+        const bool mayBeRefused = asksForCertificate && peer.certificate != "good";
+        return hasEnded || mayBeLimited || mayBeRefused || endings.contains(peer.address);
     }
 
-    /// Whether the host ran events while it had messages of the client in its hands.
-    bool mayHaveBeenInterrupted(const Peer& peer) const
+    /// What was read is carried out, whatever has become of the client: of each record all, when a part of it was.
+    void judgeRecords(const Peer& peer, const std::string& name)
     {
-        return loopedIn.contains(peer.id) || std::any_of(loops.begin(), loops.end(), [&peer](const Period& each) {
-            return each.end >= peer.connectedAt - SlackMs && each.begin <= peer.doneAt + SlackMs;
-        });
-    }
-
-    /// What was read is carried out, whatever has become of the client: in the record that ends with message \a last
-    /// the last call, too, when the first one has been made.
-    void judgeRecord(const Peer& peer, const std::string& name, size_t last)
-    {
-        std::string missing;
-        bool begun = false;
-        for (size_t number = last; number > 0 && peer.messages[number].record == peer.messages[last].record; --number) {
-            const std::string id = messageId(peer.id, static_cast<int>(number));
-            if (!peer.messages[number].admitted || !callsHost(peer.messages[number].letter))
+        const std::vector<std::string>& made = calls[peer.id];
+        std::map<int, bool> isBegun; // by record
+        for (size_t number = peer.messages.size(); number-- > 0;) {
+            const Peer::Message& message = peer.messages[number];
+            if (message.record < 0 || !message.admitted || !callsHost(message.letter))
                 continue;
-            const std::vector<std::string>& made = calls[peer.id];
+            const std::string id = messageId(peer.id, static_cast<int>(number));
             const bool isMade = std::find(made.begin(), made.end(), id) != made.end();
-            begun = begun || isMade;
-            missing += isMade ? "" : " " + id;
+            check(
+                isMade || !isBegun[message.record], "carried-out", name + " not all that came together, without " + id);
+            isBegun[message.record] = isBegun[message.record] || isMade;
         }
-        if (peer.messages[last].record >= 0 && begun && !missing.empty())
-            breach("carried-out", name + " not all that came together, without" + missing);
     }
 
-    void judgeCommands(const Peer& peer)
+    void judgePeer(const Peer& peer)
     {
         const std::string name = "c" + std::to_string(peer.id) + " (" + peer.address + "," + joined(peer.steps) + ")";
         std::vector<std::string> asked;
+        std::vector<std::string> sentLogins;
         std::string predicted;
-        std::vector<Login> sentLogins;
         int updates = 0;
         for (size_t number = 0; number < peer.messages.size(); ++number) {
             const Peer::Message& each = peer.messages[number];
-            const std::string id = messageId(peer.id, static_cast<int>(number));
+            const int n = static_cast<int>(number);
             if (isLogin(each.letter))
-                sentLogins.push_back({isValidLogin(each.letter) ? "login" : "invalidLogin",
-                    each.letter == 'O'       ? "Orvane"
-                        : each.letter == 'G' ? "operator"
-                        : each.letter == 'W' ? id
-                                             : ""});
+                sentLogins.push_back((isValidLogin(each.letter) ? "login " : "invalidLogin ")
+                    + contentOf(messageText(each.letter, peer.id, n), "username"));
             if (!each.admitted)
                 continue;
             updates += each.letter == 'U' ? 1 : 0;
             if (callsHost(each.letter))
-                asked.push_back(id);
-            predicted += predictedReply(each.letter, peer.id, static_cast<int>(number), each.hasSystemAccount);
+                asked.push_back(messageId(peer.id, n));
+            predicted += predictedReply(each.letter, peer.id, n, each.hasSystemAccount);
         }
-        std::string received = peer.received;
-        const bool tooManyUpdates = takeUpdateReplies(received) > updates;
-        const std::vector<std::string>& carriedOut = calls[peer.id];
-        const bool isPrefix =
-            carriedOut.size() <= asked.size() && std::equal(carriedOut.begin(), carriedOut.end(), asked.begin());
-        if (asked.empty() && predicted.empty() && (!carriedOut.empty() || !received.empty()))
-            breach("login", name + " was served:" + joined(carriedOut) + received);
-        else if (!isPrefix)
-            breach("carried-out", name + " in this order:" + joined(carriedOut));
-        if (predicted.rfind(received, 0) != 0 || tooManyUpdates)
-            breach("replies", name + " has received what it was not to: " + peer.received);
-        const std::vector<Login>& written = logins[peer.address];
-        if (!peer.address.empty()
-            && (written.size() > sentLogins.size() || !std::equal(written.begin(), written.end(), sentLogins.begin())))
-            breach("audit", name + " has logins that it has not sent");
-        if (peer.handshakeAt == 0 || mayHaveBeenEnded(peer))
+        const std::vector<std::string>& made = calls[peer.id];
+        const bool isUnknown = asked.empty() && predicted.empty();
+        check(!isUnknown || (made.empty() && peer.received.empty()), "login", name + " was served:" + joined(made));
+        check(isBeginning(made, asked), "carried-out", name + " in this order:" + joined(made));
+        check(predicted.starts_with(peer.received) && peer.updateReplies <= updates, "replies",
+            name + " has received what it was not to: " + peer.received);
+        check(isBeginning(logins[peer.address], sentLogins), "audit", name + " has logins that it has not sent");
+        if (!peer.greeted || mayHaveBeenEnded(peer))
             return;
-        if (peer.endedByHost && !peer.hasSpoilt)
-            breach("limits", name + " was ended without a reason");
-        if (peer.waitedInVain && !peer.hasSpoilt)
-            breach("replies", name + " has waited in vain");
-        if (mayHaveBeenInterrupted(peer))
+        check(!peer.endedByHost || peer.hasSpoilt, "limits", name + " was ended without a reason");
+        check(!peer.waitedInVain || peer.hasSpoilt, "replies", name + " has waited in vain");
+        if (loopsInLines || loopedIn.contains(peer.id))
             return;
-        for (size_t number = 1; number < peer.messages.size() && isPrefix; ++number)
-            if (number + 1 == peer.messages.size() || peer.messages[number + 1].record != peer.messages[number].record)
-                judgeRecord(peer, name, number);
+        judgeRecords(peer, name);
         if (!peer.orderly)
             return;
-        if (carriedOut.size() < asked.size())
-            breach("carried-out", name + " only:" + joined(carriedOut));
-        if (peer.saidGoodbye && received.size() < predicted.size())
-            breach("replies", name + " has not received all: " + received);
-        if (seesAudit && written.size() < sentLogins.size())
-            breach("audit", name + " has logins that are not there");
+        check(made.size() >= asked.size(), "carried-out", name + " only:" + joined(made));
+        check(!peer.saidGoodbye || peer.received.size() >= predicted.size(), "replies",
+            name + " has not received all: " + peer.received);
+        check(!seesAudit || logins[peer.address].size() >= sentLogins.size(), "audit", name + " misses logins");
     }
 
     const std::vector<std::unique_ptr<Peer>>& peers;
+    const bool seesLines;
+    const bool seesAudit;
     std::vector<std::string> breaches;
-    std::map<int, std::set<std::string>> limits; ///< that a server ever had
-    std::set<int> asksForCertificate; ///< or cannot be reached, at some time
-    std::set<int> paused;
-    std::map<int, std::vector<int64_t>> destroyed;
-    std::map<int, std::vector<int64_t>> closed;
-    std::vector<Period> loops; ///< inside of lines and of calls without an id
+    std::set<std::string> limits; ///< that the server ever had
+    std::set<std::string> endings; ///< addresses of those who were ended by a limit
     std::set<int> loopedIn; ///< clients in whose calls there was a loop
     std::map<int, std::vector<std::string>> calls;
-    std::map<std::string, std::vector<Ending>> endings;
-    std::map<std::string, std::vector<Login>> logins;
+    std::map<std::string, std::vector<std::string>> logins;
     std::map<std::string, int> connections;
     int invalidLines = 0;
     int invalidEntries = 0;
-    bool seesLines = false; ///< always
-    bool hasLines = false; ///< at some time
-    bool seesAudit = false;
-    bool destroys = false;
+    bool asksForCertificate = false; ///< or cannot be reached, at some time
+    bool paused = false;
+    bool hasEnded = false; ///< the server was closed or destroyed at some time
+    bool loopsInLines = false;
     bool storms = false;
 };
 

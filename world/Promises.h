@@ -3,8 +3,6 @@
 #include "Log.h"
 #include "Peer.h"
 
-#include <memory>
-
 namespace world {
 
 /// What must always hold, and does not: "promise: what is against it", one each. Of these promises:
@@ -16,7 +14,8 @@ namespace world {
 ///   pause         nobody is accepted in one
 ///   address       each client has one, with its port, wherever it is named
 ///   audit         each entry is JSON in ASCII; each connection begins and ends once; logins are what was sent
-/// World adds descriptors and memory, the witness waiting.
+/// What a client may miss because the host has closed or destroyed the server, or run a loop in a line, is not looked
+/// at: in such a world nobody has to get everything. World adds descriptors and memory, a witness waiting.
 std::vector<std::string> findBreaches(const std::vector<std::string>& acts, const std::vector<Line>& log,
     const std::vector<std::unique_ptr<Peer>>& peers);
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Witness.h"
+#include "Shared.h"
 
 #include <string>
 #include <vector>
@@ -13,10 +13,7 @@ struct Outcome {
     std::string log;
 };
 
-/// Plays the acts in a process of their own. \a hangSeconds without a line in its log are a hang.
-Outcome playApart(const std::vector<std::string>& acts, Figures& figures, int hangSeconds = 60);
-
-/// "replies" of "replies: ...".
-std::string promiseOf(const std::string& breach);
+/// Plays the acts in a process of their own.
+Outcome playApart(const std::vector<std::string>& acts, Figures& figures);
 
 } // namespace world

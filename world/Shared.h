@@ -1,0 +1,22 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace world {
+
+/// What the parent process sees of the worlds.
+struct Figures {
+    std::atomic<int64_t> clients {0};
+    std::atomic<int64_t> longestWaitUs {0};
+};
+
+/// What the threads of a world share.
+struct Shared {
+    Figures& figures;
+    std::atomic<uint16_t> port {0};
+    std::atomic<int> threads {0}; ///< of clients, that are not done
+    std::atomic<bool> clientsAreDone {false}; ///< all but the witness
+};
+
+} // namespace world
