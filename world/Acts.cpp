@@ -23,12 +23,12 @@ const std::vector<Kind>& allKinds()
     static const std::vector<Kind> All {
         {"orderly", Clients, 3, "$talk {close|close|fin|notify}"},
         {"abrupt", Clients, 3, "$talk {reset|leave}"},
-        {"junk", Clients, 3, "{$junk sleep:{0..300}|$junk hello|$talk $junk sleep:{0..100}|$talk bad sleep:50} $end"},
-        {"half", Clients, 3, "half sleep:{1..1500}{| $talk} $end"},
+        {"junk", Clients, 3, "{$junk sleep:{0..300}|$junk hello|$talk $junk sleep:{0..100}} $end"},
+        {"late", Clients, 3, "sleep:{1..1500} $talk"},
         {"wrong", Clients, 3, "hello send:$how:{W|E|WW|pW|EuE} send:$how:$some {notify|$end}"},
         {"mute", Clients, 3, "hello send:$how:G mute send:$how:I{|III{|$long}} sleep:{1..800} {reset|leave}"},
         {"touch", Clients, 3, "reset"},
-        {"surplus", Clients, 15, "$talk {notified|bad} surplus:120 reset"},
+        {"surplus", Clients, 15, "$talk {notified|junk:99} surplus:120 reset"},
         {"batch", Worlds, 3, ""},
         {"certificates", Worlds, 3, ""},
         {"storm", Worlds, 15, ""},
@@ -60,8 +60,7 @@ public:
             limits = has("limits") ? made("{room|tiny|tiny|tiny}") : "none";
         if (choice.certificates || has("certificates"))
             texts["cert"] = "{good|good|strange|none}";
-        acts.push_back("world " + std::to_string(seed) + made(" lines={off|on|on|on} audit={off|on|on} witness=")
-            + made(limits == "tiny" ? "off" : "{off|on|on}"));
+        acts.push_back("world " + std::to_string(seed) + made(" lines={off|on|on|on} audit={off|on|on}"));
         acts.push_back("host begin limits:" + limits);
         if (choice.certificates || has("certificates"))
             acts.push_back(made("host begin tls:{verify|query}"));
@@ -72,7 +71,10 @@ public:
         has("crowd") ? makeCrowd() : makeClients();
         texts["client"] = "{1.." + std::to_string(clients) + "}";
         if (has("storm"))
-            acts.push_back(made("storm at={0..300} ms={200..1200}"));
+            client(made("{0..300}"), "storm:{200..1200} reset");
+        if (limits != "tiny")
+            acts.push_back(
+                "client " + std::to_string(++clients) + " at=0 tls=13 cert=good hello send:one:G wait witness");
         for (const Kind& each : kinds)
             if (each.whose == Hosts)
                 for (int count = 1 + below(each.name == "slow" ? 40 : 6); count > 0; --count)

@@ -22,11 +22,11 @@ namespace {
 
 constexpr int64_t PatienceMs = 45'000; // for what must come, also behind a crowd
 constexpr int64_t SurplusPatienceMs = 700; // for a host that takes no more
-constexpr int64_t NotifyPatienceMs = 3'000;
 constexpr int64_t ConnectPatienceMs = 3'000; // for a host that does not listen now
 constexpr unsigned FirstPort = 10'000; // below those that the system gives
 constexpr unsigned ClientsLastByte = 2; // of their addresses
 constexpr unsigned StormsLastByte = 3;
+constexpr int StormsTurn = 50; // connections before others have their turn
 constexpr size_t OneRead = 4'000; // TLS hands on somewhat more at once
 constexpr size_t LongestPiece = 600;
 
@@ -92,11 +92,13 @@ void makeClientContexts()
     }
 }
 
-void play(const std::vector<std::unique_ptr<Peer>>& peers)
+void play(const std::vector<std::unique_ptr<Peer>>& peers, Shared& shared)
 {
     constexpr int TurnMs = 2;
     std::vector<pollfd> polled;
     while (std::any_of(peers.begin(), peers.end(), [](const auto& each) { return each->doneAt == 0; })) {
+        shared.clientsAreDone = std::all_of(
+            peers.begin(), peers.end(), [](const auto& each) { return each->doneAt != 0 || each->isWitness(); });
         polled.clear();
         for (const auto& each : peers) // poll() passes over those with a descriptor below 0
             polled.push_back({each->events() != 0 ? each->descriptor() : -1, each->events(), 0});
@@ -107,25 +109,12 @@ void play(const std::vector<std::unique_ptr<Peer>>& peers)
     }
 }
 
-void storm(const std::string& act, const Shared& shared)
-{
-    const int64_t begin = nowMs() + std::stoi(valueOf(act, "at"));
-    while (nowMs() < begin + std::stoi(valueOf(act, "ms")) && !shared.clientsAreDone) {
-        // It does not wait: where the system's queue is full the next try comes when there is a place.
-        const int fd = nowMs() < begin ? -1 : makeSocket(StormsLastByte, 0);
-        if (!connectTo(fd, shared.port) && errno != EINPROGRESS)
-            usleep(1'000);
-        if (fd >= 0)
-            closeWithReset(fd);
-    }
-}
-
 Peer::Peer(const std::string& act, Shared& shared)
     : id(std::stoi(split(act, ' ').at(1)))
     , certificate(valueOf(act, "cert"))
     , shared(shared)
-    // A port that no other client of this world has, however short its connection. A witness connects again.
-    , fd(makeSocket(ClientsLastByte, id != 0 ? FirstPort + static_cast<unsigned>(id) : 0))
+    // A port that no other client of this world has, however short its connection.
+    , fd(makeSocket(ClientsLastByte, FirstPort + static_cast<unsigned>(id)))
     , tls(SSL_new(contexts().at(valueOf(act, "tls") + certificate)))
     , incoming(BIO_new(BIO_s_mem()))
     , outgoing(BIO_new(BIO_s_mem()))
@@ -158,13 +147,14 @@ short Peer::events() const
     return static_cast<short>((muted || ended ? 0 : POLLIN) | (writes ? POLLOUT : 0));
 }
 
-void Peer::finish()
+bool Peer::finish()
 {
     doneAt = nowMs(); // later than that of the turn
     note("peer", "c" + std::to_string(id) + " " + address + (endedByHost ? " was ended by the host" : " is gone"));
     if (fd >= 0)
         ::close(fd);
     fd = -1;
+    return false;
 }
 
 void Peer::advance(int64_t nowMs, short happened)
@@ -190,9 +180,7 @@ bool Peer::connectAgain()
         return true;
     }
     const bool waits = errno == EINPROGRESS || errno == EALREADY;
-    if (now - startAt > (waits ? PatienceMs : ConnectPatienceMs))
-        finish();
-    return false;
+    return now - startAt > (waits ? PatienceMs : ConnectPatienceMs) && finish();
 }
 
 void Peer::read()
@@ -244,11 +232,10 @@ void Peer::writeOut()
 
 Peer::Step Peer::stepOf(const std::string& name)
 {
-    static const std::map<std::string, Step> All {{"hello", &Peer::hello}, {"half", &Peer::half}, {"junk", &Peer::junk},
-        {"bad", &Peer::bad}, {"send", &Peer::send}, {"wait", &Peer::wait}, {"sleep", &Peer::sleep},
-        {"mute", &Peer::mute}, {"surplus", &Peer::sendSurplus}, {"witness", &Peer::witness},
-        {"notified", &Peer::notified}, {"reset", &Peer::reset}, {"leave", &Peer::leave}, {"close", &Peer::close},
-        {"notify", &Peer::notify}, {"fin", &Peer::fin}};
+    static const std::map<std::string, Step> All {{"hello", &Peer::hello}, {"junk", &Peer::junk}, {"send", &Peer::send},
+        {"wait", &Peer::wait}, {"sleep", &Peer::sleep}, {"mute", &Peer::mute}, {"surplus", &Peer::sendSurplus},
+        {"witness", &Peer::witness}, {"storm", &Peer::storm}, {"notified", &Peer::notified}, {"reset", &Peer::reset},
+        {"leave", &Peer::leave}, {"close", &Peer::close}, {"notify", &Peer::notify}, {"fin", &Peer::fin}};
     return All.at(name);
 }
 
@@ -260,13 +247,11 @@ bool Peer::advanceStep()
     if ((ended || (endedInTls && !hasSpoilt && !saidGoodbye && !looksNoMore)) && !finSent) {
         endedByHost = !saidGoodbye;
         orderly = saidGoodbye && !hasSpoilt;
-        finish();
-        return false;
+        return finish();
     }
     if (now - stepSince > PatienceMs) {
         waitedInVain = outbox.empty() && !ended;
-        finish();
-        return false;
+        return finish();
     }
     held = held && (looksNoMore || name == "close" || name == "notify" || name == "fin");
     if (!outbox.empty() && !looksNoMore && !held && name != "surplus")
@@ -277,8 +262,6 @@ bool Peer::advanceStep()
 
 bool Peer::hello()
 {
-    outbox += heldBack;
-    heldBack.clear();
     ERR_clear_error();
     const int result = SSL_do_handshake(tls);
     collect();
@@ -289,28 +272,12 @@ bool Peer::hello()
     return greeted;
 }
 
-bool Peer::half()
-{
-    SSL_do_handshake(tls);
-    collect();
-    heldBack = outbox.substr(outbox.size() / 2);
-    outbox.resize(outbox.size() / 2);
-    return true;
-}
-
 bool Peer::junk()
 {
     hasSpoilt = true;
     for (size_t size = std::stoul(argument); size > 0; --size)
         outbox += static_cast<char>(random());
     return true;
-}
-
-bool Peer::bad()
-{
-    putIntoTls("<bad/>");
-    outbox[outbox.size() - 3] = static_cast<char>(outbox[outbox.size() - 3] ^ 1);
-    return hasSpoilt = true;
 }
 
 void Peer::putIntoTls(const std::string& text)
@@ -384,28 +351,24 @@ bool Peer::witness()
     return shared.clientsAreDone;
 }
 
-bool Peer::notified()
+bool Peer::storm()
 {
-    SSL_shutdown(tls);
-    collect();
-    return hasSpoilt = true;
+    for (int count = 0; count < StormsTurn; ++count) {
+        // It does not wait: where the system's queue is full the next try comes when there is a place.
+        const int other = makeSocket(StormsLastByte, 0);
+        connectTo(other, shared.port);
+        closeWithReset(other);
+    }
+    return now - stepSince >= std::stoi(argument);
 }
 
 bool Peer::reset()
 {
     closeWithReset(std::exchange(fd, -1));
-    finish();
-    return false;
+    return finish();
 }
 
-bool Peer::leave()
-{
-    sayGoodbye();
-    finish();
-    return false;
-}
-
-void Peer::sayGoodbye()
+bool Peer::sayGoodbye()
 {
     held = false;
     if (greeted && !saidGoodbye) {
@@ -414,18 +377,7 @@ void Peer::sayGoodbye()
         saidGoodbye = true;
     }
     writeOut();
-}
-
-bool Peer::close()
-{
-    sayGoodbye();
-    return fin();
-}
-
-bool Peer::notify()
-{
-    sayGoodbye();
-    return (hasAllReplies() || now - stepSince >= NotifyPatienceMs) && fin();
+    return true;
 }
 
 bool Peer::fin()
@@ -437,9 +389,7 @@ bool Peer::fin()
         finSent = true;
         orderly = !hasSpoilt;
     }
-    if (ended)
-        finish();
-    return false;
+    return ended && finish();
 }
 
 } // namespace world

@@ -15,13 +15,13 @@ namespace world {
 /// One client, which is not Qt: TLS over memory, so that its bytes can be cut, held back and spoilt at will.
 ///
 /// Its act: client ID at=MS tls=12|13 cert=none|good|strange STEP... The steps, one after the other:
-///   hello             the whole handshake              half      the first half of a ClientHello
-///   junk:N            N bytes that are no TLS          bad       a record with a bit turned round
+///   hello             the whole handshake              junk:N    N bytes that are no TLS
 ///   send:HOW:LETTERS  messages; HOW: one (one write, records as long as they get), pieces (records and writes cut
 ///                     anywhere), held (in one write with the end behind it)
 ///   wait              for all replies that are due     sleep:MS
 ///   surplus:MB        junk for as long as it is taken  mute      reads no more
 ///   witness           one command after the other, the wait for each reply measured, until the others are done
+///   storm:MS          connects others and resets them at once, again and again
 /// The end, which is also the way in which it goes where no other is given:
 ///   close   close_notify, FIN, reads until the end     fin       the same without close_notify
 ///   notify  close_notify, reads what is due, then FIN  notified  close_notify, then goes on with the steps
@@ -36,6 +36,7 @@ public:
     /// What poll() shall wait for.
     short events() const;
     int descriptor() const { return fd; }
+    bool isWitness() const { return steps.back() == "witness"; }
     /// Does what can be done now.
     void advance(int64_t nowMs, short happened);
 
@@ -64,33 +65,33 @@ public:
     bool hasSpoilt = false; ///< sent what is no TLS
 
 private:
+    static constexpr int64_t NotifyPatienceMs = 3'000;
     using Step = bool (Peer::*)(); ///< does what it can; whether it is done
     static Step stepOf(const std::string& name);
 
     bool hello();
-    bool half();
     bool junk();
-    bool bad();
     bool send();
     bool wait() { return hasAllReplies(); }
     bool sleep() { return now - stepSince >= std::stoi(argument); }
     bool mute() { return muted = true; }
     bool sendSurplus();
     bool witness();
-    bool notified();
+    bool storm();
+    bool notified() { return hasSpoilt = sayGoodbye(); }
     bool reset();
-    bool leave();
-    bool close();
-    bool notify();
+    bool leave() { return sayGoodbye() && finish(); }
+    bool close() { return sayGoodbye() && fin(); }
+    bool notify() { return sayGoodbye() && (hasAllReplies() || now - stepSince >= NotifyPatienceMs) && fin(); }
     bool fin();
 
     bool advanceStep();
     void sendMessages(const std::string& how, const std::string& letters);
     void putIntoTls(const std::string& text);
-    void sayGoodbye();
+    bool sayGoodbye(); ///< true
     bool hasAllReplies() const { return received.size() >= due; }
     bool connectAgain();
-    void finish();
+    bool finish(); ///< false: no step comes after it
     void read();
     void writeOut();
     void collect(); ///< what TLS has made
@@ -102,7 +103,6 @@ private:
     BIO* outgoing;
     std::mt19937 random;
     std::string outbox;
-    std::string heldBack; ///< the rest of half a ClientHello
     size_t step = 0;
     std::string argument; ///< of the step
     int64_t now = 0;
@@ -123,9 +123,6 @@ private:
 void makeClientContexts();
 
 /// Plays clients until they are done.
-void play(const std::vector<std::unique_ptr<Peer>>& peers);
-
-/// Connects and resets the connection at once, again and again, as \a act says.
-void storm(const std::string& act, const Shared& shared);
+void play(const std::vector<std::unique_ptr<Peer>>& peers, Shared& shared);
 
 } // namespace world

@@ -66,7 +66,7 @@ private:
     void takeAct(const std::string& act)
     {
         const std::vector<std::string> words = split(act, ' ');
-        storms = storms || words.at(0) == "storm";
+        storms = storms || act.find(" storm:") != std::string::npos;
         if (words.at(0) != "host")
             return;
         const std::vector<std::string> what = split(words.at(2), ':');
@@ -198,7 +198,7 @@ private:
     {
         const std::vector<std::string>& made = calls[peer.id];
         std::map<int, bool> isBegun; // by record
-        for (size_t number = peer.messages.size(); number-- > 0;) {
+        for (size_t number = 0; number < peer.messages.size(); ++number) {
             const Peer::Message& message = peer.messages[number];
             if (message.record < 0 || !message.admitted || !callsHost(message.letter))
                 continue;

@@ -15,7 +15,6 @@ struct Figures {
 struct Shared {
     Figures& figures;
     std::atomic<uint16_t> port {0};
-    std::atomic<int> threads {0}; ///< of clients, that are not done
     std::atomic<bool> clientsAreDone {false}; ///< all but the witness
 };
 

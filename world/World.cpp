@@ -34,7 +34,7 @@ constexpr rlim_t StackInCrowd = 8 << 20; // with the sanitizer each function tak
 constexpr rlim_t StackInCrowd = 3 << 20; // calls inside of hundreds of others must not need more
 #endif
 constexpr rlim_t Descriptors = 2'048; // for a crowd, and few enough to run out of them
-constexpr int64_t HangMs = 60'000; // without a line in the log
+constexpr unsigned HangSeconds = 240; // beyond the longest crowd
 
 int64_t memoryInUse()
 {
@@ -70,19 +70,6 @@ void checkFigure(const char* promise, int64_t value, int64_t most)
         note("broken", promise + (": " + std::to_string(value)) + ", " + std::to_string(most) + " may be");
 }
 
-/// Until the other clients are done. Returns all of its connections, which the host may end.
-std::vector<std::unique_ptr<Peer>> bearWitness(Shared& shared)
-{
-    std::vector<std::unique_ptr<Peer>> all;
-    while (!shared.clientsAreDone) {
-        std::vector<std::unique_ptr<Peer>> witness(1);
-        witness[0] = std::make_unique<Peer>("client 0 at=20 tls=13 cert=good hello send:one:G wait witness", shared);
-        play(witness);
-        all.push_back(std::move(witness[0]));
-    }
-    return all;
-}
-
 void playAll(const std::vector<std::string>& acts, Figures& figures)
 {
     Shared shared {figures};
@@ -92,23 +79,12 @@ void playAll(const std::vector<std::string>& acts, Figures& figures)
     if (randomHost.hasCrowd())
         setSoftLimit(RLIMIT_STACK, StackInCrowd);
     std::vector<std::unique_ptr<Peer>> peers;
-    std::vector<std::unique_ptr<Peer>> witnesses;
-    std::vector<std::thread> threads;
-    std::atomic<bool> done {false};
-    for (const std::string& each : acts) {
+    for (const std::string& each : acts)
         if (each.starts_with("client "))
             peers.push_back(std::make_unique<Peer>(each, shared));
-        if (each.starts_with("storm "))
-            threads.emplace_back([&shared, each] { storm(each, shared); });
-    }
+    std::atomic<bool> done {false};
     std::thread clients([&] {
-        std::thread witness([&] {
-            if (valueOf(acts.at(0), "witness") == "on")
-                witnesses = bearWitness(shared);
-        });
-        play(peers);
-        shared.clientsAreDone = true;
-        witness.join();
+        play(peers, shared);
         done = true;
     });
     int64_t highest = 0;
@@ -123,12 +99,9 @@ void playAll(const std::vector<std::string>& acts, Figures& figures)
     host = nullptr;
     randomHost.end();
     clients.join();
-    for (std::thread& each : threads)
-        each.join();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     figures.clients += static_cast<int64_t>(peers.size());
     checkFigure("memory", highest - memory, MemoryForAll + static_cast<int64_t>(peers.size()) * MemoryForEach);
-    std::move(witnesses.begin(), witnesses.end(), std::back_inserter(peers));
     for (const std::string& each : findBreaches(acts, readLog(readAll(STDERR_FILENO)), peers))
         note("broken", each);
 }
@@ -137,7 +110,7 @@ void playAll(const std::vector<std::string>& acts, Figures& figures)
 void playTwice(const std::vector<std::string>& acts, Figures& figures)
 {
     Figures none;
-    playAll({"world 0 lines=off audit=off witness=off"}, none);
+    playAll({"world 0 lines=off audit=off"}, none);
     const int64_t memory = memoryInUse();
     const int64_t descriptors = descriptorsInUse();
     playAll(acts, figures);
@@ -150,6 +123,7 @@ void playTwice(const std::vector<std::string>& acts, Figures& figures)
     dup2(log, STDERR_FILENO);
     close(log);
     setSoftLimit(RLIMIT_NOFILE, Descriptors);
+    alarm(HangSeconds);
     setUpLog();
     {
         int argc = 1;
@@ -174,22 +148,14 @@ Outcome playApart(const std::vector<std::string>& acts, Figures& figures)
     if (child == 0)
         playHere(acts, figures, log);
     int status = 0;
-    int64_t grownAt = nowMs();
-    for (off_t size = 0; waitpid(child, &status, WNOHANG) == 0; usleep(2'000)) {
-        if (std::exchange(size, lseek(log, 0, SEEK_END)) != size)
-            grownAt = nowMs();
-        if (nowMs() - grownAt > HangMs)
-            kill(child, SIGABRT);
-    }
+    waitpid(child, &status, 0);
     Outcome outcome {{}, readAll(log)};
     close(log);
     for (const Line& each : readLog(outcome.log))
         if (each.type == "broken")
             outcome.breaches.push_back(each.text);
-    if (nowMs() - grownAt > HangMs)
-        outcome.breaches.emplace_back("hang: no line in the log");
-    else if (status != 0)
-        outcome.breaches.push_back(std::string("crash: ") + strsignal(WTERMSIG(status)));
+    if (status != 0)
+        outcome.breaches.push_back((WTERMSIG(status) == SIGALRM ? "hang: " : "crash: ") + std::to_string(status));
     return outcome;
 }
 

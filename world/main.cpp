@@ -116,22 +116,15 @@ void readOptions(QCommandLineParser& parser, int argc, char** argv)
     QString kinds;
     for (const std::string& each : world::kinds())
         kinds += u' ' + QString::fromStdString(each);
-    parser.setApplicationDescription(
-        u"Plays worlds, each from a seed: random clients and a random host, against the library over TLS on the "
-        u"loopback "
-        "address.\nA failure prints the end of the log and the promise, writes the acts to a file, and ends with status 1."_s);
-    parser.addOptions({{u"seed"_s, u"The seed of the first world; without --seconds, of the only one."_s, u"N"_s,
-                           u"1"_s},
-        {u"seconds"_s, u"World after world for so long."_s, u"S"_s, u"0"_s},
+    parser.setApplicationDescription(u"Plays worlds, each from a seed: random clients and a random host over TLS. A "
+                                     "failure writes the acts to a file, and ends with status 1."_s);
+    parser.addOptions({{u"seed"_s, u"The first seed."_s, u"N"_s, u"1"_s},
+        {u"seconds"_s, u"World after world for so long; without it, one."_s, u"S"_s, u"0"_s},
         {u"only"_s, u"Nothing but these:"_s + kinds, u"KIND,..."_s},
         {u"limits"_s, u"Each world begins with tiny limits."_s}, {u"no-limits"_s, u"Each world begins with none."_s},
         {u"certificates"_s, u"Clients are asked for a certificate."_s},
-        {u"except"_s,
-            u"Breaches of these are no failure: quiet, carried-out, replies, login, limits, pause, address, "
-            "audit, memory, descriptors, waiting, hang, crash."_s,
-            u"PROMISE,..."_s},
-        {u"max-wait-ms"_s, u"A witness that waits longer, also for the host itself, is a failure (waiting)."_s,
-            u"MS"_s},
+        {u"except"_s, u"Breaches of these are no failure; see Promises.h."_s, u"PROMISE,..."_s},
+        {u"max-wait-ms"_s, u"A witness waits no longer, also for the host itself."_s, u"MS"_s},
         {u"replay"_s, u"Plays the acts of a file, or of each file of a directory."_s, u"FILE"_s}});
     parser.addHelpOption();
     parser.process(application);
