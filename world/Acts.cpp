@@ -23,7 +23,7 @@ const std::vector<Kind>& allKinds()
     static const std::vector<Kind> All {
         {"orderly", Clients, 3, "$talk {close|close|fin|notify}"},
         {"abrupt", Clients, 3, "$talk {reset|leave}"},
-        {"junk", Clients, 3, "{$junk sleep:{0..300}|$junk hello|$talk $junk sleep:{0..100}} $end"},
+        {"junk", Clients, 3, "{$junk sleep:{0..300}|$junk sleep:{0..50}|$junk hello|$talk $junk sleep:{0..100}} $end"},
         {"late", Clients, 3, "sleep:{1..1500} $talk"},
         {"wrong", Clients, 3, "hello send:$how:{W|E|WW|pW|EuE} send:$how:$some {notify|$end}"},
         {"mute", Clients, 3, "hello send:$how:G mute send:$how:I{|III{|$long}} sleep:{1..800} {reset|leave}"},

@@ -5,8 +5,9 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <sstream>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -58,12 +59,8 @@ std::string kindOfLine(const std::string& line)
 
 std::string readAll(int descriptor)
 {
-    struct stat status { };
-    fstat(descriptor, &status);
-    std::string all(static_cast<size_t>(status.st_size), '\0');
-    const ssize_t count = pread(descriptor, all.data(), all.size(), 0);
-    all.resize(count < 0 ? 0 : static_cast<size_t>(count));
-    return all;
+    std::ifstream in("/proc/self/fd/" + std::to_string(descriptor));
+    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 std::vector<Line> readLog(const std::string& log)

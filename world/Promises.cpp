@@ -94,7 +94,7 @@ private:
         static const std::regex Ends("(destroy|renew|close|relisten)\\b.*");
         static const std::regex EndsPause("(destroy|renew|close|relisten|listen|resume)\\b.*");
         static const std::regex LoopsInCall("loop:[0-9]+ in call:c([0-9]+)-.*");
-        static const std::regex LoopsInLine("loop:[0-9]+ in (call|line|audit).*");
+        static const std::regex LoopsInLine("loop:[0-9]+ in (call|line|audit|each).*");
         std::smatch found;
         hasEnded = hasEnded || std::regex_match(text, Ends);
         paused = text == "paused" || (paused && !std::regex_match(text, EndsPause));

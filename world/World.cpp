@@ -8,7 +8,6 @@
 #include <QCoreApplication>
 
 #include <array>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
