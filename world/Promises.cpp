@@ -108,13 +108,15 @@ private:
     {
         static const std::regex Exceeded("OrvaneConnection exceeded a limit: (\\w+) (.*)");
         std::smatch found;
-        // Whoever waited for a place had been accepted before.
-        const bool isNew = line.text.starts_with("New OrvaneConnection");
-        check(!isNew || !paused || !limits.empty(), "pause", "a client was accepted in a pause");
+        if (!seesAudit && line.text.starts_with("New OrvaneConnection"))
+            accept();
         invalidLines += line.text.starts_with("3rd Party") ? 1 : 0;
         if (std::regex_match(line.text, found, Exceeded))
             takeLimit(line.ms, found.str(1), found.str(2));
     }
+
+    /// At the first line of a client: in it the next pause may begin. Whoever waited for a place was accepted before.
+    void accept() { check(!paused || !limits.empty(), "pause", "a client was accepted in a pause"); }
 
     bool isWhole(const std::string& address)
     {
@@ -175,6 +177,8 @@ private:
         if (!isWhole(address))
             return;
         invalidEntries += event == "invalidLogin" && !entry.contains(QLatin1String("account")) ? 1 : 0;
+        if (event == "connected")
+            accept();
         if (event == "exceededLimit")
             takeLimit(line.ms, value("limit"), address);
         if (event == "login" || event == "invalidLogin")
