@@ -27,8 +27,8 @@ void requireFraming(const QList<QByteArray>& reads)
             for (const char* end : {"", "\r\n\r\n", "\r\n", "\n\r\n"}) {
                 framing.writeMessage(message + QLatin1String(end));
                 const QByteArray bytes = message.toUtf8() + end;
-                require(std::exchange(socket.traffic->writes, {})
-                        == QList {bytes.endsWith(terminator) ? bytes : bytes + terminator},
+                require(
+                    std::exchange(socket.writes, {}) == QList {bytes.endsWith(terminator) ? bytes : bytes + terminator},
                     u"the message is not written in one write, with one terminator"_s);
             }
         }

@@ -26,6 +26,8 @@ private Q_SLOTS:
     void cutsNoCharacterAtTheEndOfATurn();
     void acceptsOneClientInATurn_data();
     void acceptsOneClientInATurn();
+    void tellsOnceWhenTheRefreshHasFinished_data();
+    void tellsOnceWhenTheRefreshHasFinished();
     void staysPausedInTheLineOfAClient();
     void staysPausedWhenTheHostAcceptsByHand();
     void boundsCallsInsideOneAnother();
@@ -33,9 +35,6 @@ private Q_SLOTS:
 };
 
 namespace {
-
-const QByteArray SystemLogin = "<loginClient><username>Orvane</username>"
-                               "<password>157b25b09a99c70fc75a6e79412a00b2</password></loginClient>\r\n\r\n";
 
 /// The most lines with a beginning that come before the event loop comes round.
 class MostInATurn {
@@ -111,7 +110,7 @@ void tst_server_events::carriesOutWhatCameBeforeTheEnd()
     client.connectToPort(session.server->serverPort());
     QTRY_VERIFY(client.isEncrypted());
 
-    client.write(SystemLogin);
+    client.loginAsOrvane();
     QStringList expected;
     for (int command = 0; command < commands; ++command) {
         if (!inOneRecord)
@@ -168,7 +167,7 @@ void tst_server_events::carriesOutOneReadInATurn()
     QVERIFY(client && witness && comesRound(*witness));
 
     const MostInATurn counter(u"OrvaneConnection received command"_s);
-    client->write(message.repeated(messages) + SystemLogin + "<theLast/>\r\n\r\n");
+    client->write(message.repeated(messages) + loginMessage() + "<theLast/>\r\n\r\n");
     QTRY_VERIFY(client->received.endsWith(LastReply));
     QVERIFY2(counter.most > 100, qPrintable(QString::number(counter.most)));
     QVERIFY2(counter.most <= mostBytes / message.size(), qPrintable(QString::number(counter.most)));
@@ -216,6 +215,46 @@ void tst_server_events::acceptsOneClientInATurn()
     const MostInATurn counter(u"New OrvaneConnection"_s);
     QTRY_COMPARE(acceptedCount(session), qsizetype {count});
     QCOMPARE(counter.most, 1);
+}
+
+void tst_server_events::tellsOnceWhenTheRefreshHasFinished_data()
+{
+    QTest::addColumn<bool>("inTheCall");
+    QTest::addColumn<bool>("inALine");
+    QTest::newRow("inside the call") << true << false;
+    QTest::newRow("inside the lines of who waits") << false << true;
+    QTest::newRow("behind one that waited and left, and twice") << false << false;
+}
+
+void tst_server_events::tellsOnceWhenTheRefreshHasFinished()
+{
+    QFETCH(const bool, inTheCall);
+    QFETCH(const bool, inALine);
+    Session session;
+    auto leaving = session.orvaneClient();
+    const auto client = session.orvaneClient();
+    QVERIFY(leaving && client);
+    leaving->send("<updateRecorderContents/>");
+    QTRY_COMPARE(session.host.calls.size(), 1);
+    leaving->disconnectFromHost();
+    QTRY_COMPARE(acceptedCount(session), 1);
+
+    const auto finish = [&] { session.server->handleUpdateAllTreeDevicesFinished(); };
+    const LogCapture log([&](const QString& line) {
+        if (inALine && line.contains(u"theLast"_s))
+            finish();
+    });
+    session.host.duringCall = [&] {
+        if (inTheCall)
+            finish();
+    };
+    client->send("<updateRecorderContents/>");
+    QTRY_COMPARE(session.host.calls.size(), 2);
+    for (int time = 0; time < 2 && !inTheCall && !inALine; ++time)
+        finish();
+    client->send(LastCommand);
+    const QByteArray notice = "<p:updateRecorderContentsFinished xmlns:p=\"http://www.halden.example/ravo_1_0/\" />";
+    QTRY_COMPARE(client->received, notice + "\r\n\r\n" + LastReply);
 }
 
 void tst_server_events::staysPausedInTheLineOfAClient()
