@@ -100,7 +100,7 @@ bool Stranger::receive(const QByteArray& expected)
     return bytes == expected;
 }
 
-bool Stranger::close()
+bool Stranger::close() const
 {
     std::array<char, 4096> unread {};
     ssize_t got = shutdown(descriptor, SHUT_WR) == 0 ? 1 : -1;

@@ -34,7 +34,7 @@ public:
     /// \return whether the server sends just this next
     bool receive(const QByteArray& expected);
     /// Leaves without a reset, and waits for the server to close the connection, too.
-    bool close();
+    bool close() const;
 
 private:
     bool connect();
