@@ -98,10 +98,7 @@ void tst_audit_log::tellsWhoDidWhat()
 {
     Session session;
     session.host.refreshStarts = true;
-    OrvaneInterface::OrvaneLimits limits;
-    limits.maxMessageLength = 5000;
-    limits.maxClients = 1;
-    session.server->setLimits(limits);
+    session.server->setLimits({.maxClients = 1, .maxMessageLength = 5000});
     auto client = session.connectedClient();
     QVERIFY(client);
     client->send("<showLive/>");
@@ -162,10 +159,8 @@ void tst_audit_log::tellsWhoDidWhat()
 void tst_audit_log::tellsWhyAHandshakeFailed()
 {
     const Session session;
-    QTcpSocket client;
-    client.connectToHost(u"127.0.0.1"_s, session.server->serverPort());
-    QVERIFY(client.waitForConnected());
-    client.write("GET / HTTP/1.1\r\n\r\n");
+    const auto client = session.comer();
+    client->write("GET / HTTP/1.1\r\n\r\n");
     QTRY_VERIFY(lines.size() >= 2);
     QVERIFY(lines.at(1).contains("\"event\":\"handshakeFailed\""));
     QVERIFY(lines.at(1).contains("http request"));
@@ -192,17 +187,14 @@ void tst_audit_log::tellsWhoseLoginWasInvalidThoughTheClientHasGone()
 void tst_audit_log::namesThePeerOfAClientThatHasWaited()
 {
     Session session;
-    OrvaneInterface::OrvaneLimits limits;
-    limits.maxClients = 1;
-    session.server->setLimits(limits);
+    session.server->setLimits({.maxClients = 1});
     auto first = session.connectedClient();
     QVERIFY(first);
-    QTcpSocket waiting;
-    waiting.connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
-    waiting.write("no TLS at all");
-    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), 2);
+    const auto waiting = session.comer();
+    waiting->write("no TLS at all");
+    QTRY_COMPARE(session.acceptedCount(), 2);
     first.reset();
-    QTRY_COMPARE(waiting.state(), QAbstractSocket::UnconnectedState);
+    QTRY_COMPARE(waiting->state(), QAbstractSocket::UnconnectedState);
     QTRY_COMPARE(lines.size(), 5); // both have come and gone, one in its handshake
     for (const QString& line : briefLines())
         QVERIFY2(line.startsWith(u'{'), qPrintable(line));
@@ -244,9 +236,7 @@ void tst_audit_log::standsAServerThatIsDestroyedInALine()
 {
     {
         Session session;
-        OrvaneInterface::OrvaneLimits limits;
-        limits.handshakeTimeout = std::chrono::milliseconds(50);
-        session.server->setLimits(limits);
+        session.server->setLimits({.handshakeTimeout = std::chrono::milliseconds(50)});
         session.server->close();
         QVERIFY(session.server->listen(QHostAddress::LocalHostIPv6));
         whenLogged = [&] {
@@ -263,9 +253,7 @@ void tst_audit_log::standsAServerThatIsDestroyedInALine()
     for (qsizetype last = 1; last <= 7; ++last) {
         lines.clear();
         Session session;
-        OrvaneInterface::OrvaneLimits limits;
-        limits.maxInvalidLogins = 1;
-        session.server->setLimits(limits);
+        session.server->setLimits({.maxInvalidLogins = 1});
         whenLogged = [&] {
             if (lines.size() == last)
                 session.server.reset();

@@ -72,19 +72,6 @@ template <typename Condition> void runEventLoop(Condition condition)
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-/// Whether a client that has logged in with the system account is answered.
-bool isServed(TlsClient& client)
-{
-    client.received.clear();
-    client.send("<setPreset/>");
-    return QTest::qWaitFor([&] { return client.received == shortAcceptance("setPreset"); });
-}
-
-qsizetype acceptedCount(const Session& session)
-{
-    return session.server->findChildren<QSslSocket*>().size();
-}
-
 } // namespace
 
 void tst_server::listensOnThePortItIsGiven()
@@ -231,7 +218,7 @@ void tst_server::canBeDestroyedInsideAnyCallOrLogLine()
         client.disconnectFromHost();
         QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
         if (last == 0) {
-            QTRY_COMPARE(acceptedCount(session), 1);
+            QTRY_COMPARE(session.acceptedCount(), 1);
             allReplies = client.received;
             count = happened;
             QVERIFY(count > 2 * int(Documents.size()));
@@ -239,7 +226,7 @@ void tst_server::canBeDestroyedInsideAnyCallOrLogLine()
             bystander->send("<updateRecorderContents/>");
             mute.connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
             QTRY_COMPARE(session.host.calls.last(), u"updateRecorderContents()"_s);
-            QTRY_COMPARE(acceptedCount(session), 2);
+            QTRY_COMPARE(session.acceptedCount(), 2);
             destroyServer();
         }
         QTRY_COMPARE(mute.state(), QAbstractSocket::UnconnectedState);
@@ -289,7 +276,7 @@ void tst_server::takesUpWhatAClientDidInsideItsFirstLogLine()
         QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
     else
         QTRY_COMPARE(client.received, shortAcceptance("setPreset"));
-    QTRY_COMPARE(session.server->findChildren<QSslSocket*>().size(), leaves ? 0 : 1);
+    QTRY_COMPARE(session.acceptedCount(), leaves ? 0 : 1);
     QCOMPARE(session.host.calls.size(), sends ? 1 : 0);
 }
 
@@ -351,14 +338,14 @@ void tst_server::staysPausedWhenTheHostHasPausedIt()
     session.server->pauseAccepting();
     QVERIFY(isServed(*leaving));
     leaving.reset();
-    QTRY_COMPARE(acceptedCount(session), 0);
-    TlsClient client;
-    client.connectToPort(session.server->serverPort());
-    QTRY_COMPARE(client.state(), QAbstractSocket::ConnectedState); // by the system
+    QTRY_COMPARE(session.acceptedCount(), 0);
+    const auto client = session.comer();
+    QVERIFY(client);
     QCoreApplication::processEvents();
-    QCOMPARE(acceptedCount(session), 0);
+    QCOMPARE(session.acceptedCount(), 0);
     session.server->resumeAccepting();
-    QTRY_VERIFY(client.isEncrypted());
+    client->startClientEncryption();
+    QTRY_VERIFY(client->isEncrypted());
 }
 
 void tst_server::acceptsAllHoweverFewMayWait()
@@ -367,12 +354,9 @@ void tst_server::acceptsAllHoweverFewMayWait()
     const Session session;
     session.server->setMaxPendingConnections(1);
     std::vector<std::unique_ptr<TlsClient>> clients;
-    for (int count = 0; count < clientCount; ++count) {
-        clients.push_back(std::make_unique<TlsClient>());
-        clients.back()->connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
-        QVERIFY(clients.back()->waitForConnected()); // by the system, not yet by the server
-    }
-    QTRY_COMPARE(acceptedCount(session), clientCount);
+    while (clients.size() < clientCount)
+        clients.push_back(session.comer());
+    QTRY_COMPARE(session.acceptedCount(), clientCount);
 }
 
 void tst_server::worksInAThreadOfItsOwn()

@@ -59,29 +59,10 @@ private:
     const LogCapture log;
 };
 
-qsizetype acceptedCount(const Session& session)
-{
-    return session.server->findChildren<QSslSocket*>().size();
-}
-
-/// The system has accepted it; the server has not, before the event loop runs.
-std::unique_ptr<QTcpSocket> comer(const Session& session)
-{
-    auto client = std::make_unique<QTcpSocket>();
-    client->connectToHost(QHostAddress(QHostAddress::LocalHost), session.server->serverPort());
-    return client->waitForConnected() ? std::move(client) : nullptr;
-}
-
 /// The event loop has gone round often enough for whatever was ready.
 bool comesRound(TlsClient& loggedIn)
 {
-    bool isAnswered = true;
-    for (int time = 0; time < 3 && isAnswered; ++time) {
-        loggedIn.received.clear();
-        loggedIn.send(QByteArray("<setPreset/>"));
-        isAnswered = QTest::qWaitFor([&] { return loggedIn.received == shortAcceptance("setPreset"); });
-    }
-    return isAnswered;
+    return isServed(loggedIn) && isServed(loggedIn) && isServed(loggedIn);
 }
 
 } // namespace
@@ -123,7 +104,7 @@ void tst_server_events::carriesOutWhatCameBeforeTheEnd()
     // Before the server has seen any of it.
     QVERIFY(client.state() == QAbstractSocket::UnconnectedState || client.waitForDisconnected());
     QTRY_COMPARE(session.host.calls, expected);
-    QTRY_COMPARE(acceptedCount(session), 0);
+    QTRY_COMPARE(session.acceptedCount(), 0);
     QCOMPARE(session.host.calls, expected);
 }
 
@@ -142,9 +123,9 @@ void tst_server_events::discardsWhatComesBehindAnErrorOfTls()
         }
     });
     QVERIFY2(growth < pieces * piece.size() / 2, qPrintable(u"%1 bytes more"_s.arg(growth)));
-    QCOMPARE(acceptedCount(session), 1);
+    QCOMPARE(session.acceptedCount(), 1);
     network->abort();
-    QTRY_COMPARE(acceptedCount(session), 0);
+    QTRY_COMPARE(session.acceptedCount(), 0);
 }
 
 void tst_server_events::carriesOutOneReadInATurn_data()
@@ -201,19 +182,19 @@ void tst_server_events::acceptsOneClientInATurn()
     QFETCH(const bool, beginsInAnEvent);
     constexpr size_t count = 20;
     const Session session;
-    std::vector<std::unique_ptr<QTcpSocket>> clients;
+    std::vector<std::unique_ptr<TlsClient>> clients;
     const auto listenAndConnect = [&] {
         session.server->close();
         session.server->startListeningForConnection();
         while (clients.size() < count)
-            clients.push_back(comer(session));
+            clients.push_back(session.comer());
     };
     if (beginsInAnEvent)
         QMetaObject::invokeMethod(session.server.get(), listenAndConnect, Qt::QueuedConnection);
     else
         listenAndConnect();
     const MostInATurn counter(u"New OrvaneConnection"_s);
-    QTRY_COMPARE(acceptedCount(session), qsizetype {count});
+    QTRY_COMPARE(session.acceptedCount(), qsizetype {count});
     QCOMPARE(counter.most, 1);
 }
 
@@ -237,7 +218,7 @@ void tst_server_events::tellsOnceWhenTheRefreshHasFinished()
     leaving->send("<updateRecorderContents/>");
     QTRY_COMPARE(session.host.calls.size(), 1);
     leaving->disconnectFromHost();
-    QTRY_COMPARE(acceptedCount(session), 1);
+    QTRY_COMPARE(session.acceptedCount(), 1);
 
     const auto finish = [&] { session.server->handleUpdateAllTreeDevicesFinished(); };
     const LogCapture log([&](const QString& line) {
@@ -266,13 +247,13 @@ void tst_server_events::staysPausedInTheLineOfAClient()
         if (line.startsWith(u"New OrvaneConnection"_s))
             session.server->pauseAccepting();
     });
-    const auto first = comer(session);
-    const auto second = comer(session);
-    QTRY_COMPARE(acceptedCount(session), 2);
+    const auto first = session.comer();
+    const auto second = session.comer();
+    QTRY_COMPARE(session.acceptedCount(), 2);
     QVERIFY(comesRound(*witness));
-    QCOMPARE(acceptedCount(session), 2);
+    QCOMPARE(session.acceptedCount(), 2);
     session.server->resumeAccepting();
-    QTRY_COMPARE(acceptedCount(session), 3);
+    QTRY_COMPARE(session.acceptedCount(), 3);
 }
 
 void tst_server_events::staysPausedWhenTheHostAcceptsByHand()
@@ -281,14 +262,14 @@ void tst_server_events::staysPausedWhenTheHostAcceptsByHand()
     const auto witness = session.orvaneClient();
     QVERIFY(witness && comesRound(*witness));
     session.server->pauseAccepting();
-    const auto first = comer(session);
+    const auto first = session.comer();
     QVERIFY(session.server->waitForNewConnection());
-    QCOMPARE(acceptedCount(session), 2);
-    const auto second = comer(session);
+    QCOMPARE(session.acceptedCount(), 2);
+    const auto second = session.comer();
     QVERIFY(comesRound(*witness));
-    QCOMPARE(acceptedCount(session), 2);
+    QCOMPARE(session.acceptedCount(), 2);
     session.server->resumeAccepting();
-    QTRY_COMPARE(acceptedCount(session), 3);
+    QTRY_COMPARE(session.acceptedCount(), 3);
 }
 
 void tst_server_events::boundsCallsInsideOneAnother()

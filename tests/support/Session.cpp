@@ -24,3 +24,17 @@ std::unique_ptr<TlsClient> Session::orvaneClient() const
         client->loginAsOrvane();
     return client;
 }
+
+std::unique_ptr<TlsClient> Session::comer() const
+{
+    auto client = std::make_unique<TlsClient>();
+    client->connectToHost(QHostAddress(QHostAddress::LocalHost), server->serverPort());
+    return client->waitForConnected() ? std::move(client) : nullptr;
+}
+
+bool isServed(TlsClient& client)
+{
+    client.received.clear();
+    client.send("<setPreset/>");
+    return QTest::qWaitFor([&] { return client.received == shortAcceptance("setPreset"); });
+}

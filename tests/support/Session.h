@@ -22,6 +22,14 @@ public:
     /// The same, logged in with the system account.
     std::unique_ptr<TlsClient> orvaneClient() const;
 
+    /// A client that the system has accepted, and the server not before the event loop runs. It has not begun with TLS.
+    std::unique_ptr<TlsClient> comer() const;
+    /// How many the server has accepted, and not yet let go.
+    qsizetype acceptedCount() const { return server->findChildren<QSslSocket*>().size(); }
+
     RecordingHost host;
     std::unique_ptr<OrvaneInterface::OrvaneServer> server;
 };
+
+/// Whether a client that has logged in with the system account is answered.
+bool isServed(TlsClient& client);
