@@ -195,9 +195,8 @@ QString runMisuse(const ServerProcess& server, const Misuse& misuse, int scale, 
     const double each = processorUs / (misuse.countsConnections ? static_cast<double>(crowd.connections) : megabytes);
     std::sort(witness.waitsMs.begin(), witness.waitsMs.end());
     const double medianMs = witness.waitsMs.empty() ? 0 : witness.waitsMs[witness.waitsMs.size() / 2];
-    const QString line =
-        QString::asprintf("%.1f MB, %lld connections | %.2f ms, %.1f ms | %.1f MiB | %.0f us%s |", megabytes,
-            crowd.connections, medianMs, witness.longestMs, growth, each, misuse.countsConnections ? " each" : "/MB");
+    QString line = QString::asprintf("%.1f MB, %lld connections | %.2f ms, %.1f ms | %.1f MiB | %.0f us%s |", megabytes,
+        crowd.connections, medianMs, witness.longestMs, growth, each, misuse.countsConnections ? " each" : "/MB");
     print(line);
     check(witness.isRight, u"every answer to another client was right"_s);
     if (limited && checksWaits)
