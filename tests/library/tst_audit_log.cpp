@@ -26,6 +26,7 @@ private Q_SLOTS:
     void tellsWhoseLoginWasInvalidThoughTheClientHasGone();
     void namesThePeerOfAClientThatHasWaited();
     void growsNotWithWhatAStrangerSends();
+    void endsWhateverBeginsThoughTheLinesRunEvents();
     void keepsALineWhateverAClientSends();
     void standsAServerThatIsDestroyedInALine();
 };
@@ -211,6 +212,33 @@ void tst_audit_log::growsNotWithWhatAStrangerSends()
     QTRY_VERIFY(!lines.isEmpty() && lines.last().contains("disconnected"));
     QCOMPARE(lines.size(), 12);
     QCOMPARE(QJsonDocument::fromJson(lines.last()).object()["notWritten"_L1].toInt(), 991);
+}
+
+/// In the line about a client that is let go another may find its place.
+void tst_audit_log::endsWhateverBeginsThoughTheLinesRunEvents()
+{
+    Session session;
+    OrvaneInterface::OrvaneLimits limits;
+    limits.maxClients = 2;
+    session.server->setLimits(limits);
+    const auto first = session.connectedClient();
+    const auto second = session.connectedClient();
+    const auto waiting = session.comer();
+    const auto alsoWaiting = session.comer();
+    QVERIFY(first && second && waiting && alsoWaiting);
+    QTRY_COMPARE(session.acceptedCount(), 4);
+    whenLogged = [&] {
+        if (!lines.last().contains("was destroyed"))
+            return;
+        for (int round = 0; round < 20; ++round)
+            QTest::qWait(1);
+    };
+    session.server.reset();
+    const auto countOf = [](const char* event) {
+        return std::count_if(
+            lines.cbegin(), lines.cend(), [&](const QByteArray& line) { return line.contains(event); });
+    };
+    QCOMPARE(countOf("\"connected\""), countOf("\"disconnected\""));
 }
 
 void tst_audit_log::keepsALineWhateverAClientSends()

@@ -7,6 +7,7 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -31,6 +32,9 @@ private Q_SLOTS:
     void staysPausedInTheLineOfAClient();
     void staysPausedWhenTheHostAcceptsByHand();
     void boundsCallsInsideOneAnother();
+    void carriesOutWhatManyCallsWaitFor();
+    void countsNoTimeWhileAClientIsHeld();
+    void carriesOutWhatCameThoughALineRunsEvents();
     void logsEachErrorOfAccepting();
 };
 
@@ -309,6 +313,85 @@ void tst_server_events::boundsCallsInsideOneAnother()
         QTRY_COMPARE(client->received, shortAcceptance("setPreset"));
     QCOMPARE(most, mostNested);
     QCOMPARE(session.host.calls.size(), clientCount);
+}
+
+void tst_server_events::carriesOutWhatManyCallsWaitFor()
+{
+    constexpr size_t waitingCalls = 31;
+    Session session;
+    std::vector<std::unique_ptr<TlsClient>> clients;
+    while (clients.size() < waitingCalls + 1) {
+        clients.push_back(session.orvaneClient());
+        QVERIFY(clients.back() && comesRound(*clients.back()));
+    }
+    bool isOver = false;
+    session.host.duringCall = [&] {
+        if (session.host.calls.last().contains(u"last"_s))
+            isOver = true;
+        else if (!session.host.calls.last().contains(u"short"_s))
+            QVERIFY(QTest::qWaitFor([&] { return isOver; }, 60'000));
+    };
+    const auto setPreset = [](TlsClient& client, const QByteArray& name) {
+        client.received.clear();
+        client.send("<setPreset><presetname>" + name + "</presetname></setPreset>");
+    };
+    for (size_t count = 0; count < waitingCalls; ++count)
+        setPreset(*clients[count], "waits");
+    setPreset(*clients.back(), "short"); // by which as many are nested as may be
+    setPreset(*clients.back(), "last");
+    for (size_t count = 0; count < waitingCalls; ++count)
+        QTRY_COMPARE(clients[count]->received, shortAcceptance("setPreset"));
+}
+
+void tst_server_events::countsNoTimeWhileAClientIsHeld()
+{
+    constexpr std::chrono::milliseconds timeout(500);
+    Session session;
+    std::vector<std::unique_ptr<TlsClient>> clients;
+    while (clients.size() < 32) {
+        clients.push_back(session.orvaneClient());
+        QVERIFY(clients.back() && comesRound(*clients.back()));
+    }
+    OrvaneInterface::OrvaneLimits limits;
+    limits.loginTimeout = timeout;
+    session.server->setLimits(limits);
+    TlsClient late;
+    int nested = 0;
+    bool isOver = false;
+    session.host.duringCall = [&] {
+        if (++nested < 32) {
+            QVERIFY(QTest::qWaitFor([&] { return isOver; }, 60'000));
+            return;
+        }
+        late.connectToPort(session.server->serverPort());
+        late.loginAsOrvane();
+        late.send(LastCommand);
+        QVERIFY(QTest::qWaitFor([&] { return late.isEncrypted(); }));
+        QTest::qWait(3 * static_cast<int>(timeout.count())); // in which it would have been ended
+        isOver = true;
+    };
+    for (const auto& client : clients)
+        client->send("<setPreset/>");
+    QTRY_COMPARE(late.received, LastReply);
+    QCOMPARE(nested, 32);
+}
+
+void tst_server_events::carriesOutWhatCameThoughALineRunsEvents()
+{
+    constexpr int commands = 20;
+    const Session session;
+    TlsClient client;
+    client.connectToPort(session.server->serverPort());
+    QTRY_VERIFY(client.isEncrypted());
+    const LogCapture log([](const QString&) { QCoreApplication::processEvents(); });
+    client.loginAsOrvane();
+    for (int command = 0; command < commands; ++command) {
+        client.send("<setPreset/>");
+        client.flush();
+    }
+    client.disconnectFromHost();
+    QTRY_COMPARE(session.acceptedCount(), 0);
+    QCOMPARE(session.host.calls.size(), commands);
 }
 
 void tst_server_events::logsEachErrorOfAccepting()
