@@ -28,7 +28,7 @@ struct OrvaneLimits {
     /// Bytes of replies that wait for the client to read. Looked at when it sends another command, so that a client
     /// that reads each reply before it goes on is never over it, however long the reply and slow the network. One that
     /// sends commands in advance can be, however fast it reads: the replies to what came in one read are made before
-    /// the network takes them.
+    /// the network takes them. What TLS itself answers counts, too; before the login, 64 KiB are the most.
     qint64 maxUnsentBytes = 0;
     /// From the connection to the end of the TLS handshake, to within a tenth. Time in which the host's thread stands
     /// still does not count.
