@@ -4,7 +4,7 @@
 
 #include <array>
 #include <chrono>
-#include <cstdio>
+#include <cmath>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -68,15 +68,14 @@ std::vector<Line> readLog(const std::string& log)
     std::vector<Line> lines;
     int64_t last = 0;
     for (const std::string& each : split(log, '\n')) {
-        long seconds = 0;
-        int ms = 0;
-        std::array<char, 16> type {};
-        std::array<char, 64> category {};
-        int text = 0;
-        if (std::sscanf(each.c_str(), "%ld.%3d %15s %63s %n", &seconds, &ms, type.data(), category.data(), &text)
-            == 4) {
-            last = seconds * 1'000 + ms;
-            lines.push_back({type.data(), category.data(), each.substr(static_cast<size_t>(text)), last});
+        std::istringstream words(each);
+        double seconds = 0;
+        std::string type;
+        std::string category;
+        if (words >> seconds >> type >> category) {
+            last = std::llround(seconds * 1'000);
+            const auto text = each.find_first_not_of(' ', static_cast<size_t>(words.tellg()));
+            lines.push_back({type, category, text == std::string::npos ? std::string() : each.substr(text), last});
         } else if (each.starts_with('{')) {
             lines.push_back({"info", "orvane.audit", each, last});
         } else {

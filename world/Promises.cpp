@@ -208,8 +208,8 @@ private:
                 continue;
             const std::string id = messageId(peer.id, static_cast<int>(number));
             const bool isMade = std::find(made.begin(), made.end(), id) != made.end();
-            check(
-                isMade || !isBegun[message.record], "carried-out", name + " not all that came together, without " + id);
+            check(isMade || !isBegun[message.record], "carried-out",
+                std::string(name).append(" not all that came together, without ").append(id));
             isBegun[message.record] = isBegun[message.record] || isMade;
         }
     }
