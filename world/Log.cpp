@@ -63,17 +63,23 @@ std::string readAll(int descriptor)
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
+/// Qt writes a line without it where it comes inside the handler of another.
+static bool isTime(const std::string& word)
+{
+    return word.find('.') != std::string::npos && word.find_first_not_of("0123456789.") == std::string::npos;
+}
+
 std::vector<Line> readLog(const std::string& log)
 {
     std::vector<Line> lines;
     int64_t last = 0;
     for (const std::string& each : split(log, '\n')) {
         std::istringstream words(each);
-        double seconds = 0;
+        std::string seconds;
         std::string type;
         std::string category;
-        if (words >> seconds >> type >> category) {
-            last = std::llround(seconds * 1'000);
+        if (words >> seconds >> type >> category && isTime(seconds)) {
+            last = std::llround(std::stod(seconds) * 1'000);
             const auto text = each.find_first_not_of(' ', static_cast<size_t>(words.tellg()));
             lines.push_back({type, category, text == std::string::npos ? std::string() : each.substr(text), last});
         } else if (each.starts_with('{')) {
