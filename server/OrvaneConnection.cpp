@@ -195,11 +195,13 @@ void OrvaneConnection::updateReading()
 {
     if (!socketAttached)
         return;
-    const bool isReading = !isTurnOver && !(isSilent && (dispatching || isHeld || unsentBytes() > 0));
+    const bool mayRead = !isTurnOver && !(isSilent && (dispatching || isHeld || unsentBytes() > 0));
+    if (std::exchange(isReading, mayRead) == mayRead)
+        return;
     const auto notifiers = socket->findChildren<QSocketNotifier*>();
     for (QSocketNotifier* notifier : notifiers) {
         if (notifier->type() == QSocketNotifier::Read)
-            notifier->setEnabled(isReading);
+            notifier->setEnabled(mayRead);
     }
 }
 

@@ -143,6 +143,7 @@ private:
     bool hasEnded = false; ///< the client has gone; what it said before is still to be carried out
     qint64 turnBytes = 0; ///< read since beginTurn()
     bool isTurnOver = false; ///< until beginTurn()
+    bool isReading = true; ///< as updateReading() has left it: to find the notifiers at each read would be expensive
     bool isHeld = false; ///< waits until one of the calls inside one another returns
     bool isSilent = false; ///< can say nothing more, but may read on
     bool isHeard = false; ///< has said something since checkUnsent()
