@@ -97,7 +97,7 @@ void receiveWithFraming(State& state, const QByteArray& message)
         ReplaySocket socket(message, ReadSize);
         XMLSocket framing(&socket);
         for (; !socket.isFinished(); socket.nextRead())
-            framing.readMessages();
+            framing.readMessages(ReadSize);
         benchmark::DoNotOptimize(framing.messages.size());
     }
 }
