@@ -120,7 +120,7 @@ void tst_audit_log::tellsWhoDidWhat()
     auto other = session.orvaneClient();
     session.host.duringCall = [&] {
         other->disconnectFromHost();
-        QTest::qWait(50);
+        QTRY_VERIFY(lines.last().contains("disconnected"));
     };
     other->send("<getPresetsList/>");
     QTRY_COMPARE(lines.size(), 19);
@@ -178,7 +178,7 @@ void tst_audit_log::tellsWhoseLoginWasInvalidThoughTheClientHasGone()
             return;
         client->abort();
         const auto* socket = session.server->findChild<QSslSocket*>();
-        QVERIFY(QTest::qWaitFor([&] { return socket->state() == QAbstractSocket::UnconnectedState; }));
+        QVERIFY(waitFor([&] { return socket->state() == QAbstractSocket::UnconnectedState; }));
     };
     client->login("operator", "wrong");
     QTRY_COMPARE(lines.size(), 3);
@@ -228,10 +228,8 @@ void tst_audit_log::endsWhateverBeginsThoughTheLinesRunEvents()
     QVERIFY(first && second && waiting && alsoWaiting);
     QTRY_COMPARE(session.acceptedCount(), 4);
     whenLogged = [&] {
-        if (!lines.last().contains("was destroyed"))
-            return;
-        for (int round = 0; round < 20; ++round)
-            QTest::qWait(1);
+        if (lines.last().contains("was destroyed"))
+            runEventsFor(std::chrono::milliseconds(20)); // longer than a step of those who wait
     };
     session.server.reset();
     const auto countOf = [](const char* event) {

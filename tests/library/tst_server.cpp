@@ -67,7 +67,7 @@ const std::array Documents {
 /// included.
 template <typename Condition> void runEventLoop(Condition condition)
 {
-    QVERIFY(QTest::qWaitFor(condition));
+    QVERIFY(waitFor(condition));
     QEventLoop().processEvents();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
@@ -380,7 +380,7 @@ void tst_server::worksInAThreadOfItsOwn()
     moved.set_value();
     TlsClient client;
     client.connectToPort(port);
-    const bool connected = QTest::qWaitFor([&] { return client.isEncrypted(); });
+    const bool connected = waitFor([&] { return client.isEncrypted(); });
     client.loginAsOrvane();
     const bool served = isServed(client);
     finished = true;

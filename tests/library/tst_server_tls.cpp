@@ -47,7 +47,7 @@ void tst_server_tls::openssl(const QString& arguments) const
     QProcess process;
     process.setWorkingDirectory(directory.path());
     process.start(QStringLiteral(ORVANE_OPENSSL), arguments.split(u' '));
-    QVERIFY(process.waitForFinished());
+    QVERIFY(process.waitForFinished(PatienceMs));
     QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
 }
 
@@ -226,7 +226,7 @@ void tst_server_tls::asksForClientCertificates()
         client.connectToPort(session.server->serverPort());
         client.loginAsOrvane();
         client.send("<theLast/>");
-        return QTest::qWaitFor(
+        return waitFor(
             [&] { return client.state() == QAbstractSocket::UnconnectedState || !client.received.isEmpty(); });
     };
     TlsClient stranger;
@@ -279,7 +279,7 @@ void tst_server_tls::standsWhateverAHandlerDoesInTheLineOfATlsError()
             return;
         }
         stranger.abort();
-        QVERIFY(QTest::qWaitFor([&] {
+        QVERIFY(waitFor([&] {
             const auto* socket = session.server->findChild<QSslSocket*>();
             return !socket || socket->state() == QAbstractSocket::UnconnectedState;
         }));

@@ -28,7 +28,8 @@ bool run(const QString& program, const QString& arguments)
 {
     QProcess process;
     process.start(program, arguments.split(u' '));
-    return process.waitForFinished() && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+    return process.waitForFinished(PatienceMs) && process.exitStatus() == QProcess::NormalExit
+        && process.exitCode() == 0;
 }
 
 } // namespace

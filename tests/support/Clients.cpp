@@ -1,26 +1,8 @@
 #include "Clients.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QTimer>
-
 #include <algorithm>
 #include <cstdio>
 #include <sys/resource.h>
-
-bool waitFor(const std::function<bool()>& condition, int milliseconds)
-{
-    constexpr int wakeUpMs = 50; // so that a condition is looked at that no event goes with
-    QTimer wakeUp;
-    wakeUp.start(wakeUpMs);
-    const QDeadlineTimer deadline(milliseconds);
-    while (!condition()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
-    }
-    return true;
-}
 
 bool isSent(const QSslSocket& socket)
 {

@@ -1,13 +1,10 @@
 #pragma once
 
 #include "TlsClient.h"
+#include "WaitFor.h"
 
-#include <functional>
 #include <memory>
 #include <vector>
-
-/// Runs the event loop until \a condition holds, looking at it after every event. \return false when that took too long
-bool waitFor(const std::function<bool()>& condition, int milliseconds = 120000);
 
 /// Whether all that was written has been encrypted and handed to the system.
 bool isSent(const QSslSocket& socket);

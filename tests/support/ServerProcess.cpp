@@ -2,6 +2,7 @@
 
 #include "PeakMemory.h"
 #include "TlsClient.h"
+#include "WaitFor.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -15,10 +16,6 @@
 #include <utility>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-constexpr int PatienceMs = 60000;
-}
 
 qint64 processorNs(clockid_t clock)
 {

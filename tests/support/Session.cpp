@@ -1,7 +1,5 @@
 #include "Session.h"
 
-#include <QTest>
-
 Session::Session(const QString& userName, const QString& password)
     : server(std::make_unique<OrvaneInterface::OrvaneServer>(&host, freePort(), userName, password, nullptr))
 {
@@ -12,7 +10,7 @@ std::unique_ptr<TlsClient> Session::connectedClient() const
 {
     auto client = std::make_unique<TlsClient>();
     client->connectToPort(server->serverPort());
-    if (!QTest::qWaitFor([&] { return client->isEncrypted(); }))
+    if (!waitFor([&] { return client->isEncrypted(); }))
         return nullptr;
     return client;
 }
@@ -36,5 +34,5 @@ bool isServed(TlsClient& client)
 {
     client.received.clear();
     client.send("<setPreset/>");
-    return QTest::qWaitFor([&] { return client.received == shortAcceptance("setPreset"); });
+    return waitFor([&] { return client.received == shortAcceptance("setPreset"); });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Patience.h"
 #include "RecordingHost.h"
 #include "TlsClient.h"
 

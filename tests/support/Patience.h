@@ -1,0 +1,21 @@
+#pragma once
+
+#include "WaitFor.h"
+
+#include <QtTest>
+
+// Qt's own macros look every 50 ms, and give up after 5 seconds, in which a machine under load makes no handshake.
+#undef QTRY_VERIFY
+#undef QTRY_VERIFY2
+#undef QTRY_COMPARE
+#define QTRY_VERIFY(condition) QTRY_VERIFY2(condition, "in time")
+#define QTRY_VERIFY2(condition, description)                                                                           \
+    do {                                                                                                               \
+        waitFor([&] { return static_cast<bool>(condition); });                                                         \
+        QVERIFY2(condition, description);                                                                              \
+    } while (false)
+#define QTRY_COMPARE(actual, expected)                                                                                 \
+    do {                                                                                                               \
+        waitFor([&] { return (actual) == (expected); });                                                               \
+        QCOMPARE(actual, expected);                                                                                    \
+    } while (false)
