@@ -179,6 +179,7 @@ void tst_server_limits::letsInWhoHasWaitedBeforeWhoComesNow()
     TlsClient second;
     second.connectToPort(session.server->serverPort());
     QTRY_COMPARE(session.acceptedCount(), 2);
+    QVERIFY(session.isServed()); // the event loop has gone round
     TlsClient late;
     late.connectToPort(session.server->serverPort());
     QVERIFY(late.waitForConnected()); // by the system, not yet by the server
