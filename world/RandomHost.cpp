@@ -128,7 +128,13 @@ void RandomHost::lookAfter()
     if (trouble && nowMs() - troubleSince > TroubleMs)
         carryOut(server == nullptr ? "renew" : paused ? "resume" : "listen", "care");
     if (server != nullptr)
-        server->handleUpdateAllTreeDevicesFinished();
+        endRefresh();
+}
+
+void RandomHost::endRefresh()
+{
+    ++endedRefreshes;
+    server->handleUpdateAllTreeDevicesFinished();
 }
 
 void RandomHost::reach(const std::string& place)
@@ -170,7 +176,7 @@ void RandomHost::carryOutOnServer(const std::string& verb)
     if (verb == "tls")
         configure();
     if (verb == "finished")
-        server->handleUpdateAllTreeDevicesFinished();
+        endRefresh();
     if (verb == "close" || verb == "relisten")
         server->close();
     if (verb == "listen" || verb == "relisten")
@@ -226,9 +232,10 @@ void RandomHost::handleCall(const std::string& call)
     if (name.find('-') == std::string::npos)
         name += "#" + std::to_string(count);
     note("call", name);
+    const int endedBefore = endedRefreshes;
     reach("call:" + name);
     reach("each");
-    host.refreshStarts = count % 4 != 0;
+    host.refreshStarts = endedRefreshes != endedBefore || count % 4 != 0; // the client was told of the end already
     host.answer.reset();
     if (call.find("<silent/>") == std::string::npos)
         host.answer = answerTo(call);

@@ -46,12 +46,14 @@ private:
     void beShort(int ms);
     void endShortage();
     void lookAfter();
+    void endRefresh();
 
     Shared& shared;
     RecordingHost host;
     OrvaneInterface::OrvaneServer* server = nullptr;
     std::multimap<std::string, std::string> acts;
     std::map<std::string, int> counts;
+    int endedRefreshes = 0;
     QTimer care;
     int64_t troubleSince = 0; ///< without a server, or with one that does not accept
     std::string limits = "none";
