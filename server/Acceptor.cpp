@@ -115,10 +115,13 @@ void Acceptor::beginRound()
 /// The server may be destroyed in it.
 void Acceptor::accept()
 {
-    if (!listening || !listening->isEnabled()) // closed, or paused by the host
-        return;
-    const bool isAnyoneLeft = acceptOne();
     const bool isShort = retryTimer.isActive();
+    if (!listening || !listening->isEnabled()) { // closed, or paused by the host
+        if (isShort)
+            retryTimer.start(RetryMs, this); // it may have been at its fastest
+        return;
+    }
+    const bool isAnyoneLeft = acceptOne();
     if (server.hasPendingConnections()) {
         if (isShort)
             retryTimer.start(0, this); // until nobody is left it may be the same shortage
