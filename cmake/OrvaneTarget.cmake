@@ -3,8 +3,10 @@ function(orvane_set_up_target target)
     target_compile_features(${target} PRIVATE cxx_std_20)
     set_target_properties(${target} PROPERTIES
         CXX_EXTENSIONS OFF
-        UNITY_BUILD OFF # which a parent may have on: names of one file alone may stand in others, too
-        AUTOMOC ON)
+        UNITY_BUILD ${ORVANE_UNITY_BUILD} # not what a parent has for its own
+        UNITY_BUILD_BATCH_SIZE 0
+        AUTOMOC ON
+        AUTOMOC_COMPILER_PREDEFS OFF) # asking the compiler for them takes longer than all else that moc does here
     target_compile_definitions(${target} PRIVATE
         QT_NO_CAST_FROM_ASCII
         QT_NO_CAST_TO_ASCII

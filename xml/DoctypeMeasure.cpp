@@ -9,7 +9,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 /// Characters of a document type declaration. One that only names a document type is much shorter.
-constexpr qsizetype MaximumLength = 1024;
+constexpr qsizetype MaximumDoctypeLength = 1024;
 
 constexpr QStringView Start = u"<!DOCTYPE";
 
@@ -142,12 +142,12 @@ DoctypeMeasure measureDoctype(QStringView rest)
     if (!rest.startsWith(Start))
         return measure; // an error: nothing else begins with "<!" here
 
-    Walk walk(rest.first(std::min(rest.size(), MaximumLength)));
+    Walk walk(rest.first(std::min(rest.size(), MaximumDoctypeLength)));
     if (walk.readAll(measure))
         measure.length = walk.length();
     else if (walk.hasReference())
         measure.excess = "A reference or markup in its document type declaration"_L1;
-    else if (rest.size() > MaximumLength)
+    else if (rest.size() > MaximumDoctypeLength)
         measure.excess = "Its document type declaration is too long"_L1;
     return measure;
 }

@@ -23,7 +23,7 @@ QString xmlText(const QString& text)
     return result;
 }
 
-QString timeText(qint64 time)
+QString isoTime(qint64 time)
 {
     return QDateTime::fromMSecsSinceEpoch(time).toUTC().toString(Qt::ISODateWithMs);
 }
@@ -40,9 +40,9 @@ void writePlayback(QXmlStreamWriter& writer, const Playback& playback, qint64 no
 {
     writer.writeEmptyElement(u"playback"_s);
     writer.writeAttribute(u"track"_s, xmlText(playback.track));
-    writer.writeAttribute(u"time"_s, timeText(playback.positionAt(now)));
-    writer.writeAttribute(u"start"_s, timeText(playback.start));
-    writer.writeAttribute(u"end"_s, timeText(playback.end));
+    writer.writeAttribute(u"time"_s, isoTime(playback.positionAt(now)));
+    writer.writeAttribute(u"start"_s, isoTime(playback.start));
+    writer.writeAttribute(u"end"_s, isoTime(playback.end));
 }
 
 void writeCutOut(QXmlStreamWriter& writer, const QRectF& cutOut)
@@ -97,7 +97,7 @@ QString wallReport(const WallState& state, qint64 now)
     writer.writeStartElement(u"wall"_s);
     writer.writeAttribute(u"layout"_s, state.layout().name());
     writer.writeAttribute(u"splits"_s, QString::number(state.layout().splitCount()));
-    writer.writeAttribute(u"time"_s, timeText(now));
+    writer.writeAttribute(u"time"_s, isoTime(now));
     for (int splitId = 0; splitId < state.layout().splitCount(); ++splitId)
         writeSplit(writer, splitId, state.split(splitId), now);
     writer.writeEndElement();

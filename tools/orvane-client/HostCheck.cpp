@@ -14,7 +14,7 @@ namespace OrvaneClient {
 
 namespace {
 
-constexpr int NameWidth = 24;
+constexpr int LabelWidth = 24;
 constexpr int WhatWidth = 28;
 constexpr int TimeWidth = 10;
 
@@ -157,7 +157,7 @@ void HostCheck::tell(const QString& name, const Finding& finding, const QString&
         verdict = u"skipped  "_s;
         break;
     }
-    const QString line = verdict + name.leftJustified(NameWidth) + finding.what.leftJustified(WhatWidth)
+    const QString line = verdict + name.leftJustified(LabelWidth) + finding.what.leftJustified(WhatWidth)
         + time.rightJustified(TimeWidth) + u"  "_s + finding.meaning;
     console.line(line);
 }

@@ -1,5 +1,6 @@
 #include "Activity.h"
 
+#include "SmallFont.h"
 #include "WallColors.h"
 
 #include <QDateTime>
@@ -70,12 +71,6 @@ constexpr int Padding = 7;
 constexpr int Wrapped = Qt::AlignLeft | Qt::TextWordWrap;
 /// What wraps to more is cut off: a client may send any length.
 constexpr int MostTextLines = 5;
-
-QFont smaller(QFont font)
-{
-    font.setPixelSize(std::max(9, font.pixelSize() - 2));
-    return font;
-}
 
 QRect textRect(const QRect& item, const QFont& font, const QString& text)
 {

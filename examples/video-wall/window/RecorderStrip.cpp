@@ -1,5 +1,6 @@
 #include "RecorderStrip.h"
 
+#include "SmallFont.h"
 #include "WallColors.h"
 #include "WallState.h"
 
@@ -15,12 +16,6 @@ namespace {
 /// Cards grow no wider than this many of the line height.
 constexpr qreal WidestCard = 14;
 constexpr qreal Gap = 10;
-
-QFont smaller(QFont font)
-{
-    font.setPixelSize(std::max(9, font.pixelSize() - 2));
-    return font;
-}
 
 QString counted(qsizetype count, const QString& thing)
 {
