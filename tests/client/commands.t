@@ -48,7 +48,7 @@ What the client sends, what it prints, and how it ends. First at the example hos
   [6]
   $ sed -n 's/^Host was asked:/host:/p' "$directory/host" > known_calls
 
-  $ timeout 60 "$CLIENT" --insecure --port "$port" <&-
+  $ timeout 300 "$CLIENT" --insecure --port "$port" <&-
   $ "$CLIENT" --insecure --port "$port" getPresetsList >&-
   orvane-client: cannot write to standard output: Bad file descriptor
   [6]

@@ -3,7 +3,7 @@
 Usage: peer.py KIND ANSWER CLIENT [ARGUMENT...] runs the client against it and ends with the client's status.
   tls     answers the first command behind the login, and closes
   second  answers what comes behind the first command, and prints what it gets
-  slow    answers every command, late, and rejects what the client sends behind one
+  slow    answers every command when the client has sent something behind it, and rejects that
   drip    answers the first command with bytes that have no end
   endless answers the first command again and again
   silent  answers nothing, and prints what it gets behind the login
@@ -58,12 +58,9 @@ def serve(listener, kind, answer, documents):
                 except OSError:
                     return
                 time.sleep(0.01 if kind == "drip" else 0)
-            if count > 0 and kind == "slow":
-                if message.startswith(b"<end-of-query"):
-                    connection.sendall(b"<commandRejected><commandname>" + message[1:-2] + b"</commandname></commandRejected>" + END)
-                else:
-                    time.sleep(1)
-                    connection.sendall(answer)
+            if kind == "slow" and message.startswith(b"<end-of-query"):
+                connection.sendall(answer)
+                connection.sendall(b"<commandRejected><commandname>" + message[1:-2] + b"</commandname></commandRejected>" + END)
             if count == 2 and kind == "second":
                 connection.sendall(answer)
             if count > 0 and kind == "tls":
@@ -82,7 +79,7 @@ def main(kind, answer, program, *arguments):
     thread.start()
     status = subprocess.run([program, "--port", str(listener.getsockname()[1]), *arguments]).returncode
     if kind in ("silent", "second"):
-        thread.join(60)
+        thread.join(300)
         for document in documents:
             print("host got:", document.decode())
     return status

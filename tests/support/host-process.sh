@@ -14,15 +14,24 @@ start_host() {
         port=$((20000 + RANDOM % 20000))
         ORVANE_USER=operator ORVANE_PASSWORD=only-for-this-test "$@" "$port" > "$directory/host" 2>&1 &
         host_pid=$!
-        for _ in {1..100}; do
+        while kill -0 "$host_pid" 2> /dev/null; do
             ! grep -qs '^Listening' "$directory/host" || return 0
-            kill -0 "$host_pid" 2> /dev/null || break
-            sleep 0.1
+            sleep 0.05
         done
     done
     echo "The host did not start:" >&2
     cat "$directory/host" >&2
     return 1
+}
+
+# wait_until COMMAND...: until it succeeds, for a minute at least.
+wait_until() {
+    for _ in {1..1200}; do
+        ! "$@" > /dev/null 2>&1 || return 0
+        sleep 0.05
+    done
+    echo "This has never succeeded: $*" >&2
+    exit 1
 }
 
 # expect STATUS TEXT COMMAND...: the command must end with this status and print this text.
