@@ -253,7 +253,7 @@ void TestVideoWallState::findsARecorderAndThenTracksByRefreshing()
     for (int refresh = 1; refresh <= 2; ++refresh) {
         QVERIFY(wall.host.updateRecorderContents());
         QVERIFY(!wall.host.updateRecorderContents());
-        QTRY_COMPARE(finished.size(), refresh);
+        QTRY_COMPARE_WITH_TIMEOUT(finished.size(), refresh, 60'000);
         QCOMPARE(wall.state.recorders().size(), 5);
         QCOMPARE(wall.state.recorders().last().tracks.size(), refresh);
     }
