@@ -58,11 +58,11 @@ public:
                 kinds.push_back(each);
         if (limits.empty())
             limits = has("limits") ? made("{room|tiny|tiny|tiny}") : "none";
-        if (choice.certificates || has("certificates"))
+        if (has("certificates"))
             texts["cert"] = "{good|good|strange|none}";
         acts.push_back("world " + std::to_string(seed) + made(" lines={off|on|on|on} audit={off|on|on}"));
         acts.push_back("host begin limits:" + limits);
-        if (choice.certificates || has("certificates"))
+        if (has("certificates"))
             acts.push_back(made("host begin tls:{verify|query}"));
     }
 

@@ -9,7 +9,6 @@ namespace world {
 struct Choice {
     std::vector<std::string> only; ///< kinds; empty: all
     std::string limits; ///< "none", "tiny" or "room", with which each world begins; empty: any
-    bool certificates = false; ///< clients are always asked for one
 };
 
 std::vector<std::string> kinds();
