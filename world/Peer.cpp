@@ -20,7 +20,7 @@ namespace world {
 
 namespace {
 
-constexpr int64_t PatienceMs = 45'000; // for what must come, also behind a crowd
+constexpr int Patience = 600; // turns, of 20 ms or more, in which nobody gets anywhere
 constexpr int64_t SurplusPatienceMs = 700; // for a host that takes no more
 constexpr int64_t ConnectPatienceMs = 3'000; // for a host that does not listen now
 constexpr unsigned FirstPort = 10'000; // below those that the system gives
@@ -96,6 +96,7 @@ void play(const std::vector<std::unique_ptr<Peer>>& peers, Shared& shared)
 {
     constexpr int TurnMs = 2;
     std::vector<pollfd> polled;
+    int rounds = 0;
     while (std::any_of(peers.begin(), peers.end(), [](const auto& each) { return each->doneAt == 0; })) {
         shared.clientsAreDone = std::all_of(
             peers.begin(), peers.end(), [](const auto& each) { return each->doneAt != 0 || each->isWitness(); });
@@ -103,6 +104,9 @@ void play(const std::vector<std::unique_ptr<Peer>>& peers, Shared& shared)
         for (const auto& each : peers) // poll() passes over those with a descriptor below 0
             polled.push_back({each->events() != 0 ? each->descriptor() : -1, each->events(), 0});
         poll(polled.data(), polled.size(), TurnMs);
+        // However slow the machine is: in each of these the host has had its turn, and so have the clients.
+        const int before = std::exchange(rounds, shared.rounds.load());
+        shared.turns += rounds != before ? 1 : 0;
         const int64_t now = nowMs();
         for (size_t index = 0; index < peers.size(); ++index)
             peers[index]->advance(now, polled[index].revents);
@@ -168,19 +172,33 @@ void Peer::advance(int64_t nowMs, short happened)
     while (doneAt == 0 && advanceStep()) {
         ++step;
         stepSince = now;
+        hasProgressed();
         writeOut();
     }
+}
+
+void Peer::hasProgressed()
+{
+    (isWitness() ? progress : shared.progress) = shared.turns; // the witness goes on for as long as others wait
+}
+
+bool Peer::waitsInVain() const
+{
+    return shared.turns - std::max(progress, shared.progress) > Patience;
 }
 
 bool Peer::connectAgain()
 {
     if (connectTo(fd, shared.port)) {
-        connectedAt = stepSince = now;
+        connectedAt = triedAt != 0 ? triedAt : now; // it may have been right after the last try
+        stepSince = now;
+        hasProgressed();
         note("peer", "c" + std::to_string(id) + " " + address + " has connected");
         return true;
     }
     const bool waits = errno == EINPROGRESS || errno == EALREADY;
-    return now - startAt > (waits ? PatienceMs : ConnectPatienceMs) && finish();
+    triedAt = now;
+    return (waits ? waitsInVain() : now - startAt > ConnectPatienceMs) && finish();
 }
 
 void Peer::read()
@@ -194,6 +212,7 @@ void Peer::read()
             ended = true;
         else
             BIO_write(incoming, buffer.data(), static_cast<int>(count));
+        hasProgressed();
     }
     if (!greeted)
         return;
@@ -216,14 +235,24 @@ void Peer::collect()
     }
 }
 
+/// How many bytes the system has taken.
+size_t Peer::put(const char* bytes, size_t size)
+{
+    const ssize_t count = ::send(fd, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+    ended = ended || (count < 0 && errno != EAGAIN && errno != EINTR);
+    if (count <= 0)
+        return 0;
+    hasProgressed();
+    return static_cast<size_t>(count);
+}
+
 void Peer::writeOut()
 {
     while (!outbox.empty() && !finSent && !held) {
         const size_t size = inPieces ? std::min(outbox.size(), 1 + random() % LongestPiece) : outbox.size();
-        const ssize_t count = ::send(fd, outbox.data(), size, MSG_NOSIGNAL | MSG_DONTWAIT);
-        ended = ended || (count < 0 && errno != EAGAIN && errno != EINTR);
-        outbox.erase(0, count < 0 ? 0 : static_cast<size_t>(count));
-        if (inPieces || count < 0)
+        const size_t count = put(outbox.data(), size);
+        outbox.erase(0, count);
+        if (inPieces || count == 0)
             break;
     }
     if (ended)
@@ -249,7 +278,7 @@ bool Peer::advanceStep()
         orderly = saidGoodbye && !hasSpoilt;
         return finish();
     }
-    if (now - stepSince > PatienceMs) {
+    if (waitsInVain()) {
         waitedInVain = outbox.empty() && !ended;
         return finish();
     }
@@ -295,22 +324,32 @@ bool Peer::send()
 
 void Peer::sendMessages(const std::string& how, const std::string& letters)
 {
-    const size_t first = messages.size();
+    const size_t first = asked.size();
     inPieces = how == "pieces";
     held = how == "held";
     std::string together;
     for (const char letter : letters) {
-        const int number = static_cast<int>(messages.size());
-        const bool admitted = number > 0 && (messages.back().admitted || isValidLogin(messages.back().letter));
-        const bool system = number > 0 && (messages.back().hasSystemAccount || messages.back().letter == 'O');
-        messages.push_back({letter, admitted, system, -1});
-        if (admitted)
-            due += predictedReply(letter, id, number, system).size();
-        together += messageText(letter, id, number);
+        const int number = messages++;
+        const std::string text = messageText(letter, id, number);
+        const std::string reply = predictedReply(letter, id, number, hasSystemAccount);
+        const std::string user = contentOf(text, "username");
+        together += text;
+        longest = std::max(longest, std::ssize(text));
+        unsent += std::ssize(reply);
+        if (admitted) {
+            predicted += reply;
+            updates += letter == 'U' ? 1 : 0;
+            if (callsHost(letter))
+                asked.push_back({messageId(id, number), -1});
+        }
+        if (isLogin(letter))
+            logins.push_back((isValidLogin(letter) ? "login " : "invalidLogin ") + user);
+        admitted = admitted || isValidLogin(letter);
+        hasSystemAccount = hasSystemAccount || letter == 'O';
     }
     if (together.size() < OneRead && (how == "one" || how == "held"))
-        for (size_t number = first; number < messages.size(); ++number)
-            messages[number].record = static_cast<int>(step);
+        for (size_t index = first; index < asked.size(); ++index)
+            asked[index].record = static_cast<int>(step);
     while (!together.empty()) {
         const size_t size = inPieces ? std::min(together.size(), 1 + random() % LongestPiece) : together.size();
         putIntoTls(together.substr(0, size));
@@ -323,10 +362,8 @@ bool Peer::sendSurplus()
     static const std::string Junk(65'536, 'j');
     if (surplus == 0)
         surplus = std::stoul(argument) << 20U;
-    for (ssize_t count = 1; surplus > 0 && count > 0;) {
-        count = ::send(fd, Junk.data(), std::min(surplus, Junk.size()), MSG_NOSIGNAL | MSG_DONTWAIT);
-        ended = ended || (count < 0 && errno != EAGAIN && errno != EINTR);
-        surplus -= count > 0 ? static_cast<size_t>(count) : 0;
+    for (size_t count = 1; surplus > 0 && count > 0; surplus -= count) {
+        count = put(Junk.data(), std::min(surplus, Junk.size()));
         stepSince = count > 0 ? now : stepSince;
     }
     if (now - stepSince > SurplusPatienceMs)

@@ -40,10 +40,8 @@ public:
     /// Does what can be done now.
     void advance(int64_t nowMs, short happened);
 
-    struct Message {
-        char letter;
-        bool admitted; ///< a valid login of its client came before
-        bool hasSystemAccount;
+    struct Call {
+        std::string id; ///< of the message that makes it
         int record; ///< messages with the same number of 0 or more are in one TLS record, which is read as a whole
     };
 
@@ -52,7 +50,12 @@ public:
     std::string certificate;
     std::string address; ///< its own, with port
     std::vector<std::string> steps;
-    std::vector<Message> messages; ///< in the order of sending; number N has the index N
+    std::vector<Call> asked; ///< what the host is to be called for, in the order of sending
+    std::vector<std::string> logins; ///< as the audit trail is to have them
+    std::string predicted; ///< all replies
+    int64_t longest = 0; ///< length of a message
+    int64_t unsent = 0; ///< length of the replies, if it were logged in from the beginning
+    int updates = 0; ///< updateRecorderContents
     std::string received; ///< without the replies of updateRecorderContents
     int updateReplies = 0;
     int64_t connectedAt = 0; ///< 0: never
@@ -89,10 +92,13 @@ private:
     void sendMessages(const std::string& how, const std::string& letters);
     void putIntoTls(const std::string& text);
     bool sayGoodbye(); ///< true
-    bool hasAllReplies() const { return received.size() >= due; }
+    bool hasAllReplies() const { return received.size() >= predicted.size(); }
     bool connectAgain();
+    void hasProgressed();
+    bool waitsInVain() const;
     bool finish(); ///< false: no step comes after it
     void read();
+    size_t put(const char* bytes, size_t size);
     void writeOut();
     void collect(); ///< what TLS has made
 
@@ -107,8 +113,12 @@ private:
     std::string argument; ///< of the step
     int64_t now = 0;
     int64_t startAt;
+    int64_t triedAt = 0; ///< to connect, in vain
+    int progress = 0; ///< the turn of its last one
     int64_t stepSince;
-    size_t due = 0; ///< length of all replies that are predicted
+    int messages = 0;
+    bool admitted = false; ///< it has sent a valid login
+    bool hasSystemAccount = false;
     size_t surplus = 0;
     int64_t askedAtUs = 0; ///< by a witness; 0: nothing
     bool inPieces = false;

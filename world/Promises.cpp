@@ -26,7 +26,7 @@ std::string joined(const std::vector<std::string>& words)
     return all;
 }
 
-template <typename Value> bool isBeginning(const std::vector<Value>& part, const std::vector<Value>& whole)
+bool isBeginning(const std::vector<std::string>& part, const std::vector<std::string>& whole)
 {
     return part.size() <= whole.size() && std::equal(part.begin(), part.end(), whole.begin());
 }
@@ -91,17 +91,22 @@ private:
 
     void takeHostAct(const std::string& text)
     {
-        static const std::regex Ends("(destroy|renew|close|relisten)\\b.*");
-        static const std::regex EndsPause("(destroy|renew|close|relisten|listen|resume)\\b.*");
-        static const std::regex LoopsInCall("loop:[0-9]+ in call:c([0-9]+)-.*");
-        static const std::regex LoopsInLine("loop:[0-9]+ in (call|line|audit|each).*");
-        std::smatch found;
-        hasEnded = hasEnded || std::regex_match(text, Ends);
-        paused = text == "paused" || (paused && !std::regex_match(text, EndsPause));
-        if (std::regex_match(text, found, LoopsInCall))
-            loopedIn.insert(std::stoi(found.str(1)));
+        const std::vector<std::string> words = split(text, ' '); // VERB:ARGUMENT in PLACE
+        const std::string verb = words[0].substr(0, words[0].find(':'));
+        const bool ends = is(verb, {"destroy", "renew", "close", "relisten"});
+        hasEnded = hasEnded || ends;
+        paused = verb == "paused" || (paused && !ends && !is(verb, {"listen", "resume"}));
+        if (verb != "loop")
+            return;
+        if (words[2].starts_with("call:c"))
+            loopedIn.insert(std::stoi(words[2].substr(6)));
         else
-            loopsInLines = loopsInLines || std::regex_match(text, LoopsInLine);
+            loopsInLines = loopsInLines || !words[2].starts_with("at:");
+    }
+
+    static bool is(const std::string& word, std::initializer_list<const char*> words)
+    {
+        return std::find(words.begin(), words.end(), word) != words.end();
     }
 
     void takeDebugLine(const Line& line)
@@ -141,23 +146,15 @@ private:
     bool hasExceeded(
         const Peer& peer, const std::string& limit, const OrvaneInterface::OrvaneLimits& most, int64_t ms) const
     {
-        int64_t invalid = 0;
-        int64_t longest = 0;
-        int64_t unsent = 0;
-        for (size_t number = 0; number < peer.messages.size(); ++number) {
-            const Peer::Message& each = peer.messages[number];
-            const int n = static_cast<int>(number);
-            invalid += isLogin(each.letter) && !isValidLogin(each.letter) ? 1 : 0;
-            longest = std::max(longest, std::ssize(messageText(each.letter, peer.id, n)));
-            unsent += std::ssize(predictedReply(each.letter, peer.id, n, each.hasSystemAccount));
-        }
+        const int64_t invalid = std::count_if(peer.logins.begin(), peer.logins.end(),
+            [](const std::string& each) { return each.starts_with("invalid"); });
         const int64_t clients = storms ? StormsClients : std::ssize(peers);
         const int64_t waited = (ms - peer.connectedAt + SlackMs) * 10 / 9;
         const std::map<std::string, std::pair<int64_t, int64_t>> figures {{"maxClients", {clients, most.maxClients}},
             {"maxInvalidLogins", {invalid, most.maxInvalidLogins}},
-            {"maxMessageLength", {longest, most.maxMessageLength}},
-            {"maxMessageLengthBeforeLogin", {longest, most.maxMessageLengthBeforeLogin}},
-            {"maxUnsentBytes", {unsent, most.maxUnsentBytes}},
+            {"maxMessageLength", {peer.longest, most.maxMessageLength}},
+            {"maxMessageLengthBeforeLogin", {peer.longest, most.maxMessageLengthBeforeLogin}},
+            {"maxUnsentBytes", {peer.unsent, most.maxUnsentBytes}},
             {"handshakeTimeout", {waited, most.handshakeTimeout.count()}},
             {"loginTimeout", {waited, most.loginTimeout.count()}}};
         const auto& [figure, limitsFigure] = figures.at(limit);
@@ -202,45 +199,28 @@ private:
     {
         const std::vector<std::string>& made = calls[peer.id];
         std::map<int, bool> isBegun; // by record
-        for (size_t number = 0; number < peer.messages.size(); ++number) {
-            const Peer::Message& message = peer.messages[number];
-            if (message.record < 0 || !message.admitted || !callsHost(message.letter))
-                continue;
-            const std::string id = messageId(peer.id, static_cast<int>(number));
+        for (const auto& [id, record] : peer.asked) {
             const bool isMade = std::find(made.begin(), made.end(), id) != made.end();
-            check(isMade || !isBegun[message.record], "carried-out",
+            check(record < 0 || isMade || !isBegun[record], "carried-out",
                 std::string(name).append(" not all that came together, without ").append(id));
-            isBegun[message.record] = isBegun[message.record] || isMade;
+            isBegun[record] = isBegun[record] || isMade;
         }
     }
 
     void judgePeer(const Peer& peer)
     {
         const std::string name = "c" + std::to_string(peer.id) + " (" + peer.address + "," + joined(peer.steps) + ")";
-        std::vector<std::string> asked;
-        std::vector<std::string> sentLogins;
-        std::string predicted;
-        int updates = 0;
-        for (size_t number = 0; number < peer.messages.size(); ++number) {
-            const Peer::Message& each = peer.messages[number];
-            const int n = static_cast<int>(number);
-            if (isLogin(each.letter))
-                sentLogins.push_back((isValidLogin(each.letter) ? "login " : "invalidLogin ")
-                    + contentOf(messageText(each.letter, peer.id, n), "username"));
-            if (!each.admitted)
-                continue;
-            updates += each.letter == 'U' ? 1 : 0;
-            if (callsHost(each.letter))
-                asked.push_back(messageId(peer.id, n));
-            predicted += predictedReply(each.letter, peer.id, n, each.hasSystemAccount);
-        }
         const std::vector<std::string>& made = calls[peer.id];
-        const bool isUnknown = asked.empty() && predicted.empty();
+        const std::vector<Peer::Call>& asked = peer.asked;
+        const bool isUnknown = asked.empty() && peer.predicted.empty();
         check(!isUnknown || (made.empty() && peer.received.empty()), "login", name + " was served:" + joined(made));
-        check(isBeginning(made, asked), "carried-out", name + " in this order:" + joined(made));
-        check(predicted.starts_with(peer.received) && peer.updateReplies <= updates, "replies",
+        check(made.size() <= asked.size()
+                && std::equal(made.begin(), made.end(), asked.begin(),
+                    [](const std::string& call, const Peer::Call& each) { return call == each.id; }),
+            "carried-out", name + " in this order:" + joined(made));
+        check(peer.predicted.starts_with(peer.received) && peer.updateReplies <= peer.updates, "replies",
             name + " has received what it was not to: " + peer.received);
-        check(isBeginning(logins[peer.address], sentLogins), "audit", name + " has logins that it has not sent");
+        check(isBeginning(logins[peer.address], peer.logins), "audit", name + " has logins that it has not sent");
         if (!peer.greeted || mayHaveBeenEnded(peer))
             return;
         check(!peer.endedByHost || peer.hasSpoilt, "limits", name + " was ended without a reason");
@@ -251,9 +231,9 @@ private:
         if (!peer.orderly)
             return;
         check(made.size() >= asked.size(), "carried-out", name + " only:" + joined(made));
-        check(!peer.saidGoodbye || peer.received.size() >= predicted.size(), "replies",
+        check(!peer.saidGoodbye || peer.received.size() >= peer.predicted.size(), "replies",
             name + " has not received all: " + peer.received);
-        check(!seesAudit || logins[peer.address].size() >= sentLogins.size(), "audit", name + " misses logins");
+        check(!seesAudit || logins[peer.address].size() >= peer.logins.size(), "audit", name + " misses logins");
     }
 
     const std::vector<std::unique_ptr<Peer>>& peers;

@@ -33,7 +33,7 @@ constexpr rlim_t StackInCrowd = 8 << 20; // with the sanitizer each function tak
 constexpr rlim_t StackInCrowd = 3 << 20; // calls inside of hundreds of others must not need more
 #endif
 constexpr rlim_t Descriptors = 2'048; // for a crowd, and few enough to run out of them
-constexpr unsigned HangSeconds = 240; // beyond the longest crowd
+constexpr unsigned HangSeconds = 120; // without a round of the event loop
 
 int64_t memoryInUse()
 {
@@ -90,8 +90,11 @@ void playAll(const std::vector<std::string>& acts, Figures& figures)
     QTimer watch;
     QObject::connect(&watch, &QTimer::timeout, [&] {
         highest = std::max(highest, memoryInUse());
+        ++shared.rounds;
         if (done)
             QCoreApplication::quit();
+        else
+            alarm(HangSeconds);
     });
     watch.start(20);
     QCoreApplication::exec();
