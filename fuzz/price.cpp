@@ -16,7 +16,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <functional>
 #include <map>
 
@@ -26,8 +25,7 @@
 // those of a long list of subsplits, which is the dearest thing that an honest client sends, with a comment at its end,
 // so that both ways of reading it are paid for. The limit for a character is the same for short documents as for long
 // ones. Without valgrind it looks at the memory that is held at the peak. It keeps the dearest documents that it has
-// met and changes them at random. Of long known shapes it compares the time with that of shorter ones, on the same
-// processor: whatever is done for each character with all the others shows there.
+// met and changes them at random.
 //
 // Usage: fuzz-price LENGTH SECONDS   looks for so long for documents of this length; a finding is kept in findings/
 //        fuzz-price LENGTH           measures the shapes of documents that are known to be dear
@@ -42,12 +40,10 @@ namespace {
 constexpr double MostInstructions = 15;
 /// Characters of the honest document: so many that what each document costs, however short, no longer counts.
 constexpr qsizetype HonestLength = 32768;
-/// How much more time a document may take than one of a quarter of its length, when it has so many characters. In less
-/// there is room for less than is allowed of many things: attributes, open elements.
+/// How much a document of four times the length may cost, when the shorter one has so many characters. In less there is
+/// room for less than is allowed of many things: attributes, open elements.
 constexpr double MostForFourTimes = 6;
-constexpr qsizetype ShortestToCompare = 262144;
-/// Less time than this is not compared.
-constexpr double FewMs = 10;
+constexpr qsizetype ShortestToCompare = 8192;
 /// Bytes that a document may make its reader hold for each character.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr double MostBytes = 1e9; // the sanitizers keep what was freed
@@ -135,29 +131,6 @@ double limitFor(qsizetype length)
     return MostInstructions * honestPrice;
 }
 
-double processorMsFor(const QString& document)
-{
-    const std::clock_t begin = std::clock();
-    XmlCommandReader().parseCommand(document);
-    return static_cast<double>(std::clock() - begin) * 1000 / CLOCKS_PER_SEC;
-}
-
-/// Whether the time grows faster than the length. What else the processor does can make one measurement longer, but
-/// hardly several.
-bool growsTooFast(const QString& shorter, const QString& longer)
-{
-    double shortMs = processorMsFor(shorter);
-    double longMs = processorMsFor(longer);
-    for (int again = 0; again < 5 && longMs > FewMs && longMs > MostForFourTimes * shortMs; ++again) {
-        shortMs = std::max(shortMs, processorMsFor(shorter));
-        longMs = std::min(longMs, processorMsFor(longer));
-    }
-    const bool isFinding = longMs > FewMs && longMs > MostForFourTimes * shortMs;
-    if (isFinding)
-        print(u"A FINDING: %1 ms, and %2 ms for a quarter of the length"_s.arg(longMs).arg(shortMs));
-    return isFinding;
-}
-
 QString inWords(double price)
 {
     return countsInstructions() ? u"%1 instructions"_s.arg(price, 0, 'f', 0) : u"%1 bytes"_s.arg(price, 0, 'f', 1);
@@ -229,17 +202,22 @@ bool findDearDocument(qsizetype length, int seconds)
     return false;
 }
 
-/// The known shapes. \return whether one is a finding
+/// The known shapes; the instructions of long ones also at four times the length. \return whether one is a finding
 bool measureShapes(qsizetype length)
 {
-    const bool comparesLengths = !countsInstructions() && length >= ShortestToCompare;
-    const auto documents = hostileDocuments(length);
-    const auto shorter = comparesLengths ? hostileDocuments(length / 4) : documents;
+    const auto shorter = hostileDocuments(length);
+    const bool comparesLengths = countsInstructions() && length >= ShortestToCompare;
+    const auto longer = comparesLengths ? hostileDocuments(4 * length) : QList<HostileDocument>();
     bool found = false;
-    for (qsizetype index = 0; index < documents.size(); ++index) {
-        const auto& [shape, text] = documents[index];
-        found |= isTooDear(QLatin1String(shape), priceOf(text), limitFor(text.size()));
-        found |= comparesLengths && growsTooFast(shorter[index].text, text);
+    for (qsizetype index = 0; index < shorter.size(); ++index) {
+        const QString& document = shorter[index].text;
+        const double cost = costOf(document);
+        found |= isTooDear(QLatin1String(shorter[index].shape), cost / static_cast<double>(document.size()),
+            limitFor(document.size()));
+        const double factor = longer.isEmpty() ? 0 : costOf(longer[index].text) / cost;
+        if (factor > MostForFourTimes)
+            print(u"A FINDING: four times the length costs %1 times as much"_s.arg(factor, 0, 'f', 1));
+        found |= factor > MostForFourTimes;
     }
     return found;
 }
