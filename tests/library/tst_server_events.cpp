@@ -25,6 +25,7 @@ private Q_SLOTS:
     void carriesOutOneReadInATurn_data();
     void carriesOutOneReadInATurn();
     void cutsNoCharacterAtTheEndOfATurn();
+    void readsOneStrangerInATurn();
     void acceptsOneClientInATurn_data();
     void acceptsOneClientInATurn();
     void tellsOnceWhenTheRefreshHasFinished_data();
@@ -47,8 +48,10 @@ class MostInATurn {
 public:
     explicit MostInATurn(const QString& beginning)
         : log([this, beginning](const QString& line) {
-            if (line.startsWith(beginning))
-                most = std::max(most, ++count);
+            if (!line.startsWith(beginning))
+                return;
+            most = std::max(most, ++count);
+            ++all;
         })
     {
         const auto* dispatcher = QAbstractEventDispatcher::instance();
@@ -56,6 +59,7 @@ public:
     }
 
     int most = 0;
+    int all = 0;
 
 private:
     int count = 0;
@@ -175,6 +179,23 @@ void tst_server_events::cutsNoCharacterAtTheEndOfATurn()
     }
     session.host.calls.removeDuplicates();
     QCOMPARE(session.host.calls, QStringList {u"setPreset(\"%1\")"_s.arg(name)});
+}
+
+void tst_server_events::readsOneStrangerInATurn()
+{
+    const Session session;
+    std::vector<std::unique_ptr<TlsClient>> strangers(5);
+    for (auto& each : strangers) {
+        each = session.connectedClient();
+        QVERIFY(each);
+    }
+    const MostInATurn lines(u"OrvaneConnection received command"_s);
+    for (const auto& each : strangers) {
+        each->send("<a/>");
+        each->flush();
+    }
+    QTRY_COMPARE(lines.all, 5);
+    QCOMPARE(lines.most, 1);
 }
 
 void tst_server_events::acceptsOneClientInATurn_data()

@@ -63,7 +63,13 @@ enum class Shortage {
     ComesAtAnAddressOfTheHost,
     ComesAfterTheHostListenedAnewInALogLine
 };
-enum class Relief { HostFreesOne, ClientLeaves, SilentClientTakesTheFirst, HostPausesFreesAllAndResumes };
+enum class Relief {
+    HostFreesOne,
+    ClientLeaves,
+    SilentClientTakesTheFirst,
+    HostPausesFreesAllAndResumes,
+    HostPausesInTheLineOfTheClient
+};
 
 bool leavesAClient(Shortage shortage)
 {
@@ -122,12 +128,14 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain_data()
         Shortage::ComesAfterTheHostListenedAnewInALogLine);
     QTest::newRow("the host pauses the server, frees all, and resumes it")
         << Shortage::ComesLater << Relief::HostPausesFreesAllAndResumes;
+    QTest::newRow("the host frees one, and pauses the server in the line of who takes it")
+        << Shortage::ComesLater << Relief::HostPausesInTheLineOfTheClient;
 }
 
 void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
 {
     QFETCH(const Shortage, shortage);
-    QFETCH(const Relief, relief);
+    QFETCH(Relief, relief);
     const auto time = shortage == Shortage::ComesLater ? 1500ms : 100ms; // in which it tries again, once
     constexpr int mostTurns = 100; // a loop that spins makes tens of thousands
 
@@ -149,6 +157,8 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
             QCoreApplication::processEvents();
             listenAnew();
         }
+        if (relief == Relief::HostPausesInTheLineOfTheClient && waiting && line.startsWith(u"New OrvaneConnection"_s))
+            session.server->pauseAccepting();
     });
     QStringList lines;
     const auto timesLogged = [&] {
@@ -199,6 +209,11 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
     }
     QTRY_VERIFY(isAccepted(*waiting));
     QCOMPARE(timesLogged(), 1);
+    if (relief == Relief::HostPausesInTheLineOfTheClient) {
+        QVERIFY(turnsDuring(time) < mostTurns);
+        relief = Relief::HostFreesOne;
+        session.server->resumeAccepting();
+    }
 
     limit.lift(); // TLS opens files
     waiting->startClientEncryption();
@@ -223,7 +238,11 @@ void tst_server_without_descriptors::acceptsAgainThoughTheHostAcceptsByHand()
     session.server->waitForNewConnection(); // by which Qt pauses the server
     const QString line = u"OrvaneConnection server error: QAbstractSocket::SocketResourceError"_s;
     QCOMPARE(LogCapture::take(), QStringList {line});
+    QVERIFY(turnsDuring(100ms) < 100);
+    retry(*session.server);
+    QCOMPARE(LogCapture::take(), QStringList()); // it is the same shortage
     limit.lift();
+    retry(*session.server);
     QTRY_VERIFY(session.server->findChild<QSslSocket*>() != nullptr);
     QCOMPARE(LogCapture::take().filter(line), QStringList());
 }
