@@ -46,6 +46,7 @@ void tst_plain_xml_reader::readsOrDeclines_data()
              u"<p:r xmlns:p=''/>"_s, u"<p:r xmlns:p='u'></r>"_s, u"<xml:r/>"_s, u"<xmlns:r xmlns:xmlns='u'/>"_s,
              u"<r xml:a=''/>"_s, u"<r q:a=''/>"_s, u"<r xmlns='http://www.w3.org/2000/xmlns/'/>"_s,
              u"<r><a xmlns='u'/></r>"_s, u"<r><paramvalue>x</paramvalue></r>"_s,
+             u"<r> <a> <paramvalue><paramvalue/></paramvalue></a><b>3</b></r>"_s,
              u"<r>"_s + u"<a>"_s.repeated(64) + u"</a>"_s.repeated(64) + u"</r>"_s, withAttributes(17),
              u"<"_s + u"n"_s.repeated(1001) + u"/>"_s})
         row(false, document);
