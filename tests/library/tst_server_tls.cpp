@@ -80,6 +80,7 @@ void tst_server_tls::initTestCase()
     openssl(pair.arg(u"locked"_s) + u"-newkey rsa:2048 -passout pass:open-sesame"_s);
     openssl(u"genpkey -genparam -algorithm DSA -pkeyopt dsa_paramgen_bits:1024 -out dsa.parameters"_s);
     openssl(pair.arg(u"dsa"_s) + u"-newkey dsa:dsa.parameters -nodes"_s);
+    openssl(u"genpkey -algorithm DH -pkeyopt group:ffdhe2048 -out dh.key"_s);
     // A chain: a host's certificate, issued by "rsa".
     openssl(u"req -new -batch -subj /CN=issued -newkey rsa:2048 -nodes -keyout issued.key -out issued.csr"_s);
     openssl(u"x509 -req -in issued.csr -CA rsa.pem -CAkey rsa.key -CAcreateserial -days 30 -out issued.pem"_s);
@@ -146,6 +147,7 @@ void tst_server_tls::saysWhatIsWrong_data()
                                   << u"is a public one"_s;
     QTest::newRow("for signatures alone")
         << key(u"dsa.key"_s, QSsl::Dsa) << certificate(u"dsa.pem"_s) << u"TLS has no use for"_s;
+    QTest::newRow("for agreements alone") << key(u"dh.key"_s, QSsl::Dh) << rsaCertificate << u"TLS has no use for"_s;
     QTest::newRow("too early") << key(u"issued.key"_s, QSsl::Rsa) << certificate(u"early.pem"_s)
                                << u"not valid before 2049-01-01T00:00:00Z"_s;
     QTest::newRow("expired") << key(u"issued.key"_s, QSsl::Rsa) << certificate(u"expired.pem"_s)
