@@ -40,10 +40,9 @@ namespace {
 constexpr double MostInstructions = 15;
 /// Characters of the honest document: so many that what each document costs, however short, no longer counts.
 constexpr qsizetype HonestLength = 32768;
-/// How much a document of four times the length may cost, when the shorter one has so many characters. In less there is
-/// room for less than is allowed of many things: attributes, open elements.
-constexpr double MostForFourTimes = 6;
-constexpr qsizetype ShortestToCompare = 8192;
+/// How much a document of four times the length may cost, when the shorter one is as long as the honest one. In less
+/// there is room for less than is allowed of many things: attributes, open elements.
+constexpr double MostForFourTimes = 5;
 /// Bytes that a document may make its reader hold for each character.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr double MostBytes = 1e9; // the sanitizers keep what was freed
@@ -206,7 +205,7 @@ bool findDearDocument(qsizetype length, int seconds)
 bool measureShapes(qsizetype length)
 {
     const auto shorter = hostileDocuments(length);
-    const bool comparesLengths = countsInstructions() && length >= ShortestToCompare;
+    const bool comparesLengths = countsInstructions() && length >= HonestLength;
     const auto longer = comparesLengths ? hostileDocuments(4 * length) : QList<HostileDocument>();
     bool found = false;
     for (qsizetype index = 0; index < shorter.size(); ++index) {
