@@ -16,7 +16,7 @@ namespace world {
 ///   audit         each entry is JSON in ASCII; each connection begins and ends once; logins are what was sent
 /// What a client may miss because the host has closed or destroyed the server, or run a loop in a line, is not looked
 /// at: in such a world nobody has to get everything. World adds
-/// descriptors, memory, crash and hang.
+/// descriptors, memory, crash and hang, a run waiting: of the witness.
 std::vector<std::string> findBreaches(const std::vector<std::string>& acts, const std::vector<Line>& log,
     const std::vector<std::unique_ptr<Peer>>& peers);
 

@@ -22,6 +22,12 @@ constexpr int64_t ProgressMs = 5'000;
 
 class Run {
 public:
+    /// \a maxWaitMs of the witness; 0: however long
+    explicit Run(int64_t maxWaitMs)
+        : maxWaitUs(maxWaitMs * 1'000)
+    {
+    }
+
     bool playSeeds(unsigned seed, const world::Choice& choice, int64_t seconds)
     {
         do {
@@ -60,8 +66,10 @@ public:
 private:
     bool play(const std::vector<std::string>& acts, const std::string& name)
     {
-        const world::Outcome outcome = playApart(acts, figures);
+        world::Outcome outcome = playApart(acts, figures);
         ++worlds;
+        if (maxWaitUs > 0 && figures.longestWaitUs > maxWaitUs)
+            outcome.breaches.push_back("waiting: " + std::to_string(figures.longestWaitUs) + " us");
         if (world::nowMs() - told > ProgressMs)
             tell();
         if (!outcome.breaches.empty())
@@ -83,6 +91,7 @@ private:
         std::printf("The whole log: %s.log\nPlay it again: --replay %s.acts\n", name.c_str(), name.c_str());
     }
 
+    int64_t maxWaitUs;
     void* const shared =
         mmap(nullptr, sizeof(world::Figures), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     world::Figures& figures = *new (shared) world::Figures;
@@ -104,6 +113,7 @@ void readOptions(QCommandLineParser& parser, int argc, char** argv)
         {u"seconds"_s, u"World after world for so long; without it, one."_s, u"S"_s, u"0"_s},
         {u"only"_s, u"Nothing but these:"_s + kinds, u"KIND,..."_s},
         {u"limits"_s, u"Each world begins with these: none, tiny or room."_s, u"LIMITS"_s},
+        {u"max-wait-ms"_s, u"A witness waits no longer, also for the host itself."_s, u"MS"_s},
         {u"replay"_s, u"Plays the acts of a file, or of each file of a directory."_s, u"FILE"_s}});
     parser.addHelpOption();
     parser.process(application);
@@ -117,7 +127,7 @@ try {
     readOptions(parser, argc, argv);
     const auto valueOf = [&parser](const QString& option) { return parser.value(option).toStdString(); };
     world::makeClientContexts(); // before there are threads
-    Run run;
+    Run run(parser.value(u"max-wait-ms"_s).toLongLong());
     const world::Choice choice {world::split(valueOf(u"only"_s), ','), valueOf(u"limits"_s)};
     const bool passed = parser.isSet(u"replay"_s)
         ? run.playFiles(valueOf(u"replay"_s))
