@@ -4,6 +4,7 @@
 #include "AuditLog.h"
 #include "ClientLimits.h"
 #include "DebugLog.h"
+#include "Protocol.h"
 #include "XmlCommandReader.h"
 
 #include <QElapsedTimer>
@@ -15,10 +16,6 @@ namespace OrvaneInterface {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// The system account is part of the protocol: every installation has it, and every client of Orvane knows it.
-constexpr QLatin1String SystemUserName("Orvane");
-constexpr QLatin1String SystemPassword("157b25b09a99c70fc75a6e79412a00b2");
 
 constexpr QLatin1String LoginCommand("loginClient");
 
@@ -115,7 +112,7 @@ void OrvaneConnection::runCommand(const QString& commandName, XmlCommandReader& 
         }
     }
     qCDebug(defaultLog) << "Received unknown Orvane command:";
-    sendCommandRejected(commandName, u"Unknown command"_s);
+    sendCommandRejected(commandName, UnknownCommand);
 }
 
 void OrvaneConnection::handleLoginClient(const XmlCommandReader& reader)

@@ -2,6 +2,7 @@
 
 #include "DebugLog.h"
 #include "OrvaneInterface.h"
+#include "Protocol.h"
 #include "XmlCommandReader.h"
 
 #include <string>
@@ -56,7 +57,7 @@ void OrvaneConnection::handleShowTrack(XmlCommandReader& reader)
         const std::string trackName = reader.utf8Parameter(u"track");
         hostInterface->showTrackByName(recorder, trackName, camera, time, alarm, splitId, limitStart, limitEnd);
     } else {
-        sendCommandRejected(reader.commandName(), u"showTrack command without valid track ID or track name"_s);
+        sendCommandRejected(reader.commandName(), NoTrack);
         qCDebug(defaultLog) << "OrvaneInterface: received showTrack command without valid track ID or track name!";
         return;
     }

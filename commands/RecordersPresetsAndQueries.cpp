@@ -1,6 +1,7 @@
 #include "OrvaneConnection.h"
 
 #include "OrvaneInterface.h"
+#include "Protocol.h"
 #include "Replies.h"
 #include "XmlCommandReader.h"
 
@@ -18,7 +19,7 @@ void OrvaneConnection::handleUpdateRecorderContents(XmlCommandReader& reader)
     if (hostInterface->updateRecorderContents())
         return;
     recorderUpdatePending = false;
-    sendCommandRejected(reader.commandName(), u"Recorder list update already running"_s);
+    sendCommandRejected(reader.commandName(), RefreshIsRunning);
 }
 
 void OrvaneConnection::notifyRefreshFinished(const QByteArray& notice)

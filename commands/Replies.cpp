@@ -2,8 +2,8 @@
 
 #include "AppendUtf8.h"
 #include "OrvaneConnection.h"
+#include "Protocol.h"
 #include "XmlCommandReader.h"
-#include "XmlNamespaceUri.h"
 
 #include <QStringBuilder>
 
@@ -43,22 +43,6 @@ QString rootStart(QLatin1String name, const QString& namespaceUri = XmlNamespace
 void appendEnd(QString& reply, QLatin1String name)
 {
     reply += "</p:"_L1 % name % u'>';
-}
-
-QLatin1String entityOf(QChar character)
-{
-    switch (character.unicode()) {
-    case u'&':
-        return "&amp;"_L1;
-    case u'<':
-        return "&lt;"_L1;
-    case u'>':
-        return "&gt;"_L1;
-    case u'\r': // an empty line in a text would end the message
-        return "&#13;"_L1;
-    default:
-        return {};
-    }
 }
 
 /// As it may stand between two tags.

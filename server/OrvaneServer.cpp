@@ -5,6 +5,7 @@
 #include "DebugLog.h"
 #include "HostCalls.h"
 #include "OrvaneConnection.h"
+#include "Protocol.h"
 #include "Replies.h"
 #include "TlsTrouble.h"
 
@@ -67,7 +68,7 @@ void setMaterial(QSslSocket& socket, const QSslKey& key, const QSslCertificate& 
 
 } // namespace
 
-const unsigned short OrvaneServer::OrvaneDefaultPort = 5679;
+const unsigned short OrvaneServer::OrvaneDefaultPort = DefaultPort;
 
 OrvaneServer::OrvaneServer(
     OrvaneInterface* hostInterface, quint16 port, QString userName, QString password, QObject* parent)

@@ -1,6 +1,7 @@
 #include "XMLSocket.h"
 
 #include "AppendUtf8.h"
+#include "Protocol.h"
 
 #include <QMutexLocker>
 #include <QTcpSocket>

@@ -1,20 +1,14 @@
 #pragma once
 
 #include <QByteArray>
-#include <QLatin1String>
 #include <QList>
 #include <QMutex>
 #include <QString>
 
 class QTcpSocket;
 
-namespace OrvaneInterface {
-/// The end of every message on the wire, in both directions: an empty line.
-inline constexpr QLatin1String MessageTerminator("\r\n\r\n");
-} // namespace OrvaneInterface
-
 /**
- * Frames the byte stream of one client into messages, each UTF-8 text ended by MessageTerminator.
+ * Frames the byte stream of one client into messages, each UTF-8 text ended by an empty line.
  *
  * Knows nothing of XML and sets no bound on a message. Each read is decoded on its own, before it is joined to what
  * came earlier: a character whose bytes are spread over two reads becomes replacement characters.

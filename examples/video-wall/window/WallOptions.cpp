@@ -1,5 +1,6 @@
 #include "WallOptions.h"
 
+#include "Protocol.h"
 #include "SplitLayout.h"
 
 #include <QCommandLineParser>
@@ -10,6 +11,7 @@
 #include <iostream>
 
 using namespace Qt::StringLiterals;
+using OrvaneInterface::DefaultPort;
 
 namespace {
 
@@ -62,8 +64,9 @@ QString description()
 
 WallOptions::WallOptions(const QCoreApplication& application)
 {
-    const QCommandLineOption portOption(
-        u"port"_s, u"Listen for Orvane on this TCP port (default 5679)."_s, u"number"_s, u"5679"_s);
+    const QCommandLineOption portOption(u"port"_s,
+        u"Listen for Orvane on this TCP port (default %1)."_s.arg(DefaultPort), u"number"_s,
+        QString::number(DefaultPort));
     const QCommandLineOption userOption(u"user"_s, u"User name of the account for third parties."_s, u"name"_s);
     const QCommandLineOption sizeOption(
         u"size"_s, u"Size of the window (default 1280x720)."_s, u"WxH"_s, u"1280x720"_s);
