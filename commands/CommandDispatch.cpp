@@ -1,7 +1,6 @@
 #include "OrvaneConnection.h"
 
 #include "Acceptor.h"
-#include "AuditLog.h"
 #include "ClientLimits.h"
 #include "DebugLog.h"
 #include "Protocol.h"
@@ -42,54 +41,33 @@ void OrvaneConnection::handleCommand(const QString& message)
     qCDebug(defaultLog) << message;
     if (!socketAttached) // a message handler of the host may have destroyed the server, and the host after it
         return;
-    if (auditLog().isInfoEnabled())
-        runCommandWithAudit(commandName, reader);
-    else if (isLoggedIn())
-        runCommand(commandName, reader);
-}
-
-void OrvaneConnection::runCommandWithAudit(const QString& commandName, XmlCommandReader& reader)
-{
-    static constexpr std::array outcomes {"no reply"_L1, "answered"_L1, "accepted"_L1, "rejected"_L1};
-    if (!mayWriteAuditEntry())
-        return;
-    QJsonObject entry = auditEntry("command"_L1); // before it: the client may be gone behind it
-    entry["command"_L1] = forAudit(commandName);
     if (!isLoggedIn()) {
-        entry["outcome"_L1] = "not logged in"_L1;
-        writeAuditLine(entry);
+        audit.writeCommandBeforeLogin(commandName);
         return;
     }
+    static constexpr std::array outcomes {"no reply"_L1, "answered"_L1, "accepted"_L1, "rejected"_L1};
     QElapsedTimer timer;
     timer.start();
-    outcome = Outcome::NoReply;
-    runCommand(commandName, reader);
-    constexpr qint64 nanosecondsPerMicrosecond = 1000;
-    entry["microseconds"_L1] = timer.nsecsElapsed() / nanosecondsPerMicrosecond;
-    entry["outcome"_L1] = outcomes.at(static_cast<size_t>(outcome));
-    writeAuditLine(entry);
+    const Outcome outcome = runCommand(commandName, reader);
+    audit.writeCommand(commandName, outcomes.at(static_cast<size_t>(outcome)), timer.nsecsElapsed());
 }
 
 /// Of a document that is too much for a command nothing is carried out, a login included, and its text is not logged.
 void OrvaneConnection::refuse(const QString& commandName, QLatin1String reason)
 {
     qCDebug(defaultLog) << "OrvaneConnection refused a document:" << reason.data();
-    if (mayWriteAuditEntry()) {
-        QJsonObject entry = auditEntry("refusedDocument"_L1);
-        entry["command"_L1] = forAudit(commandName);
-        entry["reason"_L1] = reason;
-        writeAuditLine(entry);
-    }
+    if (socketAttached)
+        audit.writeRefusedDocument(commandName, reason);
     if (isLoggedIn())
         sendCommandRejected(commandName, reason);
 }
 
 /// What a client can do once it has logged in; the documents describe the commands in this order.
-void OrvaneConnection::runCommand(const QString& commandName, XmlCommandReader& reader)
+OrvaneConnection::Outcome OrvaneConnection::runCommand(const QString& commandName, XmlCommandReader& reader)
 {
     struct Command {
         QLatin1String name;
-        void (OrvaneConnection::*handle)(XmlCommandReader& reader);
+        Outcome (OrvaneConnection::*handle)(XmlCommandReader& reader);
     };
     static constexpr std::array commands {
         Command {"updateRecorderContents"_L1, &OrvaneConnection::handleUpdateRecorderContents},
@@ -106,13 +84,13 @@ void OrvaneConnection::runCommand(const QString& commandName, XmlCommandReader& 
     for (const auto& [name, handle] : commands) {
         if (name == commandName) {
             isInCall = true;
-            (this->*handle)(reader);
+            const Outcome outcome = (this->*handle)(reader);
             isInCall = false;
-            return;
+            return outcome;
         }
     }
     qCDebug(defaultLog) << "Received unknown Orvane command:";
-    sendCommandRejected(commandName, UnknownCommand);
+    return sendCommandRejected(commandName, UnknownCommand);
 }
 
 void OrvaneConnection::handleLoginClient(const XmlCommandReader& reader)
@@ -125,14 +103,13 @@ void OrvaneConnection::handleLoginClient(const XmlCommandReader& reader)
     const bool wasLoggedIn = isLoggedIn();
     orvaneLoggedIn = orvaneLoggedIn || (isValid && isSystem);
     thirdPartyLoggedIn = thirdPartyLoggedIn || (isValid && !isSystem);
+    if (isLoggedIn()) // the one with more rights, where the client has logged in with both
+        audit.setAccount(orvaneLoggedIn ? QString(SystemUserName) : userName);
     if (isLoggedIn() && !wasLoggedIn && socketAttached)
         acceptor->setStranger(*socket, false);
 
-    if (mayWriteAuditEntry()) { // before the lines: in one of them the client may go
-        QJsonObject entry = auditEntry(isValid ? "login"_L1 : "invalidLogin"_L1);
-        entry["user"_L1] = forAudit(user);
-        writeAuditLine(entry);
-    }
+    if (socketAttached) // before the lines: in one of them the client may go
+        audit.writeLogin(user, isValid);
     qCDebug(defaultLog) << reader.commandName(); // never the message, which holds the password
     if (orvaneLoggedIn)
         qCDebug(defaultLog) << "This is Orvane";
@@ -140,12 +117,6 @@ void OrvaneConnection::handleLoginClient(const XmlCommandReader& reader)
         qCDebug(defaultLog) << "3rd Party connection over Orvane interface: login invalid";
     if (!isValid && socketAttached)
         endIfExceeded(limits->exceededByInvalidLogin());
-}
-
-/// The one with more rights, where the client has logged in with both.
-QString OrvaneConnection::account() const
-{
-    return orvaneLoggedIn ? QString(SystemUserName) : userName;
 }
 
 } // namespace OrvaneInterface

@@ -75,12 +75,12 @@ DetailViews readDetailViews(const XmlCommandReader& reader)
 
 } // namespace
 
-void OrvaneConnection::handleSetDetailViews(XmlCommandReader& reader)
+OrvaneConnection::Outcome OrvaneConnection::handleSetDetailViews(XmlCommandReader& reader)
 {
     const int splitId = reader.intParameter(u"splitid", -1);
     DetailViews views = readDetailViews(reader);
     hostInterface->setDetailViews(splitId, std::move(views.rects), std::move(views.objectIds));
-    sendCommandAccepted(reader.commandName());
+    return sendCommandAccepted(reader.commandName());
 }
 
 } // namespace OrvaneInterface

@@ -21,26 +21,26 @@ qint64 int64Parameter(const XmlCommandReader& reader, QStringView key, qint64 de
 
 } // namespace
 
-void OrvaneConnection::handleShowLive(XmlCommandReader& reader)
+OrvaneConnection::Outcome OrvaneConnection::handleShowLive(XmlCommandReader& reader)
 {
     const std::string recorder = reader.utf8Parameter(u"recorder");
     int splitId = reader.intParameter(u"splitid", -1);
     const int camera = reader.intParameter(u"camera", -1);
     const bool alarm = reader.intParameter(u"alarm", 0) != 0;
     hostInterface->showLive(recorder, camera, alarm, splitId);
-    sendAcceptedWithSplit(reader, splitId);
+    return sendAcceptedWithSplit(reader, splitId);
 }
 
-void OrvaneConnection::handleShowLiveAtSubsplit(XmlCommandReader& reader)
+OrvaneConnection::Outcome OrvaneConnection::handleShowLiveAtSubsplit(XmlCommandReader& reader)
 {
     const int subsplitIndex = reader.intParameter(u"subsplit", -1);
     const int splitId = reader.intParameter(u"splitid", -1);
     const int camera = reader.intParameter(u"camera", -1);
     hostInterface->showLiveAtSubsplit(splitId, camera, subsplitIndex);
-    sendCommandAccepted(reader.commandName());
+    return sendCommandAccepted(reader.commandName());
 }
 
-void OrvaneConnection::handleShowTrack(XmlCommandReader& reader)
+OrvaneConnection::Outcome OrvaneConnection::handleShowTrack(XmlCommandReader& reader)
 {
     const std::string recorder = reader.utf8Parameter(u"recorder");
     int splitId = reader.intParameter(u"splitid", -1);
@@ -59,9 +59,18 @@ void OrvaneConnection::handleShowTrack(XmlCommandReader& reader)
     } else {
         sendCommandRejected(reader.commandName(), NoTrack);
         qCDebug(defaultLog) << "OrvaneInterface: received showTrack command without valid track ID or track name!";
-        return;
+        return Outcome::Rejected;
     }
-    sendAcceptedWithSplit(reader, splitId);
+    return sendAcceptedWithSplit(reader, splitId);
+}
+
+/// The long acceptance, with the split that the host has used in place of the one that the client has sent.
+OrvaneConnection::Outcome OrvaneConnection::sendAcceptedWithSplit(XmlCommandReader& reader, int splitId)
+{
+    static const QStringList echoNames(u"splitid"_s);
+    reader.setParameter(u"splitid", QString::number(splitId));
+    sendMessage(reader.acceptedReply(QString(), echoNames, XmlNamespaceUri));
+    return Outcome::Accepted;
 }
 
 } // namespace OrvaneInterface

@@ -7,13 +7,13 @@ namespace OrvaneInterface {
 
 using namespace Qt::StringLiterals;
 
-void OrvaneConnection::handleSetPreset(XmlCommandReader& reader)
+OrvaneConnection::Outcome OrvaneConnection::handleSetPreset(XmlCommandReader& reader)
 {
     hostInterface->setPreset(reader.utf8Parameter(u"presetname"));
-    sendCommandAccepted(reader.commandName());
+    return sendCommandAccepted(reader.commandName());
 }
 
-void OrvaneConnection::handleSetSplitMode(XmlCommandReader& reader)
+OrvaneConnection::Outcome OrvaneConnection::handleSetSplitMode(XmlCommandReader& reader)
 {
     // Base 10 only, unlike intParameter(): a hexadecimal form is split mode 0.
     const int splitMode = reader.stringParameter(u"splitmode", u"-1"_s).toInt();
@@ -23,7 +23,7 @@ void OrvaneConnection::handleSetSplitMode(XmlCommandReader& reader)
         const int windowId = reader.intParameter(u"windowid", -1);
         hostInterface->setSplitModeByName(windowId, reader.documentText().toStdString());
     }
-    sendCommandAccepted(reader.commandName());
+    return sendCommandAccepted(reader.commandName());
 }
 
 } // namespace OrvaneInterface

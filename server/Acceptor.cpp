@@ -1,6 +1,7 @@
 #include "Acceptor.h"
 
-#include "AuditLog.h"
+#include "AuditTrail.h"
+#include "ClientLimits.h"
 #include "DebugLog.h"
 
 #include <QAbstractEventDispatcher>
@@ -39,9 +40,10 @@ void enterEventLoop(QSocketNotifier* notifier)
 
 } // namespace
 
-Acceptor::Acceptor(QTcpServer& server)
-    : QObject(&server)
+Acceptor::Acceptor(QTcpServer& server, const Admission& admission, QObject* parent)
+    : QObject(parent)
     , server(server)
+    , admission(admission)
 {
     connect(&server, &QTcpServer::acceptError, this, &Acceptor::handleAcceptError);
     server.installEventFilter(this);
@@ -98,7 +100,7 @@ void Acceptor::beginRound()
 {
     isTurnTaken = false;
     const QPointer<Acceptor> self(this);
-    if (!waiting.isEmpty() && !isFull()) {
+    if (!waiting.isEmpty() && !admission.isFull()) {
         takeTurn();
         Q_EMIT placeIsFree();
     }
@@ -178,31 +180,30 @@ QTcpSocket* Acceptor::takeClient()
         QTcpSocket* client = server.nextPendingConnection();
         if (isPaused)
             server.pauseAccepting(); // which Qt has ended
-        if (!isFull() && waiting.isEmpty())
+        if (!admission.isFull() && waiting.isEmpty())
             return client;
         waiting.append({client, step + Steps});
         if (!waitingTimer.isActive())
             waitingTimer.start(StepMs, this);
         if (waiting.size() > MostWaiting)
-            refuseFirst();
+            turnAwayFirst();
         return nullptr;
     }
-    while (self && !waiting.isEmpty() && !isFull()) {
+    while (self && !waiting.isEmpty() && !admission.isFull()) {
         if (waiting.first().client->state() == QAbstractSocket::ConnectedState)
             return waiting.takeFirst().client;
-        refuseFirst(); // it has left
+        turnAwayFirst(); // it has left
     }
     return nullptr;
 }
 
 /// The server may be destroyed in it.
-void Acceptor::refuseFirst()
+void Acceptor::turnAwayFirst()
 {
     QTcpSocket* client = waiting.takeFirst().client;
     const QString peer = client->objectName();
     delete client;
-    if (auditLog().isInfoEnabled())
-        writeAuditLine({{"event"_L1, "exceededLimit"_L1}, {"limit"_L1, "maxClients"_L1}, {"peer"_L1, peer}});
+    AuditTrail(peer).writeExceededLimit("maxClients"_L1);
     logExceededLimit("maxClients"_L1, peer);
 }
 
@@ -220,11 +221,11 @@ void Acceptor::stepWaiting()
 {
     ++step;
     const QPointer<Acceptor> self(this);
-    while (self && isFull() && !waiting.isEmpty() && waiting.first().lastStep <= step)
-        refuseFirst();
+    while (self && admission.isFull() && !waiting.isEmpty() && waiting.first().lastStep <= step)
+        turnAwayFirst();
     if (self && waiting.isEmpty())
         waitingTimer.stop();
-    else if (self && !isFull() && !isTurnTaken)
+    else if (self && !admission.isFull() && !isTurnTaken)
         takeTurn();
 }
 

@@ -1,16 +1,10 @@
 #pragma once
 
-#include "ClientLimits.h"
-
 #include <QAbstractSocket>
 #include <QBasicTimer>
 #include <QList>
 #include <QObject>
 #include <QPointer>
-#include <QSslConfiguration>
-
-#include <memory>
-#include <optional>
 
 class QSocketNotifier;
 class QTcpServer;
@@ -18,14 +12,16 @@ class QTcpSocket;
 
 namespace OrvaneInterface {
 
+class Admission;
+
 /**
- * The server's private state: what the next client gets, and the way in.
+ * The way in to the server.
  *
  *     listening --accept, one a turn--> [full?] --no--> takeClient(): TLS and a connection
  *      |     ^                             |                 ^
  *      |     | nobody is left              | yes             | a place is free
  *      v     |                             v                 |
- *     short of descriptors              waiting (100 clients, 100 ms) --> refused
+ *     short of descriptors              waiting (100 clients, 100 ms) --> turned away
  *     (tries every second)
  *
  * - Turns. Everyone who has not logged in shares one turn in each round of the event loop: to be accepted, with its TLS
@@ -54,19 +50,12 @@ public:
     /// More: whoever sends many commands needs fewer turns for them.
     static constexpr qint64 BytesOfClient = 8192;
 
-    /// \a server is the parent.
-    explicit Acceptor(QTcpServer& server);
-
-    /// Null until the host sets one: then key and certificate come from its resources.
-    std::optional<QSslConfiguration> configuration;
-    /// Shared with the clients that were accepted under them.
-    std::shared_ptr<const OrvaneLimits> limits = std::make_shared<OrvaneLimits>();
+    /// \a server and \a admission must outlive this object.
+    Acceptor(QTcpServer& server, const Admission& admission, QObject* parent);
 
     /// The next client that has a place, connected and not encrypted; null: none. Takes at most one of those that Qt
     /// has accepted. The server may be destroyed in it.
     QTcpSocket* takeClient();
-    /// For a client that is let in: counts it for as long as the limits live.
-    std::unique_ptr<ClientLimits> limitsOfClient() const { return std::make_unique<ClientLimits>(limits, clients); }
     /// Has \a client share the turn of all that have not logged in, or not any more.
     void setStranger(QTcpSocket& client, bool isStranger);
 
@@ -90,12 +79,11 @@ private:
     void accept();
     bool acceptOne();
     void handleAcceptError(QAbstractSocket::SocketError error);
-    bool isFull() const { return limits->maxClients > 0 && *clients >= limits->maxClients; }
-    void refuseFirst();
+    void turnAwayFirst();
     void stepWaiting();
 
     QTcpServer& server;
-    std::shared_ptr<int> clients = std::make_shared<int>(0); ///< that are let in
+    const Admission& admission;
     QPointer<QSocketNotifier>
         listening; ///< of the listening socket, in Qt's hands; null: not found yet, or the server does not listen
     bool isTurnTaken = false;

@@ -10,7 +10,7 @@
 namespace OrvaneInterface {
 
 /**
- * How many clients' messages are being carried out inside one another. A child of the server.
+ * How many clients' messages are being carried out inside one another.
  *
  * A host may run an event loop in its call, and the next client's message is carried out in that, and so on: each takes
  * about 8 KB of the stack, and what the host takes. So their number is bounded, and further clients wait until one of

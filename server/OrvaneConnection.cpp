@@ -1,10 +1,10 @@
 #include "OrvaneConnection.h"
 
 #include "Acceptor.h"
-#include "AuditLog.h"
 #include "ClientLimits.h"
 #include "DebugLog.h"
 #include "HostCalls.h"
+#include "Replies.h"
 
 #include <QElapsedTimer>
 #include <QHostAddress>
@@ -25,9 +25,6 @@ namespace {
 /// packet. A short command takes a hundredth of it.
 constexpr qint64 LongestWaitNs = 1'000'000;
 
-/// Of what a client sends before it has logged in. Only its connections make the audit trail longer, not its messages.
-constexpr int MostEntriesBeforeLogin = 10;
-
 } // namespace
 
 /// Lives on the stack while code of the host may run, or a signal of the socket is being handled: the socket and the
@@ -44,7 +41,7 @@ public:
     ~InUse()
     {
         if (--connection.uses == 0 && !connection.socketAttached)
-            connection.letGo();
+            connection.forget();
     }
 
 private:
@@ -59,14 +56,14 @@ OrvaneConnection::OrvaneConnection(
     , xmlSocket(std::make_unique<XMLSocket>(socket))
     , userName(std::move(userName))
     , password(std::move(password))
+    , audit(socket->objectName())
 {
     if (auto* sslSocket = qobject_cast<QSslSocket*>(socket))
         connect(sslSocket, &QSslSocket::encrypted, this, [this] { encrypted = true; });
     connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::discardFurtherInput);
 
     const InUse inUse(*this);
-    if (auditLog().isInfoEnabled()) // first: in the other line the server may be destroyed
-        writeAuditLine(auditEntry("connected"_L1));
+    audit.writeConnected(); // first: in the other line the server may be destroyed
     qCDebug(defaultLog) << "New OrvaneConnection from" << socket->peerAddress();
 
     connect(socket, &QTcpSocket::readyRead, this, &OrvaneConnection::handleReadyRead);
@@ -107,16 +104,35 @@ void OrvaneConnection::takeUpSocket(
 
 void OrvaneConnection::sendMessage(const QString& message)
 {
-    if (outcome == Outcome::NoReply)
-        outcome = Outcome::Answered;
     if (socketAttached)
         xmlSocket->writeMessage(message);
 }
 
-void OrvaneConnection::sendFrame(const QByteArray& bytes)
+OrvaneConnection::Outcome OrvaneConnection::sendAnswer(const QString& message)
 {
+    sendMessage(message);
+    return Outcome::Answered;
+}
+
+OrvaneConnection::Outcome OrvaneConnection::sendCommandAccepted(const QString& commandName)
+{
+    sendMessage(acceptance(commandName));
+    return Outcome::Accepted;
+}
+
+OrvaneConnection::Outcome OrvaneConnection::sendCommandRejected(const QString& commandName, const QString& reason)
+{
+    sendMessage(rejection(commandName, reason));
+    return Outcome::Rejected;
+}
+
+void OrvaneConnection::notifyRefreshFinished(const QByteArray& notice)
+{
+    if (!recorderUpdatePending)
+        return;
     if (socketAttached)
-        xmlSocket->writeFrame(bytes);
+        xmlSocket->writeFrame(notice);
+    recorderUpdatePending = false;
 }
 
 void OrvaneConnection::handleReadyRead()
@@ -276,11 +292,8 @@ void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
 {
     const InUse inUse(*this);
     qCDebug(defaultLog) << "OrvaneConnection socket error:" << error;
-    if (encrypted || !socketAttached || !auditLog().isInfoEnabled())
-        return;
-    QJsonObject entry = auditEntry("handshakeFailed"_L1);
-    entry["reason"_L1] = socket->errorString();
-    writeAuditLine(entry);
+    if (!encrypted && socketAttached)
+        audit.writeHandshakeFailed(socket->errorString());
 }
 
 /// What came before the end is carried out first. Where a call of the host has run events it is discarded.
@@ -300,19 +313,12 @@ void OrvaneConnection::release(QLatin1String reason)
         return;
 
     const InUse inUse(*this);
-    QJsonObject entry;
-    if (auditLog().isInfoEnabled()) {
-        entry = auditEntry("disconnected"_L1);
-        entry["reason"_L1] = reason.isNull() ? socket->errorString() : reason.toString();
-        if (entriesBeforeLogin > MostEntriesBeforeLogin)
-            entry["notWritten"_L1] = entriesBeforeLogin - MostEntriesBeforeLogin;
-    }
+    const QString why = reason.isNull() ? socket->errorString() : reason.toString(); // close() gives it up
     socketAttached = false; // first: close() can report disconnected() at once
     xmlSocket.reset();
     limits.reset();
     socket->close();
-    if (!entry.isEmpty())
-        writeAuditLine(entry);
+    audit.writeDisconnected(why);
 }
 
 void OrvaneConnection::timerEvent(QTimerEvent* event)
@@ -328,14 +334,9 @@ void OrvaneConnection::endIfExceeded(QLatin1String limit)
     if (limit.isNull() || !socketAttached)
         return;
     const InUse inUse(*this);
-    const QString peer = socket->objectName();
-    if (auditLog().isInfoEnabled()) {
-        QJsonObject entry = auditEntry("exceededLimit"_L1);
-        entry["limit"_L1] = limit;
-        writeAuditLine(entry);
-    }
+    audit.writeExceededLimit(limit);
     release(limit);
-    logExceededLimit(limit, peer);
+    logExceededLimit(limit, socket->objectName());
 }
 
 qint64 OrvaneConnection::unsentBytes() const
@@ -346,28 +347,14 @@ qint64 OrvaneConnection::unsentBytes() const
     return socket->bytesToWrite() + (sslSocket != nullptr ? sslSocket->encryptedBytesToWrite() : 0);
 }
 
-QJsonObject OrvaneConnection::auditEntry(QLatin1String event) const
-{
-    QJsonObject entry {{"event"_L1, event}, {"peer"_L1, socket->objectName()}};
-    if (isLoggedIn())
-        entry["account"_L1] = account();
-    return entry;
-}
-
-/// Whether what the client has just sent goes into the audit trail; how many did not stands in its last entry.
-bool OrvaneConnection::mayWriteAuditEntry()
-{
-    return auditLog().isInfoEnabled() && socketAttached
-        && (isLoggedIn() || ++entriesBeforeLogin <= MostEntriesBeforeLogin);
-}
-
 /// The end of the release. Until then the socket may be inside a signal of its own, and an event loop of the host would
 /// carry out the deletion before that has returned. The object itself stays as long as the server, so it keeps nothing.
-void OrvaneConnection::letGo()
+void OrvaneConnection::forget()
 {
     socket->deleteLater();
     userName.clear();
     password.clear();
+    audit = AuditTrail(QString());
 }
 
 void OrvaneConnection::leaveServer()

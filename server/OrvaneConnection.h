@@ -1,8 +1,8 @@
 #pragma once
 
+#include "AuditTrail.h"
 #include "XMLSocket.h"
 
-#include <QJsonObject>
 #include <QLatin1String>
 #include <QObject>
 #include <QPointer>
@@ -90,10 +90,6 @@ private:
     bool isAllowed(const QString& message);
     void endIfExceeded(QLatin1String limit);
     qint64 unsentBytes() const;
-    QString account() const;
-    QJsonObject auditEntry(QLatin1String event) const;
-    bool mayWriteAuditEntry();
-    void sendFrame(const QByteArray& bytes);
     void endTurn();
     void beginTurn();
     void updateReading();
@@ -103,29 +99,29 @@ private:
     QTcpSocket& network() const;
     qint64 bytesOfTurn() const;
     void carryOutMessages();
-    void letGo();
+    void forget();
 
     bool isConnected() const { return socket->state() == QAbstractSocket::ConnectedState; }
     bool isLoggedIn() const { return orvaneLoggedIn || thirdPartyLoggedIn; }
     void handleCommand(const QString& message);
-    void runCommandWithAudit(const QString& commandName, XmlCommandReader& reader);
     void refuse(const QString& commandName, QLatin1String reason);
     void handleLoginClient(const XmlCommandReader& reader);
-    void runCommand(const QString& commandName, XmlCommandReader& reader);
-    void handleUpdateRecorderContents(XmlCommandReader& reader);
-    void handleGetRecorderList(XmlCommandReader& reader);
-    void handleGetPresetsList(XmlCommandReader& reader);
-    void handleShowLive(XmlCommandReader& reader);
-    void handleShowTrack(XmlCommandReader& reader);
-    void handleSetPreset(XmlCommandReader& reader);
-    void handleSetSplitMode(XmlCommandReader& reader);
-    void handleSetDetailViews(XmlCommandReader& reader);
-    void handleShowLiveAtSubsplit(XmlCommandReader& reader);
-    void handleGetPertinentInfo(XmlCommandReader& reader);
+    Outcome runCommand(const QString& commandName, XmlCommandReader& reader);
+    Outcome handleUpdateRecorderContents(XmlCommandReader& reader);
+    Outcome handleGetRecorderList(XmlCommandReader& reader);
+    Outcome handleGetPresetsList(XmlCommandReader& reader);
+    Outcome handleShowLive(XmlCommandReader& reader);
+    Outcome handleShowTrack(XmlCommandReader& reader);
+    Outcome handleSetPreset(XmlCommandReader& reader);
+    Outcome handleSetSplitMode(XmlCommandReader& reader);
+    Outcome handleSetDetailViews(XmlCommandReader& reader);
+    Outcome handleShowLiveAtSubsplit(XmlCommandReader& reader);
+    Outcome handleGetPertinentInfo(XmlCommandReader& reader);
 
-    void sendCommandAccepted(const QString& commandName);
-    void sendCommandRejected(const QString& commandName, const QString& reason);
-    void sendAcceptedWithSplit(XmlCommandReader& reader, int splitId);
+    Outcome sendAnswer(const QString& message);
+    Outcome sendCommandAccepted(const QString& commandName);
+    Outcome sendCommandRejected(const QString& commandName, const QString& reason);
+    Outcome sendAcceptedWithSplit(XmlCommandReader& reader, int splitId);
 
     OrvaneInterface* hostInterface; ///< not owned, may be null
     QTcpSocket* socket; ///< child of the server; dangling once the release has scheduled its deletion
@@ -150,8 +146,7 @@ private:
     bool isInCall = false; ///< of the host
     int uses = 0; ///< the InUse that live
     bool dispatching = false; ///< handleReadyRead() is on the stack
-    Outcome outcome = Outcome::NoReply; ///< of the command that is being carried out
-    int entriesBeforeLogin = 0; ///< that the audit trail has of what the client has sent, or would have
+    AuditTrail audit;
 };
 
 } // namespace OrvaneInterface

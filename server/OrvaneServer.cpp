@@ -1,10 +1,9 @@
 #include "OrvaneServer.h"
 
-#include "Acceptor.h"
-#include "AuditLog.h"
+#include "AuditTrail.h"
 #include "DebugLog.h"
-#include "HostCalls.h"
 #include "OrvaneConnection.h"
+#include "OrvaneServerPrivate.h"
 #include "Protocol.h"
 #include "Replies.h"
 #include "TlsTrouble.h"
@@ -45,17 +44,6 @@ QString resourceTrouble(const QString& resource, const QString& expected)
     return resource + u" is not "_s + expected;
 }
 
-/// The server's private state, a child of it: no member may be added to the class.
-Acceptor& acceptorOf(OrvaneServer& server)
-{
-    return *server.findChild<Acceptor*>(QString(), Qt::FindDirectChildrenOnly);
-}
-
-const Acceptor& acceptorOf(const OrvaneServer& server)
-{
-    return *server.findChild<const Acceptor*>(QString(), Qt::FindDirectChildrenOnly);
-}
-
 /// Not a whole configuration: that would be Qt's default one, in which a host may have set for its own ends what a
 /// server socket does not begin with, such as protocols of an application.
 void setMaterial(QSslSocket& socket, const QSslKey& key, const QSslCertificate& certificate)
@@ -86,10 +74,9 @@ OrvaneServer::OrvaneServer(
     if (const QByteArray pem = contentOf(CertificateResource); !pem.isEmpty())
         certificate = QSslCertificate(pem, QSsl::Pem);
 
-    auto* acceptor = new Acceptor(*this); // first of the children: it is looked for with each client
-    new HostCalls(this);
+    const auto* d = new OrvaneServerPrivate(*this);
     connect(this, &QTcpServer::newConnection, this, &OrvaneServer::handleNewConnection);
-    connect(acceptor, &Acceptor::placeIsFree, this, &OrvaneServer::handleNewConnection);
+    connect(&d->acceptor, &Acceptor::placeIsFree, this, &OrvaneServer::handleNewConnection);
     connect(this, &QTcpServer::acceptError, this,
         [](QAbstractSocket::SocketError error) { qCDebug(defaultLog) << "OrvaneConnection server error:" << error; });
 }
@@ -98,7 +85,7 @@ OrvaneServer::~OrvaneServer()
 {
     close();
     // In the lines about the clients that are let go others would come in, who have waited for a place.
-    disconnect(&acceptorOf(*this), nullptr, this, nullptr);
+    disconnect(&OrvaneServerPrivate::of(*this).acceptor, nullptr, this, nullptr);
     disconnect(this, &QTcpServer::newConnection, this, nullptr);
     // Not the registry: a connection that it has dropped can still be in the middle of a host call.
     const auto all = findChildren<OrvaneConnection*>(QString(), Qt::FindDirectChildrenOnly);
@@ -117,24 +104,24 @@ void OrvaneServer::incomingConnection(qintptr socketDescriptor)
     // Queued: Qt is in the middle of the handshake, and could not stand it if the line ran an event loop of the host.
     connect(socket, qOverload<const QList<QSslError>&>(&QSslSocket::sslErrors), this, &OrvaneServer::sslErrors,
         Qt::QueuedConnection);
-    if (const auto& ofHost = acceptorOf(*this).configuration)
+    if (const auto& ofHost = OrvaneServerPrivate::of(*this).configuration)
         socket->setSslConfiguration(*ofHost);
     else
         setMaterial(*socket, privateKey, certificate);
     socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
     socket->setObjectName(peerOf(*socket)); // a socket forgets its peer when the client has left
-    acceptorOf(*this).setStranger(*socket, true);
+    OrvaneServerPrivate::of(*this).acceptor.setStranger(*socket, true);
     addPendingConnection(socket); // the encryption begins when it has a place
 }
 
 void OrvaneServer::setSslConfiguration(const QSslConfiguration& configuration)
 {
-    acceptorOf(*this).configuration = configuration;
+    OrvaneServerPrivate::of(*this).configuration = configuration;
 }
 
 QSslConfiguration OrvaneServer::sslConfiguration() const
 {
-    if (const auto& ofHost = acceptorOf(*this).configuration)
+    if (const auto& ofHost = OrvaneServerPrivate::of(*this).configuration)
         return *ofHost;
     QSslSocket socket;
     setMaterial(socket, privateKey, certificate);
@@ -143,7 +130,7 @@ QSslConfiguration OrvaneServer::sslConfiguration() const
 
 QString OrvaneServer::sslErrorString() const
 {
-    const bool fromResources = !acceptorOf(*this).configuration.has_value();
+    const bool fromResources = !OrvaneServerPrivate::of(*this).configuration.has_value();
     if (fromResources && privateKey.isNull())
         return resourceTrouble(KeyResource, u"an RSA key in PEM"_s);
     if (fromResources && certificate.isNull())
@@ -154,12 +141,12 @@ QString OrvaneServer::sslErrorString() const
 
 void OrvaneServer::setLimits(const OrvaneLimits& limits)
 {
-    acceptorOf(*this).limits = std::make_shared<OrvaneLimits>(limits);
+    OrvaneServerPrivate::of(*this).admission.setLimits(limits);
 }
 
 OrvaneLimits OrvaneServer::limits() const
 {
-    return *acceptorOf(*this).limits;
+    return OrvaneServerPrivate::of(*this).admission.limits();
 }
 
 void OrvaneServer::handleNewConnection()
@@ -171,8 +158,9 @@ void OrvaneServer::handleNewConnection()
     // A refusal and a connection write log lines: the next client may come inside of one, the refresh may end, and the
     // server may be destroyed. So nothing of it happens under the lock.
     const QPointer<OrvaneServer> server(this);
+    auto& d = OrvaneServerPrivate::of(*this);
     do {
-        QTcpSocket* socket = acceptorOf(*this).takeClient();
+        QTcpSocket* socket = d.acceptor.takeClient();
         if (!socket)
             continue;
         socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
@@ -180,7 +168,7 @@ void OrvaneServer::handleNewConnection()
         socket->setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
         if (auto* sslSocket = qobject_cast<QSslSocket*>(socket))
             sslSocket->startServerEncryption();
-        std::unique_ptr<ClientLimits> limits = acceptorOf(*this).limitsOfClient(); // before others come in the line
+        std::unique_ptr<ClientLimits> limits = d.admission.admit(); // before others come in the line
         auto* connection = new OrvaneConnection(hostInterface, socket, userName, password, this);
         if (!server)
             return;
@@ -188,7 +176,7 @@ void OrvaneServer::handleNewConnection()
             const std::lock_guard lock(connectionsMutex);
             connections.push_back(connection);
         }
-        connection->takeUpSocket(std::move(limits), acceptorOf(*this), *findChild<HostCalls*>());
+        connection->takeUpSocket(std::move(limits), d.acceptor, d.hostCalls);
     } while (!server.isNull() && hasPendingConnections());
 }
 

@@ -87,7 +87,7 @@ qsizetype turnsDuring(std::chrono::milliseconds time)
 /// The timers that the server has set fire now instead of after a second.
 void retry(const QTcpServer& server)
 {
-    const auto children = server.findChildren<QObject*>(Qt::FindDirectChildrenOnly); // those from now on are not meant
+    const auto children = server.findChildren<QObject*>(); // those from now on are not meant
     for (QObject* child : children) {
         for (const auto& timer : QAbstractEventDispatcher::instance()->registeredTimers(child)) {
             QTimerEvent event(timer.timerId);

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Acceptor.h"
+#include "ClientLimits.h"
+#include "HostCalls.h"
+
+#include <QObject>
+#include <QSslConfiguration>
+
+#include <optional>
+
+class QTcpServer;
+
+namespace OrvaneInterface {
+
+/// What a server needs beside its members, of which there may be no more; a child of the server.
+class OrvaneServerPrivate : public QObject {
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(OrvaneServerPrivate)
+
+public:
+    /// \a server is the parent; it has no other child yet, so that looking for this one is fast.
+    explicit OrvaneServerPrivate(QTcpServer& server)
+        : QObject(&server)
+        , acceptor(server, admission, this)
+    {
+    }
+
+    static OrvaneServerPrivate& of(const QTcpServer& server)
+    {
+        return *server.findChild<OrvaneServerPrivate*>(QString(), Qt::FindDirectChildrenOnly);
+    }
+
+    /// Null until the host sets one: then key and certificate come from its resources.
+    std::optional<QSslConfiguration> configuration;
+    Admission admission;
+    HostCalls hostCalls {this}; // as its child it goes with the server to another thread
+    Acceptor acceptor;
+};
+
+} // namespace OrvaneInterface

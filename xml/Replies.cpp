@@ -1,0 +1,100 @@
+#include "Replies.h"
+
+#include "XmlCommandReader.h"
+
+#include <QStringBuilder>
+
+#include <algorithm>
+
+// Put together with %, which makes room for its parts at once, and never with arg(), which would look for its markers
+// in what a client has sent.
+namespace OrvaneInterface {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr QLatin1String Acceptance("commandAccepted");
+constexpr QLatin1String Rejection("commandRejected");
+
+QString escapedText(QStringView text)
+{
+    QString escaped;
+    escaped.reserve(text.size());
+    for (const QChar character : text) {
+        if (const QLatin1String entity = entityOf(character); entity.isNull())
+            escaped += character;
+        else
+            escaped += entity;
+    }
+    return escaped;
+}
+
+} // namespace
+
+QString replyStart(QLatin1String name, const QString& namespaceUri, qsizetype length)
+{
+    QString reply;
+    reply.reserve(length);
+    reply += "<p:"_L1 % name % " xmlns:p=\""_L1 % namespaceUri % "\">"_L1;
+    return reply;
+}
+
+void appendReplyEnd(QString& reply, QLatin1String name)
+{
+    reply += "</p:"_L1 % name % u'>';
+}
+
+void appendElement(QString& reply, QStringView name, QStringView text)
+{
+    QString escaped; // not needed for nearly all texts
+    if (std::any_of(text.begin(), text.end(), [](QChar character) { return !entityOf(character).isNull(); })) {
+        escaped = escapedText(text);
+        text = escaped;
+    }
+    reply += u'<' % name % u'>' % text % "</"_L1 % name % u'>';
+}
+
+QString acceptance(const QString& commandName)
+{
+    QString reply = replyStart(Acceptance);
+    appendElement(reply, u"commandname", commandName);
+    appendReplyEnd(reply, Acceptance);
+    return reply;
+}
+
+QString rejection(const QString& commandName, const QString& reason)
+{
+    QString reply = replyStart(Rejection);
+    appendElement(reply, u"commandname", commandName);
+    appendElement(reply, u"reason", reason);
+    appendReplyEnd(reply, Rejection);
+    return reply;
+}
+
+QString refreshFinishedNotice()
+{
+    return "<p:updateRecorderContentsFinished xmlns:p=\""_L1 % XmlNamespaceUri % "\" />"_L1;
+}
+
+} // namespace OrvaneInterface
+
+// Here and not with the rest of the class: this file is the one place for acknowledgements.
+QString XmlCommandReader::acceptedReply(
+    const QString& remark, const QStringList& echoNames, const QString& namespaceUri) const
+{
+    using namespace OrvaneInterface;
+    QString reply = replyStart(Acceptance, namespaceUri);
+    appendElement(reply, u"command", commandName());
+    const auto echo = [&](QStringView name) {
+        if (const auto parameter = find(name))
+            appendElement(reply, name, parameters.value(*parameter));
+    };
+    for (const QString& name : echoNames)
+        echo(name);
+    echo(u"commandtag");
+    if (!remark.isEmpty())
+        appendElement(reply, u"remark", remark);
+    appendReplyEnd(reply, Acceptance);
+    return reply;
+}
