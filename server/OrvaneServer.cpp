@@ -6,7 +6,6 @@
 #include "OrvaneServerPrivate.h"
 #include "Protocol.h"
 #include "Replies.h"
-#include "TlsTrouble.h"
 
 #include <QFile>
 #include <QHostAddress>
@@ -34,7 +33,7 @@ QByteArray contentOf(const QString& resource)
 }
 
 /// Why a resource gave no key, or no certificate.
-QString resourceTrouble(const QString& resource, const QString& expected)
+QString resourceError(const QString& resource, const QString& expected)
 {
     const QByteArray content = contentOf(resource);
     if (content.isEmpty())
@@ -132,11 +131,10 @@ QString OrvaneServer::sslErrorString() const
 {
     const bool fromResources = !OrvaneServerPrivate::of(*this).configuration.has_value();
     if (fromResources && privateKey.isNull())
-        return resourceTrouble(KeyResource, u"an RSA key in PEM"_s);
+        return resourceError(KeyResource, u"an RSA key in PEM"_s);
     if (fromResources && certificate.isNull())
-        return resourceTrouble(CertificateResource, u"a certificate in PEM"_s);
-    const QString trouble = tlsTrouble(sslConfiguration());
-    return QString(trouble.constData(), trouble.size()); // no literal: the host may keep it longer than the library
+        return resourceError(CertificateResource, u"a certificate in PEM"_s);
+    return sslErrorString(sslConfiguration());
 }
 
 void OrvaneServer::setLimits(const OrvaneLimits& limits)

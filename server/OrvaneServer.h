@@ -84,6 +84,9 @@ public:
      */
     QString sslErrorString() const;
 
+    /// The same of a configuration that is not set yet: ask first, and setSslConfiguration() when it is empty.
+    static QString sslErrorString(const QSslConfiguration& configuration);
+
     /// Limits the clients that connect from now on; those that are connected keep the limits that they have.
     void setLimits(const OrvaneLimits& limits);
 

@@ -134,7 +134,7 @@ try {
         : run.playSeeds(parser.value(u"seed"_s).toUInt(), choice, parser.value(u"seconds"_s).toLongLong());
     run.tell();
     return passed ? 0 : 1;
-} catch (const std::exception& trouble) { // a file that is no world
-    static_cast<void>(std::fprintf(stderr, "orvane-world: %s\n", trouble.what()));
+} catch (const std::exception& error) { // a file that is no world
+    static_cast<void>(std::fprintf(stderr, "orvane-world: %s\n", error.what()));
     return UsageStatus;
 }

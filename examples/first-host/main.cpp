@@ -35,8 +35,8 @@ int main(int argc, char** argv)
 
     FirstHost host; // before the server, which must not outlive it
     OrvaneInterface::OrvaneServer server(&host, 0, user, password, nullptr); // 0: the default port, 5679
-    if (const QString trouble = server.sslErrorString(); !trouble.isEmpty())
-        qWarning() << "No client can be served:" << trouble;
+    if (const QString error = server.sslErrorString(); !error.isEmpty())
+        qWarning() << "No client can be served:" << error;
     server.startListeningForConnection();
     if (!server.isListening()) {
         qCritical() << "Cannot listen:" << server.errorString();

@@ -57,8 +57,8 @@ bool GuideHost::startServer(quint16 serverPort)
     server = std::make_unique<HostServer>(this, serverPort, user, password, nullptr);
     connect(this, &GuideHost::refreshFinished, server.get(), &HostServer::handleUpdateAllTreeDevicesFinished);
     server->setSslConfiguration(tlsFromFiles());
-    if (const QString trouble = server->sslErrorString(); !trouble.isEmpty()) {
-        qCritical() << "No client can be served:" << trouble;
+    if (const QString error = server->sslErrorString(); !error.isEmpty()) {
+        qCritical() << "No client can be served:" << error;
         return false;
     }
     tlsWatcher.addPath(tlsDirectory);
@@ -104,12 +104,12 @@ void GuideHost::askForClientCertificates(QSslConfiguration& tls) const
 
 void GuideHost::renewCertificate()
 {
-    const QSslConfiguration lastGood = server->sslConfiguration();
-    server->setSslConfiguration(tlsFromFiles()); // nobody is disconnected
-    if (const QString trouble = server->sslErrorString(); !trouble.isEmpty()) {
-        qWarning() << "The old certificate stays:" << trouble;
-        server->setSslConfiguration(lastGood);
+    const QSslConfiguration renewed = tlsFromFiles();
+    if (const QString error = HostServer::sslErrorString(renewed); !error.isEmpty()) {
+        qWarning() << "The old certificate stays:" << error;
+        return;
     }
+    server->setSslConfiguration(renewed); // nobody is disconnected
 }
 
 bool GuideHost::updateRecorderContents()

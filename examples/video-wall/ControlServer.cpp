@@ -34,8 +34,8 @@ ControlAccount::ControlAccount(const QString& user)
 
 StartUpProblem startServing(OrvaneInterface::OrvaneServer& server, quint16 port)
 {
-    if (const QString trouble = server.sslErrorString(); !trouble.isEmpty())
-        return {trouble, u"Build the application with an RSA key and its certificate, both PEM, as Qt resources."_s};
+    if (const QString error = server.sslErrorString(); !error.isEmpty())
+        return {error, u"Build the application with an RSA key and its certificate, both PEM, as Qt resources."_s};
     server.setLimits(OrvaneInterface::OrvaneLimits::controlRoom());
     server.startListeningForConnection();
     if (server.isListening())

@@ -37,7 +37,7 @@ bool run(const QString& program, const QString& arguments)
 void tst_server_with_useless_key::endsEachClient_data()
 {
     QTest::addColumn<QStringList>("commands"); // of openssl
-    QTest::addColumn<QString>("trouble"); // empty: none, clients are served
+    QTest::addColumn<QString>("expected"); // empty: none, clients are served
 
     const QString key = u":/Halden/Resources/hxkey.pem"_s;
     QTest::newRow("neither key nor certificate") << QStringList() << u"There is no resource "_s + key;
@@ -62,7 +62,7 @@ void tst_server_with_useless_key::endsEachClient_data()
 void tst_server_with_useless_key::endsEachClient()
 {
     QFETCH(const QStringList, commands);
-    QFETCH(const QString, trouble);
+    QFETCH(const QString, expected);
 
     const QTemporaryDir directory;
     QDir::setCurrent(directory.path());
@@ -82,11 +82,11 @@ void tst_server_with_useless_key::endsEachClient()
     const LogCapture log;
     const Session session;
     QVERIFY(session.server->isListening());
-    QCOMPARE(session.server->sslErrorString(), trouble);
+    QCOMPARE(session.server->sslErrorString(), expected);
     QCOMPARE(LogCapture::take(), QStringList());
     TlsClient client;
     client.connectToPort(session.server->serverPort());
-    if (trouble.isEmpty()) {
+    if (expected.isEmpty()) {
         QTRY_VERIFY(client.isEncrypted());
         return;
     }

@@ -1,4 +1,4 @@
-#include "TlsTrouble.h"
+#include "OrvaneServer.h"
 
 #include <QDateTime>
 #include <QSslCertificate>
@@ -26,7 +26,7 @@ bool isUsable(const QSslConfiguration& configuration)
         && socket.error() != QAbstractSocket::SslInvalidUserDataError;
 }
 
-QString keyTrouble(const QSslKey& key, const QSslCertificate& certificate)
+QString keyError(const QSslKey& key, const QSslCertificate& certificate)
 {
     if (key.isNull())
         return u"There is no private key: none was set, or it could not be read, as with a wrong pass phrase"_s;
@@ -66,7 +66,7 @@ bool trustsNoIssuer(const QSslConfiguration& configuration)
     return configuration == withoutIssuers;
 }
 
-QString validityTrouble(const QSslCertificate& certificate)
+QString validityError(const QSslCertificate& certificate)
 {
     const QDateTime now = QDateTime::currentDateTimeUtc();
     if (now < certificate.effectiveDate())
@@ -76,15 +76,13 @@ QString validityTrouble(const QSslCertificate& certificate)
     return {};
 }
 
-} // namespace
-
-QString tlsTrouble(const QSslConfiguration& configuration)
+QString errorOf(const QSslConfiguration& configuration)
 {
     if (!QSslSocket::supportsSsl())
         return u"Qt has no TLS library on this machine"_s;
     const QSslCertificate certificate = configuration.localCertificate();
-    if (QString trouble = keyTrouble(configuration.privateKey(), certificate); !trouble.isEmpty())
-        return trouble;
+    if (QString error = keyError(configuration.privateKey(), certificate); !error.isEmpty())
+        return error;
     const QList<QSslCertificate> chain = configuration.localCertificateChain();
     if (std::any_of(chain.begin(), chain.end(), isNull))
         return u"One of the certificates behind the first one could not be read"_s;
@@ -92,7 +90,15 @@ QString tlsTrouble(const QSslConfiguration& configuration)
         return u"Key and certificate are usable, but not the protocol, ciphers, curves, parameters or options beside them"_s;
     if (configuration.peerVerifyMode() == QSslSocket::VerifyPeer && trustsNoIssuer(configuration))
         return u"Clients must show a certificate, and no issuer of certificates is trusted"_s;
-    return validityTrouble(certificate);
+    return validityError(certificate);
+}
+
+} // namespace
+
+QString OrvaneServer::sslErrorString(const QSslConfiguration& configuration)
+{
+    const QString error = errorOf(configuration);
+    return QString(error.constData(), error.size()); // no literal: the host may keep it longer than the library
 }
 
 } // namespace OrvaneInterface
