@@ -83,7 +83,7 @@ OrvaneServer::OrvaneServer(
 OrvaneServer::~OrvaneServer()
 {
     close();
-    // In the lines about the clients that are let go others would come in, who have waited for a place.
+    // In the lines about the clients that are released others would come in, who have waited for a place.
     disconnect(&OrvaneServerPrivate::of(*this).acceptor, nullptr, this, nullptr);
     disconnect(this, &QTcpServer::newConnection, this, nullptr);
     // Not the registry: a connection that it has dropped can still be in the middle of a host call.
