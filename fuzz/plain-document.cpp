@@ -62,10 +62,10 @@ private:
             start(one(Names));
             break;
         case 1:
-            start(one(Names) + attribute());
+            start(one(Names) + attributes());
             break;
         case 2:
-            text += u'<' + one(Names) + attribute() + attribute() + u"/>"_s;
+            text += u'<' + one(Names) + attributes() + u"/>"_s;
             break;
         case 3:
         case 4:
@@ -91,10 +91,14 @@ private:
         open += tag.section(u' ', 0, 0);
     }
 
-    QString attribute()
+    QString attributes()
     {
-        const QString quote = take() % 2 == 0 ? u"\""_s : u"'"_s;
-        return u' ' + one(Names) + u'=' + quote + one(Texts) + quote;
+        QString attributes;
+        for (int count = take() % 5; count > 0; --count) {
+            const QString quote = take() % 2 == 0 ? u"\""_s : u"'"_s;
+            attributes += u' ' + one(Names) + u'=' + quote + one(Texts) + quote;
+        }
+        return attributes;
     }
 
     /// Mostly one of the first five, which are plain.

@@ -1,35 +1,150 @@
 #include "Target.h"
 
+#include <QCommandLineParser>
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QRandomGenerator>
 
+#include <csignal>
 #include <cstdio>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
-// The main function of a target that is built without the fuzz engine: runs files once each.
-// Usage: PROGRAM FILE_OR_DIRECTORY... Status 0 without a finding, which would end the program.
+using namespace Qt::StringLiterals;
+
+// The main function of a target that is built without the fuzz engine: runs files once each, and then inputs that are
+// made of them at random, always the same ones. Usage: --help. Status 0 without a finding, which ends the program and
+// is kept in the file "finding".
+
+namespace {
+
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw std::runtime_error(file.fileName().toStdString() + ": " + file.errorString().toStdString());
+    return file.readAll();
+}
+
+QByteArray current; ///< input
+
+/// A finding can be shown again by its file.
+void keepFinding(int /*signal*/)
+{
+    QFile file(u"finding"_s);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(current);
+}
+
+void run(const QByteArray& bytes)
+{
+    current = bytes;
+    // A buffer of exactly this size, so that the address sanitizer sees a read beyond it.
+    const std::vector<uint8_t> input(bytes.begin(), bytes.end());
+    LLVMFuzzerTestOneInput(input.data(), input.size());
+}
+
+/// Makes inputs: any bytes, or one of the files with some changes in it.
+class Inputs {
+public:
+    Inputs(QByteArrayList seeds, const QByteArray& dictionary)
+        : seeds(std::move(seeds))
+    {
+        const QByteArrayList lines = dictionary.split('\n');
+        for (const QByteArray& line : lines) {
+            const qsizetype begin = line.indexOf('"') + 1;
+            if (begin > 0)
+                words +=
+                    line.mid(begin, line.lastIndexOf('"') - begin).replace("\\\"", "\"").replace("\\x0D\\x0A", "\r\n");
+        }
+    }
+
+    QByteArray next()
+    {
+        QByteArray input = one(seeds);
+        if (number(2) == 0 || input.size() > Longest)
+            input = anything();
+        for (int changes = number(5); changes > 0; --changes)
+            change(input);
+        return input;
+    }
+
+private:
+    static constexpr qsizetype Longest = 2000;
+
+    int number(qsizetype bound) { return random.bounded(static_cast<int>(bound)); }
+    const QByteArray& one(const QByteArrayList& list) { return list.at(number(list.size())); }
+
+    QByteArray anything()
+    {
+        QByteArray bytes(number(number(2) == 0 ? 30 : 300), Qt::Uninitialized);
+        for (char& byte : bytes)
+            byte = static_cast<char>(number(256));
+        return bytes;
+    }
+
+    void change(QByteArray& input)
+    {
+        const qsizetype at = number(input.size() + 1);
+        const qsizetype length = number(std::min<qsizetype>(input.size() - at, 30) + 1);
+        switch (number(4)) {
+        case 0:
+            input.insert(at, one(words));
+            break;
+        case 1:
+            input.remove(at, length);
+            break;
+        case 2:
+            input.insert(number(input.size() + 1), input.mid(at, length));
+            break;
+        default:
+            input.replace(at, 1, QByteArray(1, static_cast<char>(number(256))));
+        }
+    }
+
+    QRandomGenerator random {1};
+    QByteArrayList seeds;
+    QByteArrayList words;
+};
+
+} // namespace
 
 int main(int argc, char* argv[])
-{
-    QFileInfoList files;
-    for (int index = 1; index < argc; ++index) {
-        const QFileInfo named(QFile::decodeName(argv[index]));
-        files += named.isDir() ? QDir(named.filePath()).entryInfoList(QDir::Files) : QFileInfoList {named};
-    }
-    for (const QFileInfo& info : std::as_const(files)) {
-        static_cast<void>(std::printf("%s\n", qPrintable(info.filePath())));
-        static_cast<void>(std::fflush(stdout));
-        QFile file(info.filePath());
-        if (!file.open(QIODevice::ReadOnly)) {
-            static_cast<void>(std::fprintf(stderr, "Cannot be read: %s\n", qPrintable(file.errorString())));
-            return 1;
+try {
+    const QCoreApplication application(argc, argv);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(u"Looks for a finding, without the fuzz engine."_s);
+    parser.addHelpOption();
+    parser.addOptions({{u"random"_s, u"Then run so many inputs made of the files."_s, u"number"_s, u"0"_s},
+        {u"dictionary"_s, u"Words for these inputs, as the fuzz engine takes them."_s, u"file"_s}});
+    parser.addPositionalArgument(u"paths"_s, u"Files, and directories of files."_s);
+    parser.process(application);
+
+    QByteArrayList seeds;
+    const QStringList paths = parser.positionalArguments();
+    for (const QString& path : paths) {
+        const QFileInfo named(path);
+        const auto files = named.isDir() ? QDir(path).entryInfoList(QDir::Files) : QFileInfoList {named};
+        for (const QFileInfo& file : files) {
+            static_cast<void>(std::printf("%s\n", qPrintable(file.filePath())));
+            static_cast<void>(std::fflush(stdout));
+            run(seeds.emplace_back(contentOf(file.filePath())));
         }
-        const QByteArray bytes = file.readAll();
-        // A buffer of exactly this size, so that the address sanitizer sees a read beyond it.
-        const std::vector<uint8_t> input(bytes.begin(), bytes.end());
-        LLVMFuzzerTestOneInput(input.data(), input.size());
     }
-    static_cast<void>(std::printf("%d inputs without a finding\n", static_cast<int>(files.size())));
-    return files.isEmpty() ? 2 : 0;
+    if (seeds.isEmpty())
+        parser.showHelp(2);
+    const int number = parser.value(u"random"_s).toInt();
+    if (number > 0) {
+        static_cast<void>(std::signal(SIGABRT, keepFinding));
+        Inputs inputs(seeds, contentOf(parser.value(u"dictionary"_s)));
+        for (int count = 0; count < number; ++count)
+            run(inputs.next());
+    }
+    static_cast<void>(std::printf("%d inputs without a finding\n", static_cast<int>(seeds.size()) + number));
+    return 0;
+} catch (const std::exception& error) {
+    static_cast<void>(std::fprintf(stderr, "%s\n", error.what()));
+    return 2;
 }

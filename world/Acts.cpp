@@ -26,6 +26,7 @@ const std::vector<Kind>& allKinds()
         {"junk", Clients, 3, "{$junk sleep:{0..300}|$junk sleep:{0..50}|$junk hello|$talk $junk sleep:{0..100}} $end"},
         {"late", Clients, 3, "sleep:{1..1500} $talk"},
         {"wrong", Clients, 3, "hello send:$how:{W|E|WW|pW|EuE} send:$how:$some {notify|$end}"},
+        {"stranger", Clients, 3, "hello send:$how:{p|E|u}pppp{p|W|e}pu{|p|pp|ppp|pppp} {notify|$end}"},
         {"mute", Clients, 3, "hello send:$how:G mute send:$how:I{|III{|$long}} sleep:{1..800} {reset|leave}"},
         {"touch", Clients, 3, "reset"},
         {"surplus", Clients, 15, "$talk {notified|junk:99} surplus:120 reset"},
@@ -37,7 +38,7 @@ const std::vector<Kind>& allKinds()
         {"destroy", Hosts, 3, "{destroy|renew}"},
         {"pause", Hosts, 3, "{pause|pause|resume}"},
         {"close", Hosts, 3, "{close|relisten|listen}"},
-        {"limits", Hosts, 3, "limits:{none|room|tiny|tiny}"},
+        {"limits", Hosts, 3, "limits:{none|room|huge|tiny|tiny}"},
         {"tls", Hosts, 3, "tls:{rsa|elliptic|elliptic|query|verify|useless}"},
         {"slow", Hosts, 3, "slow:{1..20}"},
         {"shortage", Hosts, 15, "shortage:{10..300}"},
@@ -57,7 +58,7 @@ public:
             if (only.empty() ? below(each.rarity) == 0 : std::find(only.begin(), only.end(), each.name) != only.end())
                 kinds.push_back(each);
         if (limits.empty())
-            limits = has("limits") ? made("{room|tiny|tiny|tiny}") : "none";
+            limits = has("limits") ? made("{room|huge|tiny|tiny|tiny}") : "none";
         if (has("certificates"))
             texts["cert"] = "{good|good|strange|none}";
         acts.push_back("world " + std::to_string(seed) + made(" lines={off|on|on|on} audit={off|on|on}"));

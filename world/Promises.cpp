@@ -11,6 +11,8 @@
 #include <regex>
 #include <set>
 
+using namespace Qt::StringLiterals;
+
 namespace world {
 
 namespace {
@@ -184,6 +186,30 @@ private:
             check(connections[address]++ == 0, "audit", address + " begins twice");
         if (event == "disconnected")
             check(connections[address]-- == 1, "audit", address + " ends without a beginning");
+        judgeEntry(entry, event, line.text);
+    }
+
+    /// Of what was sent before the login there are ten entries, and the last one says how many there are not.
+    void judgeEntry(const QJsonObject& entry, const std::string& event, const std::string& text)
+    {
+        constexpr int mostBeforeLogin = 10;
+        const bool hasAccount = entry.contains("account"_L1);
+        int& before = entriesBeforeLogin[entry["peer"_L1].toString()];
+        if (event == "connected")
+            before = 0; // the address may be one of another client before
+        if (event == "disconnected")
+            check(!entry.contains("notWritten"_L1) || (entry["notWritten"_L1].toInt() > 0 && before == mostBeforeLogin),
+                "audit", text);
+        if (is(event, {"command", "invalidLogin", "refusedDocument"}) && !hasAccount)
+            check(++before <= mostBeforeLogin, "audit", "too many before the login: " + text);
+        if (event != "command")
+            return;
+        static const std::regex Outcome(
+            "(show|set).*accepted|(showTrack|c[0-9]|X).*rejected|get.*answered|(getPertinent|update).*no reply"
+            "|update.*rejected|rejected");
+        const std::string outcome = entry["outcome"_L1].toString().toStdString();
+        const std::string command = entry["command"_L1].toString().toStdString();
+        check(hasAccount ? std::regex_match(command + outcome, Outcome) : outcome == "not logged in", "audit", text);
     }
 
     /// Whether the host, a limit or the network may have ended it before its time.
@@ -246,6 +272,7 @@ private:
     std::map<int, std::vector<std::string>> calls;
     std::map<std::string, std::vector<std::string>> logins;
     std::map<std::string, int> connections;
+    std::map<QString, int> entriesBeforeLogin;
     int invalidLines = 0;
     int invalidEntries = 0;
     bool asksForCertificate = false; ///< or cannot be reached, at some time

@@ -13,7 +13,9 @@ namespace world {
 ///   limits        each end by a limit has its reason, and no client is ended without one
 ///   pause         nobody is accepted in one
 ///   address       each client has one, with its port, wherever it is named
-///   audit         each entry is JSON in ASCII; each connection begins and ends once; logins are what was sent
+///   audit         each entry is JSON in ASCII, with the outcome that the command has; each connection begins and ends
+///                 once; logins are what was sent; ten entries before a login
+///   host          what it has set stays
 /// What a client may miss because the host has closed or destroyed the server, or run a loop in a line, is not looked
 /// at: in such a world nobody has to get everything. World adds
 /// descriptors, memory, crash and hang, a run waiting: of the witness.

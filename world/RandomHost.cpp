@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QLoggingCategory>
 
+#include <limits>
 #include <regex>
 #include <unistd.h>
 #include <utility>
@@ -18,6 +19,7 @@ namespace world {
 namespace {
 
 constexpr int CareMs = 40;
+constexpr int MostPending = 7;
 constexpr int64_t TroubleMs = 250; // for which it leaves a server without clients
 constexpr int MostLoops = 12; // inside one another, where there is no crowd
 
@@ -48,6 +50,11 @@ OrvaneInterface::OrvaneLimits limitsOf(const std::string& name)
         return OrvaneInterface::OrvaneLimits::controlRoom();
     if (name == "tiny")
         return {6, 1, 20'000, 300, 50'000, std::chrono::milliseconds(700), std::chrono::milliseconds(1'000)};
+    if (name == "huge") { // as good as none
+        constexpr int most = std::numeric_limits<int>::max();
+        constexpr std::chrono::milliseconds asNoneInAnInt(429'496'729'600);
+        return {most, most, most, most, most, std::chrono::milliseconds::max(), asNoneInAnInt};
+    }
     return {};
 }
 
@@ -92,6 +99,7 @@ void RandomHost::end()
 void RandomHost::create()
 {
     server = new OrvaneInterface::OrvaneServer(&host, 1, u"operator"_s, u"secret"_s, nullptr);
+    server->setMaxPendingConnections(MostPending);
     configure();
     server->setLimits(limitsOf(limits));
     listen();
@@ -127,8 +135,11 @@ void RandomHost::lookAfter()
         troubleSince = trouble ? nowMs() : 0;
     if (trouble && nowMs() - troubleSince > TroubleMs)
         carryOut(server == nullptr ? "renew" : paused ? "resume" : "listen", "care");
-    if (server != nullptr)
-        endRefresh();
+    if (server == nullptr)
+        return;
+    endRefresh();
+    if (server->maxPendingConnections() != MostPending)
+        note("broken", "host: what it has set is " + std::to_string(server->maxPendingConnections()));
 }
 
 void RandomHost::endRefresh()
