@@ -41,7 +41,7 @@ const std::vector<Kind>& allKinds()
         {"limits", Hosts, 3, "limits:{none|room|huge|tiny|tiny}"},
         {"tls", Hosts, 3, "tls:{rsa|elliptic|elliptic|query|verify|useless}"},
         {"slow", Hosts, 3, "slow:{1..20}"},
-        {"shortage", Hosts, 15, "shortage:{10..300}"},
+        {"shortage", Hosts, 5, "shortage:{10..300}"},
         {"finished", Hosts, 3, "finished"},
     };
     return All;

@@ -263,7 +263,7 @@ void tst_server_limits::takesMessagesOfALength_data()
         << length << 0 << true << showLive(100) + end + fits + isTooLong + fits << 2 << limit;
     QTest::newRow("without an end") << length << 0 << true << fits + QByteArray(length + 100, 'x') << 1 << limit;
     QTest::newRow("of one letter in many bytes")
-        << length << 0 << true << "<showLive><x>" + QByteArray("\xE2\x82\xAC").repeated(4000) + "</x></showLive>" + end
+        << length << 0 << true << "<showLive><x>" + QByteArray("\xE2\x82\xAC").repeated(7000) + "</x></showLive>" + end
         << 1 << QString();
     QTest::newRow("before the login") << length << beforeLogin << false
                                       << showLive(beforeLogin) + end + showLive(beforeLogin + 1) + end << 0
