@@ -6,8 +6,11 @@
 #include <QElapsedTimer>
 #include <QLatin1String>
 
+#include <algorithm>
 #include <chrono>
+#include <limits>
 #include <memory>
+#include <utility>
 
 class QObject;
 
@@ -24,11 +27,29 @@ namespace OrvaneInterface {
 class Deadline {
 public:
     /// \a owner gets the timer events. Nothing is started for a time of 0.
-    void start(std::chrono::milliseconds time, QObject* owner);
+    void start(std::chrono::milliseconds time, QObject* owner)
+    {
+        constexpr qint64 usualSteps = 10;
+        constexpr qint64 longestStep = std::numeric_limits<int>::max();
+        if (time.count() <= 0)
+            return;
+        steps = std::max(std::min(usualSteps, qint64(time.count())), time.count() / longestStep + 1);
+        stepMs = (time.count() - 1) / steps + 1; // rounded up
+        stepsLeft = steps;
+        timer.start(static_cast<int>(stepMs), owner);
+        sinceStep.start();
+    }
+
     void stop() { timer.stop(); }
     bool owns(int timerId) const { return timer.timerId() == timerId; }
     /// To be called for each timer event. \return true when the time is over
-    bool isOverAfterStep();
+    bool isOverAfterStep()
+    {
+        constexpr qint64 inaccuracy = 10; // a tenth; Qt's timers have half of that
+        const bool isLate = sinceStep.restart() > stepMs + stepMs / inaccuracy + 1;
+        --stepsLeft;
+        return stepsLeft <= (isLate ? -steps : 0);
+    }
 
 private:
     QBasicTimer timer;
@@ -48,19 +69,58 @@ class ClientLimits {
 
 public:
     /// Counts the client in \a clients for as long as this lives.
-    ClientLimits(std::shared_ptr<const OrvaneLimits> limits, std::shared_ptr<int> clients);
-    ~ClientLimits();
+    ClientLimits(std::shared_ptr<const OrvaneLimits> limits, std::shared_ptr<int> clients)
+        : limits(std::move(limits))
+        , clients(std::move(clients))
+    {
+        ++*this->clients;
+    }
+    ~ClientLimits() { --*clients; }
 
     /// Starts what runs against the time; \a owner gets the timer events.
-    void start(QObject* owner);
+    void start(QObject* owner)
+    {
+        handshake.start(limits->handshakeTimeout, owner);
+        login.start(limits->loginTimeout, owner);
+    }
 
-    QLatin1String exceededByMessage(qint64 length, bool isLoggedIn) const;
+    QLatin1String exceededByMessage(qint64 length, bool isLoggedIn) const
+    {
+        if (exceeds(length, limits->maxMessageLength))
+            return QLatin1String("maxMessageLength");
+        const bool exceedsBeforeLogin = !isLoggedIn && exceeds(length, limits->maxMessageLengthBeforeLogin);
+        return exceedsBeforeLogin ? QLatin1String("maxMessageLengthBeforeLogin") : QLatin1String();
+    }
+
     /// A client that is not logged in gets no replies: what waits for it is only what TLS itself answers.
-    QLatin1String exceededByUnsent(qint64 bytes, bool isLoggedIn) const;
-    QLatin1String exceededByInvalidLogin();
-    QLatin1String exceededByTime(int timerId, bool isEncrypted, bool isLoggedIn);
+    QLatin1String exceededByUnsent(qint64 bytes, bool isLoggedIn) const
+    {
+        constexpr qint64 mostBeforeLogin = 65536; // more than any handshake
+        const qint64 most = isLoggedIn ? limits->maxUnsentBytes : std::min(limits->maxUnsentBytes, mostBeforeLogin);
+        return exceeds(bytes, most) ? QLatin1String("maxUnsentBytes") : QLatin1String();
+    }
+
+    QLatin1String exceededByInvalidLogin()
+    {
+        return exceeds(++invalidLogins, limits->maxInvalidLogins) ? QLatin1String("maxInvalidLogins") : QLatin1String();
+    }
+
+    QLatin1String exceededByTime(int timerId, bool isEncrypted, bool isLoggedIn)
+    {
+        if (isEncrypted)
+            handshake.stop();
+        if (isLoggedIn)
+            login.stop();
+        if (handshake.owns(timerId) && handshake.isOverAfterStep())
+            return QLatin1String("handshakeTimeout");
+        if (login.owns(timerId) && login.isOverAfterStep())
+            return QLatin1String("loginTimeout");
+        return {};
+    }
 
 private:
+    static constexpr bool exceeds(qint64 value, qint64 limit) { return limit > 0 && value > limit; }
+
     std::shared_ptr<const OrvaneLimits> limits;
     std::shared_ptr<int> clients; ///< outlives the server where a client does
     Deadline handshake;
