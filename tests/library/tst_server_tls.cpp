@@ -26,6 +26,7 @@ private Q_SLOTS:
     void saysWhatIsWrong_data();
     void saysWhatIsWrong();
     void saysWhatElseIsWrong();
+    void saysWhetherAClientIsServed();
     void renewsACertificateWithoutDroppingAnybody();
     void asksForClientCertificates();
     void standsWhateverAHandlerDoesInTheLineOfATlsError_data();
@@ -196,6 +197,42 @@ void tst_server_tls::saysWhatElseIsWrong()
     configuration.setBackendConfigurationOption("CipherString", u"none of them"_s);
     session.server->setSslConfiguration(configuration);
     QVERIFY(session.server->sslErrorString().startsWith(u"Key and certificate are usable"_s));
+}
+
+/// Whatever a host puts together: what is found wrong beforehand, and what a client with a certificate meets.
+void tst_server_tls::saysWhetherAClientIsServed()
+{
+    const LogCapture log;
+    const Session session;
+    QSslConfiguration configuration = session.server->sslConfiguration();
+    const auto isServed = [&] {
+        session.server->setSslConfiguration(configuration);
+        TlsClient client;
+        client.setPrivateKey(key(u"issued.key"_s, QSsl::Rsa));
+        client.setLocalCertificate(certificate(u"issued.pem"_s));
+        client.connectToPort(session.server->serverPort());
+        client.loginAsOrvane();
+        client.send(LastCommand);
+        waitFor([&] { return client.state() == QAbstractSocket::UnconnectedState || !client.received.isEmpty(); });
+        return client.received == LastReply;
+    };
+    for (const QSslKey& privateKey : {key(u"rsa.key"_s, QSsl::Rsa), key(u"issued.key"_s, QSsl::Rsa), QSslKey()}) {
+        for (const char* name : {"rsa.pem", "issued.pem", "expired.pem", "ec.pem"}) {
+            for (const auto mode :
+                {QSslSocket::VerifyNone, QSslSocket::QueryPeer, QSslSocket::VerifyPeer, QSslSocket::AutoVerifyPeer}) {
+                for (const auto& issuers : {QList<QSslCertificate>(), QList {certificate(u"rsa.pem"_s)}}) {
+                    configuration.setPrivateKey(privateKey);
+                    configuration.setLocalCertificate(certificate(QString::fromLatin1(name)));
+                    configuration.setPeerVerifyMode(mode);
+                    configuration.setCaCertificates(issuers);
+                    QString error = OrvaneInterface::OrvaneServer::sslErrorString(configuration);
+                    if (error.startsWith(u"The certificate is not valid"_s)) // the client does not look at it
+                        error.clear();
+                    QVERIFY2(error.isEmpty() == isServed(), qPrintable(error));
+                }
+            }
+        }
+    }
 }
 
 void tst_server_tls::renewsACertificateWithoutDroppingAnybody()
