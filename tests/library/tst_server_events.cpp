@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <utility>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -20,6 +21,7 @@ class tst_server_events : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void servesAllWhoHaveLoggedInInOneRound();
     void carriesOutWhatCameBeforeTheEnd_data();
     void carriesOutWhatCameBeforeTheEnd();
     void discardsWhatComesBehindAnErrorOfTls();
@@ -362,6 +364,31 @@ void tst_server_events::carriesOutWhatManyCallsWaitFor()
     setPreset(*clients.back(), "last");
     for (size_t count = 0; count < waitingCalls; ++count)
         QTRY_COMPARE(clients[count]->received, shortAcceptance("setPreset"));
+}
+
+/// They share no turn, as strangers do.
+void tst_server_events::servesAllWhoHaveLoggedInInOneRound()
+{
+    constexpr int many = 10;
+    Session session;
+    std::vector<std::unique_ptr<TlsClient>> clients;
+    while (clients.size() < many) {
+        clients.push_back(session.orvaneClient());
+        QVERIFY(clients.back() && comesRound(*clients.back()));
+    }
+    session.host.calls.clear();
+    for (const auto& client : clients) {
+        client->send("<setPreset/>");
+        QVERIFY(client->waitForBytesWritten()); // without the server's event loop
+    }
+    qsizetype most = 0; // in one round
+    qsizetype before = 0;
+    QVERIFY(waitFor([&] {
+        const qsizetype calls = session.host.calls.size();
+        most = std::max(most, calls - std::exchange(before, calls));
+        return calls == many;
+    }));
+    QVERIFY2(most > many / 2, qPrintable(QString::number(most)));
 }
 
 /// \return whether a client is served that is held for longer than \a timeout, its time for the login

@@ -24,6 +24,7 @@ private Q_SLOTS:
     void limitsNothingAtFirst();
     void letsInSoManyClients();
     void letsInWhoComesWhenAnotherHasLeft();
+    void letsInWhoComesWhileAnotherLeavesInItsCall();
     void letsInWhoWaitsWhenThereAreMorePlaces();
     void letsInWhoHasWaitedBeforeWhoComesNow();
     void letsInNobodyInsideTheLineOfAnother();
@@ -151,6 +152,25 @@ void tst_server_limits::letsInWhoComesWhenAnotherHasLeft()
         QTRY_COMPARE(session.host.calls.size(), change + 1);
     }
     QVERIFY(session.isServed());
+}
+
+void tst_server_limits::letsInWhoComesWhileAnotherLeavesInItsCall()
+{
+    const LogCapture log;
+    Session session;
+    session.server->setLimits({.maxClients = 1});
+    const auto first = session.orvaneClient();
+    TlsClient second;
+    bool isServed = false;
+    session.host.duringCall = [&] {
+        first->disconnectFromHost();
+        waitFor([&] { return session.acceptedCount() == 1 && first->state() == QAbstractSocket::UnconnectedState; });
+        runEventsFor(0ms); // the server has seen it, too
+        second.connectToPort(session.server->serverPort());
+        isServed = waitFor([&] { return second.isEncrypted(); });
+    };
+    first->send("<showLive/>");
+    QTRY_VERIFY(isServed);
 }
 
 void tst_server_limits::letsInWhoWaitsWhenThereAreMorePlaces()
