@@ -1,8 +1,11 @@
 #pragma once
 
+#include "MarkupCursor.h"
+
 #include <QLatin1String>
 #include <QStringView>
 
+#include <algorithm>
 #include <vector>
 
 namespace OrvaneInterface {
@@ -16,12 +19,40 @@ namespace OrvaneInterface {
  * for no more characters than are written here, none of them a tag, and whatever the XML reader does with the
  * declaration itself it does with few characters.
  */
-struct DoctypeMeasure {
+class DoctypeMeasure {
+public:
     struct Entity {
         QStringView name;
         qsizetype length = 0; ///< of its text, in characters
         qsizetype quotes = 0; ///< among them
     };
+
+    DoctypeMeasure() = default;
+
+    /// \a rest is a document from its "<!DOCTYPE" on.
+    explicit DoctypeMeasure(QStringView rest)
+    {
+        const QStringView text = rest.first(std::min(rest.size(), MaximumLength));
+        MarkupCursor cursor(text);
+        skipToSubset(cursor);
+        if (cursor.take(u'['))
+            readSubset(cursor);
+        const bool isWhole = cursor.skipBehind(u">");
+        length = text.size() - cursor.rest().size();
+        if (!isWhole && excess.isNull() && rest.size() > MaximumLength)
+            excess = QLatin1String("Its document type declaration is too long");
+    }
+
+    /// The longest of that name; without text where none is declared.
+    Entity entity(QStringView name) const
+    {
+        Entity longest;
+        for (const Entity& candidate : entities) {
+            if (candidate.name == name && candidate.length >= longest.length)
+                longest = candidate;
+        }
+        return longest;
+    }
 
     qsizetype length = 0; ///< in characters; with an error in the declaration up to the end of the document
     QLatin1String excess; ///< what is too much, in words for a person; null when nothing is
@@ -29,11 +60,74 @@ struct DoctypeMeasure {
     qsizetype defaultAttributes = 0; ///< the most that one element can be given, namespaces included
     qsizetype defaultAttributesLength = 0; ///< of what declares them, in characters
 
-    /// The longest of that name; without text where none is declared.
-    Entity entity(QStringView name) const;
-};
+private:
+    /// Characters. A declaration that only names a document type is much shorter.
+    static constexpr qsizetype MaximumLength = 1024;
 
-/// \a rest is a document from its "<!" on.
-DoctypeMeasure measureDoctype(QStringView rest);
+    static QStringView takeLiteral(MarkupCursor& cursor)
+    {
+        return cursor.takeQuoted([](char16_t /*any*/) { return true; });
+    }
+
+    /// To the "[", or to the end of a declaration without it. The external identifier may hold anything.
+    static void skipToSubset(MarkupCursor& cursor)
+    {
+        while (!cursor.atEnd() && !cursor.at(u'[') && !cursor.at(u'>')) {
+            if (cursor.atQuote())
+                takeLiteral(cursor);
+            else
+                cursor.skip();
+        }
+    }
+
+    void readSubset(MarkupCursor& cursor)
+    {
+        while (!cursor.atEnd() && !cursor.at(u']')) {
+            if (cursor.take(u"<!--"))
+                cursor.skipBehind(u"-->");
+            else if (cursor.at(u"<?"))
+                cursor.skipBehind(u"?>");
+            else if (cursor.at(u'<'))
+                readDeclaration(cursor);
+            else
+                skipOrRefer(cursor);
+        }
+    }
+
+    void readDeclaration(MarkupCursor& cursor)
+    {
+        constexpr QStringView entity = u"<!ENTITY";
+        const bool isEntity = cursor.at(entity);
+        const bool isAttributeList = cursor.at(u"<!ATTLIST");
+        const auto read = [&cursor, rest = cursor.rest()] { return rest.chopped(cursor.rest().size()); };
+        while (!cursor.atEnd() && !cursor.at(u'>')) {
+            if (!cursor.atQuote()) {
+                skipOrRefer(cursor);
+                continue;
+            }
+            // Behind more than the entity's name it is an external identifier: not the text, but where to find it.
+            const QStringView before = read().mid(entity.size()).trimmed();
+            const QStringView literal = takeLiteral(cursor);
+            if (literal.contains(u'&') || literal.contains(u'%') || literal.contains(u'<'))
+                refuseReference();
+            if (isEntity)
+                entities.push_back({before, literal.size(), literal.count(u'"')});
+            else if (isAttributeList)
+                ++defaultAttributes;
+        }
+        cursor.skipBehind(u">");
+        if (isAttributeList)
+            defaultAttributesLength += read().size();
+    }
+
+    void skipOrRefer(MarkupCursor& cursor)
+    {
+        if (cursor.at(u'%'))
+            refuseReference();
+        cursor.skip();
+    }
+
+    void refuseReference() { excess = QLatin1String("A reference or markup in its document type declaration"); }
+};
 
 } // namespace OrvaneInterface

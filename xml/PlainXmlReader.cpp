@@ -1,7 +1,6 @@
 #include "PlainXmlReader.h"
 
 #include <algorithm>
-#include <array>
 
 namespace OrvaneInterface {
 
@@ -13,57 +12,44 @@ constexpr qsizetype MostOpenElements = 64;
 constexpr qsizetype LongestName = 1000;
 constexpr qsizetype LongestDocument = qsizetype(1) << 26;
 
-enum Class : quint8 {
-    NameStart = 1,
-    NamePart = 2,
-    Space = 4,
-    Text = 8, ///< content of an element
-    Value = 16, ///< content of an attribute, but for the quote that ends it
-};
-
-/// For the characters of ASCII: what each can be part of. What is in no class is not plain.
-constexpr std::array<quint8, 128> classes = [] {
-    std::array<quint8, 128> table {};
-    for (size_t character = u' '; character < table.size(); ++character)
-        table.at(character) = Text | Value;
-    for (const char16_t character : {u'<', u'&', u']', u'\x7F'})
-        table.at(character) = 0;
-    table.at(u']') = Value; // in a text it could begin what must not stand there
-    for (const char16_t character : {u'\t', u'\n'})
-        table.at(character) = Space | Text; // in a value it would become a blank
-    table.at(u' ') |= Space;
-    for (size_t letter = 0; letter < 26; ++letter) {
-        table.at(u'a' + letter) |= NameStart | NamePart;
-        table.at(u'A' + letter) |= NameStart | NamePart;
-    }
-    table.at(u'_') |= NameStart | NamePart;
-    for (const char16_t character : u"-.0123456789") {
-        if (character != 0)
-            table.at(character) |= NamePart;
-    }
-    return table;
-}();
-
-/// Beyond ASCII all of the basic plane, but for surrogates and what is no character of XML.
-constexpr bool is(char16_t character, Class which)
+constexpr bool isNameStart(char16_t character)
 {
-    if (character < classes.size())
-        return (classes[character] & which) != 0;
-    constexpr char16_t firstSurrogate = 0xD800;
-    constexpr char16_t behindSurrogates = 0xE000;
-    constexpr char16_t lastOfXml = 0xFFFD;
-    return (which == Text || which == Value)
-        && (character < firstSurrogate || (character >= behindSurrogates && character <= lastOfXml));
+    return (character >= u'a' && character <= u'z') || (character >= u'A' && character <= u'Z') || character == u'_';
+}
+
+constexpr bool isNamePart(char16_t character)
+{
+    return isNameStart(character) || (character >= u'-' && character <= u'9' && character != u'/');
+}
+
+/// In a value a line break or a tab would become a blank. Beyond ASCII all of the basic plane is plain, but for
+/// surrogates and what is no character of XML.
+constexpr bool isValuePart(char16_t character)
+{
+    return (character >= u' ' && character < u'\x7F' && character != u'<' && character != u'&')
+        || (character > u'\x7F' && character < 0xD800) || (character >= 0xE000 && character < 0xFFFE);
+}
+
+/// A bracket could begin what must not stand in a text.
+constexpr bool isTextPart(char16_t character)
+{
+    return (isValuePart(character) && character != u']') || character == u'\t' || character == u'\n';
+}
+
+/// Whether parts of a name are one.
+bool isName(QStringView parts)
+{
+    return !parts.isEmpty() && parts.size() <= LongestName && isNameStart(parts.front().unicode());
 }
 
 } // namespace
 
 PlainXmlReader::PlainXmlReader(QStringView document)
-    : position(document.utf16())
-    , end(position + document.size())
+    : cursor(document)
 {
-    if (document.size() > LongestDocument || !readDeclaration())
-        token = Token::Declined;
+    // The cursor takes a carriage return for white space, and QXmlStreamReader changes it.
+    if (document.size() > LongestDocument || document.contains(u'\r') || !readDeclaration())
+        decline();
 }
 
 void PlainXmlReader::readNext()
@@ -80,13 +66,12 @@ PlainXmlReader::Token PlainXmlReader::readToken()
         return Token::EndElement;
     }
     if (openElements.isEmpty())
-        skipSpace();
-    if (position == end)
+        cursor.skipSpace();
+    if (cursor.atEnd())
         return isRootRead && openElements.isEmpty() ? Token::End : Token::Declined;
-    if (*position != u'<')
+    if (!cursor.take(u'<'))
         return openElements.isEmpty() ? Token::Declined : readText();
-    ++position;
-    return take(u'/') ? readEndTag() : readStartTag();
+    return cursor.take(u'/') ? readEndTag() : readStartTag();
 }
 
 PlainXmlReader::Token PlainXmlReader::readStartTag()
@@ -95,135 +80,75 @@ PlainXmlReader::Token PlainXmlReader::readStartTag()
     if ((isRoot && isRootRead) || openElements.size() == MostOpenElements)
         return Token::Declined;
     isRootRead = true;
-    const QStringView name = isRoot ? takeQualifiedName() : takeName();
+    const auto mayBeInName = [isRoot](char16_t next) { return isNamePart(next) || (isRoot && next == u':'); };
+    const QStringView name = cursor.takeWhile(mayBeInName);
     attributeList.clear();
-    while (skipSpace() && position != end && *position != u'/' && *position != u'>') {
-        if (!readAttribute(isRoot))
+    for (Attribute next; cursor.skipSpace() && cursor.takeAttribute(next, mayBeInName, isValuePart);) {
+        if (!isNewAttribute(next.name()) || attributeList.size() == MostAttributes
+            || (!isRoot && next.name() == u"xmlns"))
             return Token::Declined;
+        attributeList.append(next);
     }
-    isEmptyElement = take(u'/');
-    if (name.isEmpty() || !take(u'>') || (isRoot && !hasPlainNamespaces(name)))
+    isEmptyElement = cursor.take(u'/');
+    if (!cursor.take(u'>') || !isName(name) || (isRoot && !isPlainRoot(name)))
         return Token::Declined;
     localName = name.sliced(isRoot ? name.indexOf(u':') + 1 : 0);
     openElements.append(name);
     return Token::StartElement;
 }
 
-bool PlainXmlReader::readAttribute(bool mayHavePrefix)
+/// Names of one length mostly differ in their last character.
+bool PlainXmlReader::isNewAttribute(QStringView name) const
 {
-    const QStringView name = mayHavePrefix ? takeQualifiedName() : takeName();
-    // Names of one length mostly differ in their last character.
-    const auto isSame = [name](const Attribute& other) {
-        return other.qualifiedName.size() == name.size() && other.qualifiedName.back() == name.back()
-            && other.qualifiedName == name;
-    };
-    if (name.isEmpty() || attributeList.size() == MostAttributes
-        || std::any_of(attributeList.cbegin(), attributeList.cend(), isSame) || (!mayHavePrefix && name == u"xmlns"))
-        return false;
-    if (!take(u'=') && !(skipSpace() && take(u'=')))
-        return false;
-    if (position != end && is(*position, Space))
-        skipSpace();
-    if (position == end || (*position != u'"' && *position != u'\''))
-        return false;
-    const char16_t quote = *position++;
-    const QStringView value =
-        takeWhile([quote](char16_t character) { return character != quote && is(character, Value); });
-    attributeList.append({name, value});
-    return take(quote);
+    return isName(name) && std::none_of(attributeList.cbegin(), attributeList.cend(), [name](const Attribute& other) {
+        return other.name().size() == name.size() && other.name().back() == name.back() && other.name() == name;
+    });
 }
 
-/// Of the root: nothing is declared but its own prefix, and the namespace of names without one.
-bool PlainXmlReader::hasPlainNamespaces(QStringView rootName) const
+/// Nothing is declared but its own prefix, and the namespace of names without one.
+bool PlainXmlReader::isPlainRoot(QStringView rootName) const
 {
     const qsizetype colon = rootName.indexOf(u':');
     const QStringView prefix = rootName.first(std::max<qsizetype>(colon, 0));
+    const QStringView local = rootName.sliced(colon + 1);
     bool isDeclared = prefix.isEmpty();
     for (const auto& [name, value] : attributeList) {
         if (!name.startsWith(u"xml") && !name.contains(u':'))
             continue;
-        const bool declaresPrefix = name.startsWith(u"xmlns:") && name.sliced(6) == prefix;
+        const bool declaresPrefix = !prefix.isEmpty() && name.startsWith(u"xmlns:") && name.sliced(6) == prefix;
         // Some names are reserved, and may not be declared, or as something else.
         if ((!declaresPrefix && name != u"xmlns") || value.isEmpty() || value.startsWith(u"http://www.w3.org/"))
             return false;
         isDeclared = isDeclared || declaresPrefix;
     }
-    return isDeclared && !prefix.startsWith(u"xml");
+    return isDeclared && isName(local) && !local.contains(u':') && !prefix.startsWith(u"xml");
 }
 
 PlainXmlReader::Token PlainXmlReader::readEndTag()
 {
-    if (openElements.isEmpty() || !take(openElements.last()))
+    if (openElements.isEmpty() || !cursor.take(openElements.last()))
         return Token::Declined;
-    skipSpace();
+    cursor.skipSpace();
     openElements.removeLast();
-    return take(u'>') ? Token::EndElement : Token::Declined;
+    return cursor.take(u'>') ? Token::EndElement : Token::Declined;
 }
 
 PlainXmlReader::Token PlainXmlReader::readText()
 {
-    characters = takeWhile([](char16_t character) { return is(character, Text); });
-    return position != end && *position == u'<' ? Token::Characters : Token::Declined;
+    characters = cursor.takeWhile(isTextPart);
+    return cursor.at(u'<') ? Token::Characters : Token::Declined;
 }
 
 /// \return false for one that is not plain
 bool PlainXmlReader::readDeclaration()
 {
-    if (!take(u"<?xml"))
+    if (!cursor.take(u"<?xml"))
         return true;
-    if (!take(u" version=\"1.0\""))
+    if (!cursor.take(u" version=\"1.0\""))
         return false;
-    if (take(u" encoding=") && !take(u"\"UTF-8\"") && !take(u"\"utf-8\""))
+    if (cursor.take(u" encoding=") && !cursor.take(u"\"UTF-8\"") && !cursor.take(u"\"utf-8\""))
         return false;
-    return take(u"?>");
-}
-
-/// At most \a most characters.
-template <typename Predicate> QStringView PlainXmlReader::takeWhile(const Predicate& predicate, qsizetype most)
-{
-    const char16_t* const start = position;
-    const char16_t* const stop = position + std::min<qsizetype>(most, end - position);
-    while (position != stop && predicate(*position))
-        ++position;
-    return {start, position};
-}
-
-/// Empty when there is none, or one that is longer than the other reader may read.
-QStringView PlainXmlReader::takeName()
-{
-    if (position == end || !is(*position, NameStart))
-        return {};
-    const QStringView name = takeWhile([](char16_t character) { return is(character, NamePart); }, LongestName + 1);
-    return name.size() <= LongestName ? name : QStringView();
-}
-
-QStringView PlainXmlReader::takeQualifiedName()
-{
-    const QStringView prefix = takeName();
-    if (prefix.isEmpty() || !take(u':'))
-        return prefix;
-    const QStringView local = takeName();
-    return local.isEmpty() ? local : QStringView(prefix.utf16(), position);
-}
-
-bool PlainXmlReader::take(char16_t character)
-{
-    const bool isThere = position != end && *position == character;
-    position += isThere ? 1 : 0;
-    return isThere;
-}
-
-bool PlainXmlReader::take(QStringView expected)
-{
-    const bool isThere = end - position >= expected.size() && QStringView(position, expected.size()) == expected;
-    position += isThere ? expected.size() : 0;
-    return isThere;
-}
-
-/// \return whether there was any
-bool PlainXmlReader::skipSpace()
-{
-    return !takeWhile([](char16_t character) { return is(character, Space); }).isEmpty();
+    return cursor.take(u"?>");
 }
 
 } // namespace OrvaneInterface

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "MarkupCursor.h"
+
 #include <QStringView>
 #include <QVarLengthArray>
-
-#include <limits>
 
 namespace OrvaneInterface {
 
@@ -23,13 +23,7 @@ class PlainXmlReader {
     Q_DISABLE_COPY_MOVE(PlainXmlReader)
 
 public:
-    struct Attribute {
-        QStringView qualifiedName;
-        QStringView content;
-
-        QStringView name() const { return qualifiedName; }
-        QStringView value() const { return content; }
-    };
+    using Attribute = MarkupCursor::Attribute;
     using Attributes = QVarLengthArray<Attribute, 8>;
 
     /// \a document must outlive this object.
@@ -60,19 +54,10 @@ private:
     Token readEndTag();
     Token readText();
     bool readDeclaration();
-    bool readAttribute(bool mayHavePrefix);
-    bool hasPlainNamespaces(QStringView rootName) const;
+    bool isNewAttribute(QStringView name) const;
+    bool isPlainRoot(QStringView rootName) const;
 
-    template <typename Predicate>
-    QStringView takeWhile(const Predicate& predicate, qsizetype most = std::numeric_limits<qsizetype>::max());
-    QStringView takeName();
-    QStringView takeQualifiedName();
-    bool take(char16_t character);
-    bool take(QStringView expected);
-    bool skipSpace();
-
-    const char16_t* position;
-    const char16_t* const end;
+    MarkupCursor cursor;
     Token token = Token::None;
     bool isEmptyElement = false; ///< its end tag has not been reported yet
     bool isRootRead = false;
