@@ -34,7 +34,9 @@ public:
     {
         const QStringView text = rest.first(std::min(rest.size(), MaximumLength));
         MarkupCursor cursor(text);
-        skipToSubset(cursor);
+        constexpr QStringView externalIdEnds = u"'\"[>"; // it may hold anything in quotes
+        for (takeUpTo(cursor, externalIdEnds); cursor.atQuote(); takeUpTo(cursor, externalIdEnds))
+            cursor.takeQuoted();
         if (cursor.take(u'['))
             readSubset(cursor);
         const bool isWhole = cursor.skipBehind(u">");
@@ -64,20 +66,15 @@ private:
     /// Characters. A declaration that only names a document type is much shorter.
     static constexpr qsizetype MaximumLength = 1024;
 
-    static QStringView takeLiteral(MarkupCursor& cursor)
+    static QStringView takeUpTo(MarkupCursor& cursor, QStringView ends)
     {
-        return cursor.takeQuoted([](char16_t /*any*/) { return true; });
+        return cursor.takeWhile([ends](char16_t character) { return !ends.contains(character); });
     }
 
-    /// To the "[", or to the end of a declaration without it. The external identifier may hold anything.
-    static void skipToSubset(MarkupCursor& cursor)
+    void refuse(QStringView characters, QStringView text)
     {
-        while (!cursor.atEnd() && !cursor.at(u'[') && !cursor.at(u'>')) {
-            if (cursor.atQuote())
-                takeLiteral(cursor);
-            else
-                cursor.skip();
-        }
+        if (std::find_first_of(text.cbegin(), text.cend(), characters.cbegin(), characters.cend()) != text.cend())
+            excess = QLatin1String("A reference or markup in its document type declaration");
     }
 
     void readSubset(MarkupCursor& cursor)
@@ -90,7 +87,7 @@ private:
             else if (cursor.at(u'<'))
                 readDeclaration(cursor);
             else
-                skipOrRefer(cursor);
+                refuse(u"%", takeUpTo(cursor, u"<]"));
         }
     }
 
@@ -100,16 +97,14 @@ private:
         const bool isEntity = cursor.at(entity);
         const bool isAttributeList = cursor.at(u"<!ATTLIST");
         const auto read = [&cursor, rest = cursor.rest()] { return rest.chopped(cursor.rest().size()); };
-        while (!cursor.atEnd() && !cursor.at(u'>')) {
-            if (!cursor.atQuote()) {
-                skipOrRefer(cursor);
-                continue;
-            }
+        for (;;) {
+            refuse(u"%", takeUpTo(cursor, u"'\">"));
+            if (!cursor.atQuote())
+                break;
             // Behind more than the entity's name it is an external identifier: not the text, but where to find it.
             const QStringView before = read().mid(entity.size()).trimmed();
-            const QStringView literal = takeLiteral(cursor);
-            if (literal.contains(u'&') || literal.contains(u'%') || literal.contains(u'<'))
-                refuseReference();
+            const QStringView literal = cursor.takeQuoted();
+            refuse(u"&%<", literal);
             if (isEntity)
                 entities.push_back({before, literal.size(), literal.count(u'"')});
             else if (isAttributeList)
@@ -119,15 +114,6 @@ private:
         if (isAttributeList)
             defaultAttributesLength += read().size();
     }
-
-    void skipOrRefer(MarkupCursor& cursor)
-    {
-        if (cursor.at(u'%'))
-            refuseReference();
-        cursor.skip();
-    }
-
-    void refuseReference() { excess = QLatin1String("A reference or markup in its document type declaration"); }
 };
 
 } // namespace OrvaneInterface

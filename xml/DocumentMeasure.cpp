@@ -6,7 +6,6 @@
 #include <QVarLengthArray>
 
 #include <algorithm>
-#include <utility>
 
 namespace OrvaneInterface {
 
@@ -48,8 +47,6 @@ constexpr qsizetype DefaultAttributeGrowth = 16;
 constexpr qsizetype NamespaceGrowth = 2;
 constexpr qsizetype NamespaceDeclarationLength = 24;
 
-constexpr QLatin1String GrowsTooLarge("Its entities, namespaces or default attributes make the document too large");
-
 /**
  * A walk over a document from one markup to the next.
  *
@@ -71,7 +68,8 @@ public:
         if (document.size() > MaximumLength)
             return {0, "The document is too long"_L1, 0};
         const qsizetype growthLimit = growthLeft;
-        while (readText() && readMarkup()) { }
+        while (excess.isNull() && !cursor.atEnd())
+            readNext();
         const auto growth = (growthLimit - std::max<qsizetype>(0, growthLeft)) / qsizetype(sizeof(char16_t));
         return {excess.isNull() ? document.size() : begin, excess, growth};
     }
@@ -83,19 +81,20 @@ private:
         qsizetype declarations = 0;
     };
 
-    /// \return false at the end of the document, or where something is too much
-    bool readText()
+    void readNext()
     {
-        begin = position();
-        expand(cursor.takeWhile([](char16_t character) { return character != u'<'; }));
-        return excess.isNull() && !cursor.atEnd();
+        begin = document.size() - cursor.rest().size();
+        if (cursor.at(u'<'))
+            readMarkup();
+        else
+            expand(cursor.takeWhile([](char16_t character) { return character != u'<'; }));
+        if (excess.isNull() && growthLeft < 0)
+            excess = "Its entities, namespaces or default attributes make the document too large"_L1;
     }
 
-    /// \return false where something is too much
-    bool readMarkup()
+    void readMarkup()
     {
-        begin = position();
-        if (cursor.take(u"</"))
+        if (cursor.at(u"</") && !isOutsideRoot())
             readEndTag();
         else if (cursor.take(u"<?"))
             cursor.skipBehind(u"?>");
@@ -105,11 +104,10 @@ private:
             cursor.skipBehind(u"]]>");
         else if (cursor.at(u"<!DOCTYPE"))
             readDoctype();
-        else if (cursor.at(u"<!"))
-            cursor.skipAll(); // an error
-        else
+        else if (cursor.take(u'<') && !cursor.at(u'!') && !(rootSeen && isOutsideRoot()))
             readStartTag();
-        return excess.isNull();
+        else
+            cursor.skipAll(); // an error
     }
 
     void readDoctype()
@@ -129,25 +127,19 @@ private:
     {
         const auto isInName = [](char16_t character) { return character != u'=' && !MarkupCursor::isSpace(character); };
         const auto isInValue = [](char16_t character) { return character != u'<'; };
-        const bool isBehindRoot = std::exchange(rootSeen, true) && namespacesAround.isEmpty();
-        cursor.skip();
+        rootSeen = true;
         const QStringView name = cursor.takeWhile(
             [](char16_t c) { return !MarkupCursor::isSpace(c) && c != u'>' && c != u'/' && c != u'<'; });
-        if (isBehindRoot || name.isEmpty() || cursor.at(u'<')) {
+        if (name.isEmpty() || cursor.at(u'<'))
             cursor.skipAll(); // an error
-            return;
-        }
         Tag tag;
         for (MarkupCursor::Attribute attribute; cursor.takeAttribute(attribute, isInName, isInValue);)
             count(attribute, tag);
         if (!cursor.atTagEnd())
             return; // an error
-        const qsizetype around = namespacesInScope;
         charge(tag);
         if (cursor.at(u'/'))
-            namespacesInScope = around;
-        else
-            namespacesAround.append(around);
+            namespaces.removeLast();
         cursor.skipBehind(u">");
     }
 
@@ -168,12 +160,7 @@ private:
     void readEndTag()
     {
         cursor.takeWhile([](char16_t character) { return character != u'>'; });
-        if (namespacesAround.isEmpty()) {
-            cursor.skipAll(); // an error
-            return;
-        }
-        namespacesInScope = namespacesAround.last();
-        namespacesAround.removeLast();
+        namespaces.removeLast();
     }
 
     /// \return how many characters longer \a text is when each entity stands there itself
@@ -182,18 +169,15 @@ private:
         if (doctype.entities.empty())
             return 0;
         qsizetype growth = 0;
-        for (qsizetype reference = 0; (reference = text.indexOf(u'&', reference)) >= 0;) {
-            const qsizetype end = text.indexOf(u';', reference);
-            if (end < 0)
+        for (MarkupCursor rest(text); rest.skipBehind(u"&");) {
+            const QStringView name = rest.takeWhile([](char16_t character) { return character != u';'; });
+            if (rest.atEnd())
                 break;
-            const DoctypeMeasure::Entity entity = doctype.entity(text.mid(reference + 1, end - reference - 1));
-            growth += std::max<qsizetype>(0, entity.length - (end - reference + 1));
+            const DoctypeMeasure::Entity entity = doctype.entity(name);
+            growth += std::max<qsizetype>(0, entity.length - (name.size() + 2));
             growthLeft -= entity.quotes * QuoteGrowth;
-            reference = end;
         }
         growthLeft -= growth * EntityGrowth;
-        if (growthLeft < 0)
-            excess = GrowsTooLarge;
         return growth;
     }
 
@@ -201,23 +185,21 @@ private:
     void charge(const Tag& tag)
     {
         const qsizetype prefixed = tag.prefixed + doctype.defaultAttributes;
-        namespacesInScope += tag.declarations + doctype.defaultAttributes;
-        comparisonsLeft -= namespacesInScope * (1 + prefixed * (1 + longestNamespace / CharactersPerComparison));
-        growthLeft -=
-            std::min(prefixed, namespacesInScope) * (longestNamespace + NamespaceDeclarationLength) * NamespaceGrowth
+        const qsizetype inScope = namespaces.last() + tag.declarations + doctype.defaultAttributes;
+        namespaces.append(inScope);
+        comparisonsLeft -= inScope * (1 + prefixed * (1 + longestNamespace / CharactersPerComparison));
+        growthLeft -= std::min(prefixed, inScope) * (longestNamespace + NamespaceDeclarationLength) * NamespaceGrowth
             + doctype.defaultAttributesLength * DefaultAttributeGrowth;
 
-        if (namespacesAround.size() > MaximumDepth)
+        if (namespaces.size() - 2 > MaximumDepth)
             excess = "Its elements are nested too deep"_L1;
         else if (tag.attributes + doctype.defaultAttributes > MaximumAttributes)
             excess = "One of its elements has too many attributes"_L1;
         else if (comparisonsLeft < 0)
             excess = "It has too many namespaces for its length"_L1;
-        else if (growthLeft < 0)
-            excess = GrowsTooLarge;
     }
 
-    qsizetype position() const { return document.size() - cursor.rest().size(); }
+    bool isOutsideRoot() const { return namespaces.size() == 1; }
 
     QStringView document;
     MarkupCursor cursor;
@@ -227,9 +209,8 @@ private:
     qsizetype growthLeft;
     DoctypeMeasure doctype;
     bool rootSeen = false;
-    qsizetype namespacesInScope = 0;
     qsizetype longestNamespace = 0;
-    QVarLengthArray<qsizetype, 64> namespacesAround; ///< of each open element: what is in scope behind its end
+    QVarLengthArray<qsizetype, 64> namespaces {0}; ///< in scope: outside the root, and in each open element
 };
 
 } // namespace

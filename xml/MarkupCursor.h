@@ -41,8 +41,6 @@ public:
     /// Of a start tag.
     bool atTagEnd() const { return at(u'>') || at(u'/'); }
 
-    /// One character. Not at the end.
-    void skip() { ++position; }
     void skipAll() { position = end; }
     /// \return whether there was any
     bool skipSpace() { return !takeWhile(isSpace).isEmpty(); }
@@ -85,6 +83,8 @@ public:
         return {};
     }
 
+    QStringView takeQuoted() { return takeQuoted(isAny); }
+
     /// The next attribute of a start tag. \return false at the tag's end, or where there is none
     template <typename NamePredicate, typename ValuePredicate>
     bool takeAttribute(Attribute& attribute, const NamePredicate& nameMayHold, const ValuePredicate& valueMayHold)
@@ -101,6 +101,7 @@ public:
         return !attribute.content.isNull();
     }
 
+    static bool isAny(char16_t /*character*/) { return true; }
     static bool isSpace(char16_t character)
     {
         return character <= u' ' // nearly none, and so told at once

@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <unordered_map>
+#include <utility>
 
 namespace OrvaneInterface {
 
@@ -24,19 +25,17 @@ namespace OrvaneInterface {
  * Thread: any one at a time.
  */
 class ParameterTree {
-    Q_DISABLE_COPY_MOVE(ParameterTree)
-
 public:
     using Node = quint32;
     static constexpr Node Root = 0; ///< parent of all keys; no key itself
 
-    ParameterTree();
-    ~ParameterTree();
+    /// \a document must outlive the tree: what is part of it is not copied.
+    explicit ParameterTree(QStringView document = {})
+        : document(document)
+    {
+    }
 
-    /// The document, which must outlive the tree: what is part of it is not copied. Before anything else.
-    void setDocument(QStringView text) { document = text; }
-
-    /// The node of a key, if there is one.
+    /// The node of a key that has a value.
     std::optional<Node> find(QStringView key) const;
     /// The node of a key, added when it is new.
     Node findOrAdd(QStringView key);
@@ -46,20 +45,22 @@ public:
     /// number of times it was met before appended to the segment.
     Node nextOccurrence(Node node);
 
-    bool hasValue(Node node) const { return entries.at(node).value.start != NoValue.start; }
-    /// Valid until the tree is changed.
+    /// Null where there is none. Valid until the tree is changed.
     QStringView value(Node node) const
     {
         const Text value = entries.at(node).value;
+        if (value.start == NoValue.start)
+            return {};
         return value.start == LongValue.start ? QStringView(longValue) : view(value);
     }
-    void setValue(Node node, QStringView value);
+    void setValue(Node node, QStringView value) { entries[node].value = keep(value); }
 
     /// Sets a value that can be many times as long as the document, and is therefore not copied. The tree keeps one.
-    void setLongValue(Node node, QString value);
-
-    /// Forgets everything.
-    void clear();
+    void setLongValue(Node node, QString value)
+    {
+        entries[node].value = LongValue;
+        longValue = std::move(value);
+    }
 
     /// All values by their keys, for whoever wants to look at all of them.
     QMap<QString, QString> values() const;
@@ -82,12 +83,7 @@ private:
     static constexpr Text LongValue {~quint32(1), 0};
 
     Node findChild(Node parent, QStringView segment) const;
-    Node addChild(Node parent, QStringView segment);
     void makeRoom(Text newest);
-    bool isChild(Node node, Node parent, QStringView segment) const
-    {
-        return entries.at(node).parent == parent && view(entries.at(node).segment) == segment;
-    }
     QStringView view(Text text) const
     {
         const qsizetype behindDocument = text.start - document.size();
@@ -95,12 +91,11 @@ private:
             qsizetype(text.length)};
     }
     Text keep(QStringView text);
-    QString key(Node node) const;
 
     QStringView document;
     // Room for a command without a list, such as showLive, without an allocation.
     QVarLengthArray<char16_t, 256> texts;
-    QVarLengthArray<Entry, 24> entries; ///< by node; the first one is the root
+    QVarLengthArray<Entry, 24> entries {Entry()}; ///< by node; the first one is the root
     QString longValue;
     std::unordered_multimap<size_t, Node> manyChildren; ///< the children of parents with many, by their hashes
 };

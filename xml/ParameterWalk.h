@@ -1,23 +1,16 @@
 #pragma once
 
-#include "ElementPath.h"
 #include "ParameterTree.h"
 
 #include <QString>
+#include <QVarLengthArray>
 #include <QXmlStreamReader>
+#include <QXmlStreamWriter>
 
-#include <type_traits>
+#include <algorithm>
 #include <utility>
 
 namespace OrvaneInterface {
-
-/// An element of which the content is stored as XML text; see XmlCommandReader.
-constexpr QStringView ParamValueName = u"paramvalue";
-
-/// The content of the "paramvalue" at whose start tag the reader is. It leaves the reader at whatever else has that
-/// name: the end tag, the start tag of another one inside it, which is begun in the content, or a reference to an
-/// entity. \a room: made for the content beforehand.
-QString captureParamValue(QXmlStreamReader& reader, ElementPath& path, qsizetype room);
 
 /**
  * The walk through a document that fills its parameters, written once for both sources of tokens: QXmlStreamReader and
@@ -36,11 +29,10 @@ public:
     /// Reads up to the root. \return its local name; empty when an error comes before it
     QString readRootElement()
     {
-        while (!reader.isStartElement()) {
-            if (reader.atEnd())
-                return {};
+        while (!reader.isStartElement() && !reader.atEnd())
             reader.readNext();
-        }
+        if (!reader.isStartElement())
+            return {};
         QString name = reader.name().toString();
         reader.readNext();
         return name;
@@ -50,70 +42,115 @@ public:
     void readParameters()
     {
         while (!reader.atEnd()) {
-            if (reader.isStartElement()) {
-                if (reader.name() == ParamValueName)
-                    readParamValue();
-                else
-                    readElement();
-                continue;
+            if (!reader.isStartElement()) {
+                if (reader.isEndElement())
+                    leave();
+                reader.readNext();
+            } else if (isParamValue()) {
+                readParamValue();
+            } else {
+                readElement();
             }
-            if (reader.isEndElement())
-                path.leave();
-            reader.readNext();
         }
     }
 
 private:
+    /// Of an element of which the content is stored as XML text; see XmlCommandReader.
+    static constexpr QStringView ParamValueName = u"paramvalue";
+
+    bool isParamValue() const { return reader.name() == ParamValueName; }
+
+    /// With the current node it adds no segment to the keys of what is inside the element.
+    void enter(ParameterTree::Node element) { path.append(element); }
+    /// At the root there is nothing to leave, and its end tag changes nothing.
+    void leave() { path.resize(std::max<qsizetype>(1, path.size() - 1)); }
+
     void readElement()
     {
         elementSeen = true;
-        path.enter(parameters.nextOccurrence(parameters.findOrAddChild(path.node(), reader.name())));
-        readAttributes(path.node());
-        readElementText();
-    }
-
-    /// The list of the attributes is released before the next token, for which the XML reader would otherwise copy it.
-    void readAttributes(ParameterTree::Node element)
-    {
-        const auto& attributes = reader.attributes();
-        for (const auto& attribute : attributes)
-            parameters.setValue(parameters.findOrAddChild(element, attribute.name()), attribute.value());
-    }
-
-    void readElementText()
-    {
+        enter(parameters.nextOccurrence(parameters.findOrAddChild(path.last(), reader.name())));
+        readAttributes();
         reader.readNext();
         if (reader.isStartElement() && reader.attributes().isEmpty()) {
             // Not counted, and not captured where it is a "paramvalue". A child with attributes is left to the walk.
-            path.enter(parameters.findOrAddChild(path.node(), reader.name()));
+            enter(parameters.findOrAddChild(path.last(), reader.name()));
             reader.readNext();
         }
         if (!reader.isCharacters())
             return;
-        parameters.setValue(path.node(), reader.text());
+        parameters.setValue(path.last(), reader.text());
         reader.readNext();
+    }
+
+    /// The list of the attributes is released before the next token, for which the XML reader would otherwise copy it.
+    void readAttributes()
+    {
+        const auto& attributes = reader.attributes();
+        for (const auto& attribute : attributes)
+            parameters.setValue(parameters.findOrAddChild(path.last(), attribute.name()), attribute.value());
     }
 
     void readParamValue()
     {
-        if constexpr (std::is_same_v<Reader, QXmlStreamReader>) {
-            QString content = captureParamValue(reader, path, captureRoom);
+        if constexpr (requires { reader.decline(); }) {
+            reader.decline();
+        } else {
+            QString content = captureParamValue();
             if (!content.isEmpty())
                 parameters.setLongValue(parameters.findOrAdd(ParamValueName), std::move(content));
             // Before the first other child whatever ends the capture is skipped: also the start tag of another one.
             if (!elementSeen && reader.isStartElement()) {
-                path.enter(path.node());
+                enter(path.last());
                 reader.readNext();
             }
-        } else {
-            reader.decline();
         }
+    }
+
+    /// The content of the "paramvalue" at whose start tag the reader is. It leaves the reader at whatever else has that
+    /// name: the end tag, the start tag of another one inside it, which is begun in the content, or a reference to an
+    /// entity.
+    QString captureParamValue()
+    {
+        QString content;
+        content.reserve(captureRoom);
+        QXmlStreamWriter writer(&content);
+        enter(path.last());
+        do {
+            reader.readNext();
+            if (reader.isStartElement()) {
+                writer.writeStartElement(reader.name().toString());
+                writer.writeAttributes(reader.attributes());
+                if (!isParamValue())
+                    enter(path.last());
+            } else if (reader.isEndElement() && !isParamValue()) {
+                leave();
+                writer.writeEndElement();
+            } else if (reader.isCharacters()) {
+                writeInPieces(writer, reader.text());
+            }
+        } while (!reader.hasError() && !isParamValue());
+        return content;
+    }
+
+    /// The writer makes an escaped copy of what it is given, which can be six times as long. Writing an empty text,
+    /// such as that of an empty CDATA section, ends the start tag before it.
+    static void writeInPieces(QXmlStreamWriter& writer, QStringView text)
+    {
+        constexpr qsizetype usualLength = 4096;
+        do {
+            qsizetype length = std::min(text.size(), usualLength);
+            if (length < text.size() && text[length - 1].isHighSurrogate())
+                ++length;
+            writer.writeCharacters(text.first(length).toString());
+            text = text.sliced(length);
+        } while (!text.isEmpty());
     }
 
     Reader& reader;
     ParameterTree& parameters;
-    ElementPath path;
     qsizetype captureRoom;
+    /// The nodes of the root and of each open element, whatever their content is.
+    QVarLengthArray<ParameterTree::Node, 16> path {ParameterTree::Root};
     bool elementSeen = false; ///< below the root, other than a "paramvalue"
 };
 

@@ -7,44 +7,20 @@
 #include <type_traits>
 
 using namespace Qt::StringLiterals;
-using OrvaneInterface::DocumentMeasure;
 using OrvaneInterface::ParameterTree;
-using OrvaneInterface::ParameterWalk;
-using OrvaneInterface::PlainXmlReader;
-
-namespace {
-
-/// Calls \a function with the key in UTF-16, in which all keys of the library's own are.
-template <typename Function> auto inUtf16(QAnyStringView key, const Function& function)
-{
-    return key.visit([&](auto text) {
-        if constexpr (std::is_same_v<decltype(text), QStringView>)
-            return function(text);
-        else
-            return function(text.toString());
-    });
-}
-
-} // namespace
-
-XmlCommandReader::XmlCommandReader() = default;
-XmlCommandReader::~XmlCommandReader() = default;
 
 bool XmlCommandReader::parseCommand(const QString& text)
 {
     document = text;
-    parameters.setDocument(document);
-    if (readPlainDocument())
-        return true;
-    parameters.clear();
-    return readDocument();
+    return readPlainDocument() || readDocument();
 }
 
 /// \return false when it is not plain; then nothing is known of it
 bool XmlCommandReader::readPlainDocument()
 {
-    PlainXmlReader reader(document);
-    ParameterWalk walk(reader, parameters);
+    parameters = ParameterTree(document);
+    OrvaneInterface::PlainXmlReader reader(document);
+    OrvaneInterface::ParameterWalk walk(reader, parameters);
     rootName = walk.readRootElement();
     walk.readParameters();
     return !reader.hasDeclined();
@@ -52,12 +28,13 @@ bool XmlCommandReader::readPlainDocument()
 
 bool XmlCommandReader::readDocument()
 {
-    const DocumentMeasure measure = OrvaneInterface::measureDocument(document);
+    parameters = ParameterTree(document);
+    const auto measure = OrvaneInterface::measureDocument(document);
     QXmlStreamReader reader;
     reader.addData(measure.excess.isNull() ? document : document.first(measure.readableLength));
     // Copying a content that grows, to make room for it, would hold it twice. Hardly any grows.
     const qsizetype captureRoom = measure.growth > 0 ? document.size() + measure.growth : 0;
-    ParameterWalk walk(reader, parameters, captureRoom);
+    OrvaneInterface::ParameterWalk walk(reader, parameters, captureRoom);
     rootName = walk.readRootElement();
     if (rootName.contains(u':')) // that of a well-formed root holds none
         rootName = rootName.section(u':', 1, 1);
@@ -66,34 +43,26 @@ bool XmlCommandReader::readDocument()
     // An error that comes before what is too much is an error as in any other document.
     if (!measure.excess.isNull() && reader.error() != QXmlStreamReader::NotWellFormedError) {
         refusal = measure.excess;
-        parameters.clear();
+        parameters = ParameterTree(document);
     }
     return refusal.isNull() && !reader.hasError();
 }
 
-/// The node of a parameter that is there.
+/// A key in UTF-16, as all of the library's own are, is not copied.
 std::optional<ParameterTree::Node> XmlCommandReader::find(QAnyStringView key) const
 {
-    const std::optional<ParameterTree::Node> node =
-        inUtf16(key, [this](QStringView text) { return parameters.find(text); });
-    return node && parameters.hasValue(*node) ? node : std::nullopt;
-}
-
-bool XmlCommandReader::hasParameter(QAnyStringView key) const
-{
-    return find(key).has_value();
+    return key.visit([this](auto text) {
+        if constexpr (std::is_same_v<decltype(text), QStringView>)
+            return parameters.find(text);
+        else
+            return parameters.find(text.toString());
+    });
 }
 
 QString XmlCommandReader::stringParameter(QAnyStringView key, const QString& defaultValue) const
 {
     const auto parameter = find(key);
     return parameter ? parameters.value(*parameter).toString() : defaultValue;
-}
-
-std::string XmlCommandReader::utf8Parameter(QAnyStringView key) const
-{
-    const auto parameter = find(key);
-    return parameter ? parameters.value(*parameter).toUtf8().toStdString() : std::string();
 }
 
 int XmlCommandReader::intParameter(QAnyStringView key, int defaultValue) const
@@ -109,5 +78,5 @@ int XmlCommandReader::intParameter(QAnyStringView key, int defaultValue) const
 
 void XmlCommandReader::setParameter(QAnyStringView key, const QString& value)
 {
-    parameters.setValue(inUtf16(key, [this](QStringView text) { return parameters.findOrAdd(text); }), value);
+    parameters.setValue(parameters.findOrAdd(key.toString()), value);
 }

@@ -32,8 +32,8 @@ class XmlCommandReader {
     Q_DISABLE_COPY_MOVE(XmlCommandReader)
 
 public:
-    XmlCommandReader();
-    virtual ~XmlCommandReader();
+    XmlCommandReader() = default;
+    virtual ~XmlCommandReader() = default;
 
     /**
      * Reads a document.
@@ -56,11 +56,11 @@ public:
     /// The text given to parseCommand(), unchanged.
     QString documentText() const { return document; }
 
-    bool hasParameter(QAnyStringView key) const;
+    bool hasParameter(QAnyStringView key) const { return find(key).has_value(); }
     /// The value, which may be empty, or \a defaultValue when there is none.
     QString stringParameter(QAnyStringView key, const QString& defaultValue = QString()) const;
     /// The value in UTF-8, as hosts take it; empty when there is none.
-    std::string utf8Parameter(QAnyStringView key) const;
+    std::string utf8Parameter(QAnyStringView key) const { return stringParameter(key).toStdString(); }
     /// The value as decimal, or hexadecimal after "0x"; 0 when it is no number, \a defaultValue when there is none.
     int intParameter(QAnyStringView key, int defaultValue) const;
     /// Adds the parameter, or replaces its value.
