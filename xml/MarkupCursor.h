@@ -15,6 +15,12 @@ namespace OrvaneInterface {
  */
 class MarkupCursor {
 public:
+    static constexpr auto isAny = [](char16_t /*character*/) { return true; };
+    static constexpr auto isSpace = [](char16_t character) {
+        return character <= u' ' // nearly none, and so told at once
+            && (character == u' ' || character == u'\n' || character == u'\r' || character == u'\t');
+    };
+
     struct Attribute {
         QStringView qualifiedName;
         QStringView content;
@@ -99,13 +105,6 @@ public:
         skipSpace();
         attribute.content = takeQuoted(valueMayHold);
         return !attribute.content.isNull();
-    }
-
-    static bool isAny(char16_t /*character*/) { return true; }
-    static bool isSpace(char16_t character)
-    {
-        return character <= u' ' // nearly none, and so told at once
-            && (character == u' ' || character == u'\n' || character == u'\r' || character == u'\t');
     }
 
 private:

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <string>
 
 namespace OrvaneInterface {
 
@@ -51,7 +52,7 @@ ParameterTree::Node ParameterTree::nextOccurrence(Node node)
     if (count == 0)
         return node;
 
-    const QString numbered = view(entries.at(node).segment) % QString::number(count);
+    const QString numbered = view(entries.at(node).segment) % QLatin1String(std::to_string(count).c_str());
     return findOrAddChild(entries.at(node).parent, numbered);
 }
 
