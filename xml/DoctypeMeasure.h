@@ -68,7 +68,7 @@ private:
 
     static QStringView takeUpTo(MarkupCursor& cursor, QStringView ends)
     {
-        return cursor.takeWhile([ends](char16_t character) { return !ends.contains(character); });
+        return cursor.takeWhile([ends](char16_t c) { return std::find(ends.begin(), ends.end(), c) == ends.end(); });
     }
 
     void refuse(QStringView characters, QStringView text)

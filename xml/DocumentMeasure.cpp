@@ -151,7 +151,7 @@ private:
         if (name.startsWith(u'x') && (name == u"xmlns" || name.startsWith(u"xmlns:"))) {
             ++tag.declarations;
             longestNamespace = std::max(longestNamespace, value.size() + growth);
-        } else if (name.contains(u':')) {
+        } else if (std::find(name.begin(), name.end(), u':') != name.end()) {
             ++tag.prefixed;
         }
     }
