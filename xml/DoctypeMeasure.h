@@ -71,6 +71,7 @@ private:
         return cursor.takeWhile([ends](char16_t c) { return std::find(ends.begin(), ends.end(), c) == ends.end(); });
     }
 
+    /// The text is too much when it holds one of the characters.
     void refuse(QStringView characters, QStringView text)
     {
         if (std::find_first_of(text.cbegin(), text.cend(), characters.cbegin(), characters.cend()) != text.cend())

@@ -112,8 +112,7 @@ private:
 
     void readDoctype()
     {
-        // The XML reader takes any number of them, also inside the root element or behind it, and keeps what all
-        // declare.
+        // The XML reader takes any number of them, also in the root element or behind it, and keeps what all declare.
         if (doctype.length > 0 || rootSeen) {
             excess = "It has a document type declaration too many"_L1;
             return;
@@ -174,7 +173,7 @@ private:
             if (rest.atEnd())
                 break;
             const DoctypeMeasure::Entity entity = doctype.entity(name);
-            growth += std::max<qsizetype>(0, entity.length - (name.size() + 2));
+            growth += std::max<qsizetype>(0, entity.length - (name.size() + 2)); // "&" and ";" stand there, too
             growthLeft -= entity.quotes * QuoteGrowth;
         }
         growthLeft -= growth * EntityGrowth;

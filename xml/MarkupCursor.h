@@ -11,7 +11,7 @@ namespace OrvaneInterface {
  *
  * Knows how markup is written, and leaves it to its user what may be where, and of which characters names and values
  * are made. It takes no memory, and time in proportion to the length. Behind an error of the document one construct
- * cannot be told from another, so an error is the end of what there is.
+ * cannot be told from another, so an error is the end of what there is. Thread: any one at a time.
  */
 class MarkupCursor {
 public:

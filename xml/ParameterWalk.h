@@ -92,7 +92,7 @@ private:
 
     void readParamValue()
     {
-        if constexpr (requires { reader.decline(); }) {
+        if constexpr (requires { reader.decline(); }) { // nothing of it is captured by the plain reader
             reader.decline();
         } else {
             QString content = captureParamValue();
