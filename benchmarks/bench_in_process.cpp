@@ -1,11 +1,11 @@
-#include "AuditLog.h"
+#include "AuditTrail.h"
 #include "ComparisonTable.h"
 #include "Documents.h"
 #include "HostileDocuments.h"
+#include "Lists.h"
 #include "OrvaneConnection.h"
 #include "OrvaneInterface.h"
 #include "ReplaySocket.h"
-#include "Replies.h"
 #include "XMLSocket.h"
 #include "XmlCommandReader.h"
 
@@ -169,7 +169,7 @@ void joinRecorderTexts(State& state)
 void askForAuditTrail(State& state)
 {
     for ([[maybe_unused]] auto _ : state)
-        benchmark::DoNotOptimize(OrvaneInterface::auditLog().isInfoEnabled());
+        benchmark::DoNotOptimize(OrvaneInterface::AuditTrail::isOn());
 }
 
 /// The time of the slowest of three runs for each document.

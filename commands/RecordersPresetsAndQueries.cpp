@@ -1,8 +1,7 @@
-#include "AppendUtf8.h"
+#include "Lists.h"
 #include "OrvaneConnection.h"
 #include "OrvaneInterface.h"
 #include "Protocol.h"
-#include "Replies.h"
 #include "XmlCommandReader.h"
 
 #include <string>
@@ -11,76 +10,6 @@
 namespace OrvaneInterface {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-using RecorderEntry = OrvaneInterface::RecorderEntry;
-using PresetEntry = OrvaneInterface::PresetEntry;
-
-constexpr QLatin1String RecorderListResponse("getRecorderListResponse");
-constexpr QLatin1String PresetsListResponse("getPresetsListResponse");
-
-/// The value is the host's, and not escaped: that is how clients know the lists.
-void appendAttribute(QString& reply, QLatin1String before, const std::string& value)
-{
-    reply += before;
-    appendUtf8(reply, value);
-    reply += u'"';
-}
-
-void appendRecorder(QString& reply, const RecorderEntry& recorder, bool withCredentials)
-{
-    appendAttribute(reply, "<recorder name=\""_L1, recorder.name);
-    appendAttribute(reply, " ip=\""_L1, recorder.ip);
-    if (withCredentials) {
-        appendAttribute(reply, " usename=\""_L1, recorder.userName); // not "username"
-        appendAttribute(reply, " password=\""_L1, recorder.password);
-        appendAttribute(reply, " maxnumchannels=\""_L1, std::to_string(recorder.maxNumChannels));
-    }
-    reply += u'>';
-    for (const std::string& track : recorder.tracks) {
-        appendAttribute(reply, "<track name=\""_L1, track);
-        reply += " />"_L1;
-    }
-    reply += "</recorder>"_L1;
-}
-
-/// Room for the whole list, so that it grows once: no text has more characters than bytes.
-qsizetype lengthOf(const std::vector<RecorderEntry>& recorders)
-{
-    constexpr size_t attributes = 5;
-    constexpr size_t attributeLength = 24; // without its value, more than enough
-    size_t length = UsualReplyLength;
-    for (const RecorderEntry& recorder : recorders) {
-        length += recorder.name.size() + recorder.ip.size() + recorder.userName.size() + recorder.password.size();
-        length += (attributes + recorder.tracks.size()) * attributeLength;
-        for (const std::string& track : recorder.tracks)
-            length += track.size();
-    }
-    return static_cast<qsizetype>(length);
-}
-
-QString recorderList(const std::vector<RecorderEntry>& recorders, bool withCredentials)
-{
-    QString reply = replyStart(RecorderListResponse, XmlNamespaceUri, lengthOf(recorders));
-    for (const RecorderEntry& recorder : recorders)
-        appendRecorder(reply, recorder, withCredentials);
-    appendReplyEnd(reply, RecorderListResponse);
-    return reply;
-}
-
-QString presetsList(const std::vector<PresetEntry>& presets)
-{
-    QString reply = replyStart(PresetsListResponse);
-    for (const PresetEntry& preset : presets) {
-        appendAttribute(reply, "<preset name=\""_L1, preset.name);
-        reply += " />"_L1;
-    }
-    appendReplyEnd(reply, PresetsListResponse);
-    return reply;
-}
-
-} // namespace
 
 OrvaneConnection::Outcome OrvaneConnection::handleUpdateRecorderContents(XmlCommandReader& reader)
 {
@@ -92,17 +21,16 @@ OrvaneConnection::Outcome OrvaneConnection::handleUpdateRecorderContents(XmlComm
     return sendCommandRejected(reader.commandName(), RefreshIsRunning);
 }
 
-/// Only the system account gets the credentials.
 OrvaneConnection::Outcome OrvaneConnection::handleGetRecorderList(XmlCommandReader& /*reader*/)
 {
-    std::vector<RecorderEntry> recorders;
+    std::vector<OrvaneInterface::RecorderEntry> recorders;
     hostInterface->getRecorderList(recorders);
     return sendAnswer(recorderList(recorders, orvaneLoggedIn));
 }
 
 OrvaneConnection::Outcome OrvaneConnection::handleGetPresetsList(XmlCommandReader& /*reader*/)
 {
-    std::vector<PresetEntry> presets;
+    std::vector<OrvaneInterface::PresetEntry> presets;
     hostInterface->getPresetsList(presets);
     return sendAnswer(presetsList(presets));
 }
