@@ -6,7 +6,6 @@
 #include <QStringBuilder>
 
 #include <map>
-#include <string>
 #include <utility>
 
 namespace OrvaneInterface {
@@ -21,36 +20,6 @@ struct DetailViews {
     std::map<int, qint64> objectIds;
 };
 
-/// One repeated "subsplit" of the document. Its numbers have no hexadecimal form.
-class SubsplitItem {
-public:
-    SubsplitItem(const XmlCommandReader& reader, int index)
-        : reader(reader)
-        , itemKey(u"subsplits/subsplit"_s)
-    {
-        if (index > 0)
-            itemKey += QString::number(index);
-    }
-
-    /// Negative, also when there is none, after the last item.
-    int id() const { return field(u"/id", u"-1"_s).toInt(); }
-    qint64 objectId() const { return field(u"/objectid", u"0"_s).toLongLong(); }
-    SubsplitRect rect() const
-    {
-        return {coordinate(u"/ltx"), coordinate(u"/lty"), coordinate(u"/rbx"), coordinate(u"/rby")};
-    }
-
-private:
-    QString field(QStringView suffix, const QString& defaultValue) const
-    {
-        return reader.stringParameter(QString(itemKey % suffix), defaultValue);
-    }
-    float coordinate(QStringView suffix) const { return field(suffix, u"0"_s).toFloat(); }
-
-    const XmlCommandReader& reader;
-    QString itemKey;
-};
-
 /// Whether the product of the sides, in single precision, is positive: so also when both axes are reversed.
 bool hasArea(const SubsplitRect& rect)
 {
@@ -58,17 +27,25 @@ bool hasArea(const SubsplitRect& rect)
     return area > 0;
 }
 
+/// Up to the first "subsplit" of the document that has no id, or a negative one. Their numbers have no hexadecimal
+/// form.
 DetailViews readDetailViews(const XmlCommandReader& reader)
 {
     DetailViews views;
     for (int index = 0;; ++index) {
-        const SubsplitItem item(reader, index);
-        const int id = item.id();
+        const QString item = u"subsplits/subsplit"_s % (index > 0 ? QString::number(index) : QString());
+        const auto field = [&](QStringView name, const QString& defaultValue) {
+            return reader.stringParameter(QString(item % name), defaultValue);
+        };
+        const auto coordinate = [&](QStringView name) { return field(name, u"0"_s).toFloat(); };
+
+        const int id = field(u"/id", u"-1"_s).toInt();
         if (id < 0)
             return views;
-        if (const qint64 objectId = item.objectId(); objectId != 0)
+        const SubsplitRect rect {coordinate(u"/ltx"), coordinate(u"/lty"), coordinate(u"/rbx"), coordinate(u"/rby")};
+        if (const qint64 objectId = field(u"/objectid", u"0"_s).toLongLong(); objectId != 0)
             views.objectIds[id] = objectId;
-        else if (const SubsplitRect rect = item.rect(); hasArea(rect))
+        else if (hasArea(rect))
             views.rects[id] = rect;
     }
 }

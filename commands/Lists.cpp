@@ -1,7 +1,8 @@
 #include "Lists.h"
 
-#include "AppendUtf8.h"
 #include "Replies.h"
+
+#include <QStringDecoder>
 
 #include <string>
 
@@ -16,6 +17,16 @@ using PresetEntry = OrvaneInterface::PresetEntry;
 
 constexpr QLatin1String RecorderListResponse("getRecorderListResponse");
 constexpr QLatin1String PresetsListResponse("getPresetsListResponse");
+
+/// Does what `text += QString::fromUtf8(bytes)` does, without the text in between.
+void appendUtf8(QString& text, QByteArrayView bytes)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const qsizetype length = text.size();
+    text.resize(length + decoder.requiredSpace(bytes.size()));
+    const QChar* const end = decoder.appendToBuffer(text.data() + length, bytes);
+    text.truncate(end - text.constData());
+}
 
 /// The value is the host's, and not escaped: that is how clients know the lists.
 void appendAttribute(QString& reply, QLatin1String before, const std::string& value)
@@ -42,26 +53,11 @@ void appendRecorder(QString& reply, const RecorderEntry& recorder, bool withCred
     reply += "</recorder>"_L1;
 }
 
-/// Room for the whole list, so that it grows once: no text has more characters than bytes.
-qsizetype lengthOf(const std::vector<RecorderEntry>& recorders)
-{
-    constexpr size_t attributes = 5;
-    constexpr size_t attributeLength = 24; // without its value, more than enough
-    size_t length = UsualReplyLength;
-    for (const RecorderEntry& recorder : recorders) {
-        length += recorder.name.size() + recorder.ip.size() + recorder.userName.size() + recorder.password.size();
-        length += (attributes + recorder.tracks.size()) * attributeLength;
-        for (const std::string& track : recorder.tracks)
-            length += track.size();
-    }
-    return static_cast<qsizetype>(length);
-}
-
 } // namespace
 
 QString recorderList(const std::vector<RecorderEntry>& recorders, bool withCredentials)
 {
-    QString reply = replyStart(RecorderListResponse, XmlNamespaceUri, lengthOf(recorders));
+    QString reply = replyStart(RecorderListResponse);
     for (const RecorderEntry& recorder : recorders)
         appendRecorder(reply, recorder, withCredentials);
     appendReplyEnd(reply, RecorderListResponse);

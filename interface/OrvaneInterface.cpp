@@ -20,13 +20,8 @@ OrvaneInterface::RecorderEntry& OrvaneInterface::RecorderEntry::operator=(const 
 OrvaneInterface::RecorderEntry::~RecorderEntry() = default;
 
 OrvaneInterface::RecorderEntry::RecorderEntry(RecorderEntry&& other) noexcept
-    : name(std::exchange(other.name, {}))
-    , ip(std::exchange(other.ip, {}))
-    , userName(std::exchange(other.userName, {}))
-    , password(std::exchange(other.password, {}))
-    , tracks(std::exchange(other.tracks, {}))
-    , maxNumChannels(other.maxNumChannels)
 {
+    *this = std::move(other);
 }
 
 OrvaneInterface::RecorderEntry& OrvaneInterface::RecorderEntry::operator=(RecorderEntry&& other) noexcept
@@ -46,8 +41,8 @@ OrvaneInterface::PresetEntry& OrvaneInterface::PresetEntry::operator=(const Pres
 OrvaneInterface::PresetEntry::~PresetEntry() = default;
 
 OrvaneInterface::PresetEntry::PresetEntry(PresetEntry&& other) noexcept
-    : name(std::exchange(other.name, {}))
 {
+    *this = std::move(other);
 }
 
 OrvaneInterface::PresetEntry& OrvaneInterface::PresetEntry::operator=(PresetEntry&& other) noexcept

@@ -12,7 +12,6 @@
 #include <QNetworkProxy>
 #include <QPointer>
 #include <QSslSocket>
-#include <QVariant>
 
 #include <utility>
 

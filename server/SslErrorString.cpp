@@ -7,6 +7,7 @@
 #include <QSslSocket>
 
 #include <algorithm>
+#include <functional>
 
 namespace OrvaneInterface {
 
@@ -49,18 +50,13 @@ QString keyError(const QSslKey& key, const QSslCertificate& certificate)
         .arg(key.length());
 }
 
-bool isNull(const QSslCertificate& certificate)
-{
-    return certificate.isNull();
-}
-
 /// Qt loads the issuers that the system trusts when they are asked for, unless others, or none, were set; which of the
 /// two an empty list means shows only beside a configuration for which none were set.
 bool trustsNoIssuer(const QSslConfiguration& configuration)
 {
     const QList<QSslCertificate> issuers = configuration.caCertificates();
     if (!issuers.isEmpty())
-        return std::all_of(issuers.begin(), issuers.end(), isNull);
+        return std::all_of(issuers.begin(), issuers.end(), std::mem_fn(&QSslCertificate::isNull));
     QSslConfiguration withoutIssuers = configuration;
     withoutIssuers.setCaCertificates({});
     return configuration == withoutIssuers;
@@ -84,7 +80,7 @@ QString errorOf(const QSslConfiguration& configuration)
     if (QString error = keyError(configuration.privateKey(), certificate); !error.isEmpty())
         return error;
     const QList<QSslCertificate> chain = configuration.localCertificateChain();
-    if (std::any_of(chain.begin(), chain.end(), isNull))
+    if (std::any_of(chain.begin(), chain.end(), std::mem_fn(&QSslCertificate::isNull)))
         return u"One of the certificates behind the first one could not be read"_s;
     if (!isUsable(configuration))
         return u"Key and certificate are usable, but not the protocol, ciphers, curves, parameters or options beside them"_s;

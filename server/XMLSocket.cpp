@@ -1,10 +1,8 @@
 #include "XMLSocket.h"
 
-#include "AppendUtf8.h"
 #include "Protocol.h"
 
 #include <QMutexLocker>
-#include <QTcpSocket>
 
 #include <algorithm>
 #include <utility>
@@ -40,7 +38,7 @@ qint64 XMLSocket::readMessages(qint64 most)
 {
     const qint64 available = std::min(most, socket->bytesAvailable());
     const QByteArray bytes = available > 0 ? socket->read(available) : QByteArray(); // it may be closed already
-    OrvaneInterface::appendUtf8(receiveBuffer, bytes);
+    receiveBuffer += QString::fromUtf8(bytes);
 
     const qsizetype firstTerminator = findTerminator(receiveBuffer, searchedLength);
     if (firstTerminator >= 0)
@@ -75,25 +73,9 @@ QByteArray XMLSocket::frame(const QString& message)
     return bytes;
 }
 
-void XMLSocket::writeMessage(const QString& message)
-{
-    const QMutexLocker locker(&mutex);
-    write(frame(message));
-}
-
 void XMLSocket::writeFrame(const QByteArray& bytes)
 {
     const QMutexLocker locker(&mutex);
-    write(bytes);
-}
-
-void XMLSocket::write(const QByteArray& bytes)
-{
     if (socket->state() == QAbstractSocket::ConnectedState)
         socket->write(bytes);
-}
-
-void XMLSocket::flush()
-{
-    socket->flush();
 }

@@ -4,8 +4,7 @@
 #include <QList>
 #include <QMutex>
 #include <QString>
-
-class QTcpSocket;
+#include <QTcpSocket>
 
 /**
  * Frames the byte stream of one client into messages, each UTF-8 text ended by an empty line.
@@ -35,7 +34,7 @@ public:
     qsizetype unfinishedLength() const { return searchedLength; }
 
     /// Writes one message, with the terminator unless it already ends with it. A write that fails is not reported.
-    void writeMessage(const QString& message);
+    void writeMessage(const QString& message) { writeFrame(frame(message)); }
 
     /// The bytes that writeMessage() writes.
     static QByteArray frame(const QString& message);
@@ -43,7 +42,7 @@ public:
     void writeFrame(const QByteArray& bytes);
 
     /// Hands what was written to the system now. The socket may report anything in it; no lock is held.
-    void flush();
+    void flush() { socket->flush(); }
 
 private:
     /// Held while one message is written; taken after the server's registry mutex. There is one thread; should a host
@@ -57,8 +56,6 @@ public:
     QList<QString> messages;
 
 private:
-    /// The caller holds mutex.
-    void write(const QByteArray& bytes);
     void splitReceiveBuffer(qsizetype firstTerminator);
 
     qsizetype searchedLength = 0; ///< no terminator begins before this position in receiveBuffer

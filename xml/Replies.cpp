@@ -4,8 +4,6 @@
 
 #include <QStringBuilder>
 
-#include <algorithm>
-
 // Put together with %, which makes room for its parts at once, and never with arg(), which would look for its markers
 // in what a client has sent.
 namespace OrvaneInterface {
@@ -17,25 +15,12 @@ namespace {
 constexpr QLatin1String Acceptance("commandAccepted");
 constexpr QLatin1String Rejection("commandRejected");
 
-QString escapedText(QStringView text)
-{
-    QString escaped;
-    escaped.reserve(text.size());
-    for (const QChar character : text) {
-        if (const QLatin1String entity = entityOf(character); entity.isNull())
-            escaped += character;
-        else
-            escaped += entity;
-    }
-    return escaped;
-}
-
 } // namespace
 
-QString replyStart(QLatin1String name, const QString& namespaceUri, qsizetype length)
+QString replyStart(QLatin1String name, const QString& namespaceUri)
 {
     QString reply;
-    reply.reserve(length);
+    reply.reserve(400); // holds most acknowledgements with what clients put into them
     reply += "<p:"_L1 % name % " xmlns:p=\""_L1 % namespaceUri % "\">"_L1;
     return reply;
 }
@@ -47,12 +32,14 @@ void appendReplyEnd(QString& reply, QLatin1String name)
 
 void appendElement(QString& reply, QStringView name, QStringView text)
 {
-    QString escaped; // not needed for nearly all texts
-    if (std::any_of(text.begin(), text.end(), [](QChar character) { return !entityOf(character).isNull(); })) {
-        escaped = escapedText(text);
-        text = escaped;
+    reply += u'<' % name % u'>';
+    for (const QChar character : text) {
+        if (const QLatin1String entity = entityOf(character); entity.isNull())
+            reply += character;
+        else
+            reply += entity;
     }
-    reply += u'<' % name % u'>' % text % "</"_L1 % name % u'>';
+    reply += "</"_L1 % name % u'>';
 }
 
 QString acceptance(const QString& commandName)

@@ -7,8 +7,8 @@
 #include <QStringView>
 
 // The texts that clients receive. Every reply is one element, without XML declaration and without white space between
-// its elements; its root binds the prefix p to the protocol's namespace. The texts in an acknowledgement may be anything
-// that a client has sent, and are escaped.
+// its elements; its root binds the prefix p to the protocol's namespace. The texts in an acknowledgement may be
+// anything that a client has sent, and are escaped.
 namespace OrvaneInterface {
 
 /// The short acceptance; the long one is XmlCommandReader::acceptedReply().
@@ -19,12 +19,8 @@ QString refreshFinishedNotice();
 
 // What replies are made of.
 
-/// Characters that hold most acknowledgements with what clients put into them.
-inline constexpr qsizetype UsualReplyLength = 400;
-
-/// The start tag of the root: `<p:name xmlns:p="...">`. \a length: characters to make room for.
-QString replyStart(
-    QLatin1String name, const QString& namespaceUri = XmlNamespaceUri, qsizetype length = UsualReplyLength);
+/// The start tag of the root: `<p:name xmlns:p="...">`.
+QString replyStart(QLatin1String name, const QString& namespaceUri = XmlNamespaceUri);
 void appendReplyEnd(QString& reply, QLatin1String name);
 /// Appends an element without attributes, its text escaped.
 void appendElement(QString& reply, QStringView name, QStringView text);
