@@ -14,12 +14,6 @@ namespace OrvaneInterface {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr QLatin1String LoginCommand("loginClient");
-
-} // namespace
-
 void OrvaneConnection::handleCommand(const QString& message)
 {
     qCDebug(defaultLog) << "OrvaneConnection received command:";
@@ -33,7 +27,7 @@ void OrvaneConnection::handleCommand(const QString& message)
         refuse(commandName, reader.refusalReason());
         return;
     }
-    if (commandName == LoginCommand) {
+    if (commandName == "loginClient"_L1) {
         handleLoginClient(reader);
         return;
     }

@@ -23,8 +23,7 @@ struct DetailViews {
 /// Whether the product of the sides, in single precision, is positive: so also when both axes are reversed.
 bool hasArea(const SubsplitRect& rect)
 {
-    const float area = (rect.rby - rect.lty) * (rect.rbx - rect.ltx);
-    return area > 0;
+    return float {(rect.rby - rect.lty) * (rect.rbx - rect.ltx)} > 0;
 }
 
 /// Up to the first "subsplit" of the document that has no id, or a negative one. Their numbers have no hexadecimal

@@ -13,7 +13,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 using RecorderEntry = OrvaneInterface::RecorderEntry;
-using PresetEntry = OrvaneInterface::PresetEntry;
 
 constexpr QLatin1String RecorderListResponse("getRecorderListResponse");
 constexpr QLatin1String PresetsListResponse("getPresetsListResponse");
@@ -64,10 +63,10 @@ QString recorderList(const std::vector<RecorderEntry>& recorders, bool withCrede
     return reply;
 }
 
-QString presetsList(const std::vector<PresetEntry>& presets)
+QString presetsList(const std::vector<OrvaneInterface::PresetEntry>& presets)
 {
     QString reply = replyStart(PresetsListResponse);
-    for (const PresetEntry& preset : presets) {
+    for (const OrvaneInterface::PresetEntry& preset : presets) {
         appendAttribute(reply, "<preset name=\""_L1, preset.name);
         reply += " />"_L1;
     }

@@ -25,14 +25,16 @@ OrvaneConnection::Outcome OrvaneConnection::handleGetRecorderList(XmlCommandRead
 {
     std::vector<OrvaneInterface::RecorderEntry> recorders;
     hostInterface->getRecorderList(recorders);
-    return sendAnswer(recorderList(recorders, orvaneLoggedIn));
+    sendMessage(recorderList(recorders, orvaneLoggedIn));
+    return Outcome::Answered;
 }
 
 OrvaneConnection::Outcome OrvaneConnection::handleGetPresetsList(XmlCommandReader& /*reader*/)
 {
     std::vector<OrvaneInterface::PresetEntry> presets;
     hostInterface->getPresetsList(presets);
-    return sendAnswer(presetsList(presets));
+    sendMessage(presetsList(presets));
+    return Outcome::Answered;
 }
 
 OrvaneConnection::Outcome OrvaneConnection::handleGetPertinentInfo(XmlCommandReader& reader)
@@ -41,7 +43,8 @@ OrvaneConnection::Outcome OrvaneConnection::handleGetPertinentInfo(XmlCommandRea
     std::string answer;
     if (!hostInterface->getPertinentInfo(commandDocument, answer))
         return Outcome::NoReply;
-    return sendAnswer(QString::fromUtf8(answer.c_str())); // ends at the first NUL byte
+    sendMessage(QString::fromUtf8(answer.c_str())); // ends at the first NUL byte
+    return Outcome::Answered;
 }
 
 } // namespace OrvaneInterface

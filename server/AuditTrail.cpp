@@ -30,15 +30,13 @@ const QLoggingCategory& auditLog()
 QString asciiJson(const QJsonObject& object)
 {
     constexpr char16_t lastPrintable = u'~';
-    constexpr int digits = 4;
-    constexpr int hexadecimal = 16;
     QString line;
     const auto json = QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
     for (const QChar character : json) {
         if (character <= lastPrintable)
             line += character;
         else
-            line += u"\\u%1"_s.arg(ushort {character.unicode()}, digits, hexadecimal, QChar(u'0'));
+            line += QString::asprintf("\\u%04x", unsigned {character.unicode()});
     }
     return line;
 }
@@ -91,11 +89,9 @@ void AuditTrail::writeCommandBeforeLogin(const QString& name)
 
 void AuditTrail::writeCommand(const QString& name, QLatin1String outcome, qint64 nanoseconds) const
 {
-    constexpr qint64 nanosecondsPerMicrosecond = 1000;
-    const qint64 microseconds = nanoseconds / nanosecondsPerMicrosecond;
     if (isOn())
         write("command"_L1,
-            {{"command"_L1, shortened(name)}, {"microseconds"_L1, microseconds}, {"outcome"_L1, outcome}});
+            {{"command"_L1, shortened(name)}, {"microseconds"_L1, nanoseconds / 1000}, {"outcome"_L1, outcome}});
 }
 
 void AuditTrail::writeRefusedDocument(const QString& commandName, QLatin1String reason)

@@ -43,10 +43,10 @@ public:
     {
         while (mayBegin() && !waiting.isEmpty()) {
             const auto [who, resume] = waiting.takeFirst();
-            if (who.isNull())
-                continue;
-            QMetaObject::invokeMethod(who, resume, Qt::QueuedConnection);
-            return;
+            if (!who.isNull()) {
+                QMetaObject::invokeMethod(who, resume, Qt::QueuedConnection);
+                return;
+            }
         }
     }
 

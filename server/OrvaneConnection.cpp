@@ -108,12 +108,6 @@ void OrvaneConnection::sendMessage(const QString& message)
         xmlSocket->writeMessage(message);
 }
 
-OrvaneConnection::Outcome OrvaneConnection::sendAnswer(const QString& message)
-{
-    sendMessage(message);
-    return Outcome::Answered;
-}
-
 OrvaneConnection::Outcome OrvaneConnection::sendCommandAccepted(const QString& commandName)
 {
     sendMessage(acceptance(commandName));

@@ -118,7 +118,6 @@ private:
     Outcome handleShowLiveAtSubsplit(XmlCommandReader& reader);
     Outcome handleGetPertinentInfo(XmlCommandReader& reader);
 
-    Outcome sendAnswer(const QString& message);
     Outcome sendCommandAccepted(const QString& commandName);
     Outcome sendCommandRejected(const QString& commandName, const QString& reason);
     Outcome sendAcceptedWithSplit(XmlCommandReader& reader, int splitId);

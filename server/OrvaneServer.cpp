@@ -61,17 +61,12 @@ OrvaneServer::OrvaneServer(
     : QTcpServer(parent)
     , hostInterface(hostInterface)
     , port(port == 0 ? OrvaneDefaultPort : port)
-    , certificate(QByteArray(), QSsl::Pem)
+    , privateKey(contentOf(KeyResource), QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey)
+    , certificate(contentOf(CertificateResource), QSsl::Pem)
     , userName(std::move(userName))
     , password(std::move(password))
 {
     qRegisterMetaType<QList<QSslError>>();
-
-    if (const QByteArray key = contentOf(KeyResource); !key.isEmpty())
-        privateKey = QSslKey(key, QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey);
-    if (const QByteArray pem = contentOf(CertificateResource); !pem.isEmpty())
-        certificate = QSslCertificate(pem, QSsl::Pem);
-
     const auto* d = new OrvaneServerPrivate(*this);
     connect(this, &QTcpServer::newConnection, this, &OrvaneServer::handleNewConnection);
     connect(&d->acceptor, &Acceptor::placeIsFree, this, &OrvaneServer::handleNewConnection);

@@ -6,10 +6,9 @@
 
 #include <QObject>
 #include <QSslConfiguration>
+#include <QTcpServer>
 
 #include <optional>
-
-class QTcpServer;
 
 namespace OrvaneInterface {
 

@@ -36,7 +36,7 @@ public:
         MarkupCursor cursor(text);
         constexpr QStringView externalIdEnds = u"'\"[>"; // it may hold anything in quotes
         for (takeUpTo(cursor, externalIdEnds); cursor.atQuote(); takeUpTo(cursor, externalIdEnds))
-            cursor.takeQuoted();
+            cursor.takeQuoted(MarkupCursor::isAny);
         if (cursor.take(u'['))
             readSubset(cursor);
         const bool isWhole = cursor.skipBehind(u">");
@@ -104,7 +104,7 @@ private:
                 break;
             // Behind more than the entity's name it is an external identifier: not the text, but where to find it.
             const QStringView before = read().mid(entity.size()).trimmed();
-            const QStringView literal = cursor.takeQuoted();
+            const QStringView literal = cursor.takeQuoted(MarkupCursor::isAny);
             refuse(u"&%<", literal);
             if (isEntity)
                 entities.push_back({before, literal.size(), literal.count(u'"')});

@@ -89,8 +89,6 @@ public:
         return {};
     }
 
-    QStringView takeQuoted() { return takeQuoted(isAny); }
-
     /// The next attribute of a start tag. \return false at the tag's end, or where there is none
     template <typename NamePredicate, typename ValuePredicate>
     bool takeAttribute(Attribute& attribute, const NamePredicate& nameMayHold, const ValuePredicate& valueMayHold)
