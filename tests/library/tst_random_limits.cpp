@@ -95,7 +95,8 @@ public:
         if (isValid)
             audit({{"event"_L1, "login"_L1}, {"user"_L1, user}});
         else
-            auditOfStranger({{"event"_L1, "invalidLogin"_L1}, {"user"_L1, user}});
+            auditOfStranger(
+                {{"event"_L1, "invalidLogin"_L1}, {"user"_L1, user.size() > 200 ? user.first(200) + u"..."_s : user}});
         lines += u"\"loginClient\""_s;
         if (account == u"Orvane")
             lines += u"This is Orvane"_s;
@@ -171,11 +172,15 @@ public:
             return false;
         client->setSocketOption(QAbstractSocket::LowDelayOption, 1);
         for (int step = random.bounded(20); step > 0 && !model.isEnded; --step) {
-            const QString message = nextMessage();
-            const qsizetype cut = random.bounded(message.size() + 1);
+            const QString message = nextMessage() + u"\r\n\r\n"_s;
+            const bool isInOne =
+                limits.maxMessageLength > 0 && limits.maxMessageLengthBeforeLogin > 0; // a part may exceed the other
+            const qsizetype cut = isInOne ? 0 : random.bounded(message.size());
             client->write(message.first(cut).toUtf8());
             client->flush();
-            client->write((message.sliced(cut) + u"\r\n\r\n"_s).toUtf8());
+            for (int round = random.bounded(3); round > 0; --round) // in which the server may read the first part
+                runEventsFor(std::chrono::milliseconds(0));
+            client->write(message.sliced(cut).toUtf8());
             if (!waitFor([&] { return lines.size() >= model.lines.size(); }))
                 return false;
         }
@@ -190,13 +195,15 @@ public:
 private:
     QString nextMessage()
     {
-        const int kind = random.bounded(12);
+        const int kind = random.bounded(13);
         if (kind == 0)
             return login(u"Orvane"_s, u"157b25b09a99c70fc75a6e79412a00b2"_s, true);
         if (kind == 1)
             return login(u"operator"_s, u"secret"_s, true);
         if (kind < 4)
             return login(kind == 2 ? u"Orvane"_s : u"operator"_s, u"wrong"_s, false);
+        if (kind == 12)
+            return login(QString(random.bounded(199, 202), u'u'), u"wrong"_s, false);
         const QString command = kind < 9 ? u"setPreset"_s : u"other"_s;
         const QString message = kind == 11 ? QString() : ofLength(command, length());
         model.takeMessage(message, command);
