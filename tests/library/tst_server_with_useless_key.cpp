@@ -51,6 +51,9 @@ void tst_server_with_useless_key::endsEachClient_data()
     QTest::newRow("a key with a pass phrase")
         << QStringList {QString(NewRsaPair).replace(u"-nodes"_s, u"-passout pass:secret"_s)}
         << key + u" has a pass phrase"_s;
+    QTest::newRow("the same in the older form")
+        << QStringList {NewRsaPair, u"rsa -in hxkey.pem -traditional -aes128 -passout pass:secret -out hxkey.pem"_s}
+        << key + u" has a pass phrase"_s;
     QTest::newRow("an empty key") << QStringList {NewRsaPair, u"enc -base64 -in /dev/null -out hxkey.pem"_s}
                                   << key + u" is empty"_s;
     QTest::newRow("a certificate where the key should be")
