@@ -18,7 +18,8 @@ namespace world {
 /// The host and its server. It does in calls, in lines of the log and in between what its acts say:
 ///   host WHERE WHAT
 /// WHERE: call:ID, call:OPERATION#N (the Nth call of one without an id), line:KIND#N, audit:EVENT#N, at:MS, begin, each
-/// WHAT: loop:MS slow:MS shortage:MS destroy renew close listen relisten pause resume finished limits:none|room|huge|tiny
+/// WHAT: loop:MS slow:MS shortage:MS destroy renew close listen relisten pause resume finished
+/// limits:none|room|huge|tiny
 ///   tls:rsa|elliptic|query|verify|useless
 /// The place `begin` is before the first client; `each` is each call, for crowds.
 /// What it has ended it begins again by itself soon after.

@@ -47,7 +47,8 @@ public:
 
     bool isConnected() const
     {
-        return std::all_of(model.clients.begin(), model.clients.end(), [](const Client& each) { return each.socket != nullptr; });
+        return std::all_of(
+            model.clients.begin(), model.clients.end(), [](const Client& each) { return each.socket != nullptr; });
     }
 
     /// \return what is other than in the model; empty when nothing is
