@@ -45,7 +45,8 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
     entry.remove("peer"_L1);
     if (entry.contains("microseconds"_L1))
         entry["microseconds"_L1] = 0;
-    if (entry["event"_L1] == "disconnected"_L1 && !entry["reason"_L1].toString().startsWith(u"max"_s))
+    const QString reason = entry.value("reason"_L1).toString();
+    if (entry["event"_L1] == "disconnected"_L1 && !reason.startsWith(u"max"_s) && reason != u"Unknown error"_s)
         entry["reason"_L1] = u"by itself"_s; // in Qt's words
     lines += printed(entry);
 }

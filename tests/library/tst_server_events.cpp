@@ -305,8 +305,8 @@ void tst_server_events::staysPausedWhenTheHostAcceptsByHand()
 
 void tst_server_events::boundsCallsInsideOneAnother()
 {
-    constexpr int mostNested = 32;
-    constexpr int clientCount = 40;
+    constexpr size_t mostNested = 32;
+    constexpr size_t clientCount = 40;
     Session session;
     std::vector<std::unique_ptr<TlsClient>> clients;
     while (clients.size() < clientCount) {
@@ -318,24 +318,33 @@ void tst_server_events::boundsCallsInsideOneAnother()
         return std::count_if(
             sockets.begin(), sockets.end(), [](const QSslSocket* socket) { return socket->bytesAvailable() > 0; });
     };
-    int nested = 0;
-    int most = 0;
+    const auto setPreset = [&](size_t number) {
+        clients[number]->received.clear();
+        clients[number]->send(
+            "<setPreset><presetname>" + QByteArray::number(qulonglong(number)) + "</presetname></setPreset>");
+    };
+    size_t nested = 0;
+    size_t most = 0;
     bool isOver = false;
     session.host.calls.clear();
     session.host.duringCall = [&] {
         most = std::max(most, ++nested);
-        QVERIFY(waitFor([&] { return isOver || nested > mostNested || unread() == clientCount - mostNested; }));
-        isOver = true;
+        for (size_t number = mostNested; nested == mostNested && number < clientCount && !isOver; ++number) {
+            setPreset(number); // each waits behind those before
+            QVERIFY(waitFor([&] { return size_t(unread()) == number - mostNested + 1; }));
+        }
+        isOver = isOver || nested == mostNested;
+        QVERIFY(waitFor([&] { return isOver || nested > mostNested; }));
         --nested;
     };
-    for (const auto& client : clients) {
-        client->received.clear();
-        client->send("<setPreset/>");
-    }
+    for (size_t number = 0; number < mostNested; ++number)
+        setPreset(number);
     for (const auto& client : clients)
         QTRY_COMPARE(client->received, shortAcceptance("setPreset"));
     QCOMPARE(most, mostNested);
     QCOMPARE(session.host.calls.size(), clientCount);
+    for (size_t number = mostNested; number < clientCount; ++number)
+        QCOMPARE(session.host.calls.at(qsizetype(number)), u"setPreset(\"%1\")"_s.arg(number));
 }
 
 void tst_server_events::carriesOutWhatManyCallsWaitFor()

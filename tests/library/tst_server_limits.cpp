@@ -1,6 +1,7 @@
 #include "LogCapture.h"
 #include "Session.h"
 
+#include <QAbstractEventDispatcher>
 #include <QSignalSpy>
 #include <QThread>
 #include <QtTest>
@@ -195,6 +196,11 @@ void tst_server_limits::letsInWhoWaitsWhenThereAreMorePlaces()
     QVERIFY(!third.isEncrypted()); // the pause goes on
     session.server->resumeAccepting();
     QTRY_VERIFY(third.isEncrypted());
+
+    runEventsFor(20ms); // longer than a step of those who wait, of whom there are none
+    const auto children = session.server->findChildren<QObject*>();
+    for (QObject* child : children)
+        QVERIFY(QAbstractEventDispatcher::instance()->registeredTimers(child).isEmpty());
 }
 
 void tst_server_limits::letsInWhoHasWaitedBeforeWhoComesNow()
