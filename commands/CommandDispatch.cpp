@@ -42,8 +42,10 @@ void OrvaneConnection::handleCommand(const QString& message)
     static constexpr std::array outcomes {"no reply"_L1, "answered"_L1, "accepted"_L1, "rejected"_L1};
     QElapsedTimer timer;
     timer.start();
+    const bool isAudited = AuditTrail::isOn();
     const Outcome outcome = runCommand(commandName, reader);
-    audit.writeCommand(commandName, outcomes.at(static_cast<size_t>(outcome)), timer.nsecsElapsed());
+    if (isAudited)
+        audit.writeCommand(commandName, outcomes.at(static_cast<size_t>(outcome)), timer.nsecsElapsed());
 }
 
 /// Of a document that is too much for a command nothing is carried out, a login included, and its text is not logged.

@@ -41,10 +41,11 @@ DetailViews readDetailViews(const XmlCommandReader& reader)
         const int id = field(u"/id", u"-1"_s).toInt();
         if (id < 0)
             return views;
-        const SubsplitRect rect {coordinate(u"/ltx"), coordinate(u"/lty"), coordinate(u"/rbx"), coordinate(u"/rby")};
         if (const qint64 objectId = field(u"/objectid", u"0"_s).toLongLong(); objectId != 0)
             views.objectIds[id] = objectId;
-        else if (hasArea(rect))
+        else if (const SubsplitRect rect {
+                     coordinate(u"/ltx"), coordinate(u"/lty"), coordinate(u"/rbx"), coordinate(u"/rby")};
+                 hasArea(rect))
             views.rects[id] = rect;
     }
 }

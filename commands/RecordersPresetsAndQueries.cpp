@@ -9,8 +9,6 @@
 
 namespace OrvaneInterface {
 
-using namespace Qt::StringLiterals;
-
 OrvaneConnection::Outcome OrvaneConnection::handleUpdateRecorderContents(XmlCommandReader& reader)
 {
     // Set first: the host may report the end of the refresh before the call returns.

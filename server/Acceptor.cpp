@@ -1,7 +1,6 @@
 #include "Acceptor.h"
 
 #include "AuditTrail.h"
-#include "ClientLimits.h"
 #include "DebugLog.h"
 
 #include <QAbstractEventDispatcher>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ClientLimits.h"
+
 #include <QAbstractSocket>
 #include <QBasicTimer>
 #include <QList>
@@ -12,7 +14,20 @@ class QTcpSocket;
 
 namespace OrvaneInterface {
 
-class Admission;
+/// Who is let in, and under which limits: those that the host has set last.
+class Admission {
+public:
+    void setLimits(const OrvaneLimits& limits) { current = std::make_shared<OrvaneLimits>(limits); }
+    const OrvaneLimits& limits() const { return *current; }
+
+    bool isFull() const { return current->maxClients > 0 && *clients >= current->maxClients; }
+    /// Lets a client in, and counts it for as long as the result lives.
+    std::unique_ptr<ClientLimits> admit() const { return std::make_unique<ClientLimits>(current, clients); }
+
+private:
+    std::shared_ptr<const OrvaneLimits> current = std::make_shared<OrvaneLimits>(); ///< shared with who is let in
+    std::shared_ptr<int> clients = std::make_shared<int>(0); ///< that are let in
+};
 
 /**
  * The way in to the server.

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Acceptor.h"
-#include "ClientLimits.h"
 #include "HostCalls.h"
 
 #include <QObject>

@@ -16,13 +16,12 @@ namespace {
 /// Up to here looking at each child is faster than hashing. Hardly an element has more attributes.
 constexpr quint32 MostChildrenToLookAt = 16;
 
-/// How many times as many nodes there may be room for as there are.
-constexpr qint64 MostRoom = 8;
-
-/// Seeded, so that nobody outside can choose segments that meet in one bucket.
+/// Seeded, so that nobody outside can choose segments that meet in one bucket; with the first seed, for a host may
+/// change it while a tree lives.
 size_t hashOf(quint32 parent, QStringView segment)
 {
-    return qHash(segment, qHash(parent, QHashSeed::globalSeed()));
+    static const size_t seed = QHashSeed::globalSeed();
+    return qHash(segment, qHash(parent, seed));
 }
 
 } // namespace
@@ -113,7 +112,7 @@ void ParameterTree::makeRoom(Text newest)
 {
     const qint64 used = entries.size();
     const qint64 expected = used * document.size() / std::clamp<qint64>(newest.start, 1, document.size() + 1);
-    entries.reserve(static_cast<qsizetype>(std::clamp(expected + expected / 8, 2 * used, MostRoom * used)));
+    entries.reserve(static_cast<qsizetype>(std::clamp(expected + expected / 8, 2 * used, 8 * used)));
 }
 
 ParameterTree::Text ParameterTree::keep(QStringView text)

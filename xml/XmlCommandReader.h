@@ -67,7 +67,7 @@ public:
     void setParameter(QAnyStringView key, const QString& value);
 
     /**
-     * The long acceptance of the command; made where all replies are, in commands/Replies.cpp.
+     * The long acceptance of the command; made in Replies.cpp, as all acknowledgements.
      *
      * \param remark left out when empty
      * \param echoNames the parameters to echo, those that are there, in this order; "commandtag" always comes last

@@ -23,6 +23,7 @@ private Q_SLOTS:
     void reservesNothingForText();
     void refusesATooLongDocumentWithoutReadingIt();
     void tellsAbsentFromEmpty();
+    void findsParametersThoughTheHashSeedHasChanged();
     void takesKeysOfEveryType();
     void buildsTheLongAcceptance();
 };
@@ -145,6 +146,19 @@ void tst_xml_command_reader::refusesATooLongDocumentWithoutReadingIt()
     XmlCommandReader reader;
     QVERIFY(newAddressSpaceFor([&] { QVERIFY(!reader.parseCommand(document)); }) < few);
     QCOMPARE(reader.refusalReason(), "The document is too long"_L1);
+}
+
+/// As a host may do it in a call.
+void tst_xml_command_reader::findsParametersThoughTheHashSeedHasChanged()
+{
+    QString document = u"<r>"_s;
+    for (int number = 0; number < 100; ++number)
+        document += u"<a%1 b='1'>2</a%1>"_s.arg(number);
+    XmlCommandReader reader;
+    QVERIFY(reader.parseCommand(document + u"</r>"_s));
+    QHashSeed::resetRandomGlobalSeed();
+    for (int number = 0; number < 100; ++number)
+        QVERIFY(reader.hasParameter(u"a%1"_s.arg(number)));
 }
 
 void tst_xml_command_reader::tellsAbsentFromEmpty()
