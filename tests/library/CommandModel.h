@@ -10,6 +10,7 @@
 
 #include <array>
 #include <memory>
+#include <utility>
 #include <vector>
 
 /**
@@ -34,9 +35,9 @@ public:
     };
 
     /// \a account: name and password
-    CommandModel(const RecordingHost& host, const QStringList& account)
+    CommandModel(const RecordingHost& host, QStringList account)
         : host(host)
-        , account(account)
+        , account(std::move(account))
     {
     }
 

@@ -54,7 +54,7 @@ public:
     /// \return what is other than in the model; empty when nothing is
     QString difference()
     {
-        constexpr int batches = 40;
+        constexpr int batches = 30;
         QString found;
         for (int batch = 0; batch < batches && found.isEmpty(); ++batch) {
             if (random.isOneIn(3))
@@ -160,7 +160,7 @@ private:
 
 void tst_random_commands::areCarriedOutAndAnswered()
 {
-    constexpr int enough = 3000;
+    constexpr int enough = 4000;
     bool isSet = false;
     const int seed = qEnvironmentVariableIntValue("ORVANE_RANDOM_SEED", &isSet);
     RandomText random(QStringLiteral(ORVANE_RANDOM_COMMANDS), isSet ? static_cast<quint32>(seed) : 1);
