@@ -17,10 +17,10 @@ What the client sends, what it prints, and how it ends. First at the example hos
   |> \r\n
   |> <end-of-query-0/>\r\n
   |> \r\n
-  |> <getRecorderList></getRecorderList>\r\n
-  |> \r\n
   |< <p:commandRejected xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>end-of-query-0</commandname><reason>Unknown command</reason></p:commandRejected>\r\n
   |< \r\n
+  |> <getRecorderList></getRecorderList>\r\n
+  |> \r\n
   |< <p:getRecorderListResponse xmlns:p="http://www.halden.example/ravo_1_0/"><recorder name="North gate" ip="192.0.2.10"><track name="Monday" /><track name="Tuesday" /></recorder></p:getRecorderListResponse>\r\n
   |< \r\n
   <p:getRecorderListResponse xmlns:p="http://www.halden.example/ravo_1_0/"><recorder name="North gate" ip="192.0.2.10"><track name="Monday" /><track name="Tuesday" /></recorder></p:getRecorderListResponse>
@@ -33,6 +33,11 @@ What the client sends, what it prints, and how it ends. First at the example hos
   orvane-client: showTrack was rejected: showTrack command without valid track ID or track name
   [2]
   $ orvane loginClient username=x
+  orvane-client: not logged in: the host does not accept the account, and answers nothing
+  [7]
+  $ orvane loginClient username=operator password=only-for-this-test
+  $ printf '%s\n' 'loginClient username=operator password=only-for-this-test' getPresetsList | orvane --no-login --quiet
+  host: getPresetsList
   $ forced --wait news nope
   <p:commandRejected xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>nope</commandname><reason>Unknown command</reason></p:commandRejected>
   orvane-client: nope was rejected: Unknown command
@@ -46,8 +51,11 @@ What the client sends, what it prints, and how it ends. First at the example hos
   $ "$CLIENT" --insecure --port "$port" getPresetsList > /dev/full
   orvane-client: cannot write to standard output: No space left on device
   [6]
+  $ without_reader "$CLIENT" --insecure --port "$port" getPresetsList
+  [6]
   $ sed -n 's/^Host was asked:/host:/p' "$directory/host" > known_calls
 
+  $ env -i "$CLIENT" --insecure --port "$port" --quiet getPresetsList
   $ timeout 300 "$CLIENT" --insecure --port "$port" <&-
   $ "$CLIENT" --insecure --port "$port" getPresetsList >&-
   orvane-client: cannot write to standard output: Bad file descriptor
@@ -81,13 +89,13 @@ What it does not send:
   orvane-client: cannot read "nowhere.xml": No such file or directory (--help tells more)
   [1]
   $ orvane --file - setPreset
-  orvane-client: "setPreset" is one command too many beside --file, --interactive or --show-certificate (--help tells more)
+  orvane-client: "setPreset" is one command too many beside --file (--help tells more)
   [1]
   $ orvane --file - <<< $'<a>\r\n\r\n</a>'
   orvane-client: cannot send "-": the document holds an empty line (CR LF CR LF), where a host would cut it in two (--help tells more)
   [1]
   $ orvane --wait notice < /dev/null
-  orvane-client: --wait, --no-reply and --repeat go with one command only (--help tells more)
+  orvane-client: --wait goes with one command only (--help tells more)
   [1]
   $ setsid --wait "$CLIENT" --user operator setPreset
   orvane-client: no password for "operator": set ORVANE_PASSWORD, name a --password-file, or give it at a terminal (--help tells more)
@@ -111,14 +119,17 @@ What it does not send:
 What the protocol does not have, or only as something else, is not sent unless it is forced:
 
   $ orvane shwLive camera=1
-  orvane-client: the protocol has no command "shwLive": did you mean "showLive"? (--force sends it all the same) (--help tells more)
+  orvane-client: the protocol has no command "shwLive" (--force sends it all the same) (--help tells more)
+  [1]
+  $ orvane showLive camera=3 camera=4
+  orvane-client: the key "camera" stands twice, and the host takes the first one (--force sends it all the same) (--help tells more)
   [1]
   $ printf '%s\n' 'showLive split=1' 'showLive cammera=1' 'showLive zzzzzzzz=1' 'showLive camera=3x' 'showLive camera=" 0x1F"' 'showLive camera=0x1F' \
   >     'showLive camera=0X10' 'showTrack track=a time=1e3' 'setDetailViews subsplit:id=1,x=2' 'showLive subsplit:id=1' \
   >     'setDetailViews subsplits:id=1' 'setDetailViews subsplit:id=0x1' 'setDetailViews subsplit:ltx=.5,rby=inf' \
   >     'getPertinentInfo anything=goes any:thing=too' | orvane 2>&1 | sed 's/ (--force sends it all the same)//'
-  orvane-client: line 1: "split" is no key of showLive: did you mean "splitid"?
-  orvane-client: line 2: "cammera" is no key of showLive: did you mean "camera"?
+  orvane-client: line 1: "split" is no key of showLive
+  orvane-client: line 2: "cammera" is no key of showLive
   orvane-client: line 3: "zzzzzzzz" is no key of showLive
   orvane-client: line 4: "3x" is no number for "camera"
   orvane-client: line 5: " 0x1F" is no number for "camera"
@@ -127,7 +138,7 @@ What the protocol does not have, or only as something else, is not sent unless i
   orvane-client: line 8: "1e3" is no number for "time"
   orvane-client: line 9: "x" is no field of a subsplit
   orvane-client: line 10: "subsplit" is no group of showLive
-  orvane-client: line 11: "subsplits" is no group of setDetailViews: did you mean "subsplit"?
+  orvane-client: line 11: "subsplits" is no group of setDetailViews
   orvane-client: line 12: "0x1" is no number for "id"
   <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setDetailViews</commandname></p:commandAccepted>
   <info>Nothing is shown</info>
@@ -161,15 +172,18 @@ For scripts:
   {"document":"\xc3\xbf\\"","reason":"it is no UTF-8","reply":"unreadable"} (esc)
   orvane-client: the answer is no well-formed XML: REASON
   [5]
-  $ printf '%s\n' getRecorderList getPresetsList 'setPreset presetname=N' | orvane --names
-  North gate
-  Night
-  <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setPreset</commandname></p:commandAccepted>
-  host: getRecorderList
-  host: getPresetsList
-  host: setPreset N
-  $ against tls '<getPresetsListResponse><preset name="a&#10;&amp;b"/></getPresetsListResponse>\r\n\r\n' --names getPresetsList
-  a\n&b
+  $ list() { echo "<p:$1 xmlns:p=\"http://www.halden.example/ravo_1_0/\">$2</p:$1>\r\n\r\n"; }
+  $ against tls "$(list getPresetsListResponse '<preset name="Day & dusk" /><preset name="a<b" c" />')" --json getPresetsList
+  {"presets":["Day & dusk","a<b\" c"],"reply":"presets"}
+  $ against tls "$(list getRecorderListResponse '<recorder name="R&D" ip="::1"><track name="a"b" /></recorder><recorder name="<" ip="" usename="u&" password="">" maxnumchannels="4"></recorder>')" \
+  >     --json getRecorderList
+  {"recorders":[{"ip":"::1","name":"R&D","tracks":["a\"b"]},{"ip":"","maxnumchannels":"4","name":"<","password":"\">","tracks":[],"usename":"u&"}],"reply":"recorders"}
+  $ against tls "$(list getPresetsListResponse '<preset name="Day & dusk" />')" --pretty getPresetsList
+  <p:getPresetsListResponse xmlns:p="http://www.halden.example/ravo_1_0/"><preset name="Day & dusk" /></p:getPresetsListResponse>
+  $ against tls "$(list getPresetsListResponse '<preset name="a">&</preset>')" --json getPresetsList
+  {"document":*,"reply":"unreadable"} (glob)
+  orvane-client: the answer is no well-formed XML: REASON
+  [5]
   $ orvane --quiet getRecorderList
   host: getRecorderList
   $ orvane --quiet showTrack
@@ -194,6 +208,13 @@ Lines of a pipe: all are sent, and the status is that of the first that failed.
   host: setPreset C
   [1]
 
+What is longer than the pieces in which hosts read is sent in ASCII:
+
+  $ long=$(printf 'ü%.0s' {1..3000})
+  $ orvane <<< "setPreset presetname=$long" | sed "s/$long/long/"
+  <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setPreset</commandname></p:commandAccepted>
+  host: setPreset long
+
 The help has the commands of the protocol, in their order:
 
   $ orvane --help | sed -n '/^Commands:/,/^A parameter/s/^  \([A-Za-z]\+\) .*/\1/p' > known
@@ -217,6 +238,8 @@ What a shell completes, and the manual page:
   $ mkdir -p config/orvane-client; printf '[wall]\nhost=x\n' > config/orvane-client/profiles.ini
   $ complete --profile w
   wall
-  $ "$CLIENT" --manual > manual; for word in $(complete --) $(complete ''); do
-  >     grep -q -e "${word//-/\\\\-}" manual || echo "$word is missing"
+  $ complete watch getP
+  getPresetsList getPertinentInfo
+  $ for word in $("$CLIENT" --complete --) $("$CLIENT" --complete ''); do
+  >     grep -q -e "${word//-/\\\\-}" "$TESTDIR/../../tools/orvane-client/orvane-client.1" || echo "$word is missing"
   > done

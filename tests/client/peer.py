@@ -1,15 +1,18 @@
 """A host for the tests of the command-line client: it does what no good host does, and shows what it was sent.
 
 Usage: peer.py KIND ANSWER CLIENT [ARGUMENT...] runs the client against it and ends with the client's status.
-  tls     answers the first command behind the login, and closes
+  tls     answers the first command after the login, and sends no more
   second  answers what comes behind the first command, and prints what it gets
-  slow    answers every command when the client has sent something behind it, and rejects that
+  slow    answers every command when the client has sent something after it, and rejects that
+  late    answers every command with its number as COUNT, but none until there is another one, or two ends of queries
+  many    answers as a host with so many recorders
   drip    answers the first command with bytes that have no end
   endless answers the first command again and again
   silent  answers nothing, and prints what it gets behind the login
   plain   greets without TLS, and closes when the client does
   shut    closes at once
 """
+import contextlib
 import os
 import socket
 import ssl
@@ -31,13 +34,37 @@ def accept(listener):
     return context.wrap_socket(listener.accept()[0], server_side=True)
 
 
+def rejection(command):
+    return b"<commandRejected><commandname>" + command + b"</commandname><reason>Unknown command</reason></commandRejected>" + END
+
+
 def messages(connection):
-    """What the client sends, message by message, until it closes; but for its check of the login."""
+    """What the client sends, message by message, until it closes; but for its check of the login, which is answered."""
     received = b""
+    is_logged_in = False
     while piece := connection.recv(4096):
         received += piece
         *complete, received = received.split(END)
-        yield from (message for message in complete if message != b"<end-of-query-0/>")
+        for message in complete:
+            is_logged_in = is_logged_in or message.startswith(b"<loginClient>")
+            if message != b"<end-of-query-0/>":
+                yield message
+            elif is_logged_in:
+                connection.sendall(rejection(b"end-of-query-0"))
+
+
+def reply(root, content):
+    return f'<p:{root} xmlns:p="http://www.halden.example/ravo_1_0/">{content}</p:{root}>'.encode() + END
+
+
+def good_answer(message, recorders):
+    if message.startswith(b"<getRecorderList>"):
+        return reply("getRecorderListResponse", '<recorder name="North gate" ip=""></recorder>' * recorders)
+    if message.startswith(b"<getPresetsList>"):
+        return reply("getPresetsListResponse", '<preset name="Night" />')
+    name = message[1:].partition(b">")[0].rstrip(b"/").decode()
+    reason = "showTrack command without valid track ID or track name" if name == "showTrack" else "Unknown command"
+    return reply("commandRejected", f"<commandname>{name}</commandname><reason>{reason}</reason>")
 
 
 def serve(listener, kind, answer, documents):
@@ -48,27 +75,49 @@ def serve(listener, kind, answer, documents):
             pass
         connection.close()
         return
-    with accept(listener) as connection:
-        for count, message in enumerate(messages(connection)):
-            if count > 0:
-                documents.append(message)
-            while count > 0 and kind in ("drip", "endless"):
-                try:
-                    connection.sendall(b"." if kind == "drip" else answer * 100)
-                except OSError:
-                    return
-                time.sleep(0.01 if kind == "drip" else 0)
-            if kind == "slow" and message.startswith(b"<end-of-query"):
-                connection.sendall(answer)
-                connection.sendall(b"<commandRejected><commandname>" + message[1:-2] + b"</commandname></commandRejected>" + END)
-            if count == 2 and kind == "second":
-                connection.sendall(answer)
-            if count > 0 and kind == "tls":
-                connection.sendall(answer)
-                connection.shutdown(socket.SHUT_WR)
-                while connection.recv(4096):  # or the system could drop what the client has not read yet
-                    pass
-                return
+    while True:
+        try:
+            connection = accept(listener)
+        except OSError:  # of main(), which ends it
+            return
+        with contextlib.suppress(OSError), connection:
+            if kind == "late":
+                answer_late(connection, answer)
+            for count, message in enumerate(messages(connection)):
+                serve_message(connection, kind, answer, count, message, documents)
+
+
+def answer_late(connection, answer):
+    held, commands, fences = b"", 0, 0
+    for message in messages(connection):
+        if message.startswith(b"<end-of-query"):
+            fences += 1
+            held += rejection(message[1:-2])
+        elif not message.startswith(b"<loginClient>"):
+            commands += 1
+            held += answer.replace(b"COUNT", str(commands).encode())
+        if fences == 2 or commands == 2:
+            connection.sendall(held)
+            held = b""
+
+
+def serve_message(connection, kind, answer, count, message, documents):
+    """The first one is the login."""
+    is_fence = message.startswith(b"<end-of-query")
+    if count > 0:
+        documents.append(message)
+    if count == 1 and kind == "tls":
+        connection.sendall(answer)
+        connection.shutdown(socket.SHUT_WR)  # it reads on, or the system could drop what the client has not read yet
+    elif count == 2 and kind == "second":
+        connection.sendall(answer)
+    elif kind == "many":
+        connection.sendall(good_answer(message, int(answer)))
+    elif is_fence and kind == "slow":
+        connection.sendall(answer + rejection(message[1:-2]))
+    while count > 0 and kind in ("drip", "endless"):
+        connection.sendall(b"." if kind == "drip" else answer * 100)
+        time.sleep(0.01 if kind == "drip" else 0)
 
 
 def main(kind, answer, program, *arguments):
@@ -78,6 +127,7 @@ def main(kind, answer, program, *arguments):
     thread = threading.Thread(target=serve, args=(listener, kind, answer, documents), daemon=True)
     thread.start()
     status = subprocess.run([program, "--port", str(listener.getsockname()[1]), *arguments]).returncode
+    socket.create_connection(listener.getsockname()).close()
     if kind in ("silent", "second"):
         thread.join(300)
         for document in documents:

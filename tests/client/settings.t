@@ -10,6 +10,14 @@ Where the client's options come from: the command line, the environment, a profi
   accepted
   $ ORVANE_PORT=$port client --fingerprint "sha256 Fingerprint=$fingerprint"
   accepted
+  $ client -H "localhost:$port" --insecure
+  accepted
+  $ client -H "[::1]:$port" --insecure
+  accepted
+  $ client -H "::1" -p "$port" --insecure
+  accepted
+  $ client -H "localhost:$port" -p 1 --insecure
+  orvane-client: "localhost:*" has a port already, beside --port (--help tells more) (glob)
   $ export ORVANE_PORT=$port ORVANE_FINGERPRINT=$fingerprint
   $ ORVANE_USER=operator ORVANE_PASSWORD=only-for-this-test client
   accepted
@@ -18,6 +26,10 @@ Where the client's options come from: the command line, the environment, a profi
   accepted
   $ ORVANE_PASSWORD=wrong client -u operator
   orvane-client: not logged in: the host does not accept the account, and answers nothing
+  $ client -u operator --password-file - < password
+  accepted
+  $ (cat password; echo setPreset) | "$CLIENT" -u operator --password-file - | sed "s|$accepted|accepted|"
+  accepted
   $ client -u operator --password-file nowhere
   orvane-client: cannot read the password from "nowhere": No such file or directory (--help tells more)
   $ ORVANE_CA=$CERTIFICATE client
@@ -31,13 +43,13 @@ Where the client's options come from: the command line, the environment, a profi
   >     "password-file=$PWD/password" '[typing]' 'hots=x' > config/orvane-client/profiles.ini
   $ client --profile wall
   accepted
-  $ ORVANE_PASSWORD=wrong client --profile wall
-  orvane-client: not logged in: the host does not accept the account, and answers nothing
-  $ ORVANE_FINGERPRINT=${fingerprint//[0-9]/A} client --profile wall
+  $ ORVANE_HOST=nowhere.invalid ORVANE_PORT=1 ORVANE_USER=x ORVANE_PASSWORD=wrong ORVANE_CA=/dev/null client --profile wall
+  accepted
+  $ client --profile wall --fingerprint "${fingerprint//[0-9]/A}"
   orvane-client: the certificate of localhost:* is refused: its fingerprint is FINGERPRINT, not the one given (glob)
   $ sed 's/\[wall\]/&\ninsecure=no/' config/orvane-client/profiles.ini > more && mv more config/orvane-client/profiles.ini
   $ client --profile wall
-  orvane-client: the profile "wall" in "DIRECTORY/config/orvane-client/profiles.ini" has "insecure" as "no": it takes true or false (--help tells more)
+  orvane-client: Unexpected value after '--insecure'. (--help tells more)
   $ sed -i '/^insecure/d' config/orvane-client/profiles.ini
   $ client --profile wall -u other --no-login
   orvane-client: --user and --no-login exclude each other (--help tells more)
@@ -48,21 +60,29 @@ Where the client's options come from: the command line, the environment, a profi
   $ client --profile typing
   orvane-client: the profile "typing" in "DIRECTORY/config/orvane-client/profiles.ini" has an unknown key "hots"; there are: * (glob)
 
-Trust on first use:
+Trust on first use, after which the host is known without an option:
 
+  $ client -p "$port"
+  orvane-client: the certificate of 127.0.0.1:PORT is refused: REASON (if this is the host that you mean, trust it with --fingerprint FINGERPRINT)
   $ client -p "$port" --trust-on-first-use
   orvane-client: 127.0.0.1:PORT is trusted from now on with the certificate FINGERPRINT
   accepted
-  $ client -p "$port" --trust-on-first-use
+  $ client -p "$port"
   accepted
-  $ echo "127.0.0.1:$port $(printf '0%.0s' {1..64})" > data/orvane-client/known-hosts
-  $ client -p "$port" --trust-on-first-use
-  orvane-client: the certificate of 127.0.0.1:PORT is refused: its fingerprint is FINGERPRINT, not the one of its first use (if the host has a new one, remove its line from "DIRECTORY/data/orvane-client/known-hosts")
-  $ printf '127.0.0.1:%s zz' "$port" > data/orvane-client/known-hosts
-  $ client -p "$port" --trust-on-first-use
-  orvane-client: in "DIRECTORY/data/orvane-client/known-hosts": "zz" is no SHA-256 fingerprint: it takes 64 hexadecimal digits (--help tells more)
+  $ echo "127.0.0.1:$port ${fingerprint//[0-9]/A}" > data/orvane-client/known-hosts
+  $ for option in "" --trust-on-first-use; do client -p "$port" $option; done
+  orvane-client: the certificate of 127.0.0.1:PORT is refused: IT HAS CHANGED, somebody may be in between: its fingerprint is FINGERPRINT, and was * at first use (only if the host was given a new certificate: orvane-client --forget 127.0.0.1:*) (glob)
+  orvane-client: the certificate of 127.0.0.1:PORT is refused: IT HAS CHANGED, somebody may be in between: its fingerprint is FINGERPRINT, and was * at first use (only if the host was given a new certificate: orvane-client --forget 127.0.0.1:*) (glob)
+  $ "$CLIENT" --forget "127.0.0.1:$port"
+  $ "$CLIENT" --forget "127.0.0.1:$port" 2>&1 | hide
+  orvane-client: 127.0.0.1:PORT is no known host (--help tells more)
   $ printf 'other:1 zz' > data/orvane-client/known-hosts
   $ for user in 1 2 3 4; do client -H LocalHost -p "$port" --trust-on-first-use > "user$user" & users+=($!); done; wait "${users[@]}"; grep -hv accepted user*
   orvane-client: localhost:* is trusted from now on with the certificate FINGERPRINT (glob)
   $ grep -c localhost data/orvane-client/known-hosts
   1
+  $ XDG_DATA_HOME=/dev/null client -p "$port" --trust-on-first-use
+  orvane-client: the certificate of 127.0.0.1:PORT is refused: it cannot be remembered in "/dev/null/orvane-client/known-hosts": Not a directory
+  $ env -u HOME -u XDG_CONFIG_HOME "$CLIENT" --profile wall 2>&1 | grep -c ' "/\.config'
+  0
+  [1]

@@ -21,9 +21,9 @@ CTRL_C = "\x03"
 CTRL_D = "\x04"
 SILENT = (b"loginClient", b"updateRecorderContents", b"getPertinentInfo")
 LISTS = {
-    b"getRecorderList/": b'<getRecorderListResponse><recorder name="North gate"><track name="a"/></recorder>'
+    b"getRecorderList": b'<getRecorderListResponse><recorder name="North gate"><track name="a"/></recorder>'
                          b'<recorder name="North yard"/><recorder name="South"/></getRecorderListResponse>',
-    b"getPresetsList/": b'<getPresetsListResponse><preset name="Night &amp; day"/></getPresetsListResponse>',
+    b"getPresetsList": b'<getPresetsListResponse><preset name="Night &amp; day"/></getPresetsListResponse>',
 }
 PATIENCE = 60  # seconds, for a machine that does much else
 
@@ -34,6 +34,7 @@ class Terminal(unittest.TestCase):
         self.addCleanup(self.home.cleanup)
         self.listener = peer.listen()
         self.addCleanup(self.listener.close)
+        self.lists = dict(LISTS)
         self.documents = queue.Queue()
         self.ends_of_queries = queue.Queue()  # what the client sends where an answer does not come at once
         self.client = None
@@ -45,31 +46,36 @@ class Terminal(unittest.TestCase):
         while self.listener.fileno() >= 0:
             with contextlib.suppress(OSError), peer.accept(self.listener) as self.connection:
                 for message in peer.messages(self.connection):
-                    name = message[1:message.index(b">")]
-                    if name.startswith(b"end-of-query-"):
-                        self.ends_of_queries.put(message)
-                        continue
-                    if name != b"loginClient":
-                        self.documents.put(message.decode())
-                    if name in LISTS:
-                        self.send(LISTS[name])
-                    elif name not in SILENT:
-                        self.send(b"<commandAccepted><commandname>" + name + b"</commandname></commandAccepted>")
+                    self.answer(message)
+
+    def answer(self, message):
+        name = message[1:message.index(b">")].rstrip(b"/")
+        if name.startswith(b"end-of-query-"):
+            self.ends_of_queries.put(name)
+            return
+        if name != b"loginClient":
+            self.documents.put(message.decode())
+        if name in self.lists:
+            self.send(self.lists[name])
+        elif name not in SILENT:
+            self.send(b"<commandAccepted><commandname>" + name + b"</commandname></commandAccepted>")
 
     def send(self, message):
         self.connection.sendall(message + peer.END)
 
-    def start(self, *arguments, until=PROMPT):
+    def start(self, *arguments, until=PROMPT, port=None, command='exec "$0" "$@"'):
         environment = {"HOME": self.home.name, "TERM": "xterm", "LC_ALL": "C.UTF-8",
                        **{name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}}
-        port = str(self.listener.getsockname()[1])
+        port = str(port or self.listener.getsockname()[1])
         self.stop()
         self.client = pexpect.spawn(
-            os.environ["CLIENT"], ["--insecure", "--port", port, "--timeout", str(PATIENCE), *arguments],
-            env=environment, timeout=PATIENCE, dimensions=(24, 80), encoding="utf-8")
+            "/bin/sh", ["-c", command, os.environ["CLIENT"],
+                        "--insecure", "--port", port, "--timeout", str(PATIENCE), *arguments],
+            env=environment, timeout=PATIENCE, dimensions=(24, 80), encoding="utf-8", cwd=self.home.name)
         self.client.delaybeforesend = None
         self.client.ptyproc.delayafterclose = 0
-        self.shows(until)
+        if until:
+            self.shows(until)
 
     def stop(self):
         """Not by close() alone, which takes a client that does not end within a fixed time for an error."""
@@ -192,21 +198,93 @@ class Terminal(unittest.TestCase):
         self.shows("^C\r\n" + PROMPT)
         self.type("getPertinentInfo\r")
         self.host_gets("<getPertinentInfo></getPertinentInfo>")
-        self.ends_of_queries.get(timeout=PATIENCE)
+        first = self.ends_of_queries.get(timeout=PATIENCE)
         self.type(CTRL_C)
         self.shows("given up")
         self.shows(PROMPT)
         self.type("setPreset presetname=B\r")
+        second = self.ends_of_queries.get(timeout=PATIENCE)  # the host is asked whether it has come to an end
+        self.send(b"<late/>")
+        self.connection.sendall(peer.rejection(first) + peer.rejection(second))
+        self.shows("<late/>")
         self.host_gets("<setPreset><presetname>B</presetname></setPreset>")
 
-    def test_line_that_is_too_long_is_not_sent(self):
+    def test_every_character_and_long_lines_reach_the_host(self):
         self.start()
-        for _ in range(60):
-            self.type("x" * 100)
-        self.type("\r")
-        self.shows("was not sent")
-        self.type("setPreset presetname=" + "y" * 900 + "\r")
-        self.host_gets(f"<setPreset><presetname>{'y' * 900}</presetname></setPreset>")
+        for preset in ["Früh schicht \U0001f6a6", "x" * 4100, "ü" * 1000]:
+            for start in range(0, len(preset), 100):
+                self.type(('setPreset presetname="' if start == 0 else "") + preset[start:start + 100])
+            self.type('"\r')
+            self.host_gets(f"<setPreset><presetname>{preset}</presetname></setPreset>")
+            self.shows("</commandAccepted>")
+            self.shows(PROMPT)
+
+    def test_lines_may_be_typed_before_they_are_asked_for(self):
+        self.start()
+        self.type("getPresetsList\rsetPreset presetname=A\r" + CTRL_D)
+        self.host_gets("<getPresetsList></getPresetsList>")
+        self.host_gets("<setPreset><presetname>A</presetname></setPreset>")
+        self.ends()
+
+    def test_output_that_is_no_terminal(self):
+        for command in ['"$0" "$@" | tee log', '"$0" "$@" > log; cat log']:
+            with self.subTest(command):
+                self.start(until=None, command=command)
+                self.type("getPresetsList\r")
+                self.host_gets("<getPresetsList></getPresetsList>")
+                self.type(CTRL_D)
+                self.shows("<getPresetsListResponse>")
+                self.ends()
+
+    def enter(self, preset):
+        self.type(f"setPreset presetname={preset}\r")
+        self.shows("</commandAccepted>")
+        self.shows(PROMPT)
+
+    def test_prompts_share_their_history(self):
+        self.start()
+        self.enter("first")
+        self.connection.shutdown(socket.SHUT_RDWR)  # the host takes one at a time
+        self.shows("closed the connection")
+        other = self.client
+        self.client = None
+        self.start()
+        self.enter("A")
+        self.type(CTRL_D)
+        self.ends()
+        self.client = other
+        self.enter("B")
+        self.start()
+        for keys, preset in [(ARROW_UP, "B"), (2 * ARROW_UP, "A")]:
+            self.documents.queue.clear()
+            self.type(keys + "\r")
+            self.host_gets(f"<setPreset><presetname>{preset}</presetname></setPreset>")
+            self.shows(PROMPT)
+
+    def test_watch_shows_changes_across_restarts(self):
+        self.start("watch", "getPresetsList", "--interval", "0.1", until='Night &amp; day"/>')
+        self.lists[b"getPresetsList"] = b'<getPresetsListResponse><preset name="Dawn"/></getPresetsListResponse>'
+        self.shows('"Dawn"')
+        self.connection.shutdown(socket.SHUT_RDWR)
+        self.shows("closed the connection")
+        self.shows("connected to")
+        self.lists[b"getPresetsList"] = b'<getPresetsListResponse><preset name="Dusk"/></getPresetsListResponse>'
+        self.shows('"Dusk"')
+        self.assertNotIn('"Dawn"', self.client.before)  # it is told once
+        self.assertRegex(self.client.before, r"\n\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ ")
+        self.send(b"<updateRecorderContentsFinished/>")
+        self.shows("<updateRecorderContentsFinished/>")
+        self.type(CTRL_C)
+        self.ends()
+
+    def test_retry_waits_for_the_host(self):
+        with peer.listen() as other:
+            port = other.getsockname()[1]
+        self.start("--retry", "getPresetsList", until="trying again", port=port)
+        self.listener = socket.create_server(("127.0.0.1", port))
+        threading.Thread(target=self.serve, daemon=True).start()
+        self.shows("<getPresetsListResponse>")
+        self.ends()
 
     def test_next_command_connects_anew(self):
         self.start()

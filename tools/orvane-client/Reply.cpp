@@ -2,27 +2,79 @@
 
 #include "CommandCatalogue.h"
 #include "DocumentMeasure.h"
+#include "Protocol.h"
+#include "TerminalText.h"
 
+#include <QJsonDocument>
+#include <QRegularExpression>
 #include <QStringDecoder>
 #include <QXmlStreamReader>
+#include <QXmlStreamWriter>
 
+#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
 
-Reply::Reply(QByteArray message)
-    : message(std::move(message))
+QList<QByteArray> MessageCutter::add(const QByteArray& bytes)
+{
+    const QByteArrayView terminator(
+        OrvaneInterface::MessageTerminator.data(), OrvaneInterface::MessageTerminator.size());
+    buffer += bytes;
+    QList<QByteArray> messages;
+    qsizetype start = 0;
+    qsizetype end = buffer.indexOf(terminator, searchedLength);
+    for (; end >= 0; end = buffer.indexOf(terminator, start)) {
+        messages.append(buffer.mid(start, end - start));
+        start = end + terminator.size();
+    }
+    buffer.remove(0, start);
+    // The last three bytes may begin a terminator; those before them are never searched again.
+    searchedLength = std::max<qsizetype>(0, buffer.size() - (terminator.size() - 1));
+    return messages;
+}
+
+namespace {
+
+/// A list with its names escaped, which hosts do not do. A name that holds a part of the list's own markup is misread,
+/// as by any other reader.
+QString withEscapedNames(const QString& list)
+{
+    static const QRegularExpression values(
+        uR"((?<= name="| ip="| usename="| password="| maxnumchannels=")((?:(?! name="| ip=").)*?))"
+        R"("(?= />(?=<preset |<track |</)| (?:ip|usename|password|maxnumchannels)="|>(?=<track |</)))"_s,
+        QRegularExpression::DotMatchesEverythingOption);
+    QString escaped;
+    qsizetype end = 0;
+    for (const QRegularExpressionMatch& match : values.globalMatch(list)) {
+        escaped += list.mid(end, match.capturedStart() - end) + match.captured(1).toHtmlEscaped();
+        end = match.capturedEnd(1);
+    }
+    return escaped + list.mid(end);
+}
+
+} // namespace
+
+Reply::Reply(const QByteArray& message)
+    : raw(message)
 {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString document = decoder(this->message);
+    const QString document = decoder(message);
     if (decoder.hasError()) {
-        replyKind = Kind::NotXml;
-        why = u"it is no UTF-8"_s;
+        kind = Kind::NotXml;
+        reason = u"it is no UTF-8"_s;
         return;
     }
     read(document);
+    if (kind != Kind::NotXml || !isList())
+        return;
+    const QString why = reason;
+    read(withEscapedNames(document));
+    isTextList = kind == Kind::Other;
+    kind = isTextList ? Kind::Other : Kind::NotXml;
+    reason = why;
 }
 
 /// Text inside elements inside a child counts as the child's.
@@ -30,110 +82,178 @@ void Reply::read(const QString& document)
 {
     const OrvaneInterface::DocumentMeasure measure = OrvaneInterface::measureDocument(document);
     QXmlStreamReader reader(document.left(measure.readableLength));
-    reader.readNextStartElement();
-    root = reader.name().toString();
-    QString child;
     QString text;
-    for (int depth = 1; !reader.atEnd();) {
+    QJsonObject entry;
+    QJsonArray tracks;
+    entries = {};
+    kind = Kind::Other;
+    for (int depth = 0; !reader.atEnd();) {
         reader.readNext();
-        if (reader.isStartElement() && ++depth == 2) {
-            child = reader.name().toString();
+        if (reader.isStartElement() && ++depth == 1) {
+            root = reader.name().toString();
+        } else if (reader.isStartElement() && depth == 2) {
             text.clear();
+            for (const QXmlStreamAttribute& attribute : isList() ? reader.attributes() : QXmlStreamAttributes())
+                entry.insert(attribute.name(), attribute.value().toString());
+        } else if (reader.isStartElement() && depth == 3 && isList()) {
+            tracks.append(reader.attributes().value("name"_L1).toString());
         } else if (reader.isCharacters() && depth >= 2) {
             text += reader.text();
-        } else if (reader.isEndElement() && --depth == 1) {
-            noteChild(child, text);
+        } else if (reader.isEndElement() && depth-- == 2) {
+            endChild(reader.name().toString(), text);
+            if (root == RecorderList)
+                entry["tracks"_L1] = std::exchange(tracks, {});
+            if (isList())
+                entries.append(std::exchange(entry, {}));
         }
     }
 
     if (!measure.excess.isNull() && reader.error() != QXmlStreamReader::NotWellFormedError) { // or an error came first
-        replyKind = Kind::TooMuch;
-        why = measure.excess;
+        kind = Kind::TooMuch;
+        reason = measure.excess;
     } else if (reader.hasError()) {
-        replyKind = Kind::NotXml;
-        why = message.isEmpty() ? u"it is empty"_s : reader.errorString().simplified();
+        kind = Kind::NotXml;
+        reason = raw.isEmpty() ? u"it is empty"_s : reader.errorString().simplified();
     } else if (root == "commandAccepted"_L1) {
-        replyKind = Kind::Accepted;
+        kind = Kind::Accepted;
     } else if (root == "commandRejected"_L1) {
-        replyKind = Kind::Rejected;
+        kind = Kind::Rejected;
     }
 }
 
 /// The long acceptance names its command in an element "command", the other two in "commandname".
-void Reply::noteChild(const QString& name, const QString& text)
+void Reply::endChild(const QString& name, const QString& text)
 {
+    bool isNumber = false;
+    const int number = text.toInt(&isNumber);
     if (name == "command"_L1 || name == "commandname"_L1)
         command = text;
     else if (name == "reason"_L1)
-        why = text;
+        reason = text;
+    else if (name == "splitid"_L1 && isNumber)
+        acceptance["split"_L1] = number;
+    else if (name == "commandtag"_L1)
+        acceptance["tag"_L1] = text;
+}
+
+QJsonObject Reply::json() const
+{
+    if (kind == Kind::NotXml || kind == Kind::TooMuch)
+        return {{"reply"_L1, "unreadable"_L1}, {"reason"_L1, reason}, {"document"_L1, textOfBytes(raw)}};
+    if (kind == Kind::Accepted) {
+        QJsonObject object = acceptance;
+        object["reply"_L1] = "accepted"_L1;
+        object["command"_L1] = command;
+        return object;
+    }
+    if (kind == Kind::Rejected)
+        return {{"reply"_L1, "rejected"_L1}, {"command"_L1, command}, {"reason"_L1, reason}};
+    if (root == RecorderList)
+        return {{"reply"_L1, "recorders"_L1}, {"recorders"_L1, entries}};
+    if (root == PresetsList)
+        return {{"reply"_L1, "presets"_L1}, {"presets"_L1, QJsonArray::fromStringList(names().value(u"presetname"_s))}};
+    if (root == RefreshFinishedNotice)
+        return {{"reply"_L1, "refreshFinished"_L1}};
+    return {{"reply"_L1, "other"_L1}, {"document"_L1, QString::fromUtf8(raw)}};
+}
+
+QMap<QString, QStringList> Reply::names() const
+{
+    QMap<QString, QStringList> names;
+    if (kind != Kind::Other || !isList())
+        return names;
+    QStringList& listed = names[root == PresetsList ? u"presetname"_s : u"recorder"_s];
+    for (const auto& entry : entries) {
+        listed.append(entry["name"_L1].toString());
+        if (root == RecorderList)
+            names[u"track"_s] += entry["tracks"_L1].toVariant().toStringList();
+    }
+    return names;
+}
+
+bool Reply::isList() const
+{
+    return root == RecorderList || root == PresetsList;
+}
+
+namespace {
+
+/// As it came if it is too deep: each level makes its lines longer.
+QByteArray indented(const QByteArray& message)
+{
+    QXmlStreamReader reader(QString::fromUtf8(message));
+    reader.setNamespaceProcessing(false); // keeps the prefixes of the message, instead of new ones
+    QByteArray text;
+    QXmlStreamWriter writer(&text);
+    writer.setAutoFormatting(true);
+    writer.setAutoFormattingIndent(2);
+    for (int depth = 0; !reader.atEnd();) {
+        constexpr int deepest = 16;
+        reader.readNext();
+        depth += reader.isStartElement() ? 1 : reader.isEndElement() ? -1 : 0;
+        if (depth > deepest)
+            return message;
+        const bool isBlank = reader.isWhitespace() && !reader.isCDATA();
+        if (reader.isStartElement()) {
+            writer.writeStartElement(reader.qualifiedName().toString());
+            writer.writeAttributes(reader.attributes());
+        } else if (!isBlank && !reader.isStartDocument() && !reader.hasError()) {
+            writer.writeCurrentToken(reader);
+        }
+    }
+    return text.trimmed();
+}
+
+} // namespace
+
+QByteArray Reply::formatted(ReplyFormat format) const
+{
+    const bool canBeRead = kind != Kind::NotXml && kind != Kind::TooMuch && !isTextList;
+    switch (format) {
+    case ReplyFormat::Nothing:
+        return {};
+    case ReplyFormat::Json:
+        return QJsonDocument(json()).toJson(QJsonDocument::Compact) + '\n';
+    case ReplyFormat::Raw:
+    case ReplyFormat::Indented:
+        break;
+    }
+    return (canBeRead && format == ReplyFormat::Indented ? indented(raw) : raw) + '\n';
 }
 
 Expectation Expectation::answerOf(const QString& command)
 {
     const KnownCommand* const known = findKnownCommand(command);
-    if (known && known->answer == AnswerKind::Never)
-        return nothing();
-    Expectation expectation;
-    expectation.command = command;
-    if (!known)
-        return expectation;
-    expectation.awaitedRoot = known->answerRoot;
-    expectation.noticeOnly = known->answer == AnswerKind::LaterNotice;
-    return expectation;
-}
-
-Expectation Expectation::notice(const QString& command, const QString& rootName)
-{
-    Expectation expectation;
-    expectation.command = command;
-    expectation.awaitedRoot = rootName;
-    expectation.noticeOnly = true;
-    return expectation;
-}
-
-Expectation Expectation::nothing()
-{
-    Expectation expectation;
-    expectation.none = true;
-    return expectation;
+    const QString root = known ? known->answerRoot : QString();
+    return {command, root, root == RefreshFinishedNotice};
 }
 
 QString Expectation::description() const
 {
-    if (noticeOnly)
-        return u"%1 after %2"_s.arg(awaitedRoot, command.isEmpty() ? u"it"_s : command);
+    if (isNotice)
+        return u"%1 after %2"_s.arg(root, command.isEmpty() ? u"it"_s : command);
     return command.isEmpty() ? u"answer"_s : u"answer to %1"_s.arg(command);
 }
 
-std::optional<ExitStatus> Expectation::judge(const Reply& reply) const
+std::optional<Outcome> Expectation::judge(const Reply& reply) const
 {
-    if (none)
-        return std::nullopt;
-    switch (reply.kind()) {
+    const bool isAwaited = root.isEmpty() ? reply.root != RefreshFinishedNotice : reply.root == root;
+    const bool isOurs = command.isEmpty() || reply.command == command; // else one that was given up before
+    switch (reply.kind) {
     case Reply::Kind::NotXml:
+        return Outcome {ExitStatus::BadAnswer, u"the answer is no well-formed XML: %1"_s.arg(reply.reason)};
     case Reply::Kind::TooMuch:
-        return ExitStatus::BadAnswer;
+        return Outcome {ExitStatus::BadAnswer, u"the answer is too much to be read: %1"_s.arg(reply.reason)};
     case Reply::Kind::Rejected:
-        return concerns(reply) ? std::optional(ExitStatus::Rejected) : std::nullopt;
+        return isOurs
+            ? std::optional(Outcome {ExitStatus::Rejected, u"%1 was rejected: %2"_s.arg(reply.command, reply.reason)})
+            : std::nullopt;
     case Reply::Kind::Accepted:
-        return isAwaited(reply) && concerns(reply) ? std::optional(ExitStatus::Success) : std::nullopt;
+        return isAwaited && isOurs ? std::optional(Outcome()) : std::nullopt;
     case Reply::Kind::Other:
-        return isAwaited(reply) ? std::optional(ExitStatus::Success) : std::nullopt;
+        return isAwaited ? std::optional(Outcome()) : std::nullopt;
     }
     return std::nullopt;
-}
-
-/// An acknowledgement of another command is a late one, which was given up before.
-bool Expectation::concerns(const Reply& acknowledgement) const
-{
-    return command.isEmpty() || acknowledgement.commandName() == command;
-}
-
-bool Expectation::isAwaited(const Reply& reply) const
-{
-    if (awaitedRoot.isEmpty())
-        return reply.rootName() != RefreshFinishedNotice;
-    return reply.rootName() == awaitedRoot;
 }
 
 } // namespace OrvaneClient

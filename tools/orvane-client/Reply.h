@@ -3,73 +3,86 @@
 #include "Outcome.h"
 
 #include <QByteArray>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QList>
+#include <QMap>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
 namespace OrvaneClient {
 
-/// One message of the host, and what it says.
-class Reply {
+/// Cuts a byte stream into messages, wherever the reads end. Knows no text encoding.
+class MessageCutter {
 public:
+    /// The messages that these bytes complete, without their terminators.
+    QList<QByteArray> add(const QByteArray& bytes);
+
+    /// How many bytes wait for the end of their message.
+    qsizetype incompleteLength() const { return buffer.size(); }
+
+private:
+    QByteArray buffer;
+    qsizetype searchedLength = 0;
+};
+
+enum class ReplyFormat {
+    Raw, ///< as it came
+    Indented, ///< one element a line
+    Json, ///< one object a line
+    Nothing,
+};
+
+/// One message of the host, and what it says.
+struct Reply {
     enum class Kind {
         Accepted,
         Rejected,
         Other, ///< a list, a notice, or an answer that the host wrote itself
         NotXml,
-        TooMuch, ///< a document that would take far more than its length to read; it is printed, and not read
+        TooMuch, ///< reading it would cost far more than its length; it is printed, but not read
     };
 
-    explicit Reply(QByteArray message);
+    explicit Reply(const QByteArray& message);
 
-    Kind kind() const { return replyKind; }
-    /// Local name of the root element.
-    const QString& rootName() const { return root; }
-    /// The command that an acknowledgement names.
-    const QString& commandName() const { return command; }
-    /// Why a command was rejected, or what keeps the message from being read.
-    const QString& reason() const { return why; }
+    QJsonObject json() const;
+    /// The lines to print, the last line end included; empty if there are none.
+    QByteArray formatted(ReplyFormat format) const;
+    /// The names that a list has for the values of keys, such as those of the recorders for "recorder".
+    QMap<QString, QStringList> names() const;
 
-    const QByteArray& raw() const { return message; }
+    QByteArray raw;
+    Kind kind = Kind::Other;
+    QString root; ///< local name of the root element
+    QString command; ///< that an acknowledgement names
+    QString reason; ///< why a command was rejected, or why the message is not well-formed
+    bool isTextList = false; ///< a list that is not XML but can be read: hosts do not escape the names in them
 
 private:
     void read(const QString& document);
-    void noteChild(const QString& name, const QString& text);
+    void endChild(const QString& name, const QString& text);
+    bool isList() const;
 
-    QByteArray message;
-    Kind replyKind = Kind::Other;
-    QString root;
-    QString command;
-    QString why;
+    QJsonArray entries; ///< of a list
+    QJsonObject acceptance; ///< split and tag of a long one
 };
 
-/// Which message answers a command. Others, such as the notice for an earlier command, may arrive before it.
-class Expectation {
-public:
-    /// As the protocol has it: the command's own answer, or its notice, or none.
-    static Expectation answerOf(const QString& command);
-    /// A message with this root element, whatever else comes before it, unless the command is rejected.
-    static Expectation notice(const QString& command, const QString& rootName);
-    static Expectation nothing();
-
-    bool isNothing() const { return none; }
-    /// Whether it comes by itself some time after the command, and not in the place of its answer.
-    bool isNotice() const { return noticeOnly; }
-    /// What is waited for, for a person.
-    QString description() const;
-
-    /// What the message means for the command; nothing when the wait goes on.
-    std::optional<ExitStatus> judge(const Reply& reply) const;
-
-private:
-    Expectation() = default;
-    bool concerns(const Reply& acknowledgement) const;
-    bool isAwaited(const Reply& reply) const;
-
+/// Which message answers a command. Others may come before it, such as the notice for an earlier command.
+struct Expectation {
     QString command;
-    QString awaitedRoot; ///< empty: any answer but the notice
-    bool noticeOnly = false;
-    bool none = false;
+    QString root = {}; ///< empty: any answer but a notice
+    bool isNotice = false; ///< it comes some time after the command, and not in place of its answer
+    bool isNothing = false;
+
+    /// The command's own answer, or its notice, by the protocol.
+    static Expectation answerOf(const QString& command);
+
+    /// For the user: what is waited for.
+    QString description() const;
+    /// How the message ends the command; nothing if it does not.
+    std::optional<Outcome> judge(const Reply& reply) const;
 };
 
 } // namespace OrvaneClient

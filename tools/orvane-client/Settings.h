@@ -1,44 +1,66 @@
 #pragma once
 
-#include <QMap>
+#include "Protocol.h"
+#include "Reply.h"
+#include "Trust.h"
+
+#include <QCommandLineOption>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
-class QCommandLineParser;
+#include <chrono>
+#include <optional>
+#include <utility>
 
 namespace OrvaneClient {
 
-/**
- * Where the value of an option comes from: the command line, the environment, or a profile, in this order.
- *
- * In the environment "ca" is ORVANE_CA. A profile is a section of profiles.ini, with the options' long names as keys.
- */
-class Settings {
-public:
-    /// Reads the profile, if --profile names one. Check fault() first.
-    explicit Settings(const QCommandLineParser& parser);
-
-    /// What is wrong with the profile; empty when nothing is.
-    const QString& fault() const { return problem; }
-
-    bool isOnCommandLine(const QString& name) const;
-    bool isFromProfile(const QString& name) const;
-    /// From the first place that has it; else the option's default.
-    QString valueOf(const QString& name) const;
-    /// The options of a list that the first place has that has any of them. Those of later places do not count.
-    QStringList firstOf(const QStringList& names) const;
-
-    /// The names of all profiles.
-    static QStringList profiles();
-
-private:
-    static QString profilesFile();
-    void readProfile(const QString& name);
-
-    const QCommandLineParser& parser;
-    QMap<QString, QString> environment;
-    QMap<QString, QString> profile;
-    QString problem;
+enum class Action {
+    Help,
+    Version,
+    CommandHelp, ///< words: "help", and perhaps a command
+    ShowCertificate,
+    Forget,
+    OneCommand,
+    Check,
+    Watch, ///< words: "watch", and perhaps a command
+    Lines, ///< commands from the terminal or from a pipe
 };
+
+/// What the user wants, from command line, profile and environment, checked.
+struct Settings {
+    Action action = Action::Lines;
+    QString host = QStringLiteral("127.0.0.1");
+    quint16 port = OrvaneInterface::DefaultPort;
+    std::optional<std::chrono::milliseconds> timeout; ///< unset: the default of what is waited for
+    std::chrono::milliseconds interval = std::chrono::seconds(5);
+    std::pair<QString, QString> trustOption; ///< and its value
+    Trust trust;
+    bool logsIn = true;
+    QString user; ///< null: the system account
+    QString passwordFile; ///< empty: the password comes from elsewhere; "-" is standard input
+    QStringList words; ///< the command with its parameters
+    QString fileName; ///< or the file of its document; "-" is standard input
+    QString waitFor;
+    bool noReply = false;
+    bool retries = false; ///< until the host can be reached
+    bool traces = false;
+    bool applies = false; ///< check also plays what changes the display
+    bool isForced = false; ///< what the protocol does not have is sent, too
+    std::optional<ReplyFormat> format; ///< unset: what fits the output
+
+    QString address() const { return QStringLiteral("%1:%2").arg(host).arg(port); }
+    std::chrono::milliseconds connectTimeout() const;
+    std::chrono::milliseconds timeoutFor(const Expectation& expectation) const;
+};
+
+/// All options, for the parser, the help and the completion.
+QList<QCommandLineOption> programOptions();
+
+/// The names of all profiles.
+QStringList profileNames();
+
+/// \a arguments: without the program's name.
+Settings readSettings(const QStringList& arguments);
 
 } // namespace OrvaneClient

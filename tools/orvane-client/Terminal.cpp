@@ -1,21 +1,18 @@
 #include "Terminal.h"
 
-#include "CommandCatalogue.h"
-
-#include <QByteArray>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSaveFile>
+#include <QSocketNotifier>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <array>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <cerrno>
+#include <cwchar>
 #include <utility>
 
-#include <editline/readline.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -27,281 +24,247 @@ namespace OrvaneClient {
 
 namespace {
 
-constexpr const char* Prompt = "orvane> ";
-constexpr int HistoryLines = 1000;
-
-TerminalLineSource* activeSource = nullptr;
-
-/// Signals leave their number here: a handler itself may do next to nothing.
-std::array<int, 2> signalPipe = {-1, -1};
-
-void handleSignal(int signal)
+/// \return whether standard input can be read, or has ended; no at a signal
+bool awaitInput(Host& host)
 {
-    const int savedError = errno;
-    const char number = static_cast<char>(signal);
-    [[maybe_unused]] const ssize_t written = write(signalPipe[1], &number, 1);
-    errno = savedError;
-}
-
-/// Bytes of a line. The editor writes past its buffer where one has more than 1,020.
-constexpr int LongestLine = 1000;
-
-bool isLineTooLong = false;
-
-/// What the editor gets of the keys. A line that is full takes no more characters, and is not sent.
-int readKey(FILE* /*stream*/)
-{
-    constexpr unsigned char firstPrintable = 0x20;
-    constexpr unsigned char deleteKey = 0x7f;
-    constexpr int toEndOfLine = 'E' - '@'; // a key that changes nothing
-    unsigned char key = 0;
-    if (read(STDIN_FILENO, &key, 1) != 1)
-        return EOF;
-    if (key < firstPrintable || key == deleteKey || rl_end < LongestLine)
-        return key;
-    isLineTooLong = true;
-    return toEndOfLine;
-}
-
-QStringList completions;
-
-/// Called with 0 first and then with growing numbers; the editor frees what it gets.
-char* nextCompletion(const char* /*word*/, int index)
-{
-    return index < completions.size() ? strdup(completions[index].toUtf8().constData()) : nullptr;
-}
-
-/// Past the line editor, which writes to the same stream.
-void writeToTerminal(const QByteArray& text)
-{
-    static_cast<void>(std::fputs(text.constData(), stdout));
-    static_cast<void>(std::fflush(stdout));
-}
-
-/// On which line of the screen, counted from the prompt's, the cursor stands.
-int cursorRow()
-{
-    winsize size = {};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
-        return 0;
-    return (static_cast<int>(std::strlen(Prompt)) + rl_point) / size.ws_col;
+    bool isReadable = false;
+    QSocketNotifier notifier(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, &notifier, [&] {
+        isReadable = true;
+        notifier.setEnabled(false);
+    });
+    return host.idleUntil([&] { return isReadable; }, QDeadlineTimer(QDeadlineTimer::Forever));
 }
 
 } // namespace
 
-TerminalLineSource::TerminalLineSource(QObject* parent)
-    : LineSource(parent)
-    , keys(STDIN_FILENO, QSocketNotifier::Read)
+std::optional<QByteArray> PlainLines::next()
 {
-    activeSource = this;
-    keys.setEnabled(false);
-    connect(&keys, &QSocketNotifier::activated, this, [] { rl_callback_read_char(); });
-    rl_readline_name = "orvane-client";
-    rl_catch_signals = 0;
-    rl_getc_function = readKey;
-    rl_initialize();
-    static std::array<char, 3> wordBreaks = {' ', '\t', '\0'};
-    rl_basic_word_break_characters = wordBreaks.data();
-    rl_completer_word_break_characters = wordBreaks.data();
-    rl_attempted_completion_function = &TerminalLineSource::completeWord;
-    openHistory();
-    watchSignals();
-}
-
-TerminalLineSource::~TerminalLineSource()
-{
-    takePromptAway();
-    activeSource = nullptr;
-}
-
-char** TerminalLineSource::completeWord(const char* word, int start, int /*end*/)
-{
-    rl_attempted_completion_over = 1; // or file names would be tried next
-    const QByteArray lineBefore(rl_line_buffer, start);
-    activeSource->keys.setEnabled(false); // no key is read inside another one
-    activeSource->completes = true;
-    completions = completionsOf(QString::fromUtf8(lineBefore), QString::fromUtf8(word), activeSource->valuesOf);
-    completions.removeIf([](const QString& text) { return rl_end + text.toUtf8().size() > LongestLine; });
-    activeSource->completes = false;
-    activeSource->keys.setEnabled(true);
-    const bool isKey = completions.size() == 1 && completions.first().endsWith(u'=');
-    rl_completion_append_character = isKey ? 0 : int {u' '};
-    return rl_completion_matches(word, nextCompletion);
-}
-
-void TerminalLineSource::askForLine()
-{
-    rl_callback_handler_install(Prompt, &TerminalLineSource::handleEditedLine);
-    promptShown = true;
-    keys.setEnabled(true);
-}
-
-/// Null at the end of the input.
-void TerminalLineSource::handleEditedLine(char* line)
-{
-    if (!activeSource)
-        return;
-    activeSource->takePromptAway();
-    if (!line) {
-        writeToTerminal("\n");
-        Q_EMIT activeSource->ended();
-        return;
+    qsizetype end = buffer.indexOf('\n');
+    for (bool isOver = false; end < 0 && !isOver;) {
+        std::array<char, 4096> piece = {};
+        const ssize_t length = awaitInput(host) ? ::read(STDIN_FILENO, piece.data(), piece.size()) : 0;
+        const qsizetype searched = buffer.size();
+        buffer.append(piece.data(), std::max<ssize_t>(length, 0));
+        end = buffer.indexOf('\n', searched);
+        isOver = length == 0 || (length < 0 && errno != EINTR && errno != EAGAIN);
     }
-    QByteArray text(line);
-    std::free(line); // NOLINT(cppcoreguidelines-no-malloc): the editor allocated it
-    if (std::exchange(isLineTooLong, false)) {
-        writeToTerminal("A line has at most " + QByteArray::number(LongestLine) + " bytes; this one was not sent.\n");
-        text.clear();
-    }
-    Q_EMIT activeSource->lineRead(text);
-}
-
-/// Also puts the terminal back into the state in which other programs want it.
-void TerminalLineSource::takePromptAway()
-{
-    if (!promptShown)
-        return;
-    promptShown = false;
-    keys.setEnabled(false);
-    rl_callback_handler_remove();
-}
-
-void TerminalLineSource::hide()
-{
-    if (!promptShown)
-        return;
-    const int row = cursorRow();
-    const QByteArray upToPrompt = row > 0 ? "\x1b[" + QByteArray::number(row) + 'A' : QByteArray();
-    writeToTerminal(upToPrompt + "\r\x1b[J");
-}
-
-void TerminalLineSource::restore()
-{
-    if (promptShown)
-        rl_forced_update_display();
-}
-
-void TerminalLineSource::openHistory()
-{
-    using_history();
-    stifle_history(HistoryLines);
-    historyFile = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/history"_L1;
-    QDir().mkpath(QFileInfo(historyFile).path());
-    // Made before the editor writes to it, so that others never can read it.
-    QFile file(historyFile);
-    if (file.open(QIODevice::ReadWrite))
-        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-    read_history(QFile::encodeName(historyFile).constData());
-}
-
-void TerminalLineSource::remember(const QByteArray& line)
-{
-    add_history(line.constData());
-    write_history(QFile::encodeName(historyFile).constData());
-}
-
-void TerminalLineSource::watchSignals()
-{
-    if (pipe2(signalPipe.data(), O_CLOEXEC | O_NONBLOCK) != 0)
-        return;
-    auto* const notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, this);
-    connect(notifier, &QSocketNotifier::activated, this, &TerminalLineSource::handleSignals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        static_cast<void>(std::signal(signal, handleSignal));
-}
-
-void TerminalLineSource::handleSignals()
-{
-    char signal = 0;
-    if (read(signalPipe[0], &signal, 1) != 1)
-        return;
-    if (signal == SIGINT && completes)
-        return; // inside a key
-    const bool isInterrupt = signal == SIGINT;
-    if (isInterrupt && promptShown) {
-        dropLine();
-        return;
-    }
-    takePromptAway();
-    writeToTerminal("\n");
-    if (isInterrupt)
-        Q_EMIT interrupted();
-    else
-        Q_EMIT ended();
-}
-
-/// The editor has no way to forget a line but to begin anew.
-void TerminalLineSource::dropLine()
-{
-    takePromptAway();
-    writeToTerminal("^C\n");
-    rl_initialize();
-    openHistory();
-    askForLine();
+    if (end < 0 && buffer.isEmpty())
+        return std::nullopt;
+    end = end < 0 ? buffer.size() : end; // the last line may have no end
+    const QByteArray line = buffer.left(end);
+    buffer.remove(0, end + 1);
+    return line;
 }
 
 namespace {
 
-/// The terminal hands over every key at once, without showing it and without making a signal of it: the state has to be
-/// put back in every case.
-class SilentTerminal {
-public:
-    explicit SilentTerminal(int descriptor)
-        : descriptor(descriptor)
-    {
-        tcgetattr(descriptor, &before);
-        termios silent = before;
-        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
-        tcsetattr(descriptor, TCSAFLUSH, &silent);
-    }
-    ~SilentTerminal() { tcsetattr(descriptor, TCSAFLUSH, &before); }
-    Q_DISABLE_COPY_MOVE(SilentTerminal)
+constexpr QLatin1String PromptText("orvane> ");
+constexpr qsizetype HistoryLines = 1000;
 
-private:
-    int descriptor;
-    termios before = {};
-};
-
-void removeLastCharacter(QByteArray& text)
+char* promptOf(EditLine* /*editor*/)
 {
-    QString characters = QString::fromUtf8(text);
-    characters.chop(1);
-    text = characters.toUtf8();
+    static std::array<char, 9> text = {"orvane> "};
+    return text.data();
 }
 
-std::optional<QString> readSilently(QFile& terminal)
+/// The longest text with which all of them begin.
+QString commonStart(const QStringList& words)
 {
-    constexpr char interrupt = '\x03';
-    constexpr char endOfText = '\x04';
-    constexpr char backspace = '\x08';
-    constexpr char deleteKey = '\x7f';
-    QByteArray password;
-    char key = 0;
-    while (terminal.getChar(&key)) {
-        if (key == '\n' || key == '\r')
-            return QString::fromUtf8(password);
-        if (key == interrupt || key == endOfText)
-            return std::nullopt;
-        if (key == backspace || key == deleteKey)
-            removeLastCharacter(password);
-        else
-            password.append(key);
+    QString start = words.value(0);
+    for (const QString& word : words) {
+        const auto difference = std::mismatch(start.begin(), start.end(), word.begin(), word.end());
+        start.truncate(difference.first - start.begin());
     }
-    return std::nullopt;
+    return start;
 }
 
 } // namespace
 
+Prompt::Prompt(Host& host, Console& console, ValuesOfKey valuesOf)
+    : host(host)
+    , console(console)
+    , valuesOf(std::move(valuesOf))
+    , editor(el_init("orvane-client", stdin, stdout, stderr), &el_end)
+    , history(history_winit(), &history_wend)
+    , historyFile(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/history"_L1)
+{
+    el_set(editor.get(), EL_CLIENTDATA, this);
+    el_set(editor.get(), EL_PROMPT, &promptOf);
+    el_set(editor.get(), EL_EDITOR, "emacs");
+    el_wset(editor.get(), EL_GETCFN, &Prompt::readKey);
+    el_wset(editor.get(), EL_HIST, &history_w, history.get());
+    el_source(editor.get(), nullptr);
+    el_wset(editor.get(), EL_ADDFN, L"orvane-complete", L"Complete a command, a key or a name", &Prompt::complete);
+    el_wset(editor.get(), EL_BIND, L"^I", L"orvane-complete", nullptr);
+    HistEventW event = {};
+    history_w(history.get(), &event, H_SETSIZE, static_cast<int>(HistoryLines));
+    history_w(history.get(), &event, H_SETUNIQUE, 1);
+    readHistory();
+}
+
+Prompt::~Prompt()
+{
+    el_set(editor.get(), EL_PREP_TERM, 0);
+}
+
+Prompt& Prompt::of(EditLine* editor)
+{
+    void* data = nullptr;
+    el_get(editor, EL_CLIENTDATA, &data);
+    return *static_cast<Prompt*>(data);
+}
+
+/// The editor's own function knows neither the host nor signals.
+int Prompt::readKey(EditLine* editor, wchar_t* key)
+{
+    std::mbstate_t state = {};
+    while (awaitInput(of(editor).host)) {
+        char byte = 0;
+        const ssize_t length = ::read(STDIN_FILENO, &byte, 1);
+        if (length == 0 || (length < 0 && errno != EINTR))
+            return 0;
+        const size_t used = length < 0 ? size_t(-2) : std::mbrtowc(key, &byte, 1, &state);
+        if (used == size_t(-1)) // no UTF-8
+            state = {};
+        else if (used != size_t(-2)) // more bytes to come
+            return 1;
+    }
+    return -1;
+}
+
+std::optional<QByteArray> Prompt::next()
+{
+    while (true) {
+        showsPrompt();
+        int length = 0;
+        const wchar_t* const line = el_wgets(editor.get(), &length);
+        console.setPrompt([] {}, [] {});
+        el_set(editor.get(), EL_PREP_TERM, 1); // what is typed meanwhile is not cut and not shown twice
+        if (line)
+            return QString::fromWCharArray(line, length).remove(u'\n').toUtf8();
+        const bool isInterrupted = takeSignal() == Caught::Interrupt;
+        console.text(isInterrupted ? u"^C\n"_s : u"\n"_s);
+        if (!isInterrupted)
+            return std::nullopt;
+        el_reset(editor.get());
+    }
+}
+
+void Prompt::showsPrompt()
+{
+    console.setPrompt([this] { hide(); }, [this] { el_set(editor.get(), EL_REFRESH); });
+}
+
+QString Prompt::typedText() const
+{
+    const LineInfoW* const line = el_wline(editor.get());
+    return QString::fromWCharArray(line->buffer, line->cursor - line->buffer);
+}
+
+/// Takes the prompt and what is typed off the screen.
+void Prompt::hide()
+{
+    winsize size = {};
+    const std::wstring text = (PromptText + typedText()).toStdWString();
+    const int width = std::max(wcswidth(text.c_str(), text.size()), 0);
+    const bool isKnown = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    const int row = isKnown ? width / size.ws_col : 0;
+    static_cast<void>(std::fputs(row > 0 ? qPrintable(u"\x1b[%1A\r\x1b[J"_s.arg(row)) : "\r\x1b[J", stdout));
+    static_cast<void>(std::fflush(stdout));
+}
+
+unsigned char Prompt::complete(EditLine* editor, int /*key*/)
+{
+    return of(editor).completeLine();
+}
+
+unsigned char Prompt::completeLine()
+{
+    const QString typed = typedText();
+    const Completion completion = completionOf(typed, valuesOf);
+    static_cast<void>(takeSignal()); // in the wait for names
+    if (completion.words.isEmpty())
+        return CC_REFRESH_BEEP;
+    const QString word = typed.mid(completion.start);
+    QString start = commonStart(completion.words);
+    if (completion.words.size() == 1 && !start.endsWith(u'='))
+        start += u' ';
+    if (start.size() > word.size()) {
+        el_winsertstr(editor.get(), start.mid(word.size()).toStdWString().c_str());
+        return CC_REFRESH;
+    }
+    constexpr qsizetype most = 100;
+    QStringList shown = completion.words.mid(0, most);
+    if (completion.words.size() > most)
+        shown.append(u"and %1 more"_s.arg(completion.words.size() - most));
+    console.setPrompt([] {}, [] {}); // it stays where it is, and comes again below
+    console.text(u'\n' + shown.join("  "_L1) + u'\n');
+    el_set(editor.get(), EL_REFRESH);
+    showsPrompt();
+    return CC_NORM;
+}
+
+void Prompt::readHistory()
+{
+    QDir().mkpath(QFileInfo(historyFile).path());
+    // Only the user can read it, from the start.
+    const int descriptor = ::open(QFile::encodeName(historyFile).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    QFile file;
+    if (!file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
+        return;
+    QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
+    const bool isLong = lines.size() > 2 * HistoryLines;
+    lines.remove(0, std::max<qsizetype>(0, lines.size() - HistoryLines));
+    HistEventW event = {};
+    for (const QString& line : std::as_const(lines))
+        history_w(history.get(), &event, H_ENTER, line.toStdWString().c_str());
+    QSaveFile shorter(historyFile);
+    if (isLong && shorter.open(QIODevice::WriteOnly) && shorter.write((lines.join(u'\n') + u'\n').toUtf8()) > 0)
+        shorter.commit();
+}
+
+/// Added to what other prompts have written meanwhile.
+void Prompt::remember(const QByteArray& line)
+{
+    HistEventW event = {};
+    history_w(history.get(), &event, H_ENTER, QString::fromUtf8(line).toStdWString().c_str());
+    QFile file(historyFile);
+    if (file.open(QIODevice::Append | QIODevice::Unbuffered))
+        file.write(line + '\n');
+}
+
+QString firstLineOf(int descriptor)
+{
+    constexpr qsizetype longest = 4096; // a device may never end
+    QByteArray line;
+    for (char byte = 0; line.size() < longest && ::read(descriptor, &byte, 1) == 1 && byte != '\n';)
+        line += byte;
+    return QString::fromUtf8(line).remove(u'\r');
+}
+
+/// The terminal edits the line. It makes no signals, which would leave it silent: Ctrl-C ends the line, and stays in
+/// it.
 std::optional<QString> askForPassword(const QString& user)
 {
+    constexpr char interrupt = '\x03';
     QFile terminal(u"/dev/tty"_s);
     if (!terminal.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         return std::nullopt;
-    const SilentTerminal silent(terminal.handle()); // before it asks: what is typed at once is not shown or lost
+    termios before = {};
+    tcgetattr(terminal.handle(), &before);
+    termios silent = before;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG);
+    silent.c_cc[VEOL] = interrupt;
+    tcsetattr(terminal.handle(), TCSAFLUSH, &silent); // before it asks: what is typed at once is not shown or lost
     terminal.write(u"Password of %1: "_s.arg(user).toUtf8());
-    std::optional<QString> password = readSilently(terminal);
+    std::array<char, 4096> line = {};
+    const ssize_t length = ::read(terminal.handle(), line.data(), line.size());
+    tcsetattr(terminal.handle(), TCSAFLUSH, &before);
     terminal.write("\n");
-    return password;
+    if (length <= 0 || line[static_cast<size_t>(length) - 1] != '\n')
+        return std::nullopt;
+    return QString::fromUtf8(line.data(), length - 1);
 }
 
 } // namespace OrvaneClient

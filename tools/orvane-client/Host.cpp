@@ -1,0 +1,387 @@
+#include "Host.h"
+
+#include "CommandCatalogue.h"
+#include "Console.h"
+#include "Protocol.h"
+#include "Settings.h"
+#include "TerminalText.h"
+
+#include <QCoreApplication>
+#include <QRegularExpression>
+#include <QSocketNotifier>
+#include <QTimer>
+
+#include <algorithm>
+#include <csignal>
+#include <utility>
+
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace OrvaneClient {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// After so long without an answer the host is asked why, or after a third of the timeout.
+constexpr std::chrono::milliseconds Silence = 300ms;
+
+constexpr QLatin1String FenceCommand("end-of-query-");
+
+Caught caught = Caught::Nothing;
+
+} // namespace
+
+void catchSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaddset(&signals, signal);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    auto* const notifier = new QSocketNotifier(descriptor, QSocketNotifier::Read, QCoreApplication::instance());
+    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [descriptor] {
+        signalfd_siginfo signal = {};
+        if (read(descriptor, &signal, sizeof signal) == sizeof signal)
+            caught = signal.ssi_signo == SIGINT ? Caught::Interrupt : Caught::End;
+    });
+}
+
+Caught caughtSignal()
+{
+    return caught;
+}
+
+Caught takeSignal()
+{
+    return std::exchange(caught, Caught::Nothing);
+}
+
+Host::Host(const Settings& settings, Console& console, const std::optional<CommandRequest>& login)
+    : settings(settings)
+    , console(console)
+    , login(login)
+{
+    socket.setSslConfiguration(settings.trust.configuration());
+    // They are judged when the handshake is done, together with the certificate; nothing is sent before.
+    QObject::connect(&socket, &QSslSocket::sslErrors, &socket, [this] { socket.ignoreSslErrors(); });
+}
+
+Host::~Host()
+{
+    socket.abort();
+}
+
+bool Host::waitUntil(const std::function<bool()>& condition, QDeadlineTimer deadline)
+{
+    QTimer alarm; // ends the wait for events
+    alarm.setTimerType(Qt::PreciseTimer);
+    while (true) {
+        receive();
+        if (condition())
+            return true;
+        if (deadline.hasExpired() || caughtSignal() != Caught::Nothing)
+            return false;
+        if (!deadline.isForever())
+            alarm.start(std::chrono::milliseconds(deadline.remainingTime() + 1));
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+}
+
+bool Host::idleUntil(const std::function<bool()>& condition, QDeadlineTimer deadline)
+{
+    bool wasOpen = isOpen;
+    const auto isOver = [&] {
+        if (std::exchange(wasOpen, isOpen) && !isOpen)
+            console.problem(endOfConnection().problem);
+        return condition();
+    };
+    return waitUntil(isOver, deadline);
+}
+
+void Host::connect()
+{
+    for (QString told; !isOpen;) {
+        try {
+            open();
+        } catch (const Outcome& failure) {
+            if (!failure.mayPass || !settings.retries || caughtSignal() != Caught::Nothing)
+                throw;
+            if (std::exchange(told, failure.problem) != failure.problem)
+                console.problem(failure.problem + u"; trying again"_s);
+            waitUntil([] { return false; }, QDeadlineTimer(1s));
+        }
+    }
+}
+
+void Host::open()
+{
+    reset();
+    bool isReached = false;
+    const auto connection =
+        QObject::connect(&socket, &QSslSocket::connected, &socket, [&isReached] { isReached = true; });
+    socket.connectToHostEncrypted(settings.host, settings.port);
+    const auto isDecided = [this] {
+        return socket.isEncrypted() || socket.state() == QAbstractSocket::UnconnectedState;
+    };
+    const bool isInTime = waitUntil(isDecided, QDeadlineTimer(settings.connectTimeout()));
+    QObject::disconnect(connection);
+    if (!socket.isEncrypted())
+        failToConnect(isReached, isInTime);
+    try {
+        const QString notice =
+            judge(settings.trust, settings.address(), socket.peerCertificate(), socket.sslHandshakeErrors());
+        if (!notice.isEmpty())
+            console.problem(notice);
+    } catch (const Outcome& refusal) {
+        reset();
+        throw Outcome {
+            refusal.status, u"the certificate of %1 is refused: %2"_s.arg(settings.address(), refusal.problem)};
+    }
+    isOpen = true;
+}
+
+void Host::failToConnect(bool isReached, bool isInTime)
+{
+    const QString what = isReached ? u"no TLS with %1"_s
+        : isInTime                 ? u"cannot connect to %1"_s
+                                   : u"no connection to %1"_s;
+    QString reason = u": "_s + socket.errorString().simplified();
+    if (!isInTime)
+        reason = u" within "_s + durationText(settings.connectTimeout());
+    else if (isReached && socket.error() == QAbstractSocket::RemoteHostClosedError)
+        reason += u" (as a host does that has all the clients it takes)"_s;
+    reset();
+    throw Outcome {ExitStatus::NoConnection, what.arg(settings.address()) + reason, true};
+}
+
+void Host::reset()
+{
+    socket.abort();
+    cutter = {};
+    fencesSent = fencesPassed = -1;
+    isOpen = isLoggedIn = owesAnswer = isUnanswered = isFlooded = false;
+}
+
+void Host::logIn()
+{
+    if (isOpen && isLoggedIn)
+        return;
+    connect();
+    sendLogin(login);
+}
+
+/// A host never answers a login. Whether it was accepted shows by a fence: it is rejected after a login, and ignored
+/// without one. But a host that stays silent may be busy. So it is told that nothing more comes: when it closes then,
+/// it has read everything.
+void Host::sendLogin(const std::optional<CommandRequest>& account)
+{
+    const std::chrono::milliseconds timeout = settings.connectTimeout();
+    const QDeadlineTimer deadline(timeout);
+    if (account)
+        send(account->document);
+    const int fence = sendFence();
+    isLoggedIn = awaitFence(fence, QDeadlineTimer(std::min(Silence, timeout / 3)));
+    if (isLoggedIn)
+        return;
+    if (!isOpen)
+        throw endOfConnection();
+    endSending(deadline);
+    if (awaitFence(fence, deadline)) {
+        open(); // the connection takes no more commands
+        if (account)
+            send(account->document);
+        isLoggedIn = true;
+        return;
+    }
+    const bool isCut = isFlooded || cutter.incompleteLength() > 0;
+    Outcome failure = isOpen
+        ? Outcome {ExitStatus::NoAnswer, u"no answer to the login within %1"_s.arg(durationText(timeout))}
+        : endOfConnection();
+    if (!isOpen && !isCut)
+        failure = {ExitStatus::NotLoggedIn,
+            account ? u"not logged in: the host does not accept the account, and answers nothing"_s
+                    : u"not logged in: without a login a host answers nothing"_s};
+    reset();
+    throw failure;
+}
+
+void Host::exchange(const CommandRequest& command, const Expectation& expected)
+{
+    exchange(command, expected, settings.timeoutFor(expected));
+}
+
+void Host::exchange(const CommandRequest& command, const Expectation& expected, std::chrono::milliseconds timeout)
+{
+    if (command.command == LoginCommand) {
+        if (isLoggedIn || owesAnswer)
+            reset();
+        connect();
+        sendLogin(command);
+        login = command;
+        return;
+    }
+    if (expected.isNothing && !login)
+        connect();
+    else
+        logIn();
+    const QDeadlineTimer deadline(timeout);
+    if (owesAnswer && !awaitFence(sendFence(), deadline))
+        throw isOpen ? Outcome {ExitStatus::NoAnswer,
+            u"%1 was not sent: the host has not come to the end of an earlier command within %2"_s.arg(
+                command.command, durationText(timeout))}
+                     : endOfConnection();
+    owesAnswer = false;
+    isUnanswered = expected.isNothing;
+    sinceSent.start();
+    send(command.document);
+    if (!expected.isNothing)
+        awaitAnswer(expected, timeout, deadline);
+    else if (!awaitAllSent(deadline))
+        throw Outcome {ExitStatus::NoAnswer, u"the host did not take all within %1"_s.arg(durationText(timeout))};
+}
+
+void Host::awaitAnswer(const Expectation& expected, std::chrono::milliseconds timeout, QDeadlineTimer deadline)
+{
+    outcome.reset();
+    awaited = expected;
+    const int fence = fencesSent + 1;
+    const auto isDone = [this] { return outcome || !isOpen; };
+    if (!waitUntil(isDone, QDeadlineTimer(std::min(Silence, timeout / 3)))) {
+        sendFence();
+        waitUntil([&] { return isDone() || (!expected.isNotice && fencesPassed >= fence); }, deadline);
+    }
+    Outcome result = outcome.value_or(endOfConnection());
+    awaited.reset();
+    if (!isDone()) {
+        owesAnswer = fencesPassed < fence;
+        result.problem = owesAnswer || expected.isNotice
+            ? u"no %1 within %2"_s.arg(expected.description(), durationText(timeout))
+            : u"the host gives no %1"_s.arg(expected.description());
+        if (!owesAnswer && expected.root == RefreshFinishedNotice)
+            result.problem += u"; the refresh goes on (give it more --timeout)"_s;
+    }
+    if (result.status != ExitStatus::Success)
+        throw result;
+}
+
+namespace {
+
+/// Bytes made visible: a line for each line, with a mark before it, and without the password of a login.
+QString traceOf(QLatin1String mark, const QByteArray& bytes, bool isSent)
+{
+    static const QRegularExpression password(u"(<(?:[\\w.-]+:)?password\\b[^>]*>).*?(</|$)"_s,
+        QRegularExpression::DotMatchesEverythingOption | QRegularExpression::UseUnicodePropertiesOption);
+    QString text = textOfBytes(bytes);
+    if (isSent)
+        text.replace(password, u"\\1***\\2"_s);
+    QString lines = mark;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        lines += visible(text[i]);
+        if (text[i] == u'\n' && i + 1 < text.size())
+            lines += u'\n' + mark;
+    }
+    return lines;
+}
+
+} // namespace
+
+void Host::send(const QByteArray& message)
+{
+    const QByteArray bytes = message + OrvaneInterface::MessageTerminator.data();
+    if (settings.traces)
+        console.trace(traceOf("> "_L1, bytes, true));
+    socket.write(bytes);
+}
+
+/// \return its number; that of the login's is 0
+int Host::sendFence()
+{
+    const QString name = FenceCommand + QString::number(++fencesSent);
+    send((u'<' + name + "/>"_L1).toLatin1());
+    return fencesSent;
+}
+
+bool Host::awaitFence(int number, QDeadlineTimer deadline)
+{
+    waitUntil([&] { return fencesPassed >= number || !isOpen; }, deadline);
+    return fencesPassed >= number;
+}
+
+bool Host::awaitAllSent(QDeadlineTimer deadline)
+{
+    const auto isSent = [this] { return socket.bytesToWrite() == 0 && socket.encryptedBytesToWrite() == 0; };
+    return waitUntil([&] { return isSent() || !isOpen; }, deadline);
+}
+
+/// The host closes when it has read all. Closing here at once could make the system drop what it has not read yet.
+void Host::endSending(QDeadlineTimer deadline)
+{
+    awaitAllSent(deadline);
+    ::shutdown(static_cast<int>(socket.socketDescriptor()), SHUT_WR);
+}
+
+void Host::close()
+{
+    const QDeadlineTimer deadline(settings.connectTimeout());
+    if (isOpen && isUnanswered) {
+        endSending(deadline);
+        waitUntil([this] { return !isOpen; }, deadline);
+    }
+    reset();
+}
+
+void Host::receive()
+{
+    if (!isOpen)
+        return;
+    const QByteArray bytes = socket.readAll();
+    if (settings.traces && !bytes.isEmpty())
+        console.trace(traceOf("< "_L1, bytes, false));
+    if (cutter.incompleteLength() == 0)
+        messageBegan = sinceSent.isValid() ? sinceSent.elapsed() : 0;
+    for (const QByteArray& message : bytes.isEmpty() ? QList<QByteArray>() : cutter.add(bytes))
+        handle(Reply(message));
+    constexpr qsizetype longestMessage = qsizetype(1) << 27; // more than any host has to say, and can be held
+    isFlooded = cutter.incompleteLength() > longestMessage;
+    if (isFlooded)
+        socket.abort();
+    isOpen = socket.state() != QAbstractSocket::UnconnectedState;
+}
+
+void Host::handle(const Reply& reply)
+{
+    bool isNumber = false;
+    const int number = reply.command.mid(FenceCommand.size()).toInt(&isNumber);
+    const bool isFence = isNumber && reply.kind == Reply::Kind::Rejected && reply.command.startsWith(FenceCommand);
+    if (isFence && number >= 0 && number <= fencesSent) {
+        fencesPassed = std::max(fencesPassed, number);
+        return;
+    }
+    const bool isLate = owesAnswer && reply.root != RefreshFinishedNotice;
+    listener(reply, isLate);
+    if (awaited && !outcome && !isLate) {
+        outcome = awaited->judge(reply);
+        answeredAfter = messageBegan;
+    }
+}
+
+Outcome Host::endOfConnection() const
+{
+    const qsizetype length = cutter.incompleteLength();
+    if (isFlooded)
+        return {ExitStatus::BadAnswer, u"the answer has no end: given up after %1 bytes"_s.arg(length)};
+    QString problem = u"%1 closed the connection"_s.arg(settings.address());
+    if (length > 0)
+        problem += u" in the middle of a message, after %1 bytes"_s.arg(length);
+    else if (awaited)
+        problem += u", no %1"_s.arg(awaited->description());
+    return {ExitStatus::NoAnswer, problem};
+}
+
+} // namespace OrvaneClient

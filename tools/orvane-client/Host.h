@@ -1,0 +1,110 @@
+#pragma once
+
+#include "CommandRequest.h"
+#include "Outcome.h"
+#include "Reply.h"
+
+#include <QByteArray>
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <QSslCertificate>
+#include <QSslSocket>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+namespace OrvaneClient {
+
+class Console;
+struct Settings;
+
+enum class Caught {
+    Nothing,
+    Interrupt, ///< Ctrl-C
+    End,
+};
+
+/// From now on SIGINT, SIGTERM and SIGHUP do not end the program, but the waits of hosts.
+void catchSignals();
+
+/// The last signal since it was taken.
+Caught caughtSignal();
+Caught takeSignal();
+
+/**
+ * A host, and the connection to it. An operation blocks until it has ended, its time is over, or a signal was caught.
+ * It throws if it has not succeeded.
+ *
+ * An answer is never taken for that of another command. Hosts answer in order, so after a command that is unanswered
+ * comes one that no host knows, a fence: what comes before its rejection belongs to earlier commands.
+ */
+class Host {
+public:
+    /// For each message of the host, except the rejections of fences. A late one answers a command that was given up.
+    using Listener = std::function<void(const Reply& reply, bool isLate)>;
+
+    /// Settings and console live longer. Without \a login it does not log in.
+    Host(const Settings& settings, Console& console, const std::optional<CommandRequest>& login);
+    ~Host();
+    Q_DISABLE_COPY_MOVE(Host)
+
+    void setListener(const Listener& function) { listener = function; }
+
+    /// Connects, judges the certificate, and sends nothing. Does nothing if there is a connection.
+    void connect();
+    /// Logs in. Does nothing if that was done.
+    void logIn();
+    /// Sends a command and waits for what is expected. Connects and logs in if need be. The command may be a login: the
+    /// host gets it on a connection of its own, since one that fails would leave an earlier one valid.
+    void exchange(const CommandRequest& command, const Expectation& expected);
+    void exchange(const CommandRequest& command, const Expectation& expected, std::chrono::milliseconds timeout);
+    /// Ends the connection, when the host has read everything.
+    void close();
+
+    /// Receives messages until the condition holds. \return whether it does; no at the deadline or a signal
+    bool waitUntil(const std::function<bool()>& condition, QDeadlineTimer deadline);
+    /// The same while nothing else goes on: reports the end of the connection.
+    bool idleUntil(const std::function<bool()>& condition, QDeadlineTimer deadline);
+
+    bool isConnected() const { return isOpen; }
+    QSslCertificate certificate() const { return socket.peerCertificate(); }
+    /// How long after the last command its answer began to come: what the host, and not this program, takes for it.
+    qint64 millisecondsToAnswer() const { return answeredAfter; }
+
+private:
+    void open();
+    void reset();
+    [[noreturn]] void failToConnect(bool isReached, bool isInTime);
+    void sendLogin(const std::optional<CommandRequest>& account);
+    void awaitAnswer(const Expectation& expected, std::chrono::milliseconds timeout, QDeadlineTimer deadline);
+    void send(const QByteArray& message);
+    int sendFence();
+    bool awaitFence(int number, QDeadlineTimer deadline);
+    bool awaitAllSent(QDeadlineTimer deadline);
+    void endSending(QDeadlineTimer deadline);
+    void receive();
+    void handle(const Reply& reply);
+    Outcome endOfConnection() const;
+
+    const Settings& settings;
+    Console& console;
+    std::optional<CommandRequest> login;
+    Listener listener = [](const Reply&, bool) {};
+    QSslSocket socket;
+    MessageCutter cutter;
+    std::optional<Expectation> awaited; ///< while an exchange waits for it
+    std::optional<Outcome> outcome; ///< of the present exchange
+    QElapsedTimer sinceSent;
+    qint64 messageBegan = 0; ///< after the last command
+    qint64 answeredAfter = 0;
+    int fencesSent = -1;
+    int fencesPassed = -1;
+    bool isOpen = false;
+    bool isLoggedIn = false;
+    bool owesAnswer = false; ///< the last command was given up, and what comes may be its answer
+    bool isUnanswered = false; ///< nothing shows that the host has read the last command
+    bool isFlooded = false; ///< a message had no end
+};
+
+} // namespace OrvaneClient

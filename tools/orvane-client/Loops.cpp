@@ -1,0 +1,230 @@
+#include "Loops.h"
+
+#include "CommandCatalogue.h"
+#include "Console.h"
+#include "Help.h"
+#include "Host.h"
+#include "Reply.h"
+#include "Settings.h"
+#include "Terminal.h"
+
+#include <QMap>
+
+#include <memory>
+#include <utility>
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace OrvaneClient {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// For output that a script takes as the answers in their order: a late one stays out.
+void printTimely(Console& console, const Reply& reply, bool isLate)
+{
+    if (isLate)
+        console.problem(u"a late answer to an earlier command is dropped"_s);
+    else
+        console.reply(reply);
+}
+
+} // namespace
+
+ExitStatus runCommand(Host& host, Console& console, const CommandRequest& request, const Expectation& expected)
+{
+    host.setListener([&](const Reply& reply, bool isLate) { printTimely(console, reply, isLate); });
+    host.exchange(request, expected);
+    host.close();
+    return ExitStatus::Success;
+}
+
+namespace {
+
+/// Runs lines, each a command of the host or one of the client's own.
+class Shell {
+public:
+    Shell(Host& host, Console& console, const Settings& settings, bool isAtPrompt);
+
+    ExitStatus run();
+
+private:
+    void show(const Reply& reply, bool isLate);
+    QStringList valuesOf(const QString& key);
+    bool runLine(const QByteArray& line);
+    void send(const QByteArray& line);
+    bool goesOnAfter(const Outcome& failure);
+
+    Host& host;
+    Console& console;
+    const Settings& settings;
+    std::unique_ptr<LineSource> source;
+    QMap<QString, QStringList> names; ///< of the host, by the keys that take them
+    qint64 lineNumber = 0;
+    ExitStatus status = ExitStatus::Success;
+    bool isAtPrompt;
+    bool isCompleting = false;
+};
+
+Shell::Shell(Host& host, Console& console, const Settings& settings, bool isAtPrompt)
+    : host(host)
+    , console(console)
+    , settings(settings)
+    , isAtPrompt(isAtPrompt)
+{
+    if (isAtPrompt)
+        source = std::make_unique<Prompt>(host, console, [this](const QString& key) { return valuesOf(key); });
+    else
+        source = std::make_unique<PlainLines>(host);
+    host.setListener([this](const Reply& reply, bool isLate) { show(reply, isLate); });
+}
+
+void Shell::show(const Reply& reply, bool isLate)
+{
+    const QMap<QString, QStringList> told = reply.names();
+    names.insert(told);
+    if (reply.root == RefreshFinishedNotice)
+        names.clear();
+    if (!isAtPrompt)
+        printTimely(console, reply, isLate);
+    else if (told.isEmpty() || !isCompleting)
+        console.reply(reply); // a user sees whose answer it is
+}
+
+/// Asks the host for what it has not told yet, but not for longer than a user waits for the tabulator key.
+QStringList Shell::valuesOf(const QString& key)
+{
+    const bool isPreset = key == "presetname"_L1;
+    const QString list = isPreset ? u"getPresetsList"_s : u"getRecorderList"_s;
+    if (!names.contains(key) && (isPreset || key == "recorder"_L1 || key == "track"_L1)) {
+        isCompleting = true;
+        try {
+            host.exchange(requestFromWords({list}), Expectation::answerOf(list), 1s);
+        } catch (const Outcome&) { // then there are no names
+        }
+        isCompleting = false;
+    }
+    return names.value(key);
+}
+
+ExitStatus Shell::run()
+{
+    host.connect();
+    if (isAtPrompt)
+        console.text(u"Connected. \"help\" lists the commands, \"quit\" ends.\n"_s);
+    for (bool goesOn = true; goesOn;) {
+        const std::optional<QByteArray> line = source->next();
+        goesOn = line && runLine(*line);
+    }
+    host.close();
+    return status;
+}
+
+/// A misspelt login has a password, too.
+bool mayBeRemembered(const QByteArray& line)
+{
+    const QByteArray lowerCase = line.toLower();
+    return !lowerCase.contains("password") && !lowerCase.contains("login");
+}
+
+/// \return whether to go on
+bool Shell::runLine(const QByteArray& line)
+{
+    ++lineNumber;
+    const QByteArray trimmed = line.trimmed();
+    if (trimmed.isEmpty() || trimmed.startsWith('#'))
+        return true;
+    if (mayBeRemembered(trimmed))
+        source->remember(line);
+    if (trimmed == "quit")
+        return false;
+    try {
+        if (trimmed == "help" || trimmed.startsWith("help "))
+            console.text(helpOn(QString::fromUtf8(trimmed.mid(4)).trimmed()));
+        else
+            send(line.endsWith('\r') ? line.chopped(1) : line); // a backslash may stand before a blank at the end
+    } catch (const Outcome& failure) {
+        return goesOnAfter(failure);
+    }
+    return takeSignal() != Caught::End;
+}
+
+void Shell::send(const QByteArray& line)
+{
+    const CommandRequest request = checkedRequest(wordsOfLine(line), settings.isForced);
+    Expectation expected = Expectation::answerOf(request.command);
+    expected.isNothing = isAtPrompt && expected.isNotice; // nobody waits there for a notice: it is shown when it comes
+    host.exchange(request, expected);
+    if (expected.isNothing)
+        console.problem(u"when the refresh has ended, %1 is shown"_s.arg(expected.root));
+}
+
+bool Shell::goesOnAfter(const Outcome& failure)
+{
+    const Caught signal = takeSignal();
+    const QString problem =
+        signal == Caught::Nothing ? failure.problem : u"given up; an answer that comes all the same is shown"_s;
+    console.problem(isAtPrompt ? problem : u"line %1: %2"_s.arg(lineNumber).arg(problem));
+    if (isAtPrompt)
+        return signal != Caught::End;
+    if (status == ExitStatus::Success)
+        status = failure.status;
+    return failure.status != ExitStatus::NotLoggedIn && failure.status != ExitStatus::NoConnection; // for nothing
+}
+
+} // namespace
+
+ExitStatus runLines(Host& host, Console& console, const Settings& settings)
+{
+    const bool isAtPrompt = isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
+    if (isAtPrompt)
+        catchSignals();
+    return Shell(host, console, settings, isAtPrompt).run();
+}
+
+ExitStatus runWatch(Host& host, Console& console, const Settings& settings, const QList<CommandRequest>& queries)
+{
+    catchSignals();
+    console.showTimes();
+    QByteArray asked;
+    QMap<QByteArray, QByteArray> answers;
+    QMap<QByteArray, QString> problems;
+    host.setListener([&](const Reply& reply, bool isLate) {
+        const bool isNotice = reply.root == RefreshFinishedNotice;
+        if (isNotice || (!isLate && std::exchange(answers[asked], reply.raw) != reply.raw))
+            console.reply(reply);
+    });
+    const auto attempt = [&](const auto& function) {
+        Outcome result;
+        try {
+            function();
+        } catch (const Outcome& failure) {
+            result = failure;
+        }
+        const bool isNew = std::exchange(problems[asked], result.problem) != result.problem;
+        if (isNew && !result.problem.isEmpty() && caughtSignal() == Caught::Nothing)
+            console.problem(result.problem);
+        const bool isHopeless = result.status == ExitStatus::NoConnection && !result.mayPass;
+        if (isHopeless || result.status == ExitStatus::NotLoggedIn)
+            throw Outcome {result.status}; // it has been told
+    };
+    while (caughtSignal() == Caught::Nothing) {
+        const bool wasConnected = host.isConnected();
+        asked.clear();
+        attempt([&] { host.logIn(); });
+        if (host.isConnected() && !wasConnected)
+            console.problem(u"connected to %1"_s.arg(settings.address()));
+        for (const CommandRequest& query : queries) {
+            asked = query.document;
+            if (host.isConnected() && caughtSignal() == Caught::Nothing)
+                attempt([&] { host.exchange(query, Expectation::answerOf(query.command)); });
+        }
+        host.idleUntil([&] { return !host.isConnected(); }, host.isConnected() ? settings.interval : 1s);
+    }
+    return ExitStatus::Success;
+}
+
+} // namespace OrvaneClient
