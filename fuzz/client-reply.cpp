@@ -1,6 +1,6 @@
 #include "Reply.h"
 #include "Target.h"
-#include "TerminalText.h"
+#include "Console.h"
 #include "XmlCommandReader.h"
 
 #include <QJsonDocument>

@@ -217,29 +217,36 @@ What is longer than the pieces in which hosts read is sent in ASCII:
 
 The help has the commands of the protocol, in their order:
 
-  $ orvane --help | sed -n '/^Commands:/,/^A parameter/s/^  \([A-Za-z]\+\) .*/\1/p' > known
+  $ "$CLIENT" help | grep -oE '^[A-Za-z]+' > known
   $ sed -n 's/^## `\(.*\)`.*/\1/p' "$TESTDIR/../../docs/protocol.md" | diff - known
 
-What a shell completes, and the manual page:
+What bash completes, and the manual page:
 
-  $ complete() { echo $("$CLIENT" --complete "$@"); }
-  $ complete showL
+  $ orvane-client() { "$CLIENT" "$@"; }
+  $ _init_completion() { words=("${COMP_WORDS[@]}") cword=$((${#words[@]} - 1)) cur=${words[-1]} prev=${words[-2]}; }
+  $ . "$TESTDIR/../../tools/orvane-client/completion.bash"
+  $ completed() { local COMP_WORDS=(orvane-client "$@") COMPREPLY=(); _orvane_client; echo "${COMPREPLY[@]}"; }
+  $ completed showL
   showLive showLiveAtSubsplit
-  $ complete --insecure --port 1 showLive spl
+  $ completed --insecure --port 1 showLive spl
   splitid=
-  $ complete --trust
+  $ completed setDetailViews s
+  splitid= subsplit:id=
+  $ completed setDetailViews subsplit:id=0,rb
+  0,rbx= 0,rby=
+  $ completed --trust
   --trust-on-first-use
-  $ complete --ca x
+  $ completed --ca x
   
-  $ complete help showLiveA
+  $ completed help showLiveA
   showLiveAtSubsplit
-  $ complete ch
+  $ completed watch getP
+  getPresetsList getPertinentInfo
+  $ completed ch
   check
   $ mkdir -p config/orvane-client; printf '[wall]\nhost=x\n' > config/orvane-client/profiles.ini
-  $ complete --profile w
+  $ completed --profile w
   wall
-  $ complete watch getP
-  getPresetsList getPertinentInfo
-  $ for word in $("$CLIENT" --complete --) $("$CLIENT" --complete ''); do
+  $ for word in $(completed --) $(completed ''); do
   >     grep -q -e "${word//-/\\\\-}" "$TESTDIR/../../tools/orvane-client/orvane-client.1" || echo "$word is missing"
   > done

@@ -1,10 +1,9 @@
-#include "CommandCatalogue.h"
+#include "Command.h"
 #include "Console.h"
 #include "Host.h"
 #include "Loops.h"
 #include "Protocol.h"
 #include "Settings.h"
-#include "TerminalText.h"
 
 #include <QDateTime>
 

@@ -10,6 +10,19 @@
 
 namespace OrvaneClient {
 
+/// The text of bytes that a host has sent. Those that are no UTF-8, such as a character that two reads cut apart, are
+/// taken one by one.
+QString textOfBytes(const QByteArray& bytes);
+
+/// Whether a terminal would obey the character instead of showing it, or show others in another order because of it.
+bool isHarmful(QChar character);
+
+/// The character; as \\x1b or \\u202e, where it is harmful.
+QString visible(QChar character);
+
+/// The text with all that is harmful made visible, but for line feeds and tabulators.
+QString visibleText(const QString& text);
+
 /**
  * All that the program says: answers on standard output, everything else on standard error. It ends the program if
  * standard output takes no more.

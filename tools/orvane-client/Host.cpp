@@ -1,10 +1,9 @@
 #include "Host.h"
 
-#include "CommandCatalogue.h"
+#include "Command.h"
 #include "Console.h"
 #include "Protocol.h"
 #include "Settings.h"
-#include "TerminalText.h"
 
 #include <QCoreApplication>
 #include <QRegularExpression>
@@ -32,7 +31,7 @@ constexpr std::chrono::milliseconds Silence = 300ms;
 
 constexpr QLatin1String FenceCommand("end-of-query-");
 
-Caught caught = Caught::Nothing;
+int caught = 0;
 
 } // namespace
 
@@ -48,18 +47,18 @@ void catchSignals()
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [descriptor] {
         signalfd_siginfo signal = {};
         if (read(descriptor, &signal, sizeof signal) == sizeof signal)
-            caught = signal.ssi_signo == SIGINT ? Caught::Interrupt : Caught::End;
+            caught = static_cast<int>(signal.ssi_signo);
     });
 }
 
-Caught caughtSignal()
+int caughtSignal()
 {
     return caught;
 }
 
-Caught takeSignal()
+int takeSignal()
 {
-    return std::exchange(caught, Caught::Nothing);
+    return std::exchange(caught, 0);
 }
 
 Host::Host(const Settings& settings, Console& console, const std::optional<CommandRequest>& login)
@@ -85,7 +84,7 @@ bool Host::waitUntil(const std::function<bool()>& condition, QDeadlineTimer dead
         receive();
         if (condition())
             return true;
-        if (deadline.hasExpired() || caughtSignal() != Caught::Nothing)
+        if (deadline.hasExpired() || caughtSignal() != 0)
             return false;
         if (!deadline.isForever())
             alarm.start(std::chrono::milliseconds(deadline.remainingTime() + 1));
@@ -110,7 +109,7 @@ void Host::connect()
         try {
             open();
         } catch (const Outcome& failure) {
-            if (!failure.mayPass || !settings.retries || caughtSignal() != Caught::Nothing)
+            if (!failure.mayPass || !settings.retries || caughtSignal() != 0)
                 throw;
             if (std::exchange(told, failure.problem) != failure.problem)
                 console.problem(failure.problem + u"; trying again"_s);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "CommandRequest.h"
+#include "Command.h"
 #include "Outcome.h"
 #include "Reply.h"
 
@@ -19,18 +19,12 @@ namespace OrvaneClient {
 class Console;
 struct Settings;
 
-enum class Caught {
-    Nothing,
-    Interrupt, ///< Ctrl-C
-    End,
-};
-
 /// From now on SIGINT, SIGTERM and SIGHUP do not end the program, but the waits of hosts.
 void catchSignals();
 
-/// The last signal since it was taken.
-Caught caughtSignal();
-Caught takeSignal();
+/// The number of the last one since it was taken; 0: there was none.
+int caughtSignal();
+int takeSignal();
 
 /**
  * A host, and the connection to it. An operation blocks until it has ended, its time is over, or a signal was caught.

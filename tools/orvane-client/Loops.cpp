@@ -1,8 +1,7 @@
 #include "Loops.h"
 
-#include "CommandCatalogue.h"
+#include "Command.h"
 #include "Console.h"
-#include "Help.h"
 #include "Host.h"
 #include "Reply.h"
 #include "Settings.h"
@@ -10,6 +9,7 @@
 
 #include <QMap>
 
+#include <csignal>
 #include <memory>
 #include <utility>
 
@@ -54,18 +54,18 @@ public:
 private:
     void show(const Reply& reply, bool isLate);
     QStringList valuesOf(const QString& key);
-    bool runLine(const QByteArray& line);
-    void send(const QByteArray& line);
-    bool goesOnAfter(const Outcome& failure);
+    void runLine(const QByteArray& line);
+    /// \return whether to go on
+    bool handleFailure(const Outcome& failure, bool isInterrupted);
 
     Host& host;
     Console& console;
     const Settings& settings;
-    std::unique_ptr<LineSource> source;
+    PlainLines lines;
+    std::unique_ptr<Prompt> prompt; ///< null: there is no user to whom to show it
     QMap<QString, QStringList> names; ///< of the host, by the keys that take them
     qint64 lineNumber = 0;
     ExitStatus status = ExitStatus::Success;
-    bool isAtPrompt;
     bool isCompleting = false;
 };
 
@@ -73,12 +73,10 @@ Shell::Shell(Host& host, Console& console, const Settings& settings, bool isAtPr
     : host(host)
     , console(console)
     , settings(settings)
-    , isAtPrompt(isAtPrompt)
+    , lines(host)
 {
     if (isAtPrompt)
-        source = std::make_unique<Prompt>(host, console, [this](const QString& key) { return valuesOf(key); });
-    else
-        source = std::make_unique<PlainLines>(host);
+        prompt = std::make_unique<Prompt>(host, console, [this](const QString& key) { return valuesOf(key); });
     host.setListener([this](const Reply& reply, bool isLate) { show(reply, isLate); });
 }
 
@@ -88,7 +86,7 @@ void Shell::show(const Reply& reply, bool isLate)
     names.insert(told);
     if (reply.root == RefreshFinishedNotice)
         names.clear();
-    if (!isAtPrompt)
+    if (!prompt)
         printTimely(console, reply, isLate);
     else if (told.isEmpty() || !isCompleting)
         console.reply(reply); // a user sees whose answer it is
@@ -99,25 +97,36 @@ QStringList Shell::valuesOf(const QString& key)
 {
     const bool isPreset = key == "presetname"_L1;
     const QString list = isPreset ? u"getPresetsList"_s : u"getRecorderList"_s;
-    if (!names.contains(key) && (isPreset || key == "recorder"_L1 || key == "track"_L1)) {
-        isCompleting = true;
-        try {
-            host.exchange(requestFromWords({list}), Expectation::answerOf(list), 1s);
-        } catch (const Outcome&) { // then there are no names
-        }
-        isCompleting = false;
+    if (names.contains(key) || (!isPreset && key != "recorder"_L1 && key != "track"_L1))
+        return names.value(key);
+    isCompleting = true;
+    try {
+        host.exchange(requestFromWords({list}), Expectation::answerOf(list), 1s);
+    } catch (const Outcome&) { // then there are no names
     }
+    isCompleting = false;
     return names.value(key);
 }
 
 ExitStatus Shell::run()
 {
     host.connect();
-    if (isAtPrompt)
+    if (prompt)
         console.text(u"Connected. \"help\" lists the commands, \"quit\" ends.\n"_s);
-    for (bool goesOn = true; goesOn;) {
-        const std::optional<QByteArray> line = source->next();
-        goesOn = line && runLine(*line);
+    for (bool goesOn = true; goesOn; ++lineNumber) {
+        const std::optional<QByteArray> line = prompt ? prompt->next() : lines.next();
+        if (!line || line->trimmed() == "quit")
+            break;
+        Outcome outcome;
+        try {
+            runLine(*line);
+        } catch (const Outcome& failure) {
+            outcome = failure;
+        }
+        const int signal = takeSignal();
+        goesOn = signal == 0 || signal == SIGINT;
+        if (outcome.status != ExitStatus::Success)
+            goesOn = handleFailure(outcome, signal != 0) && goesOn;
     }
     host.close();
     return status;
@@ -130,46 +139,34 @@ bool mayBeRemembered(const QByteArray& line)
     return !lowerCase.contains("password") && !lowerCase.contains("login");
 }
 
-/// \return whether to go on
-bool Shell::runLine(const QByteArray& line)
+void Shell::runLine(const QByteArray& line)
 {
-    ++lineNumber;
     const QByteArray trimmed = line.trimmed();
     if (trimmed.isEmpty() || trimmed.startsWith('#'))
-        return true;
-    if (mayBeRemembered(trimmed))
-        source->remember(line);
-    if (trimmed == "quit")
-        return false;
-    try {
-        if (trimmed == "help" || trimmed.startsWith("help "))
-            console.text(helpOn(QString::fromUtf8(trimmed.mid(4)).trimmed()));
-        else
-            send(line.endsWith('\r') ? line.chopped(1) : line); // a backslash may stand before a blank at the end
-    } catch (const Outcome& failure) {
-        return goesOnAfter(failure);
+        return;
+    if (prompt && mayBeRemembered(trimmed))
+        prompt->remember(line);
+    if (trimmed == "help" || trimmed.startsWith("help ")) {
+        console.text(helpOn(QString::fromUtf8(trimmed.mid(4)).trimmed()));
+        return;
     }
-    return takeSignal() != Caught::End;
-}
-
-void Shell::send(const QByteArray& line)
-{
-    const CommandRequest request = checkedRequest(wordsOfLine(line), settings.isForced);
+    // A backslash may stand before a blank at the end.
+    const QStringList words = wordsOfLine(line.endsWith('\r') ? line.chopped(1) : line);
+    const CommandRequest request = checkedRequest(words, settings.isForced);
     Expectation expected = Expectation::answerOf(request.command);
-    expected.isNothing = isAtPrompt && expected.isNotice; // nobody waits there for a notice: it is shown when it comes
+    expected.isNothing = prompt && expected.isNotice; // nobody waits there for a notice: it is shown when it comes
     host.exchange(request, expected);
     if (expected.isNothing)
         console.problem(u"when the refresh has ended, %1 is shown"_s.arg(expected.root));
 }
 
-bool Shell::goesOnAfter(const Outcome& failure)
+bool Shell::handleFailure(const Outcome& failure, bool isInterrupted)
 {
-    const Caught signal = takeSignal();
-    const QString problem =
-        signal == Caught::Nothing ? failure.problem : u"given up; an answer that comes all the same is shown"_s;
-    console.problem(isAtPrompt ? problem : u"line %1: %2"_s.arg(lineNumber).arg(problem));
-    if (isAtPrompt)
-        return signal != Caught::End;
+    if (prompt) {
+        console.problem(isInterrupted ? u"given up; an answer that comes all the same is shown"_s : failure.problem);
+        return true;
+    }
+    console.problem(u"line %1: %2"_s.arg(lineNumber + 1).arg(failure.problem));
     if (status == ExitStatus::Success)
         status = failure.status;
     return failure.status != ExitStatus::NotLoggedIn && failure.status != ExitStatus::NoConnection; // for nothing
@@ -205,13 +202,13 @@ ExitStatus runWatch(Host& host, Console& console, const Settings& settings, cons
             result = failure;
         }
         const bool isNew = std::exchange(problems[asked], result.problem) != result.problem;
-        if (isNew && !result.problem.isEmpty() && caughtSignal() == Caught::Nothing)
+        if (isNew && !result.problem.isEmpty() && caughtSignal() == 0)
             console.problem(result.problem);
         const bool isHopeless = result.status == ExitStatus::NoConnection && !result.mayPass;
         if (isHopeless || result.status == ExitStatus::NotLoggedIn)
             throw Outcome {result.status}; // it has been told
     };
-    while (caughtSignal() == Caught::Nothing) {
+    while (caughtSignal() == 0) {
         const bool wasConnected = host.isConnected();
         asked.clear();
         attempt([&] { host.logIn(); });
@@ -219,7 +216,7 @@ ExitStatus runWatch(Host& host, Console& console, const Settings& settings, cons
             console.problem(u"connected to %1"_s.arg(settings.address()));
         for (const CommandRequest& query : queries) {
             asked = query.document;
-            if (host.isConnected() && caughtSignal() == Caught::Nothing)
+            if (host.isConnected() && caughtSignal() == 0)
                 attempt([&] { host.exchange(query, Expectation::answerOf(query.command)); });
         }
         host.idleUntil([&] { return !host.isConnected(); }, host.isConnected() ? settings.interval : 1s);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "CommandRequest.h"
+#include "Command.h"
 #include "Outcome.h"
 
 #include <QList>

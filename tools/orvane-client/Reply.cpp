@@ -1,9 +1,9 @@
 #include "Reply.h"
 
-#include "CommandCatalogue.h"
+#include "Command.h"
+#include "Console.h"
 #include "DocumentMeasure.h"
 #include "Protocol.h"
-#include "TerminalText.h"
 
 #include <QJsonDocument>
 #include <QRegularExpression>
@@ -224,7 +224,7 @@ QByteArray Reply::formatted(ReplyFormat format) const
 Expectation Expectation::answerOf(const QString& command)
 {
     const KnownCommand* const known = findKnownCommand(command);
-    const QString root = known ? known->answerRoot : QString();
+    const QString root = QString::fromLatin1(known ? known->answerRoot : "");
     return {command, root, root == RefreshFinishedNotice};
 }
 

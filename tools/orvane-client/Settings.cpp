@@ -1,7 +1,6 @@
 #include "Settings.h"
 
-#include "CommandCatalogue.h"
-#include "CommandRequest.h"
+#include "Command.h"
 #include "Protocol.h"
 
 #include <QCommandLineParser>
@@ -57,13 +56,23 @@ constexpr std::array Options {
     Option {"quiet"_L1, None, "Print no answers; the exit status tells."_L1, "q"_L1},
     Option {"force"_L1, None, "Send also what the protocol does not have."_L1},
     Option {"trace"_L1, None, "Show what is sent (>) and received (<) on standard error."_L1},
-    Option {"interactive"_L1, None, "Read commands, as without a command."_L1, "i"_L1},
     Option {"help"_L1, None, "Show this help."_L1, "h"_L1},
     Option {"version"_L1, None, "Show the version."_L1},
 };
 
 /// So many, the first ones, can stand in a profile.
 constexpr size_t OptionsOfProfiles = 10;
+
+QList<QCommandLineOption> programOptions()
+{
+    QList<QCommandLineOption> options;
+    for (const Option& option : Options) {
+        QStringList names = {option.letter, option.name};
+        names.removeAll(QString());
+        options.append({names, option.description, option.value});
+    }
+    return options;
+}
 
 /// The options of one place: the command line, a profile, or the environment.
 class Place {
@@ -200,10 +209,10 @@ Trust trustOf(const QString& option, const QString& value)
 
 Action readAction(const Place& place, const QStringList& words)
 {
-    static const QMap<QString, Action> actions = {{u"file"_s, Action::OneCommand}, {u"interactive"_s, Action::Lines},
+    static const QMap<QString, Action> actions = {{u"file"_s, Action::OneCommand},
         {u"show-certificate"_s, Action::ShowCertificate}, {u"forget"_s, Action::Forget},
         {u"help"_s, Action::CommandHelp}, {u"watch"_s, Action::Watch}, {u"check"_s, Action::Check}};
-    const QString option = place.oneOf({"file", "interactive", "show-certificate", "forget"});
+    const QString option = place.oneOf({"file", "show-certificate", "forget"});
     if (!option.isEmpty() && !words.isEmpty())
         refuse(u"\"%1\" is one command too many beside --%2"_s.arg(words.first(), option));
     const Action usual = words.isEmpty() ? Action::Lines : Action::OneCommand;
@@ -238,20 +247,18 @@ std::chrono::milliseconds Settings::timeoutFor(const Expectation& expectation) c
     return timeout.value_or(expectation.root == RefreshFinishedNotice ? 60s : 5s);
 }
 
-QList<QCommandLineOption> programOptions()
+QString programHelp()
 {
-    QList<QCommandLineOption> options;
-    for (const Option& option : Options) {
-        QStringList names = {option.letter, option.name};
-        names.removeAll(QString());
-        options.append({names, option.description, option.value});
-    }
-    return options;
-}
-
-QStringList profileNames()
-{
-    return QSettings(profilesFile(), QSettings::IniFormat).childGroups();
+    QCommandLineParser parser;
+    parser.addOptions(programOptions());
+    parser.setApplicationDescription(
+        u"Drives a host of the Orvane interface as the control system would: logs in over TLS, sends a command, and\n"
+        "prints the answer. Without a command it reads commands at a prompt or from a pipe."_s);
+    parser.addPositionalArgument(
+        u"command"_s, u"One of those below, check, watch [command], or help."_s, u"[command"_s);
+    parser.addPositionalArgument(u"key=value"_s, u"Its parameters, in any number."_s, u"[key=value...]]"_s);
+    return parser.helpText() + "\nCommands:\n"_L1 + helpOn({})
+        + "\nThe manual page, orvane-client(1), tells more.\n"_L1;
 }
 
 Settings readSettings(const QStringList& arguments)

@@ -4,8 +4,6 @@
 #include "Reply.h"
 #include "Trust.h"
 
-#include <QCommandLineOption>
-#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -54,11 +52,8 @@ struct Settings {
     std::chrono::milliseconds timeoutFor(const Expectation& expectation) const;
 };
 
-/// All options, for the parser, the help and the completion.
-QList<QCommandLineOption> programOptions();
-
-/// The names of all profiles.
-QStringList profileNames();
+/// All of --help.
+QString programHelp();
 
 /// \a arguments: without the program's name.
 Settings readSettings(const QStringList& arguments);

@@ -3,7 +3,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QSocketNotifier>
 #include <QStandardPaths>
 
@@ -59,24 +58,11 @@ std::optional<QByteArray> PlainLines::next()
 
 namespace {
 
-constexpr QLatin1String PromptText("orvane> ");
-constexpr qsizetype HistoryLines = 1000;
+std::array<char, 9> promptText = {"orvane> "};
 
 char* promptOf(EditLine* /*editor*/)
 {
-    static std::array<char, 9> text = {"orvane> "};
-    return text.data();
-}
-
-/// The longest text with which all of them begin.
-QString commonStart(const QStringList& words)
-{
-    QString start = words.value(0);
-    for (const QString& word : words) {
-        const auto difference = std::mismatch(start.begin(), start.end(), word.begin(), word.end());
-        start.truncate(difference.first - start.begin());
-    }
-    return start;
+    return promptText.data();
 }
 
 } // namespace
@@ -98,7 +84,7 @@ Prompt::Prompt(Host& host, Console& console, ValuesOfKey valuesOf)
     el_wset(editor.get(), EL_ADDFN, L"orvane-complete", L"Complete a command, a key or a name", &Prompt::complete);
     el_wset(editor.get(), EL_BIND, L"^I", L"orvane-complete", nullptr);
     HistEventW event = {};
-    history_w(history.get(), &event, H_SETSIZE, static_cast<int>(HistoryLines));
+    history_w(history.get(), &event, H_SETSIZE, 1000);
     history_w(history.get(), &event, H_SETUNIQUE, 1);
     readHistory();
 }
@@ -136,14 +122,14 @@ int Prompt::readKey(EditLine* editor, wchar_t* key)
 std::optional<QByteArray> Prompt::next()
 {
     while (true) {
-        showsPrompt();
+        show();
         int length = 0;
         const wchar_t* const line = el_wgets(editor.get(), &length);
         console.setPrompt([] {}, [] {});
         el_set(editor.get(), EL_PREP_TERM, 1); // what is typed meanwhile is not cut and not shown twice
         if (line)
             return QString::fromWCharArray(line, length).remove(u'\n').toUtf8();
-        const bool isInterrupted = takeSignal() == Caught::Interrupt;
+        const bool isInterrupted = takeSignal() == SIGINT;
         console.text(isInterrupted ? u"^C\n"_s : u"\n"_s);
         if (!isInterrupted)
             return std::nullopt;
@@ -151,7 +137,7 @@ std::optional<QByteArray> Prompt::next()
     }
 }
 
-void Prompt::showsPrompt()
+void Prompt::show()
 {
     console.setPrompt([this] { hide(); }, [this] { el_set(editor.get(), EL_REFRESH); });
 }
@@ -166,7 +152,7 @@ QString Prompt::typedText() const
 void Prompt::hide()
 {
     winsize size = {};
-    const std::wstring text = (PromptText + typedText()).toStdWString();
+    const std::wstring text = (QLatin1String(promptText.data()) + typedText()).toStdWString();
     const int width = std::max(wcswidth(text.c_str(), text.size()), 0);
     const bool isKnown = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
     const int row = isKnown ? width / size.ws_col : 0;
@@ -176,32 +162,27 @@ void Prompt::hide()
 
 unsigned char Prompt::complete(EditLine* editor, int /*key*/)
 {
-    return of(editor).completeLine();
-}
-
-unsigned char Prompt::completeLine()
-{
-    const QString typed = typedText();
-    const Completion completion = completionOf(typed, valuesOf);
+    Prompt& prompt = of(editor);
+    const QString typed = prompt.typedText();
+    const auto [start, words] = completionOf(typed, prompt.valuesOf);
     static_cast<void>(takeSignal()); // in the wait for names
-    if (completion.words.isEmpty())
+    if (words.isEmpty())
         return CC_REFRESH_BEEP;
-    const QString word = typed.mid(completion.start);
-    QString start = commonStart(completion.words);
-    if (completion.words.size() == 1 && !start.endsWith(u'='))
-        start += u' ';
-    if (start.size() > word.size()) {
-        el_winsertstr(editor.get(), start.mid(word.size()).toStdWString().c_str());
+    QString common = words.first();
+    for (const QString& word : words)
+        common.truncate(std::mismatch(common.begin(), common.end(), word.begin(), word.end()).first - common.begin());
+    if (words.size() == 1 && !common.endsWith(u'='))
+        common += u' ';
+    if (common.size() > typed.size() - start) {
+        el_winsertstr(editor, common.mid(typed.size() - start).toStdWString().c_str());
         return CC_REFRESH;
     }
     constexpr qsizetype most = 100;
-    QStringList shown = completion.words.mid(0, most);
-    if (completion.words.size() > most)
-        shown.append(u"and %1 more"_s.arg(completion.words.size() - most));
-    console.setPrompt([] {}, [] {}); // it stays where it is, and comes again below
-    console.text(u'\n' + shown.join("  "_L1) + u'\n');
-    el_set(editor.get(), EL_REFRESH);
-    showsPrompt();
+    const QString rest = words.size() > most ? u"  and %1 more"_s.arg(words.size() - most) : QString();
+    prompt.console.setPrompt([] {}, [] {}); // it stays where it is, and comes again below
+    prompt.console.text(u'\n' + words.mid(0, most).join("  "_L1) + rest + u'\n');
+    el_set(editor, EL_REFRESH);
+    prompt.show();
     return CC_NORM;
 }
 
@@ -213,15 +194,10 @@ void Prompt::readHistory()
     QFile file;
     if (!file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
         return;
-    QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
-    const bool isLong = lines.size() > 2 * HistoryLines;
-    lines.remove(0, std::max<qsizetype>(0, lines.size() - HistoryLines));
     HistEventW event = {};
-    for (const QString& line : std::as_const(lines))
-        history_w(history.get(), &event, H_ENTER, line.toStdWString().c_str());
-    QSaveFile shorter(historyFile);
-    if (isLong && shorter.open(QIODevice::WriteOnly) && shorter.write((lines.join(u'\n') + u'\n').toUtf8()) > 0)
-        shorter.commit();
+    while (!file.atEnd())
+        history_w(
+            history.get(), &event, H_ENTER, QString::fromUtf8(file.readLine()).remove(u'\n').toStdWString().c_str());
 }
 
 /// Added to what other prompts have written meanwhile.
@@ -232,6 +208,19 @@ void Prompt::remember(const QByteArray& line)
     QFile file(historyFile);
     if (file.open(QIODevice::Append | QIODevice::Unbuffered))
         file.write(line + '\n');
+}
+
+QStringList wordsOfLine(const QByteArray& line)
+{
+    const std::unique_ptr<Tokenizer, decltype(&tok_end)> tokenizer(tok_init(nullptr), &tok_end);
+    int count = 0;
+    const char** words = nullptr;
+    if (!tokenizer || tok_str(tokenizer.get(), line.constData(), &count, &words) != 0)
+        refuse(u"a quote or a backslash at the end of the line is left open"_s);
+    QStringList texts;
+    for (int i = 0; i < count; ++i)
+        texts.append(QString::fromUtf8(words[i]));
+    return texts;
 }
 
 QString firstLineOf(int descriptor)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "CommandCatalogue.h"
+#include "Command.h"
 #include "Console.h"
 #include "Host.h"
 
@@ -14,28 +14,16 @@
 
 namespace OrvaneClient {
 
-/// Where commands come from, one line at a time. Messages of the host are received while it waits.
-class LineSource {
-public:
-    LineSource() = default;
-    virtual ~LineSource() = default;
-    Q_DISABLE_COPY_MOVE(LineSource)
-
-    /// Nothing at the end.
-    virtual std::optional<QByteArray> next() = 0;
-    /// Keeps a line for the user to come back to.
-    virtual void remember(const QByteArray& /*line*/) { }
-};
-
-/// Lines of standard input, without a prompt.
-class PlainLines : public LineSource {
+/// Lines of standard input, without a prompt. Messages of the host are received while it waits.
+class PlainLines {
 public:
     explicit PlainLines(Host& host)
         : host(host)
     {
     }
 
-    std::optional<QByteArray> next() override;
+    /// Nothing at the end.
+    std::optional<QByteArray> next();
 
 private:
     Host& host;
@@ -43,24 +31,25 @@ private:
 };
 
 /// Lines that a user edits at a prompt, with completion, and a history that all prompts share.
-class Prompt : public LineSource {
+class Prompt {
 public:
     /// Host and console live longer.
     Prompt(Host& host, Console& console, ValuesOfKey valuesOf);
-    ~Prompt() override;
+    ~Prompt();
     Q_DISABLE_COPY_MOVE(Prompt)
 
-    std::optional<QByteArray> next() override;
-    void remember(const QByteArray& line) override;
+    /// Nothing at the end.
+    std::optional<QByteArray> next();
+    /// Keeps a line for the user to come back to.
+    void remember(const QByteArray& line);
 
 private:
     static Prompt& of(EditLine* editor);
     static int readKey(EditLine* editor, wchar_t* key);
     static unsigned char complete(EditLine* editor, int key);
-    unsigned char completeLine();
     QString typedText() const;
     void readHistory();
-    void showsPrompt();
+    void show();
     void hide();
 
     Host& host;
@@ -70,6 +59,9 @@ private:
     std::unique_ptr<HistoryW, decltype(&history_wend)> history;
     QString historyFile;
 };
+
+/// The words of a line, with quotes and backslashes as in a shell.
+QStringList wordsOfLine(const QByteArray& line);
 
 /// Asks for a password at the terminal of the process, without showing it. Nothing if there is no terminal, or the user
 /// breaks off.

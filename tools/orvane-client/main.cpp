@@ -1,6 +1,5 @@
-#include "CommandCatalogue.h"
+#include "Command.h"
 #include "Console.h"
-#include "Help.h"
 #include "Host.h"
 #include "Loops.h"
 #include "Protocol.h"
@@ -172,10 +171,6 @@ int main(int argc, char** argv)
 
     const QStringList arguments = QCoreApplication::arguments().mid(1);
     const ReplyFormat usual = isatty(STDOUT_FILENO) != 0 ? ReplyFormat::Indented : ReplyFormat::Raw;
-    if (arguments.value(0) == "--complete"_L1) {
-        Console(usual).text(shellCompletions(arguments.mid(1)));
-        return 0;
-    }
     Console console(usual);
     try {
         const Settings settings = readSettings(arguments);

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <QByteArray>
+#include <QLatin1String>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+namespace OrvaneClient {
+
+struct KnownCommand {
+    const char* name;
+    const char* answerRoot; ///< local name of the answer's root element; empty: the host chooses it
+    const char* keys; ///< each with what it takes: text, number, decimal, long or float
+    const char* purpose;
+    const char* groupFields = ""; ///< the same for the fields of the repeated group, the detail views
+    bool takesOthers = false; ///< keys and groups that the host knows, besides these
+};
+
+constexpr QLatin1String LoginCommand("loginClient");
+constexpr QLatin1String RefreshFinishedNotice("updateRecorderContentsFinished");
+constexpr QLatin1String RecorderList("getRecorderListResponse");
+constexpr QLatin1String PresetsList("getPresetsListResponse");
+
+/// Null for a name that the protocol does not have.
+const KnownCommand* findKnownCommand(const QString& name);
+
+/// One command with its keys; without a name the commands of the protocol, one a line, and how parameters are written.
+QString helpOn(const QString& command);
+
+/// The values that the host has for a key, such as the names of its recorders; none for most keys.
+using ValuesOfKey = std::function<QStringList(const QString& key)>;
+
+struct Completion {
+    qsizetype start; ///< of the last word
+    QStringList words; ///< that can take its place; a key comes with its "="
+};
+
+/// What the last word of a line can become: a command, a key that the command does not have yet, a field of a group, or
+/// a value.
+Completion completionOf(const QString& line, const ValuesOfKey& valuesOf);
+
+/// One command, ready to be sent.
+struct CommandRequest {
+    QString command; ///< local name of the root element; empty if the document has none that can be read
+    QByteArray document; ///< without the end of message
+};
+
+/**
+ * The document for a command's name and its parameters. It is well-formed, whatever the values are, and plain ASCII if
+ * a host would read it in pieces. Refuses what can be no document.
+ *
+ * A parameter is "key=value", an element; or a group "name:field=value,field=value", an element "name" with attributes,
+ * collected with the others of its name in one element "names". In a group "\," is a comma and "\\" a backslash.
+ */
+CommandRequest requestFromWords(const QStringList& words, bool inAscii = false);
+
+/// The same, but refuses also what the protocol does not have, unless \a isForced: a command, a key, a number that is
+/// not one, a key twice. The host would ignore it or misread it.
+CommandRequest checkedRequest(const QStringList& words, bool isForced);
+
+/// A document that somebody else wrote, sent as it is: it may be anything but empty or more than one message.
+CommandRequest requestFromDocument(const QByteArray& document, const QString& fileName);
+
+/// Whether an element or an attribute without a namespace prefix can have this name.
+bool isXmlName(const QString& name);
+
+} // namespace OrvaneClient
