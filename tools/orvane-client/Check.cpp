@@ -119,7 +119,7 @@ ExitStatus HostCheck::run()
             return ExitStatus::NotAsItShouldBe;
     }
     for (const Step& step : stepsThatChangeTheDisplay()) {
-        if (settings.applies)
+        if (settings.has("apply"))
             play(step);
         else
             tell(step.words.first(), {Skipped, u"not played"_s, u"changes the display: --apply"_s});

@@ -81,12 +81,6 @@ QString timeNow()
 
 } // namespace
 
-Console::Console(ReplyFormat format)
-    : replyFormat(format)
-    , onTerminal(isatty(STDOUT_FILENO) != 0)
-{
-}
-
 void Console::setPrompt(const std::function<void()>& hide, const std::function<void()>& restore)
 {
     hidePrompt = hide;
@@ -128,7 +122,7 @@ void Console::trace(const QString& lines)
 
 void Console::print(const QByteArray& bytes)
 {
-    if (write(stdout, onTerminal ? visibleText(textOfBytes(bytes)).toUtf8() : bytes))
+    if (write(stdout, isatty(STDOUT_FILENO) != 0 ? visibleText(textOfBytes(bytes)).toUtf8() : bytes))
         return;
     if (errno != EPIPE) // a reader that has enough is no problem
         problem(u"cannot write to standard output: %1"_s.arg(QString::fromLocal8Bit(std::strerror(errno))));

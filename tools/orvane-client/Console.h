@@ -32,9 +32,8 @@ QString visibleText(const QString& text);
  */
 class Console {
 public:
-    explicit Console(ReplyFormat format);
-
     ReplyFormat format() const { return replyFormat; }
+    void setFormat(ReplyFormat format) { replyFormat = format; }
     /// From now on replies and problems have the time with them.
     void showTimes() { showsTimes = true; }
     /// Called before and after the output, while a prompt is shown.
@@ -54,8 +53,7 @@ private:
 
     std::function<void()> hidePrompt = [] {};
     std::function<void()> restorePrompt = [] {};
-    ReplyFormat replyFormat;
-    bool onTerminal;
+    ReplyFormat replyFormat = ReplyFormat::Raw;
     bool showsTimes = false;
 };
 

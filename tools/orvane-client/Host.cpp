@@ -109,7 +109,7 @@ void Host::connect()
         try {
             open();
         } catch (const Outcome& failure) {
-            if (!failure.mayPass || !settings.retries || caughtSignal() != 0)
+            if (!failure.mayPass || !settings.has("retry") || caughtSignal() != 0)
                 throw;
             if (std::exchange(told, failure.problem) != failure.problem)
                 console.problem(failure.problem + u"; trying again"_s);
@@ -128,7 +128,7 @@ void Host::open()
     const auto isDecided = [this] {
         return socket.isEncrypted() || socket.state() == QAbstractSocket::UnconnectedState;
     };
-    const bool isInTime = waitUntil(isDecided, QDeadlineTimer(settings.connectTimeout()));
+    const bool isInTime = waitUntil(isDecided, QDeadlineTimer(settings.connectTimeout));
     QObject::disconnect(connection);
     if (!socket.isEncrypted())
         failToConnect(isReached, isInTime);
@@ -152,7 +152,7 @@ void Host::failToConnect(bool isReached, bool isInTime)
                                    : u"no connection to %1"_s;
     QString reason = u": "_s + socket.errorString().simplified();
     if (!isInTime)
-        reason = u" within "_s + durationText(settings.connectTimeout());
+        reason = u" within "_s + durationText(settings.connectTimeout);
     else if (isReached && socket.error() == QAbstractSocket::RemoteHostClosedError)
         reason += u" (as a host does that has all the clients it takes)"_s;
     reset();
@@ -180,7 +180,7 @@ void Host::logIn()
 /// it has read everything.
 void Host::sendLogin(const std::optional<CommandRequest>& account)
 {
-    const std::chrono::milliseconds timeout = settings.connectTimeout();
+    const std::chrono::milliseconds timeout = settings.connectTimeout;
     const QDeadlineTimer deadline(timeout);
     if (account)
         send(account->document);
@@ -293,7 +293,7 @@ QString traceOf(QLatin1String mark, const QByteArray& bytes, bool isSent)
 void Host::send(const QByteArray& message)
 {
     const QByteArray bytes = message + OrvaneInterface::MessageTerminator.data();
-    if (settings.traces)
+    if (settings.has("trace"))
         console.trace(traceOf("> "_L1, bytes, true));
     socket.write(bytes);
 }
@@ -327,7 +327,7 @@ void Host::endSending(QDeadlineTimer deadline)
 
 void Host::close()
 {
-    const QDeadlineTimer deadline(settings.connectTimeout());
+    const QDeadlineTimer deadline(settings.connectTimeout);
     if (isOpen && isUnanswered) {
         endSending(deadline);
         waitUntil([this] { return !isOpen; }, deadline);
@@ -340,7 +340,7 @@ void Host::receive()
     if (!isOpen)
         return;
     const QByteArray bytes = socket.readAll();
-    if (settings.traces && !bytes.isEmpty())
+    if (settings.has("trace") && !bytes.isEmpty())
         console.trace(traceOf("< "_L1, bytes, false));
     if (cutter.incompleteLength() == 0)
         messageBegan = sinceSent.isValid() ? sinceSent.elapsed() : 0;

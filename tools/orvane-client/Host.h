@@ -17,7 +17,7 @@
 namespace OrvaneClient {
 
 class Console;
-struct Settings;
+class Settings;
 
 /// From now on SIGINT, SIGTERM and SIGHUP do not end the program, but the waits of hosts.
 void catchSignals();

@@ -152,7 +152,7 @@ void Shell::runLine(const QByteArray& line)
     }
     // A backslash may stand before a blank at the end.
     const QStringList words = wordsOfLine(line.endsWith('\r') ? line.chopped(1) : line);
-    const CommandRequest request = checkedRequest(words, settings.isForced);
+    const CommandRequest request = checkedRequest(words, settings.has("force"));
     Expectation expected = Expectation::answerOf(request.command);
     expected.isNothing = prompt && expected.isNotice; // nobody waits there for a notice: it is shown when it comes
     host.exchange(request, expected);

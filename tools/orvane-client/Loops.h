@@ -9,8 +9,8 @@ namespace OrvaneClient {
 
 class Console;
 class Host;
+class Settings;
 struct Expectation;
-struct Settings;
 
 // Each returns the status of the program, or throws the outcome that it ends with.
 

@@ -12,6 +12,8 @@
 #include <array>
 #include <cmath>
 
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
@@ -74,36 +76,6 @@ QList<QCommandLineOption> programOptions()
     return options;
 }
 
-/// The options of one place: the command line, a profile, or the environment.
-class Place {
-public:
-    explicit Place(const QStringList& arguments)
-    {
-        parser.addOptions(programOptions());
-        if (!parser.parse(QStringList(u"orvane-client"_s) + arguments))
-            refuse(parser.errorText());
-    }
-
-    bool has(const char* name) const { return parser.isSet(QString::fromLatin1(name)); }
-    QString get(const char* name) const { return parser.value(QString::fromLatin1(name)); }
-    /// The one option of these that is given; empty if none is.
-    QString oneOf(std::initializer_list<const char*> names) const;
-
-    QCommandLineParser parser;
-};
-
-QString Place::oneOf(std::initializer_list<const char*> names) const
-{
-    QString given;
-    for (const char* const name : names) {
-        if (has(name) && !given.isEmpty())
-            refuse(u"--%1 and --%2 exclude each other"_s.arg(given, QString::fromLatin1(name)));
-        if (has(name))
-            given = QString::fromLatin1(name);
-    }
-    return given;
-}
-
 /// As they would stand on a command line.
 QStringList environmentArguments()
 {
@@ -116,14 +88,10 @@ QStringList environmentArguments()
     return arguments;
 }
 
-QString profilesFile()
-{
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/orvane-client/profiles.ini"_L1;
-}
-
 QStringList profileArguments(const QString& name)
 {
-    const QString file = profilesFile();
+    const QString file =
+        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + "/orvane-client/profiles.ini"_L1;
     if (!QFileInfo(file).isReadable())
         refuse(u"there is no profile \"%1\": cannot read \"%2\""_s.arg(name, file));
     QSettings profiles(file, QSettings::IniFormat);
@@ -145,6 +113,22 @@ QStringList profileArguments(const QString& name)
     return arguments;
 }
 
+/// The options that are given, by their long names; the value of a flag is empty.
+QMap<QString, QString> parse(const QStringList& arguments, QStringList& words)
+{
+    QCommandLineParser parser;
+    parser.addOptions(programOptions());
+    if (!parser.parse(QStringList(u"orvane-client"_s) + arguments))
+        refuse(parser.errorText());
+    words = parser.positionalArguments();
+    QMap<QString, QString> values;
+    for (const Option& option : Options) {
+        if (parser.isSet(option.name))
+            values.insert(option.name, parser.value(option.name));
+    }
+    return values;
+}
+
 std::chrono::milliseconds secondsIn(const QString& text, const QString& what)
 {
     constexpr double longest = 24.0 * 60 * 60;
@@ -155,96 +139,100 @@ std::chrono::milliseconds secondsIn(const QString& text, const QString& what)
     return std::chrono::milliseconds(std::llround(std::ceil(seconds * 1000)));
 }
 
-/// Also host:port and [address]:port.
-void readAddress(const Place& place, const QString& host, Settings& settings)
-{
-    static const QRegularExpression pattern(u"^(?:\\[([^\\]]*)\\]|([^:]*))(?::([^:]*))?$"_s);
-    const QRegularExpressionMatch match = pattern.match(host); // none: an address of IPv6
-    const bool hasPort = match.hasCaptured(3);
-    if (hasPort && place.has("port"))
-        refuse(u"\"%1\" has a port already, beside --port"_s.arg(host));
-    if (!host.isNull())
-        settings.host = match.hasMatch() ? match.captured(1) + match.captured(2) : host;
-    if (settings.host.isEmpty())
-        refuse(u"--host is empty"_s);
-    if (!hasPort && !place.has("port"))
-        return;
-    const QString port = hasPort ? match.captured(3) : place.get("port");
-    settings.port = port.toUShort();
-    if (settings.port == 0)
-        refuse(u"\"%1\" is no port: it takes a number from 1 to 65535"_s.arg(port));
-}
-
-/// What the place has replaces what is set. Of options that exclude each other any replaces all: the password of a
-/// profile is that of its own user only.
-void apply(const Place& place, Settings& settings)
-{
-    readAddress(place, place.get(place.has("forget") ? "forget" : "host"), settings);
-    if (!place.oneOf({"user", "system", "no-login"}).isEmpty()) {
-        settings.user = place.get("user");
-        settings.logsIn = !place.has("no-login");
-        settings.passwordFile.clear();
-        if (place.has("user") && settings.user.isEmpty())
-            refuse(u"--user is empty"_s);
-    }
-    if (place.has("password-file"))
-        settings.passwordFile = place.get("password-file");
-    const QString trust = place.oneOf({"fingerprint", "ca", "insecure", "trust-on-first-use"});
-    if (!trust.isEmpty())
-        settings.trustOption = {trust, place.get(trust.toLatin1().constData())};
-    if (place.has("timeout"))
-        settings.timeout = secondsIn(place.get("timeout"), u"timeout"_s);
-}
-
-Trust trustOf(const QString& option, const QString& value)
-{
-    if (option == "fingerprint"_L1)
-        return Trust::inFingerprint(value);
-    if (option == "ca"_L1)
-        return Trust::inAuthorities(value);
-    if (option == "insecure"_L1)
-        return {Trust::Kind::Any};
-    return {option.isEmpty() ? Trust::Kind::Known : Trust::Kind::OnFirstUse};
-}
-
-Action readAction(const Place& place, const QStringList& words)
-{
-    static const QMap<QString, Action> actions = {{u"file"_s, Action::OneCommand},
-        {u"show-certificate"_s, Action::ShowCertificate}, {u"forget"_s, Action::Forget},
-        {u"help"_s, Action::CommandHelp}, {u"watch"_s, Action::Watch}, {u"check"_s, Action::Check}};
-    const QString option = place.oneOf({"file", "show-certificate", "forget"});
-    if (!option.isEmpty() && !words.isEmpty())
-        refuse(u"\"%1\" is one command too many beside --%2"_s.arg(words.first(), option));
-    const Action usual = words.isEmpty() ? Action::Lines : Action::OneCommand;
-    const Action action = actions.value(option.isEmpty() ? words.value(0) : option, usual);
-    const QString wait = place.oneOf({"wait", "no-reply"});
-    if (action != Action::OneCommand && !wait.isEmpty())
-        refuse(u"--%1 goes with one command only"_s.arg(wait));
-    if (action != Action::Check && place.has("apply"))
-        refuse(u"--apply goes with check only"_s);
-    if (action != Action::Watch && place.has("interval"))
-        refuse(u"--interval goes with watch only"_s);
-    return action;
-}
-
-std::optional<ReplyFormat> readFormat(const Place& place)
-{
-    static const QMap<QString, ReplyFormat> formats = {{u"raw"_s, ReplyFormat::Raw},
-        {u"pretty"_s, ReplyFormat::Indented}, {u"json"_s, ReplyFormat::Json}, {u"quiet"_s, ReplyFormat::Nothing}};
-    const QString format = place.oneOf({"raw", "pretty", "json", "quiet"});
-    return format.isEmpty() ? std::nullopt : std::optional(formats.value(format));
-}
-
 } // namespace
 
-std::chrono::milliseconds Settings::connectTimeout() const
+Settings::Settings(const QStringList& arguments)
+    : format(isatty(STDOUT_FILENO) != 0 ? ReplyFormat::Indented : ReplyFormat::Raw)
 {
-    return timeout.value_or(5s);
+    const QMap<QString, QString> given = parse(arguments, words);
+    QStringList none;
+    overlay(parse(environmentArguments(), none));
+    if (given.contains(u"profile"_s))
+        overlay(parse(profileArguments(given.value(u"profile"_s)), none));
+    overlay(given);
+    readAction();
+    if (has("fingerprint") || has("ca"))
+        trust = has("ca") ? Trust::inAuthorities(get("ca")) : Trust::inFingerprint(get("fingerprint"));
+    else if (has("insecure") || has("trust-on-first-use"))
+        trust.kind = has("insecure") ? Trust::Kind::Any : Trust::Kind::OnFirstUse;
+    if (has("json") || has("raw"))
+        format = has("json") ? ReplyFormat::Json : ReplyFormat::Raw;
+    else if (has("pretty") || has("quiet"))
+        format = has("quiet") ? ReplyFormat::Nothing : ReplyFormat::Indented;
+    if (has("timeout"))
+        connectTimeout = secondsIn(get("timeout"), u"timeout"_s);
+    if (has("interval"))
+        interval = secondsIn(get("interval"), u"interval"_s);
+    if (has("password-file") && get("user").isEmpty())
+        refuse(u"--password-file goes with a user only"_s);
+    if (has("wait") && !isXmlName(get("wait")))
+        refuse(u"\"%1\" is no XML name to wait for"_s.arg(get("wait")));
+}
+
+/// Of options that exclude each other any replaces all: the password of a profile is that of its own user only.
+void Settings::overlay(const QMap<QString, QString>& given)
+{
+    for (const QStringList& exclusive : {QStringList {u"user"_s, u"system"_s, u"no-login"_s},
+             {u"fingerprint"_s, u"ca"_s, u"insecure"_s, u"trust-on-first-use"_s}, {u"wait"_s, u"no-reply"_s},
+             {u"json"_s, u"pretty"_s, u"quiet"_s, u"raw"_s}, {u"file"_s, u"show-certificate"_s, u"forget"_s}}) {
+        QStringList names = exclusive;
+        names.removeIf([&](const QString& name) { return !given.contains(name); });
+        if (names.size() > 1)
+            refuse(u"--%1 and --%2 exclude each other"_s.arg(names[0], names[1]));
+        for (const QString& name : names.isEmpty() ? names : exclusive)
+            values.remove(name);
+        if (!names.isEmpty() && exclusive.first() == "user"_L1)
+            values.remove(u"password-file"_s);
+    }
+    values.insert(given);
+    readAddress(given.value(u"forget"_s, given.value(u"host"_s)), given.value(u"port"_s));
+}
+
+/// The host may be host:port or [address]:port, too.
+void Settings::readAddress(const QString& text, QString portText)
+{
+    static const QRegularExpression pattern(u"^(?:\\[([^\\]]*)\\]|([^:]*))(?::([^:]*))?$"_s);
+    const QRegularExpressionMatch match = pattern.match(text); // none: an address of IPv6
+    if (match.hasCaptured(3) && !portText.isNull())
+        refuse(u"\"%1\" has a port already, beside --port"_s.arg(text));
+    if (match.hasCaptured(3))
+        portText = match.captured(3);
+    if (!text.isNull())
+        host = match.hasMatch() ? match.captured(1) + match.captured(2) : text;
+    if (!portText.isNull())
+        port = portText.toUShort();
+    if (host.isEmpty())
+        refuse(u"--host is empty"_s);
+    if (port == 0)
+        refuse(u"\"%1\" is no port: it takes a number from 1 to 65535"_s.arg(portText));
+}
+
+void Settings::readAction()
+{
+    static const QMap<QString, Action> actions = {
+        {u"help"_s, Action::CommandHelp}, {u"watch"_s, Action::Watch}, {u"check"_s, Action::Check}};
+    action = actions.value(words.value(0), words.isEmpty() && !has("file") ? Action::Lines : Action::OneCommand);
+    for (const auto& [option, alone] : {std::pair {"file", Action::OneCommand},
+             {"show-certificate", Action::ShowCertificate}, {"forget", Action::Forget}}) {
+        if (has(option) && !words.isEmpty())
+            refuse(u"\"%1\" is one command too many beside --%2"_s.arg(words.first(), QString::fromLatin1(option)));
+        action = has(option) ? alone : action;
+    }
+    for (const auto& [option, where] : {std::pair {"wait", Action::OneCommand}, {"no-reply", Action::OneCommand},
+             {"apply", Action::Check}, {"interval", Action::Watch}}) {
+        if (has(option) && action != where)
+            refuse(u"--%1 goes with %2 only"_s.arg(QString::fromLatin1(option),
+                where == Action::Check       ? u"check"_s
+                    : where == Action::Watch ? u"watch"_s
+                                             : u"one command"_s));
+    }
+    if (has("help") || has("version"))
+        action = has("help") ? Action::Help : Action::Version;
 }
 
 std::chrono::milliseconds Settings::timeoutFor(const Expectation& expectation) const
 {
-    return timeout.value_or(expectation.root == RefreshFinishedNotice ? 60s : 5s);
+    return expectation.root == RefreshFinishedNotice && !has("timeout") ? 60s : connectTimeout;
 }
 
 QString programHelp()
@@ -259,38 +247,6 @@ QString programHelp()
     parser.addPositionalArgument(u"key=value"_s, u"Its parameters, in any number."_s, u"[key=value...]]"_s);
     return parser.helpText() + "\nCommands:\n"_L1 + helpOn({})
         + "\nThe manual page, orvane-client(1), tells more.\n"_L1;
-}
-
-Settings readSettings(const QStringList& arguments)
-{
-    const Place place(arguments);
-    Settings settings;
-    settings.words = place.parser.positionalArguments();
-    if (place.has("help") || place.has("version")) {
-        settings.action = place.has("help") ? Action::Help : Action::Version;
-        return settings;
-    }
-    apply(Place(environmentArguments()), settings);
-    if (place.has("profile"))
-        apply(Place(profileArguments(place.get("profile"))), settings);
-    apply(place, settings);
-    settings.trust = trustOf(settings.trustOption.first, settings.trustOption.second);
-    settings.action = readAction(place, settings.words);
-    settings.format = readFormat(place);
-    settings.fileName = place.get("file");
-    settings.waitFor = place.get("wait");
-    settings.noReply = place.has("no-reply");
-    settings.retries = place.has("retry");
-    settings.traces = place.has("trace");
-    settings.applies = place.has("apply");
-    settings.isForced = place.has("force");
-    if (place.has("interval"))
-        settings.interval = secondsIn(place.get("interval"), u"interval"_s);
-    if (!settings.passwordFile.isEmpty() && settings.user.isEmpty())
-        refuse(u"--password-file goes with a user only"_s);
-    if (place.has("wait") && !isXmlName(settings.waitFor))
-        refuse(u"\"%1\" is no XML name to wait for"_s.arg(settings.waitFor));
-    return settings;
 }
 
 } // namespace OrvaneClient

@@ -4,12 +4,11 @@
 #include "Reply.h"
 #include "Trust.h"
 
+#include <QMap>
 #include <QString>
 #include <QStringList>
 
 #include <chrono>
-#include <optional>
-#include <utility>
 
 namespace OrvaneClient {
 
@@ -25,37 +24,36 @@ enum class Action {
     Lines, ///< commands from the terminal or from a pipe
 };
 
-/// What the user wants, from command line, profile and environment, checked.
-struct Settings {
+/// What the user wants: the options of the command line, and those of profile and environment that it does not have.
+class Settings {
+public:
+    /// \a arguments: without the program's name.
+    explicit Settings(const QStringList& arguments);
+
+    bool has(const char* option) const { return values.contains(QString::fromLatin1(option)); }
+    /// Empty if the option is not given.
+    QString get(const char* option) const { return values.value(QString::fromLatin1(option)); }
+    QString address() const { return QStringLiteral("%1:%2").arg(host).arg(port); }
+    std::chrono::milliseconds timeoutFor(const Expectation& expectation) const;
+
+    QStringList words; ///< the command with its parameters
     Action action = Action::Lines;
     QString host = QStringLiteral("127.0.0.1");
     quint16 port = OrvaneInterface::DefaultPort;
-    std::optional<std::chrono::milliseconds> timeout; ///< unset: the default of what is waited for
-    std::chrono::milliseconds interval = std::chrono::seconds(5);
-    std::pair<QString, QString> trustOption; ///< and its value
     Trust trust;
-    bool logsIn = true;
-    QString user; ///< null: the system account
-    QString passwordFile; ///< empty: the password comes from elsewhere; "-" is standard input
-    QStringList words; ///< the command with its parameters
-    QString fileName; ///< or the file of its document; "-" is standard input
-    QString waitFor;
-    bool noReply = false;
-    bool retries = false; ///< until the host can be reached
-    bool traces = false;
-    bool applies = false; ///< check also plays what changes the display
-    bool isForced = false; ///< what the protocol does not have is sent, too
-    std::optional<ReplyFormat> format; ///< unset: what fits the output
+    std::chrono::milliseconds connectTimeout = std::chrono::seconds(5);
+    std::chrono::milliseconds interval = std::chrono::seconds(5); ///< of a watch
+    ReplyFormat format;
 
-    QString address() const { return QStringLiteral("%1:%2").arg(host).arg(port); }
-    std::chrono::milliseconds connectTimeout() const;
-    std::chrono::milliseconds timeoutFor(const Expectation& expectation) const;
+private:
+    void overlay(const QMap<QString, QString>& given);
+    void readAddress(const QString& text, QString portText);
+    void readAction();
+
+    QMap<QString, QString> values; ///< by the long names of the options
 };
 
 /// All of --help.
 QString programHelp();
-
-/// \a arguments: without the program's name.
-Settings readSettings(const QStringList& arguments);
 
 } // namespace OrvaneClient

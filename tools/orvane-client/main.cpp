@@ -44,118 +44,107 @@ void completeEnvironment()
 
 QString password(const Settings& settings)
 {
-    std::optional<QString> password;
-    if (settings.passwordFile == "-"_L1) {
-        password = firstLineOf(STDIN_FILENO);
-    } else if (!settings.passwordFile.isEmpty()) {
-        QFile file(settings.passwordFile);
-        if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-            refuse(u"cannot read the password from \"%1\": %2"_s.arg(settings.passwordFile, file.errorString()));
-        password = firstLineOf(file.handle());
-    } else if (qEnvironmentVariableIsSet("ORVANE_PASSWORD")) {
-        password = qEnvironmentVariable("ORVANE_PASSWORD");
-    } else {
-        password = askForPassword(settings.user);
+    const QString fileName = settings.get("password-file");
+    if (!fileName.isEmpty()) {
+        QFile file(fileName);
+        const bool isInput = fileName == "-"_L1;
+        if (!isInput && !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+            refuse(u"cannot read the password from \"%1\": %2"_s.arg(fileName, file.errorString()));
+        return firstLineOf(isInput ? STDIN_FILENO : file.handle());
     }
-    if (!password)
+    if (qEnvironmentVariableIsSet("ORVANE_PASSWORD"))
+        return qEnvironmentVariable("ORVANE_PASSWORD");
+    const std::optional<QString> typed = askForPassword(settings.get("user"));
+    if (!typed)
         refuse(u"no password for \"%1\": set ORVANE_PASSWORD, name a --password-file, or give it at a terminal"_s.arg(
-            settings.user));
-    return *password;
+            settings.get("user")));
+    return *typed;
 }
 
 std::optional<CommandRequest> makeLogin(const Settings& settings)
 {
-    if (!settings.logsIn)
+    if (settings.has("no-login"))
         return std::nullopt;
-    const bool isSystem = settings.user.isNull();
-    const QString user = isSystem ? QString(OrvaneInterface::SystemUserName) : settings.user;
-    return requestFromWords({LoginCommand, "username="_L1 + user,
-        "password="_L1 + (isSystem ? QString(OrvaneInterface::SystemPassword) : password(settings))});
+    if (settings.has("user") && settings.get("user").isEmpty())
+        refuse(u"--user is empty"_s);
+    if (settings.has("user"))
+        return requestFromWords(
+            {LoginCommand, u"username="_s + settings.get("user"), u"password="_s + password(settings)});
+    return requestFromWords({LoginCommand, u"username="_s + OrvaneInterface::SystemUserName,
+        u"password="_s + OrvaneInterface::SystemPassword});
 }
 
 CommandRequest makeRequest(const Settings& settings)
 {
-    if (!settings.words.isEmpty())
-        return checkedRequest(settings.words, settings.isForced);
-    QFile file(settings.fileName);
-    const bool isInput = settings.fileName == "-"_L1;
-    if (!(isInput ? file.open(STDIN_FILENO, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly)))
-        refuse(u"cannot read \"%1\": %2"_s.arg(settings.fileName, file.errorString()));
-    return requestFromDocument(file.readAll(), settings.fileName);
+    const QString fileName = settings.get("file");
+    if (!settings.has("file"))
+        return checkedRequest(settings.words, settings.has("force"));
+    QFile file(fileName);
+    if (!(fileName == "-"_L1 ? file.open(STDIN_FILENO, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly)))
+        refuse(u"cannot read \"%1\": %2"_s.arg(fileName, file.errorString()));
+    return requestFromDocument(file.readAll(), fileName);
 }
 
 /// Without a command watch asks for both lists.
 QList<CommandRequest> makeQueries(const Settings& settings)
 {
     if (settings.words.size() > 1)
-        return {checkedRequest(settings.words.mid(1), settings.isForced)};
+        return {checkedRequest(settings.words.mid(1), settings.has("force"))};
     return {requestFromWords({u"getRecorderList"_s}), requestFromWords({u"getPresetsList"_s})};
 }
 
-/// Asks for no trust: it is what the user decides with.
-ExitStatus showCertificate(Settings settings, Console& console)
+QString certificateText(const QSslCertificate& certificate)
 {
-    settings.trust = {Trust::Kind::Any};
-    Host host(settings, console, std::nullopt);
-    host.connect();
-    const QSslCertificate certificate = host.certificate();
     const auto date = [](const QDateTime& time) { return time.toUTC().toString(Qt::ISODate); };
-    console.text(u"Subject: %1\nIssuer: %2\nValid from: %3\nValid until: %4\nSHA-256 fingerprint: %5\n"_s.arg(
+    return u"Subject: %1\nIssuer: %2\nValid from: %3\nValid until: %4\nSHA-256 fingerprint: %5\n"_s.arg(
         certificate.subjectDisplayName(), certificate.issuerDisplayName(), date(certificate.effectiveDate()),
-        date(certificate.expiryDate()), fingerprintOf(certificate)));
-    return ExitStatus::Success;
+        date(certificate.expiryDate()), fingerprintOf(certificate));
 }
 
-ExitStatus runOneCommand(Host& host, Console& console, const Settings& settings, const CommandRequest& request)
+ExitStatus runOneCommand(Host& host, Console& console, const Settings& settings)
 {
+    const CommandRequest request = makeRequest(settings);
     Expectation expected = Expectation::answerOf(request.command);
-    expected.isNothing = settings.noReply;
-    if (!settings.waitFor.isEmpty())
-        expected = {request.command, settings.waitFor, true};
+    expected.isNothing = settings.has("no-reply");
+    if (settings.has("wait"))
+        expected = {request.command, settings.get("wait"), true};
     return runCommand(host, console, request, expected);
 }
 
-ExitStatus run(const Settings& settings, Console& console)
+ExitStatus run(Settings settings, Console& console)
 {
+    if (settings.action == Action::ShowCertificate)
+        settings.trust.kind = Trust::Kind::Any; // it is what the user decides with
+    const bool isForHost = settings.action >= Action::OneCommand;
+    Host host(settings, console, isForHost ? makeLogin(settings) : std::nullopt);
     switch (settings.action) {
     case Action::Help:
         console.text(programHelp());
-        return ExitStatus::Success;
+        break;
     case Action::Version:
         console.text(u"orvane-client %1\n"_s.arg(QCoreApplication::applicationVersion()));
-        return ExitStatus::Success;
+        break;
     case Action::CommandHelp:
         console.text(helpOn(settings.words.mid(1).join(u' ')));
-        return ExitStatus::Success;
+        break;
     case Action::ShowCertificate:
-        return showCertificate(settings, console);
+        host.connect();
+        console.text(certificateText(host.certificate()));
+        break;
     case Action::Forget:
         if (!forget(settings.address()))
             refuse(u"%1 is no known host"_s.arg(settings.address()));
-        return ExitStatus::Success;
-    default:
         break;
-    }
-    Host host(settings, console, makeLogin(settings));
-    switch (settings.action) {
+    case Action::OneCommand:
+        return runOneCommand(host, console, settings);
     case Action::Check:
         return runCheck(host, console, settings);
     case Action::Watch:
         return runWatch(host, console, settings, makeQueries(settings));
     case Action::Lines:
         return runLines(host, console, settings);
-    default:
-        return runOneCommand(host, console, settings, makeRequest(settings));
     }
-}
-
-/// \return the status of the program
-int report(const Outcome& outcome, Console& console)
-{
-    const bool isUsage = outcome.status == ExitStatus::UsageError;
-    if (!outcome.problem.isEmpty())
-        console.problem(isUsage ? outcome.problem + u" (--help tells more)"_s : outcome.problem);
-    return static_cast<int>(outcome.status);
+    return ExitStatus::Success;
 }
 
 } // namespace
@@ -168,15 +157,15 @@ int main(int argc, char** argv)
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(u"orvane-client"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(ORVANE_CLIENT_VERSION));
-
-    const QStringList arguments = QCoreApplication::arguments().mid(1);
-    const ReplyFormat usual = isatty(STDOUT_FILENO) != 0 ? ReplyFormat::Indented : ReplyFormat::Raw;
-    Console console(usual);
+    Console console;
     try {
-        const Settings settings = readSettings(arguments);
-        console = Console(settings.format.value_or(usual));
+        const Settings settings(QCoreApplication::arguments().mid(1));
+        console.setFormat(settings.format);
         return static_cast<int>(run(settings, console));
     } catch (const Outcome& outcome) {
-        return report(outcome, console);
+        const bool isUsage = outcome.status == ExitStatus::UsageError;
+        if (!outcome.problem.isEmpty())
+            console.problem(isUsage ? outcome.problem + u" (--help tells more)"_s : outcome.problem);
+        return static_cast<int>(outcome.status);
     }
 }
