@@ -2,9 +2,6 @@
 
 #include "Reply.h"
 
-#include <QByteArray>
-#include <QString>
-
 #include <cstdio>
 #include <functional>
 

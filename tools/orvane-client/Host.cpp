@@ -31,8 +31,6 @@ constexpr std::chrono::milliseconds Silence = 300ms;
 
 constexpr QLatin1String FenceCommand("end-of-query-");
 
-int caught = 0;
-
 } // namespace
 
 void catchSignals()
@@ -47,18 +45,14 @@ void catchSignals()
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [descriptor] {
         signalfd_siginfo signal = {};
         if (read(descriptor, &signal, sizeof signal) == sizeof signal)
-            caught = static_cast<int>(signal.ssi_signo);
+            caughtSignal() = static_cast<int>(signal.ssi_signo);
     });
 }
 
-int caughtSignal()
+int& caughtSignal()
 {
-    return caught;
-}
-
-int takeSignal()
-{
-    return std::exchange(caught, 0);
+    static int signal = 0;
+    return signal;
 }
 
 Host::Host(const Settings& settings, Console& console, const std::optional<CommandRequest>& login)
@@ -147,16 +141,15 @@ void Host::open()
 
 void Host::failToConnect(bool isReached, bool isInTime)
 {
-    const QString what = isReached ? u"no TLS with %1"_s
-        : isInTime                 ? u"cannot connect to %1"_s
-                                   : u"no connection to %1"_s;
-    QString reason = u": "_s + socket.errorString().simplified();
-    if (!isInTime)
-        reason = u" within "_s + durationText(settings.connectTimeout);
-    else if (isReached && socket.error() == QAbstractSocket::RemoteHostClosedError)
-        reason += u" (as a host does that has all the clients it takes)"_s;
+    const bool isFull = isReached && isInTime && socket.error() == QAbstractSocket::RemoteHostClosedError;
+    const QString problem = u"%1 %2%3%4"_s.arg(isReached ? u"no TLS with"_s
+            : isInTime                                   ? u"cannot connect to"_s
+                                                         : u"no connection to"_s,
+        settings.address(),
+        isInTime ? u": "_s + socket.errorString().simplified() : u" within "_s + durationText(settings.connectTimeout),
+        isFull ? u" (as a host does that has all the clients it takes)"_s : QString());
     reset();
-    throw Outcome {ExitStatus::NoConnection, what.arg(settings.address()) + reason, true};
+    throw Outcome {ExitStatus::NoConnection, problem, true};
 }
 
 void Host::reset()
@@ -198,11 +191,10 @@ void Host::sendLogin(const std::optional<CommandRequest>& account)
         isLoggedIn = true;
         return;
     }
-    const bool isCut = isFlooded || cutter.incompleteLength() > 0;
-    Outcome failure = isOpen
-        ? Outcome {ExitStatus::NoAnswer, u"no answer to the login within %1"_s.arg(durationText(timeout))}
-        : endOfConnection();
-    if (!isOpen && !isCut)
+    Outcome failure = endOfConnection();
+    if (isOpen)
+        failure.problem = u"no answer to the login within %1"_s.arg(durationText(timeout));
+    else if (!isFlooded && cutter.incompleteLength() == 0)
         failure = {ExitStatus::NotLoggedIn,
             account ? u"not logged in: the host does not accept the account, and answers nothing"_s
                     : u"not logged in: without a login a host answers nothing"_s};
@@ -210,13 +202,10 @@ void Host::sendLogin(const std::optional<CommandRequest>& account)
     throw failure;
 }
 
-void Host::exchange(const CommandRequest& command, const Expectation& expected)
+void Host::exchange(
+    const CommandRequest& command, const Expectation& expected, std::optional<std::chrono::milliseconds> limit)
 {
-    exchange(command, expected, settings.timeoutFor(expected));
-}
-
-void Host::exchange(const CommandRequest& command, const Expectation& expected, std::chrono::milliseconds timeout)
-{
+    const std::chrono::milliseconds timeout = limit.value_or(settings.timeoutFor(expected));
     if (command.command == LoginCommand) {
         if (isLoggedIn || owesAnswer)
             reset();

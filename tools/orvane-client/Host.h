@@ -4,15 +4,10 @@
 #include "Outcome.h"
 #include "Reply.h"
 
-#include <QByteArray>
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QSslCertificate>
 #include <QSslSocket>
-
-#include <chrono>
-#include <functional>
-#include <optional>
 
 namespace OrvaneClient {
 
@@ -22,9 +17,8 @@ class Settings;
 /// From now on SIGINT, SIGTERM and SIGHUP do not end the program, but the waits of hosts.
 void catchSignals();
 
-/// The number of the last one since it was taken; 0: there was none.
-int caughtSignal();
-int takeSignal();
+/// The number of the last one; 0: there was none.
+int& caughtSignal();
 
 /**
  * A host, and the connection to it. An operation blocks until it has ended, its time is over, or a signal was caught.
@@ -51,8 +45,8 @@ public:
     void logIn();
     /// Sends a command and waits for what is expected. Connects and logs in if need be. The command may be a login: the
     /// host gets it on a connection of its own, since one that fails would leave an earlier one valid.
-    void exchange(const CommandRequest& command, const Expectation& expected);
-    void exchange(const CommandRequest& command, const Expectation& expected, std::chrono::milliseconds timeout);
+    void exchange(const CommandRequest& command, const Expectation& expected,
+        std::optional<std::chrono::milliseconds> limit = std::nullopt);
     /// Ends the connection, when the host has read everything.
     void close();
 

@@ -7,10 +7,7 @@
 #include "Settings.h"
 #include "Terminal.h"
 
-#include <QMap>
-
 #include <csignal>
-#include <memory>
 #include <utility>
 
 #include <unistd.h>
@@ -34,8 +31,12 @@ void printTimely(Console& console, const Reply& reply, bool isLate)
 
 } // namespace
 
-ExitStatus runCommand(Host& host, Console& console, const CommandRequest& request, const Expectation& expected)
+ExitStatus runCommand(Host& host, Console& console, const Settings& settings, const CommandRequest& request)
 {
+    Expectation expected = Expectation::answerOf(request.command);
+    expected.isNothing = settings.has("no-reply");
+    if (settings.has("wait"))
+        expected = {request.command, settings.get("wait"), true};
     host.setListener([&](const Reply& reply, bool isLate) { printTimely(console, reply, isLate); });
     host.exchange(request, expected);
     host.close();
@@ -123,7 +124,7 @@ ExitStatus Shell::run()
         } catch (const Outcome& failure) {
             outcome = failure;
         }
-        const int signal = takeSignal();
+        const int signal = std::exchange(caughtSignal(), 0);
         goesOn = signal == 0 || signal == SIGINT;
         if (outcome.status != ExitStatus::Success)
             goesOn = handleFailure(outcome, signal != 0) && goesOn;

@@ -10,12 +10,11 @@ namespace OrvaneClient {
 class Console;
 class Host;
 class Settings;
-struct Expectation;
 
 // Each returns the status of the program, or throws the outcome that it ends with.
 
 /// One command, with its answer.
-ExitStatus runCommand(Host& host, Console& console, const CommandRequest& request, const Expectation& expected);
+ExitStatus runCommand(Host& host, Console& console, const Settings& settings, const CommandRequest& request);
 
 /// Commands from a prompt or from standard input, one after the other. \return the status of the first that failed; at
 /// a prompt the user has seen the failures

@@ -209,15 +209,10 @@ QByteArray indented(const QByteArray& message)
 QByteArray Reply::formatted(ReplyFormat format) const
 {
     const bool canBeRead = kind != Kind::NotXml && kind != Kind::TooMuch && !isTextList;
-    switch (format) {
-    case ReplyFormat::Nothing:
+    if (format == ReplyFormat::Nothing)
         return {};
-    case ReplyFormat::Json:
+    if (format == ReplyFormat::Json)
         return QJsonDocument(json()).toJson(QJsonDocument::Compact) + '\n';
-    case ReplyFormat::Raw:
-    case ReplyFormat::Indented:
-        break;
-    }
     return (canBeRead && format == ReplyFormat::Indented ? indented(raw) : raw) + '\n';
 }
 
@@ -237,23 +232,15 @@ QString Expectation::description() const
 
 std::optional<Outcome> Expectation::judge(const Reply& reply) const
 {
-    const bool isAwaited = root.isEmpty() ? reply.root != RefreshFinishedNotice : reply.root == root;
-    const bool isOurs = command.isEmpty() || reply.command == command; // else one that was given up before
-    switch (reply.kind) {
-    case Reply::Kind::NotXml:
+    if (reply.kind == Reply::Kind::NotXml)
         return Outcome {ExitStatus::BadAnswer, u"the answer is no well-formed XML: %1"_s.arg(reply.reason)};
-    case Reply::Kind::TooMuch:
+    if (reply.kind == Reply::Kind::TooMuch)
         return Outcome {ExitStatus::BadAnswer, u"the answer is too much to be read: %1"_s.arg(reply.reason)};
-    case Reply::Kind::Rejected:
-        return isOurs
-            ? std::optional(Outcome {ExitStatus::Rejected, u"%1 was rejected: %2"_s.arg(reply.command, reply.reason)})
-            : std::nullopt;
-    case Reply::Kind::Accepted:
-        return isAwaited && isOurs ? std::optional(Outcome()) : std::nullopt;
-    case Reply::Kind::Other:
-        return isAwaited ? std::optional(Outcome()) : std::nullopt;
-    }
-    return std::nullopt;
+    const bool isAwaited = root.isEmpty() ? reply.root != RefreshFinishedNotice : reply.root == root;
+    const bool isOurs = reply.kind == Reply::Kind::Other || command.isEmpty() || reply.command == command;
+    if (reply.kind == Reply::Kind::Rejected && isOurs)
+        return Outcome {ExitStatus::Rejected, u"%1 was rejected: %2"_s.arg(reply.command, reply.reason)};
+    return reply.kind != Reply::Kind::Rejected && isAwaited && isOurs ? std::optional(Outcome()) : std::nullopt;
 }
 
 } // namespace OrvaneClient

@@ -7,7 +7,6 @@
 #include <QJsonObject>
 #include <QList>
 #include <QMap>
-#include <QString>
 #include <QStringList>
 
 #include <optional>

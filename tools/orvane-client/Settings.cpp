@@ -5,7 +5,6 @@
 
 #include <QCommandLineParser>
 #include <QFileInfo>
-#include <QMap>
 #include <QSettings>
 #include <QStandardPaths>
 

@@ -4,12 +4,6 @@
 #include "Reply.h"
 #include "Trust.h"
 
-#include <QMap>
-#include <QString>
-#include <QStringList>
-
-#include <chrono>
-
 namespace OrvaneClient {
 
 enum class Action {

@@ -129,7 +129,7 @@ std::optional<QByteArray> Prompt::next()
         el_set(editor.get(), EL_PREP_TERM, 1); // what is typed meanwhile is not cut and not shown twice
         if (line)
             return QString::fromWCharArray(line, length).remove(u'\n').toUtf8();
-        const bool isInterrupted = takeSignal() == SIGINT;
+        const bool isInterrupted = std::exchange(caughtSignal(), 0) == SIGINT;
         console.text(isInterrupted ? u"^C\n"_s : u"\n"_s);
         if (!isInterrupted)
             return std::nullopt;
@@ -165,7 +165,7 @@ unsigned char Prompt::complete(EditLine* editor, int /*key*/)
     Prompt& prompt = of(editor);
     const QString typed = prompt.typedText();
     const auto [start, words] = completionOf(typed, prompt.valuesOf);
-    static_cast<void>(takeSignal()); // in the wait for names
+    caughtSignal() = 0; // in the wait for names
     if (words.isEmpty())
         return CC_REFRESH_BEEP;
     QString common = words.first();

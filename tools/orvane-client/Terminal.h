@@ -4,11 +4,7 @@
 #include "Console.h"
 #include "Host.h"
 
-#include <QByteArray>
-#include <QString>
-
 #include <memory>
-#include <optional>
 
 #include <histedit.h>
 

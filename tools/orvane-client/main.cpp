@@ -101,16 +101,6 @@ QString certificateText(const QSslCertificate& certificate)
         date(certificate.expiryDate()), fingerprintOf(certificate));
 }
 
-ExitStatus runOneCommand(Host& host, Console& console, const Settings& settings)
-{
-    const CommandRequest request = makeRequest(settings);
-    Expectation expected = Expectation::answerOf(request.command);
-    expected.isNothing = settings.has("no-reply");
-    if (settings.has("wait"))
-        expected = {request.command, settings.get("wait"), true};
-    return runCommand(host, console, request, expected);
-}
-
 ExitStatus run(Settings settings, Console& console)
 {
     if (settings.action == Action::ShowCertificate)
@@ -136,7 +126,7 @@ ExitStatus run(Settings settings, Console& console)
             refuse(u"%1 is no known host"_s.arg(settings.address()));
         break;
     case Action::OneCommand:
-        return runOneCommand(host, console, settings);
+        return runCommand(host, console, settings, makeRequest(settings));
     case Action::Check:
         return runCheck(host, console, settings);
     case Action::Watch:
