@@ -12,9 +12,9 @@
 #include <cwchar>
 #include <utility>
 
+#include <bsd/readpassphrase.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
-#include <termios.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -39,20 +39,14 @@ bool awaitInput(Host& host)
 
 std::optional<QByteArray> PlainLines::next()
 {
-    qsizetype end = buffer.indexOf('\n');
-    for (bool isOver = false; end < 0 && !isOver;) {
-        std::array<char, 4096> piece = {};
-        const ssize_t length = awaitInput(host) ? ::read(STDIN_FILENO, piece.data(), piece.size()) : 0;
-        const qsizetype searched = buffer.size();
-        buffer.append(piece.data(), std::max<ssize_t>(length, 0));
-        end = buffer.indexOf('\n', searched);
-        isOver = length == 0 || (length < 0 && errno != EINTR && errno != EAGAIN);
-    }
-    if (end < 0 && buffer.isEmpty())
+    if (!file.isOpen() && !file.open(STDIN_FILENO, QIODevice::ReadOnly))
         return std::nullopt;
-    end = end < 0 ? buffer.size() : end; // the last line may have no end
-    const QByteArray line = buffer.left(end);
-    buffer.remove(0, end + 1);
+    const bool canRead = file.bytesAvailable() > 0 || awaitInput(host);
+    QByteArray line = canRead ? file.readLine() : QByteArray();
+    if (line.isEmpty())
+        return std::nullopt;
+    if (line.endsWith('\n'))
+        line.chop(1);
     return line;
 }
 
@@ -232,28 +226,13 @@ QString firstLineOf(int descriptor)
     return QString::fromUtf8(line).remove(u'\r');
 }
 
-/// The terminal edits the line. It makes no signals, which would leave it silent: Ctrl-C ends the line, and stays in
-/// it.
 std::optional<QString> askForPassword(const QString& user)
 {
-    constexpr char interrupt = '\x03';
-    QFile terminal(u"/dev/tty"_s);
-    if (!terminal.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
-        return std::nullopt;
-    termios before = {};
-    tcgetattr(terminal.handle(), &before);
-    termios silent = before;
-    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG);
-    silent.c_cc[VEOL] = interrupt;
-    tcsetattr(terminal.handle(), TCSAFLUSH, &silent); // before it asks: what is typed at once is not shown or lost
-    terminal.write(u"Password of %1: "_s.arg(user).toUtf8());
-    std::array<char, 4096> line = {};
-    const ssize_t length = ::read(terminal.handle(), line.data(), line.size());
-    tcsetattr(terminal.handle(), TCSAFLUSH, &before);
-    terminal.write("\n");
-    if (length <= 0 || line[static_cast<size_t>(length) - 1] != '\n')
-        return std::nullopt;
-    return QString::fromUtf8(line.data(), length - 1);
+    std::array<char, 4096> password = {};
+    const QByteArray question = u"Password of %1: "_s.arg(user).toUtf8();
+    const bool isGiven =
+        readpassphrase(question.constData(), password.data(), password.size(), RPP_REQUIRE_TTY) != nullptr;
+    return isGiven ? std::optional(QString::fromUtf8(password.data())) : std::nullopt;
 }
 
 } // namespace OrvaneClient

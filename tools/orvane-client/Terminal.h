@@ -4,6 +4,8 @@
 #include "Console.h"
 #include "Host.h"
 
+#include <QFile>
+
 #include <memory>
 
 #include <histedit.h>
@@ -23,7 +25,7 @@ public:
 
 private:
     Host& host;
-    QByteArray buffer;
+    QFile file;
 };
 
 /// Lines that a user edits at a prompt, with completion, and a history that all prompts share.
@@ -59,8 +61,7 @@ private:
 /// The words of a line, with quotes and backslashes as in a shell.
 QStringList wordsOfLine(const QByteArray& line);
 
-/// Asks for a password at the terminal of the process, without showing it. Nothing if there is no terminal, or the user
-/// breaks off.
+/// Asks for a password at the terminal of the process, without showing it. Nothing if there is no terminal.
 std::optional<QString> askForPassword(const QString& user);
 
 /// The first line of a file, from which no more is read.

@@ -3,11 +3,9 @@
 #include "Outcome.h"
 
 #include <QCryptographicHash>
-#include <QDir>
-#include <QFileInfo>
-#include <QLockFile>
+#include <QFile>
 #include <QRegularExpression>
-#include <QSaveFile>
+#include <QSettings>
 #include <QStandardPaths>
 #include <QStringList>
 
@@ -22,50 +20,31 @@ namespace {
     throw Outcome {ExitStatus::NoConnection, reason};
 }
 
-/// Each line has the address of a known host and the fingerprint of its certificate.
-QString knownHostsFile()
-{
-    return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/known-hosts"_L1;
-}
-
-QStringList knownHosts()
-{
-    QFile file(knownHostsFile());
-    if (file.exists() && !file.open(QIODevice::ReadOnly))
-        refuseCertificate(u"cannot read \"%1\": %2"_s.arg(file.fileName(), file.errorString()));
-    return file.isOpen() ? QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts) : QStringList();
-}
-
-bool isLineOf(const QString& line, const QString& address)
-{
-    return line.simplified().section(u' ', 0, 0) == address;
-}
-
-/// Empty for an unknown host.
-QString knownFingerprint(const QString& address)
-{
-    for (const QString& line : knownHosts()) {
-        if (isLineOf(line, address))
-            return line.simplified().section(u' ', 1);
+/// Known hosts: a section for each, with the fingerprint of the certificate for each port.
+class KnownHosts {
+public:
+    QString fingerprint(const QString& address) const { return file.value(keyOf(address)).toString(); }
+    /// Empty: makes the host unknown.
+    void set(const QString& address, const QString& fingerprint)
+    {
+        if (fingerprint.isEmpty())
+            file.remove(keyOf(address));
+        else
+            file.setValue(keyOf(address), fingerprint);
+        file.sync();
+        if (file.status() != QSettings::NoError)
+            refuseCertificate(u"cannot write \"%1\""_s.arg(file.fileName()));
     }
-    return {};
-}
 
-/// \return whether it is new
-bool remember(const QString& address, const QString& fingerprint)
-{
-    QFile file(knownHostsFile());
-    QDir().mkpath(QFileInfo(file).path());
-    QLockFile lock(file.fileName() + ".lock"_L1); // another client may be here for the first time, too
-    lock.lock();
-    const QString known = knownFingerprint(address);
-    if (!known.isEmpty() && known != fingerprint)
-        refuseCertificate(u"another client has just trusted %1"_s.arg(known));
-    const QByteArray line = u"\n%1 %2\n"_s.arg(address, fingerprint).toUtf8(); // the last line may have no end
-    if (known.isEmpty() && (!file.open(QIODevice::Append | QIODevice::Unbuffered) || file.write(line) != line.size()))
-        refuseCertificate(u"it cannot be remembered in \"%1\": %2"_s.arg(file.fileName(), file.errorString()));
-    return known.isEmpty();
-}
+private:
+    static QString keyOf(const QString& address)
+    {
+        return QString(address.toLower()).replace(address.lastIndexOf(u':'), 1, u'/');
+    }
+
+    QSettings file {
+        QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/known-hosts"_L1, QSettings::IniFormat};
+};
 
 void judgeUnknown(const QString& fingerprint, const QList<QSslError>& errors)
 {
@@ -87,16 +66,11 @@ QString fingerprintOf(const QSslCertificate& certificate)
 
 bool forget(const QString& address)
 {
-    QSaveFile file(knownHostsFile());
-    QLockFile lock(file.fileName() + ".lock"_L1);
-    lock.lock();
-    QStringList lines = knownHosts();
-    if (lines.removeIf([&](const QString& line) { return isLineOf(line, address.toLower()); }) == 0)
-        return false;
-    const QByteArray text = (lines + QStringList(QString())).join(u'\n').toUtf8();
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
-        refuse(u"cannot write \"%1\": %2"_s.arg(file.fileName(), file.errorString()));
-    return true;
+    KnownHosts hosts;
+    const bool isKnown = !hosts.fingerprint(address).isEmpty();
+    if (isKnown)
+        hosts.set(address, {});
+    return isKnown;
 }
 
 Trust Trust::inFingerprint(const QString& text)
@@ -133,22 +107,22 @@ QString judge(
 {
     const QString fingerprint = fingerprintOf(certificate);
     const bool isRemembered = trust.kind == Trust::Kind::Known || trust.kind == Trust::Kind::OnFirstUse;
-    const QString host = address.toLower();
-    const QString known = isRemembered ? knownFingerprint(host) : trust.fingerprint;
+    KnownHosts hosts;
+    const QString known = isRemembered ? hosts.fingerprint(address) : trust.fingerprint;
     if (trust.kind == Trust::Kind::Any || known == fingerprint)
         return {};
     if (trust.kind == Trust::Kind::Fingerprint)
         refuseCertificate(u"its fingerprint is %1, not the one given"_s.arg(fingerprint));
     if (!known.isEmpty())
-        refuseCertificate(
-            u"IT HAS CHANGED, somebody may be in between: its fingerprint is %1, and was %2 at first use (only "
-            "if the host was given a new certificate: orvane-client --forget %3)"_s.arg(fingerprint, known, address));
-    if (trust.kind == Trust::Kind::OnFirstUse)
-        return remember(host, fingerprint)
-            ? u"%1 is trusted from now on with the certificate %2"_s.arg(host, fingerprint)
-            : QString();
-    judgeUnknown(fingerprint, errors);
-    return {};
+        refuseCertificate(u"IT HAS CHANGED, somebody may be in between: its fingerprint is %1, and was %2 at first use "
+                          "(only if the host was given a new certificate: orvane-client --forget %3)"_s.arg(
+                              fingerprint, known, address));
+    if (trust.kind != Trust::Kind::OnFirstUse) {
+        judgeUnknown(fingerprint, errors);
+        return {};
+    }
+    hosts.set(address, fingerprint);
+    return u"%1 is trusted from now on with the certificate %2"_s.arg(address.toLower(), fingerprint);
 }
 
 } // namespace OrvaneClient
