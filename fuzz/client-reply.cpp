@@ -1,6 +1,6 @@
+#include "Console.h"
 #include "Reply.h"
 #include "Target.h"
-#include "Console.h"
 #include "XmlCommandReader.h"
 
 #include <QJsonDocument>

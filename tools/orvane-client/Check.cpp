@@ -189,7 +189,7 @@ bool HostCheck::play(const Step& step)
     }
     const bool isStranger = outcome.status == ExitStatus::NotLoggedIn;
     if (outcome.status == ExitStatus::NoConnection || (outcome.status == ExitStatus::NoAnswer && !host.isConnected()))
-        throw outcome;
+        throw Outcome(outcome);
 
     const bool hasAnswer = outcome.status != ExitStatus::NoAnswer && !isStranger;
     const qint64 elapsed = hasAnswer ? host.millisecondsToAnswer() : sinceSent.elapsed();

@@ -189,7 +189,7 @@ QStringList candidates(const QStringList& wordsBefore, const QString& word, cons
             words.append(QString::fromLatin1(each.name));
         return wordsBefore.isEmpty() ? words + QStringList {u"help"_s, u"quit"_s} : words;
     }
-    const bool hasGroup = command && *command->groupFields != '\0';
+    const bool hasGroup = command != nullptr && *command->groupFields != '\0';
     const bool isInGroup = hasGroup && word.startsWith(DetailViewGroup + u':');
     if (command && !isInGroup && word.contains(u'='))
         return kindOf(keyOf(word), command->keys).isEmpty() ? QStringList() : valuesFor(keyOf(word), valuesOf);

@@ -55,10 +55,10 @@ int& caughtSignal()
     return signal;
 }
 
-Host::Host(const Settings& settings, Console& console, const std::optional<CommandRequest>& login)
+Host::Host(const Settings& settings, Console& console, std::optional<CommandRequest> login)
     : settings(settings)
     , console(console)
-    , login(login)
+    , login(std::move(login))
 {
     socket.setSslConfiguration(settings.trust.configuration());
     // They are judged when the handshake is done, together with the certificate; nothing is sent before.
@@ -199,7 +199,7 @@ void Host::sendLogin(const std::optional<CommandRequest>& account)
             account ? u"not logged in: the host does not accept the account, and answers nothing"_s
                     : u"not logged in: without a login a host answers nothing"_s};
     reset();
-    throw failure;
+    throw Outcome(failure);
 }
 
 void Host::exchange(
@@ -255,7 +255,7 @@ void Host::awaitAnswer(const Expectation& expected, std::chrono::milliseconds ti
             result.problem += u"; the refresh goes on (give it more --timeout)"_s;
     }
     if (result.status != ExitStatus::Success)
-        throw result;
+        throw Outcome(result);
 }
 
 namespace {

@@ -33,7 +33,7 @@ public:
     using Listener = std::function<void(const Reply& reply, bool isLate)>;
 
     /// Settings and console live longer. Without \a login it does not log in.
-    Host(const Settings& settings, Console& console, const std::optional<CommandRequest>& login);
+    Host(const Settings& settings, Console& console, std::optional<CommandRequest> login);
     ~Host();
     Q_DISABLE_COPY_MOVE(Host)
 
