@@ -210,10 +210,10 @@ Lines of a pipe: all are sent, and the status is that of the first that failed.
 
 What is longer than the pieces in which hosts read is sent in ASCII:
 
-  $ long=$(printf 'ü%.0s' {1..3000})
-  $ orvane <<< "setPreset presetname=$long" | sed "s/$long/long/"
-  <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setPreset</commandname></p:commandAccepted>
+  $ long=$(printf 'ü%.0s' {1..5000})
+  $ printf 'setPreset presetname=%s\n' "$long" "a$long" | orvane --quiet | sed "s/$long/long/"
   host: setPreset long
+  host: setPreset along
 
 The help has the commands of the protocol, in their order:
 

@@ -83,6 +83,6 @@ Trust on first use, after which the host is known without an option:
   PORT=FINGERPRINT
   $ XDG_DATA_HOME=/dev/null client -p "$port" --trust-on-first-use
   orvane-client: the certificate of 127.0.0.1:PORT is refused: cannot write "/dev/null/orvane-client/known-hosts"
-  $ env -u HOME -u XDG_CONFIG_HOME "$CLIENT" --profile wall 2>&1 | grep -c ' "/\.config'
+  $ env -u HOME -u XDG_CONFIG_HOME "$CLIENT" --profile wall 2>&1 | grep -c '"//*\.config'
   0
   [1]
