@@ -123,7 +123,7 @@ QMap<QString, QString> parse(const QStringList& arguments, QStringList& words)
     QMap<QString, QString> values;
     for (const Option& option : Options) {
         if (parser.isSet(option.name))
-            values.insert(option.name, parser.value(option.name));
+            values.insert(option.name, option.value.isNull() ? QString() : parser.value(option.name));
     }
     return values;
 }
