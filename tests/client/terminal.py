@@ -272,7 +272,7 @@ class Terminal(unittest.TestCase):
         self.shows('"Dusk"')
         self.assertNotIn('"Dawn"', self.client.before)  # it is told once
         self.assertRegex(self.client.before, r"\n\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ ")
-        self.send(b"<updateRecorderContentsFinished/>")
+        self.lists[b"getPresetsList"] = b"<updateRecorderContentsFinished/>" + peer.END + self.lists[b"getPresetsList"]
         self.shows("<updateRecorderContentsFinished/>")
         self.type(CTRL_C)
         self.ends()

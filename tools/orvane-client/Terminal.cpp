@@ -82,6 +82,7 @@ Prompt::Prompt(Host& host, Console& console, ValuesOfKey valuesOf)
     history_w(history.get(), &event, H_SETSIZE, 1000);
     history_w(history.get(), &event, H_SETUNIQUE, 1);
     readHistory();
+    el_set(editor.get(), EL_PREP_TERM, 1); // before the prompt is shown: what is typed early is not cut or shown twice
 }
 
 Prompt::~Prompt()
@@ -121,7 +122,7 @@ std::optional<QByteArray> Prompt::next()
         int length = 0;
         const wchar_t* const line = el_wgets(editor.get(), &length);
         console.setPrompt([] {}, [] {});
-        el_set(editor.get(), EL_PREP_TERM, 1); // what is typed meanwhile is not cut and not shown twice
+        el_set(editor.get(), EL_PREP_TERM, 1);
         if (line)
             return QString::fromWCharArray(line, length).remove(u'\n').toUtf8();
         const bool isInterrupted = std::exchange(caughtSignal(), 0) == SIGINT;
