@@ -206,14 +206,14 @@ private:
         if (kind == 12)
             return login(QString(random.bounded(199, 202), u'u'), u"wrong"_s, false);
         const QString command = kind < 9 ? u"setPreset"_s : u"other"_s;
-        const QString message = kind == 11 ? QString() : ofLength(command, length());
+        QString message = kind == 11 ? QString() : ofLength(command, length());
         model.takeMessage(message, command);
         return message;
     }
 
     QString login(const QString& user, const QString& password, bool isValid)
     {
-        const QString message =
+        QString message =
             u"<loginClient><username>%1</username><password>%2</password></loginClient>"_s.arg(user, password);
         model.takeLogin(message, user, isValid);
         return message;
@@ -254,8 +254,8 @@ void tst_random_limits::clientsAreServedAndEndedAsTheLimitsSay()
     for (int number = 0; number < 300; ++number) {
         OrvaneLimits limits;
         limits.maxInvalidLogins = random.bounded(4);
-        limits.maxMessageLength = random.bounded(2) * random.bounded(60, 400);
-        limits.maxMessageLengthBeforeLogin = random.bounded(2) * random.bounded(60, 400);
+        limits.maxMessageLength = qint64(random.bounded(2)) * random.bounded(60, 400);
+        limits.maxMessageLengthBeforeLogin = qint64(random.bounded(2)) * random.bounded(60, 400);
         session.server->setLimits(limits);
         session.host.calls.clear();
         RandomClient client(limits, random);
