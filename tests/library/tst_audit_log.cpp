@@ -25,7 +25,6 @@ private Q_SLOTS:
     void tellsWhyAHandshakeFailed();
     void tellsWhoseLoginWasInvalidThoughTheClientHasGone();
     void namesThePeerOfAClientThatHasWaited();
-    void growsNotWithWhatAStrangerSends();
     void endsWhateverBeginsThoughTheLinesRunEvents();
     void keepsALineWhateverAClientSends();
     void standsAServerThatIsDestroyedInALine();
@@ -102,15 +101,11 @@ void tst_audit_log::tellsWhoDidWhat()
     session.server->setLimits({.maxClients = 1, .maxMessageLength = 5000});
     auto client = session.connectedClient();
     QVERIFY(client);
-    client->send("<showLive/>");
-    client->login("operator", "wrong-password");
     client->login("operator", "secret");
     client->send("<showLive/>");
     client->send("<getPresetsList/>");
     client->send("<updateRecorderContents/>");
     client->send("<showTrack/>");
-    client->send("<setPreset/>");
-    client->login("operator", "wrong");
     client->login("Orvane", "157b25b09a99c70fc75a6e79412a00b2");
     client->send("<unknown/>");
     client->send(QByteArray("<x>").repeated(1030));
@@ -123,24 +118,20 @@ void tst_audit_log::tellsWhoDidWhat()
         QTRY_VERIFY(lines.last().contains("disconnected"));
     };
     other->send("<getPresetsList/>");
-    QTRY_COMPARE(lines.size(), 19);
+    QTRY_COMPARE(lines.size(), 15);
     auto third = session.connectedClient();
     TlsClient refused;
     refused.connectToPort(session.server->serverPort());
-    QTRY_COMPARE(lines.size(), 21);
+    QTRY_COMPARE(lines.size(), 17);
     session.server.reset();
 
     const QStringList expected {
         uR"({"event":"connected"})"_s,
-        uR"({"command":"showLive","event":"command","outcome":"not logged in"})"_s,
-        uR"({"event":"invalidLogin","user":"operator"})"_s,
         uR"({"account":"operator","event":"login","user":"operator"})"_s,
         uR"({"account":"operator","command":"showLive","event":"command","outcome":"accepted"})"_s,
         uR"({"account":"operator","command":"getPresetsList","event":"command","outcome":"answered"})"_s,
         uR"({"account":"operator","command":"updateRecorderContents","event":"command","outcome":"no reply"})"_s,
         uR"({"account":"operator","command":"showTrack","event":"command","outcome":"rejected"})"_s,
-        uR"({"account":"operator","command":"setPreset","event":"command","outcome":"accepted"})"_s,
-        uR"({"account":"operator","event":"invalidLogin","user":"operator"})"_s,
         uR"({"account":"Orvane","event":"login","user":"Orvane"})"_s,
         uR"({"account":"Orvane","command":"unknown","event":"command","outcome":"rejected"})"_s,
         uR"({"account":"Orvane","command":"x","event":"refusedDocument","reason":"Its elements are nested too deep"})"_s,
@@ -199,19 +190,6 @@ void tst_audit_log::namesThePeerOfAClientThatHasWaited()
     QTRY_COMPARE(lines.size(), 5); // both have come and gone, one in its handshake
     for (const QString& line : briefLines())
         QVERIFY2(line.startsWith(u'{'), qPrintable(line));
-}
-
-void tst_audit_log::growsNotWithWhatAStrangerSends()
-{
-    const Session session;
-    auto client = session.connectedClient();
-    QVERIFY(client);
-    client->write(QByteArray("<a/>\r\n\r\n").repeated(1000));
-    client->login("operator", "wrong");
-    client->disconnectFromHost();
-    QTRY_VERIFY(!lines.isEmpty() && lines.last().contains("disconnected"));
-    QCOMPARE(lines.size(), 12);
-    QCOMPARE(QJsonDocument::fromJson(lines.last()).object()["notWritten"_L1].toInt(), 991);
 }
 
 /// In the line about a client that is let go another may find its place.

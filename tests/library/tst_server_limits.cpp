@@ -22,14 +22,12 @@ class tst_server_limits : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void limitsNothingAtFirst();
     void letsInSoManyClients();
     void letsInWhoComesWhenAnotherHasLeft();
     void letsInWhoComesWhileAnotherLeavesInItsCall();
     void letsInWhoWaitsWhenThereAreMorePlaces();
     void letsInWhoHasWaitedBeforeWhoComesNow();
     void letsInNobodyInsideTheLineOfAnother();
-    void takesSoManyInvalidLogins();
     void takesMessagesOfALength_data();
     void takesMessagesOfALength();
     void boundsWhatComesInsideACall();
@@ -40,7 +38,6 @@ private Q_SLOTS:
     void endsWhoDoesNotLogIn();
     void countsNoTimeInWhichTheHostStandsStill_data();
     void countsNoTimeInWhichTheHostStandsStill();
-    void standsAServerThatIsDestroyedInTheLine();
 };
 
 namespace {
@@ -91,15 +88,6 @@ QByteArray showLiveReply()
 }
 
 } // namespace
-
-void tst_server_limits::limitsNothingAtFirst()
-{
-    const Session session;
-    const OrvaneLimits limits = session.server->limits();
-    QVERIFY(limits.maxClients == 0 && limits.maxInvalidLogins == 0 && limits.maxMessageLength == 0);
-    QVERIFY(limits.maxMessageLengthBeforeLogin == 0 && limits.maxUnsentBytes == 0);
-    QVERIFY(limits.handshakeTimeout == 0ms && limits.loginTimeout == 0ms);
-}
 
 void tst_server_limits::letsInSoManyClients()
 {
@@ -240,33 +228,6 @@ void tst_server_limits::letsInNobodyInsideTheLineOfAnother()
     QTRY_COMPARE(second.state(), QAbstractSocket::UnconnectedState);
 }
 
-void tst_server_limits::takesSoManyInvalidLogins()
-{
-    const LogCapture log;
-    LimitedSession session({.maxInvalidLogins = 2});
-
-    auto honest = session.connectedClient();
-    honest->login("operator", "wrong");
-    honest->login("operator", "wrong");
-    honest->login("operator", "secret");
-    honest->send("<theLast/>");
-    QTRY_COMPARE(honest->received, rejection("theLast", "Unknown command"));
-    quint16 port = honest->localPort(); // which the socket forgets
-    honest->login("operator", "wrong");
-    QVERIFY(isEnded(*honest, u"maxInvalidLogins"_s, port));
-
-    auto guessing = session.connectedClient();
-    port = guessing->localPort();
-    guessing->login("operator", "1");
-    guessing->login("Orvane", "2");
-    guessing->login("operator", "3");
-    guessing->login("operator", "secret");
-    guessing->send("<theLast/>");
-    QVERIFY(isEnded(*guessing, u"maxInvalidLogins"_s, port));
-    QCOMPARE(guessing->received, QByteArray());
-    QVERIFY(session.isServed());
-}
-
 void tst_server_limits::takesMessagesOfALength_data()
 {
     QTest::addColumn<int>("maxLength");
@@ -288,12 +249,6 @@ void tst_server_limits::takesMessagesOfALength_data()
     QTest::newRow("one too long, behind others")
         << length << 0 << true << showLive(100) + end + fits + isTooLong + fits << 2 << limit;
     QTest::newRow("without an end") << length << 0 << true << fits + QByteArray(length + 100, 'x') << 1 << limit;
-    QTest::newRow("of one letter in many bytes")
-        << length << 0 << true << "<showLive><x>" + QByteArray("\xE2\x82\xAC").repeated(7000) + "</x></showLive>" + end
-        << 1 << QString();
-    QTest::newRow("before the login") << length << beforeLogin << false
-                                      << showLive(beforeLogin) + end + showLive(beforeLogin + 1) + end << 0
-                                      << limitBeforeLogin;
     QTest::newRow("before the login, without an end")
         << 0 << beforeLogin << false << QByteArray(beforeLogin, 'x') + QByteArray(100, ' ') << 0 << limitBeforeLogin;
     QTest::newRow("behind the login, in the same write") << length << beforeLogin << true << fits << 1 << QString();
@@ -503,34 +458,6 @@ void tst_server_limits::countsNoTimeInWhichTheHostStandsStill()
         isServed = isServedBesideAHostThatStandsStill(time * silentPercent / 100, limits);
     }
     QVERIFY(isServed);
-}
-
-void tst_server_limits::standsAServerThatIsDestroyedInTheLine()
-{
-    OrvaneLimits limits {.maxClients = 1, .maxMessageLength = 1000};
-    for (const bool isRefused : {true, false}) {
-        LimitedSession session(limits);
-        const LogCapture log([&](const QString& line) {
-            if (line.contains(u"exceeded"_s))
-                session.server.reset();
-        });
-        const auto second = isRefused ? session.comer() : nullptr;
-        if (!isRefused)
-            session.witness->send(showLive(1001));
-        QTRY_VERIFY(!session.server);
-        QTRY_COMPARE(session.witness->state(), QAbstractSocket::UnconnectedState);
-    }
-
-    // In the line of a client that has waited for its place.
-    LimitedSession session(limits);
-    const LogCapture log([&](const QString& line) {
-        if (line.startsWith(u"New OrvaneConnection"_s))
-            session.server.reset();
-    });
-    const auto next = session.comer();
-    QTRY_COMPARE(session.acceptedCount(), 2);
-    session.server->setLimits({});
-    QTRY_VERIFY(!session.server);
 }
 
 QTEST_GUILESS_MAIN(tst_server_limits)

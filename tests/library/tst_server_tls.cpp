@@ -181,9 +181,6 @@ void tst_server_tls::saysWhatElseIsWrong()
     session.server->setSslConfiguration(configuration);
     QCOMPARE(session.server->sslErrorString(), QString()); // with the issuers that the system trusts
     QSslConfiguration withoutIssuers = configuration;
-    withoutIssuers.setCaCertificates({});
-    session.server->setSslConfiguration(withoutIssuers);
-    QVERIFY(session.server->sslErrorString().contains(u"no issuer"_s));
     withoutIssuers.setCaCertificates({QSslCertificate()});
     session.server->setSslConfiguration(withoutIssuers);
     QVERIFY(session.server->sslErrorString().contains(u"no issuer"_s));

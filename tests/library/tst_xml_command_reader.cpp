@@ -1,12 +1,9 @@
-#include "DocumentGrammar.h"
 #include "PeakMemory.h"
 #include "ReferenceReading.h"
 #include "XmlCommandReader.h"
 
-#include <QRandomGenerator>
 #include <QtTest>
 
-#include <algorithm>
 #include <tuple>
 
 using namespace Qt::StringLiterals;
@@ -19,7 +16,6 @@ private Q_SLOTS:
     void everyBeginningOfADocumentIsAnError();
     void writesAParamValueBack_data();
     void writesAParamValueBack();
-    void readsMadeUpDocumentsAsTheReference();
     void reservesNothingForText();
     void refusesATooLongDocumentWithoutReadingIt();
     void tellsAbsentFromEmpty();
@@ -48,17 +44,13 @@ void tst_xml_command_reader::writesAParamValueBack_data()
         row(what, u"<r><paramvalue>"_s + written + u"</paramvalue></r>"_s, content);
     };
     captured("nothing", u""_s, u""_s);
-    captured("white space", u" \n"_s, u" \n"_s);
     captured("an element in another", u"<a>1<b>2</b>3</a>4"_s, u"<a>1<b>2</b>3</a>4"_s);
-    captured("an empty element", u"<a></a>"_s, u"<a/>"_s);
     captured("attributes", u"<a b='1' c='\"&lt;&amp;>'/>"_s, u"<a b=\"1\" c=\"&quot;&lt;&amp;&gt;\"/>"_s);
     captured("white space in an attribute", u"<a b='&#9;&#10;&#13; \n'/>"_s, u"<a b=\"&#9;&#10;&#13;  \"/>"_s);
     captured("references and quotes", u"&lt;&#65;&amp;'\""_s, u"&lt;A&amp;'&quot;"_s);
     captured("a CDATA section", u"<a><![CDATA[<b>]]></a>"_s, u"<a>&lt;b&gt;</a>"_s);
     captured("an empty CDATA section ends the start tag", u"<a><![CDATA[]]></a>"_s, u"<a></a>"_s);
-    captured("an empty CDATA section alone", u"<![CDATA[]]>"_s, u""_s);
     captured("a comment ends no start tag", u"<a><!-- 1 --></a>"_s, u"<a/>"_s);
-    captured("a processing instruction neither", u"<a><?b c?></a>2<?d?>3"_s, u"<a/>23"_s);
     captured("a prefix", u"<p:a xmlns:p='u'><p:b p:c='1'/></p:a>"_s, u"<a><b xmlns:n1=\"u\" n1:c=\"1\"/></a>"_s);
     captured("a default namespace", u"<a xmlns='u'><b/></a>"_s, u"<a><b/></a>"_s);
     captured("another one, empty", u"<a/><paramvalue/><b/>"_s, u"<a/><paramvalue"_s);
@@ -82,7 +74,6 @@ void tst_xml_command_reader::writesAParamValueBack_data()
     row("an error behind a text", u"<r><paramvalue><a>1</b></paramvalue></r>"_s, u"<a>1"_s);
     row("the end of the document behind an empty CDATA section", u"<r><paramvalue><a><![CDATA[]]>"_s, u"<a>"_s);
     row("the end of the document in a text, which is not read", u"<r><paramvalue><a/>12"_s, u"<a/>"_s);
-    row("two of them, the second one empty", u"<r><paramvalue>1</paramvalue><paramvalue/></r>"_s, u"1"_s);
 }
 
 void tst_xml_command_reader::writesAParamValueBack()
@@ -94,29 +85,6 @@ void tst_xml_command_reader::writesAParamValueBack()
     QCOMPARE(reader.hasParameter(u"paramvalue"), !content.isEmpty());
     QCOMPARE(reader.stringParameter(u"paramvalue"), content);
     QCOMPARE(reader.allParameters(), ReferenceReading(document).parameters);
-}
-
-void tst_xml_command_reader::readsMadeUpDocumentsAsTheReference()
-{
-    constexpr int documents = 3000;
-    constexpr qsizetype length = 500;
-    QRandomGenerator random(1); // the same ones in each run
-    int read = 0;
-    for (int index = 0; index < documents; ++index) {
-        QByteArray genes(8 + random.bounded(56), Qt::Uninitialized);
-        std::generate(genes.begin(), genes.end(), [&] { return static_cast<char>(random.bounded(256)); });
-        const QString document = documentOf(genes, length);
-        XmlCommandReader reader;
-        const bool isWellFormed = reader.parseCommand(document);
-        if (!reader.refusalReason().isNull())
-            continue;
-        ++read;
-        const ReferenceReading reference(document);
-        QVERIFY2(isWellFormed == reference.isWellFormed && reader.commandName() == reference.commandName
-                && reader.allParameters() == reference.parameters,
-            qPrintable(document));
-    }
-    QVERIFY2(read > documents / 4, qPrintable(QString::number(read)));
 }
 
 /// How much more address space is taken than ever before.
