@@ -32,7 +32,7 @@ constexpr QLatin1String None;
 
 constexpr std::array Options {
     Option {"host"_L1, "HOST"_L1, "Host, also HOST:PORT (default: 127.0.0.1)."_L1, "H"_L1},
-    Option {"port"_L1, "PORT"_L1, "Port of the host (default: 5679)."_L1, "p"_L1},
+    Option {"port"_L1, "PORT"_L1, "Port of the host (default: {port})."_L1, "p"_L1},
     Option {"user"_L1, "NAME"_L1, "Log in with this account (default: --system)."_L1, "u"_L1},
     Option {"password-file"_L1, "FILE"_L1, "The password is the first line of FILE; - is standard input."_L1},
     Option {"system"_L1, None, "Log in with the system account of the protocol, which needs no password."_L1},
@@ -70,7 +70,9 @@ QList<QCommandLineOption> programOptions()
     for (const Option& option : Options) {
         QStringList names = {option.letter, option.name};
         names.removeAll(QString());
-        options.append({names, option.description, option.value});
+        QString description = option.description;
+        description.replace("{port}"_L1, QString::number(OrvaneInterface::DefaultPort));
+        options.append({names, description, option.value});
     }
     return options;
 }
