@@ -1,4 +1,4 @@
-#include "AuditTrail.h"
+#include "ClientEvents.h"
 #include "ComparisonTable.h"
 #include "Documents.h"
 #include "HostileDocuments.h"
@@ -165,11 +165,12 @@ void joinRecorderTexts(State& state)
     }
 }
 
-/// All that the audit trail costs a command while it is off.
-void askForAuditTrail(State& state)
+/// All that the audit trail and the observer of clients cost a command where there is neither.
+void askWhetherEventsAreWanted(State& state)
 {
+    const OrvaneInterface::ClientEvents events({}, std::make_shared<OrvaneInterface::ClientObservation>());
     for ([[maybe_unused]] auto _ : state)
-        benchmark::DoNotOptimize(OrvaneInterface::AuditTrail::isOn());
+        benchmark::DoNotOptimize(events.isWanted());
 }
 
 /// The time of the slowest of three runs for each document.
@@ -225,7 +226,8 @@ std::vector<Comparison> comparisons()
         receiving(64 * MiB, 1.5),
         {"build the list of 1,000 recorders with 16 tracks each", "converting and joining the same texts", 2,
             buildRecorderList, joinRecorderTexts},
-        {"ask whether the audit trail is on", "the bare parse of a showLive", 0.01, askForAuditTrail,
+        {"ask whether the audit trail or an observer is on", "the bare parse of a showLive", 0.01,
+            askWhetherEventsAreWanted,
             [document = showLiveDocument()](State& state) { parseWithXmlReader(state, document); }},
     };
 }

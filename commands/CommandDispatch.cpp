@@ -8,11 +8,29 @@
 
 #include <QElapsedTimer>
 
+#include <algorithm>
 #include <array>
 
 namespace OrvaneInterface {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+using EventType = OrvaneClientEvent::Type;
+
+/// Those that an event has.
+QMap<QString, QString> firstParameters(const XmlCommandReader& reader)
+{
+    constexpr qsizetype most = 16;
+    QMap<QString, QString> parameters;
+    const QMap<QString, QString> all = reader.firstParameters(most, LongestText + 1);
+    for (auto each = all.cbegin(); each != all.cend(); ++each)
+        parameters[shortened(each.key())] = shortened(each.value());
+    return parameters;
+}
+
+} // namespace
 
 void OrvaneConnection::handleCommand(const QString& message)
 {
@@ -35,17 +53,23 @@ void OrvaneConnection::handleCommand(const QString& message)
     qCDebug(defaultLog) << message;
     if (!socketAttached) // a message handler of the host may have destroyed the server, and the host after it
         return;
-    if (!isLoggedIn()) {
-        audit.writeCommandBeforeLogin(commandName);
-        return;
-    }
-    static constexpr std::array outcomes {"no reply"_L1, "answered"_L1, "accepted"_L1, "rejected"_L1};
+    OrvaneClientEvent event {.type = EventType::Command, .command = commandName, .outcome = Outcome::NotLoggedIn};
+    if (isLoggedIn())
+        carryOut(reader, event);
+    events.tell(event);
+}
+
+void OrvaneConnection::carryOut(XmlCommandReader& reader, OrvaneClientEvent& event)
+{
+    const Handler handler = handlerOf(event.command);
+    if (handler != nullptr && events.isWanted())
+        event.parameters = firstParameters(reader); // before the split of the host stands there
     QElapsedTimer timer;
     timer.start();
-    const bool isAudited = AuditTrail::isOn();
-    const Outcome outcome = runCommand(commandName, reader);
-    if (isAudited)
-        audit.writeCommand(commandName, outcomes.at(static_cast<size_t>(outcome)), timer.nsecsElapsed());
+    const auto [outcome, split] = handler != nullptr ? (this->*handler)(reader) : rejectUnknown(reader);
+    event.duration = std::chrono::nanoseconds(timer.nsecsElapsed());
+    event.outcome = outcome;
+    event.split = split;
 }
 
 /// Of a document that is too much for a command nothing is carried out, a login included, and its text is not logged.
@@ -53,17 +77,18 @@ void OrvaneConnection::refuse(const QString& commandName, QLatin1String reason)
 {
     qCDebug(defaultLog) << "OrvaneConnection refused a document:" << reason.data();
     if (socketAttached)
-        audit.writeRefusedDocument(commandName, reason);
+        events.tell({.type = EventType::RefusedDocument, .reason = reason, .command = commandName});
     if (isLoggedIn())
         sendCommandRejected(commandName, reason);
 }
 
 /// What a client can do once it has logged in; the documents describe the commands in this order.
-OrvaneConnection::Outcome OrvaneConnection::runCommand(const QString& commandName, XmlCommandReader& reader)
+/// \return null for an unknown one
+OrvaneConnection::Handler OrvaneConnection::handlerOf(const QString& commandName)
 {
     struct Command {
         QLatin1String name;
-        Outcome (OrvaneConnection::*handle)(XmlCommandReader& reader);
+        Handler handler;
     };
     static constexpr std::array commands {
         Command {"updateRecorderContents"_L1, &OrvaneConnection::handleUpdateRecorderContents},
@@ -77,16 +102,15 @@ OrvaneConnection::Outcome OrvaneConnection::runCommand(const QString& commandNam
         Command {"showLiveAtSubsplit"_L1, &OrvaneConnection::handleShowLiveAtSubsplit},
         Command {"getPertinentInfo"_L1, &OrvaneConnection::handleGetPertinentInfo},
     };
-    for (const auto& [name, handle] : commands) {
-        if (name == commandName) {
-            isInCall = true;
-            const Outcome outcome = (this->*handle)(reader);
-            isInCall = false;
-            return outcome;
-        }
-    }
+    const auto* const found =
+        std::find_if(commands.begin(), commands.end(), [&](const Command& each) { return each.name == commandName; });
+    return found == commands.end() ? nullptr : found->handler;
+}
+
+OrvaneConnection::Result OrvaneConnection::rejectUnknown(XmlCommandReader& reader)
+{
     qCDebug(defaultLog) << "Received unknown Orvane command:";
-    return sendCommandRejected(commandName, UnknownCommand);
+    return sendCommandRejected(reader.commandName(), UnknownCommand);
 }
 
 void OrvaneConnection::handleLoginClient(const XmlCommandReader& reader)
@@ -100,12 +124,13 @@ void OrvaneConnection::handleLoginClient(const XmlCommandReader& reader)
     orvaneLoggedIn = orvaneLoggedIn || (isValid && isSystem);
     thirdPartyLoggedIn = thirdPartyLoggedIn || (isValid && !isSystem);
     if (isLoggedIn()) // the one with more rights, where the client has logged in with both
-        audit.setAccount(orvaneLoggedIn ? QString(SystemUserName) : userName);
+        events.setAccount(orvaneLoggedIn ? OrvaneClient::Account::System : OrvaneClient::Account::Host,
+            orvaneLoggedIn ? QString(SystemUserName) : userName);
     if (isLoggedIn() && !wasLoggedIn && socketAttached)
         acceptor->setStranger(*socket, false);
 
     if (socketAttached) // before the lines: in one of them the client may go
-        audit.writeLogin(user, isValid);
+        events.tell({.type = isValid ? EventType::LoggedIn : EventType::InvalidLogin, .user = user});
     qCDebug(defaultLog) << reader.commandName(); // never the message, which holds the password
     if (orvaneLoggedIn)
         qCDebug(defaultLog) << "This is Orvane";

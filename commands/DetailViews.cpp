@@ -1,3 +1,4 @@
+#include "HostCall.h"
 #include "OrvaneConnection.h"
 
 #include "OrvaneInterface.h"
@@ -52,11 +53,11 @@ DetailViews readDetailViews(const XmlCommandReader& reader)
 
 } // namespace
 
-OrvaneConnection::Outcome OrvaneConnection::handleSetDetailViews(XmlCommandReader& reader)
+OrvaneConnection::Result OrvaneConnection::handleSetDetailViews(XmlCommandReader& reader)
 {
     const int splitId = reader.intParameter(u"splitid", -1);
     DetailViews views = readDetailViews(reader);
-    hostInterface->setDetailViews(splitId, std::move(views.rects), std::move(views.objectIds));
+    HostCall(*this)->setDetailViews(splitId, std::move(views.rects), std::move(views.objectIds));
     return sendCommandAccepted(reader.commandName());
 }
 

@@ -1,3 +1,4 @@
+#include "HostCall.h"
 #include "OrvaneConnection.h"
 
 #include "DebugLog.h"
@@ -21,26 +22,26 @@ qint64 int64Parameter(const XmlCommandReader& reader, QStringView key, qint64 de
 
 } // namespace
 
-OrvaneConnection::Outcome OrvaneConnection::handleShowLive(XmlCommandReader& reader)
+OrvaneConnection::Result OrvaneConnection::handleShowLive(XmlCommandReader& reader)
 {
     const std::string recorder = reader.utf8Parameter(u"recorder");
     int splitId = reader.intParameter(u"splitid", -1);
     const int camera = reader.intParameter(u"camera", -1);
     const bool alarm = reader.intParameter(u"alarm", 0) != 0;
-    hostInterface->showLive(recorder, camera, alarm, splitId);
+    HostCall(*this)->showLive(recorder, camera, alarm, splitId);
     return sendAcceptedWithSplit(reader, splitId);
 }
 
-OrvaneConnection::Outcome OrvaneConnection::handleShowLiveAtSubsplit(XmlCommandReader& reader)
+OrvaneConnection::Result OrvaneConnection::handleShowLiveAtSubsplit(XmlCommandReader& reader)
 {
     const int subsplitIndex = reader.intParameter(u"subsplit", -1);
     const int splitId = reader.intParameter(u"splitid", -1);
     const int camera = reader.intParameter(u"camera", -1);
-    hostInterface->showLiveAtSubsplit(splitId, camera, subsplitIndex);
+    HostCall(*this)->showLiveAtSubsplit(splitId, camera, subsplitIndex);
     return sendCommandAccepted(reader.commandName());
 }
 
-OrvaneConnection::Outcome OrvaneConnection::handleShowTrack(XmlCommandReader& reader)
+OrvaneConnection::Result OrvaneConnection::handleShowTrack(XmlCommandReader& reader)
 {
     const std::string recorder = reader.utf8Parameter(u"recorder");
     int splitId = reader.intParameter(u"splitid", -1);
@@ -52,25 +53,25 @@ OrvaneConnection::Outcome OrvaneConnection::handleShowTrack(XmlCommandReader& re
 
     if (reader.hasParameter(u"trackid")) {
         const int trackId = reader.intParameter(u"trackid", -1);
-        hostInterface->showTrackById(recorder, trackId, camera, time, alarm, splitId, limitStart, limitEnd);
+        HostCall(*this)->showTrackById(recorder, trackId, camera, time, alarm, splitId, limitStart, limitEnd);
     } else if (reader.hasParameter(u"track")) {
         const std::string trackName = reader.utf8Parameter(u"track");
-        hostInterface->showTrackByName(recorder, trackName, camera, time, alarm, splitId, limitStart, limitEnd);
+        HostCall(*this)->showTrackByName(recorder, trackName, camera, time, alarm, splitId, limitStart, limitEnd);
     } else {
         sendCommandRejected(reader.commandName(), NoTrack);
         qCDebug(defaultLog) << "OrvaneInterface: received showTrack command without valid track ID or track name!";
-        return Outcome::Rejected;
+        return {Outcome::Rejected};
     }
     return sendAcceptedWithSplit(reader, splitId);
 }
 
 /// The long acceptance, with the split that the host has used in place of the one that the client has sent.
-OrvaneConnection::Outcome OrvaneConnection::sendAcceptedWithSplit(XmlCommandReader& reader, int splitId)
+OrvaneConnection::Result OrvaneConnection::sendAcceptedWithSplit(XmlCommandReader& reader, int splitId)
 {
     static const QStringList echoNames(u"splitid"_s);
     reader.setParameter(u"splitid", QString::number(splitId));
     sendMessage(reader.acceptedReply(QString(), echoNames, XmlNamespaceUri));
-    return Outcome::Accepted;
+    return {Outcome::Accepted, splitId};
 }
 
 } // namespace OrvaneInterface

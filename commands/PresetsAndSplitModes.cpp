@@ -1,3 +1,4 @@
+#include "HostCall.h"
 #include "OrvaneConnection.h"
 
 #include "OrvaneInterface.h"
@@ -7,21 +8,21 @@ namespace OrvaneInterface {
 
 using namespace Qt::StringLiterals;
 
-OrvaneConnection::Outcome OrvaneConnection::handleSetPreset(XmlCommandReader& reader)
+OrvaneConnection::Result OrvaneConnection::handleSetPreset(XmlCommandReader& reader)
 {
-    hostInterface->setPreset(reader.utf8Parameter(u"presetname"));
+    HostCall(*this)->setPreset(reader.utf8Parameter(u"presetname"));
     return sendCommandAccepted(reader.commandName());
 }
 
-OrvaneConnection::Outcome OrvaneConnection::handleSetSplitMode(XmlCommandReader& reader)
+OrvaneConnection::Result OrvaneConnection::handleSetSplitMode(XmlCommandReader& reader)
 {
     // Base 10 only, unlike intParameter(): a hexadecimal form is split mode 0.
     const int splitMode = reader.stringParameter(u"splitmode", u"-1"_s).toInt();
     if (splitMode >= 0) {
-        hostInterface->setSplitMode(splitMode);
+        HostCall(*this)->setSplitMode(splitMode);
     } else {
         const int windowId = reader.intParameter(u"windowid", -1);
-        hostInterface->setSplitModeByName(windowId, reader.documentText().toStdString());
+        HostCall(*this)->setSplitModeByName(windowId, reader.documentText().toStdString());
     }
     return sendCommandAccepted(reader.commandName());
 }

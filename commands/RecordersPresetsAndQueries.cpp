@@ -1,3 +1,4 @@
+#include "HostCall.h"
 #include "Lists.h"
 #include "OrvaneConnection.h"
 #include "OrvaneInterface.h"
@@ -9,40 +10,40 @@
 
 namespace OrvaneInterface {
 
-OrvaneConnection::Outcome OrvaneConnection::handleUpdateRecorderContents(XmlCommandReader& reader)
+OrvaneConnection::Result OrvaneConnection::handleUpdateRecorderContents(XmlCommandReader& reader)
 {
     // Set first: the host may report the end of the refresh before the call returns.
     recorderUpdatePending = true;
-    if (hostInterface->updateRecorderContents())
-        return Outcome::NoReply;
+    if (HostCall(*this)->updateRecorderContents())
+        return {Outcome::NoReply};
     recorderUpdatePending = false;
     return sendCommandRejected(reader.commandName(), RefreshIsRunning);
 }
 
-OrvaneConnection::Outcome OrvaneConnection::handleGetRecorderList(XmlCommandReader& /*reader*/)
+OrvaneConnection::Result OrvaneConnection::handleGetRecorderList(XmlCommandReader& /*reader*/)
 {
     std::vector<OrvaneInterface::RecorderEntry> recorders;
-    hostInterface->getRecorderList(recorders);
+    HostCall(*this)->getRecorderList(recorders);
     sendMessage(recorderList(recorders, orvaneLoggedIn));
-    return Outcome::Answered;
+    return {Outcome::Answered};
 }
 
-OrvaneConnection::Outcome OrvaneConnection::handleGetPresetsList(XmlCommandReader& /*reader*/)
+OrvaneConnection::Result OrvaneConnection::handleGetPresetsList(XmlCommandReader& /*reader*/)
 {
     std::vector<OrvaneInterface::PresetEntry> presets;
-    hostInterface->getPresetsList(presets);
+    HostCall(*this)->getPresetsList(presets);
     sendMessage(presetsList(presets));
-    return Outcome::Answered;
+    return {Outcome::Answered};
 }
 
-OrvaneConnection::Outcome OrvaneConnection::handleGetPertinentInfo(XmlCommandReader& reader)
+OrvaneConnection::Result OrvaneConnection::handleGetPertinentInfo(XmlCommandReader& reader)
 {
     const std::string commandDocument = reader.documentText().toStdString();
     std::string answer;
-    if (!hostInterface->getPertinentInfo(commandDocument, answer))
-        return Outcome::NoReply;
+    if (!HostCall(*this)->getPertinentInfo(commandDocument, answer))
+        return {Outcome::NoReply};
     sendMessage(QString::fromUtf8(answer.c_str())); // ends at the first NUL byte
-    return Outcome::Answered;
+    return {Outcome::Answered};
 }
 
 } // namespace OrvaneInterface

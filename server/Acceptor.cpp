@@ -1,6 +1,5 @@
 #include "Acceptor.h"
 
-#include "AuditTrail.h"
 #include "DebugLog.h"
 
 #include <QAbstractEventDispatcher>
@@ -10,6 +9,8 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTimerEvent>
+
+#include <utility>
 
 namespace OrvaneInterface {
 
@@ -39,10 +40,12 @@ void enterEventLoop(QSocketNotifier* notifier)
 
 } // namespace
 
-Acceptor::Acceptor(QTcpServer& server, const Admission& admission, QObject* parent)
+Acceptor::Acceptor(QTcpServer& server, const Admission& admission, std::shared_ptr<const ClientObservation> observation,
+    QObject* parent)
     : QObject(parent)
     , server(server)
     , admission(admission)
+    , observation(std::move(observation))
 {
     connect(&server, &QTcpServer::acceptError, this, &Acceptor::handleAcceptError);
     server.installEventFilter(this);
@@ -200,10 +203,11 @@ QTcpSocket* Acceptor::takeClient()
 void Acceptor::turnAwayFirst()
 {
     QTcpSocket* client = waiting.takeFirst().client;
-    const QString peer = client->objectName();
+    const auto limit = "maxClients"_L1;
+    ClientEvents events(ClientEvents::clientOf(*client), observation);
     delete client;
-    AuditTrail(peer).writeExceededLimit("maxClients"_L1);
-    logExceededLimit("maxClients"_L1, peer);
+    events.tell({.type = OrvaneClientEvent::Type::ExceededLimit, .reason = limit});
+    logExceededLimit(limit, peerOf(events.client()));
 }
 
 void Acceptor::timerEvent(QTimerEvent* event)

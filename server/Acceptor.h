@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ClientEvents.h"
 #include "ClientLimits.h"
 
 #include <QAbstractSocket>
@@ -66,7 +67,8 @@ public:
     static constexpr qint64 BytesOfClient = 8192;
 
     /// \a server and \a admission must outlive this object.
-    Acceptor(QTcpServer& server, const Admission& admission, QObject* parent);
+    Acceptor(QTcpServer& server, const Admission& admission, std::shared_ptr<const ClientObservation> observation,
+        QObject* parent);
 
     /// The next client that has a place, connected and not encrypted; null: none. Takes at most one of those that Qt
     /// has accepted. The server may be destroyed in it.
@@ -99,6 +101,7 @@ private:
 
     QTcpServer& server;
     const Admission& admission;
+    const std::shared_ptr<const ClientObservation> observation;
     QPointer<QSocketNotifier>
         listening; ///< of the listening socket, in Qt's hands; null: not found yet, or the server does not listen
     bool isTurnTaken = false;

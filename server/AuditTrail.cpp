@@ -1,21 +1,22 @@
 #include "AuditTrail.h"
 
-#include <QAbstractSocket>
 #include <QDebug>
 #include <QHostAddress>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLoggingCategory>
 
-#include <utility>
+#include <array>
+#include <chrono>
 
 namespace OrvaneInterface {
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
-constexpr qsizetype LongestText = 200;
+using Type = OrvaneClientEvent::Type;
 
 /// Of what a client sends before it has logged in. Only its connections make the trail longer, not its messages.
 constexpr int MostEntriesBeforeLogin = 10;
@@ -41,14 +42,51 @@ QString asciiJson(const QJsonObject& object)
     return line;
 }
 
-/// Cut where it is longer than what one wants to read in a log.
-QString shortened(const QString& clientText)
+QLatin1String nameOf(Type type)
 {
-    if (clientText.size() <= LongestText)
-        return clientText;
-    // Half a character would be no Unicode any more.
-    const bool cutsCharacter = clientText.at(LongestText - 1).isHighSurrogate();
-    return clientText.first(cutsCharacter ? LongestText - 1 : LongestText) + u"..."_s;
+    static constexpr std::array names {"connected"_L1, "handshakeFailed"_L1, "login"_L1, "invalidLogin"_L1,
+        "command"_L1, "refusedDocument"_L1, "exceededLimit"_L1, "disconnected"_L1};
+    return names.at(static_cast<size_t>(type));
+}
+
+QJsonObject detailsOfCommand(const OrvaneClientEvent& event)
+{
+    static constexpr std::array outcomes {
+        "no reply"_L1, "answered"_L1, "accepted"_L1, "rejected"_L1, "not logged in"_L1};
+    QJsonObject line {
+        {"command"_L1, shortened(event.command)}, {"outcome"_L1, outcomes.at(static_cast<size_t>(event.outcome))}};
+    if (event.outcome != OrvaneClientEvent::Outcome::NotLoggedIn)
+        line["microseconds"_L1] = qint64 {event.duration / 1us};
+    QJsonObject parameters;
+    for (auto each = event.parameters.cbegin(); each != event.parameters.cend(); ++each)
+        parameters[each.key()] = each.value();
+    if (!parameters.isEmpty())
+        line["parameters"_L1] = parameters;
+    if (event.split)
+        line["split"_L1] = *event.split;
+    return line;
+}
+
+/// What only events of its type have.
+QJsonObject detailsOf(const OrvaneClientEvent& event)
+{
+    switch (event.type) {
+    case Type::Connected:
+        return {};
+    case Type::LoggedIn:
+    case Type::InvalidLogin:
+        return {{"user"_L1, shortened(event.user)}};
+    case Type::Command:
+        return detailsOfCommand(event);
+    case Type::RefusedDocument:
+        return {{"command"_L1, shortened(event.command)}, {"reason"_L1, event.reason}};
+    case Type::ExceededLimit:
+        return {{"limit"_L1, event.reason}};
+    case Type::HandshakeFailed:
+    case Type::Disconnected:
+        return {{"reason"_L1, event.reason}};
+    }
+    return {};
 }
 
 } // namespace
@@ -58,88 +96,45 @@ bool AuditTrail::isOn()
     return auditLog().isInfoEnabled();
 }
 
-AuditTrail::AuditTrail(QString peer)
-    : peer(std::move(peer))
+void AuditTrail::write(const OrvaneClientEvent& event)
 {
-}
-
-void AuditTrail::writeConnected() const
-{
-    if (isOn())
-        write("connected"_L1, {});
-}
-
-void AuditTrail::writeHandshakeFailed(const QString& reason) const
-{
-    if (isOn())
-        write("handshakeFailed"_L1, {{"reason"_L1, reason}});
-}
-
-void AuditTrail::writeLogin(const QString& user, bool isValid)
-{
-    if (takesFromClient())
-        write(isValid ? "login"_L1 : "invalidLogin"_L1, {{"user"_L1, shortened(user)}});
-}
-
-void AuditTrail::writeCommandBeforeLogin(const QString& name)
-{
-    if (takesFromClient())
-        write("command"_L1, {{"command"_L1, shortened(name)}, {"outcome"_L1, "not logged in"_L1}});
-}
-
-void AuditTrail::writeCommand(const QString& name, QLatin1String outcome, qint64 nanoseconds) const
-{
-    if (isOn())
-        write("command"_L1,
-            {{"command"_L1, shortened(name)}, {"microseconds"_L1, nanoseconds / 1000}, {"outcome"_L1, outcome}});
-}
-
-void AuditTrail::writeRefusedDocument(const QString& commandName, QLatin1String reason)
-{
-    if (takesFromClient())
-        write("refusedDocument"_L1, {{"command"_L1, shortened(commandName)}, {"reason"_L1, reason}});
-}
-
-void AuditTrail::writeExceededLimit(QLatin1String limit) const
-{
-    if (isOn())
-        write("exceededLimit"_L1, {{"limit"_L1, limit}});
-}
-
-void AuditTrail::writeDisconnected(const QString& reason) const
-{
-    if (!isOn())
+    if (!isOn() || isLeftOut(event))
         return;
-    QJsonObject line {{"reason"_L1, reason}};
-    if (entriesBeforeLogin > MostEntriesBeforeLogin)
+    QJsonObject line = detailsOf(event);
+    if (event.type == Type::Disconnected && entriesBeforeLogin > MostEntriesBeforeLogin)
         line["notWritten"_L1] = entriesBeforeLogin - MostEntriesBeforeLogin;
-    write("disconnected"_L1, std::move(line));
-}
-
-void AuditTrail::write(QLatin1String event, QJsonObject line) const
-{
-    line["event"_L1] = event;
-    line["peer"_L1] = peer;
-    if (account)
-        line["account"_L1] = *account;
+    line["event"_L1] = nameOf(event.type);
+    line["peer"_L1] = peerOf(event.client);
+    if (event.client.account() != OrvaneClient::Account::None)
+        line["account"_L1] = event.client.accountName();
     qCInfo(auditLog).noquote() << asciiJson(line);
 }
 
-/// Whether what the client has just sent is written; how many did not stands in its last line.
-bool AuditTrail::takesFromClient()
+bool AuditTrail::isLeftOut(const OrvaneClientEvent& event)
 {
-    return isOn() && (account || ++entriesBeforeLogin <= MostEntriesBeforeLogin);
+    const bool isSaid =
+        event.type == Type::InvalidLogin || event.type == Type::Command || event.type == Type::RefusedDocument;
+    const bool isBeforeLogin = event.client.account() == OrvaneClient::Account::None;
+    return isSaid && isBeforeLogin && ++entriesBeforeLogin > MostEntriesBeforeLogin;
 }
 
-QString peerOf(const QAbstractSocket& socket)
+QString shortened(const QString& clientText)
 {
-    const QHostAddress address = socket.peerAddress();
+    if (clientText.size() <= LongestText)
+        return clientText;
+    // Half a character would be no Unicode any more.
+    const bool cutsCharacter = clientText.at(LongestText - 1).isHighSurrogate();
+    return clientText.first(cutsCharacter ? LongestText - 1 : LongestText) + u"..."_s;
+}
+
+QString peerOf(const OrvaneClient& client)
+{
+    const QHostAddress address = client.address();
     if (address.isNull()) // the client was gone before it was accepted
         return u"unknown"_s;
-    bool isIpv4 = false; // also where the server listens at an address of IPv6
-    const QHostAddress ipv4(address.toIPv4Address(&isIpv4));
-    const QString host = isIpv4 ? ipv4.toString() : u'[' + address.toString() + u']';
-    return host + u':' + QString::number(socket.peerPort());
+    const bool isIpv4 = address.protocol() == QAbstractSocket::IPv4Protocol;
+    const QString host = isIpv4 ? address.toString() : u'[' + address.toString() + u']';
+    return host + u':' + QString::number(client.port());
 }
 
 } // namespace OrvaneInterface

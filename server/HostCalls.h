@@ -1,5 +1,7 @@
 #pragma once
 
+#include "OrvaneClient.h"
+
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -10,7 +12,7 @@
 namespace OrvaneInterface {
 
 /**
- * How many clients' messages are being carried out inside one another.
+ * How many clients' messages are being carried out inside one another, and whose is the innermost.
  *
  * A host may run an event loop in its call, and the next client's message is carried out in that, and so on: each takes
  * about 8 KB of the stack, and what the host takes. So their number is bounded, and further clients wait until one of
@@ -50,7 +52,13 @@ public:
         }
     }
 
+    /// Whose command the innermost call carries out that is running; null outside of all.
+    OrvaneClient currentClient() const { return current ? *current : OrvaneClient(); }
+    /// \a client must live until another one is set. \return the one before; may be null
+    const OrvaneClient* setCurrentClient(const OrvaneClient* client) { return std::exchange(current, client); }
+
 private:
+    const OrvaneClient* current = nullptr;
     int nested = 0;
     QList<std::pair<QPointer<QObject>, std::function<void()>>> waiting;
 };

@@ -1,9 +1,8 @@
 #include "OrvaneConnection.h"
 
-#include "Acceptor.h"
 #include "ClientLimits.h"
 #include "DebugLog.h"
-#include "HostCalls.h"
+#include "OrvaneServerPrivate.h"
 #include "Replies.h"
 
 #include <QElapsedTimer>
@@ -20,6 +19,8 @@ namespace OrvaneInterface {
 using namespace Qt::StringLiterals;
 
 namespace {
+
+using EventType = OrvaneClientEvent::Type;
 
 /// A reply that is ready waits at most so long, and for the host call that is then running, for others to share its
 /// packet. A short command takes a hundredth of it.
@@ -56,20 +57,7 @@ OrvaneConnection::OrvaneConnection(
     , xmlSocket(std::make_unique<XMLSocket>(socket))
     , userName(std::move(userName))
     , password(std::move(password))
-    , audit(socket->objectName())
 {
-    if (auto* sslSocket = qobject_cast<QSslSocket*>(socket))
-        connect(sslSocket, &QSslSocket::encrypted, this, [this] { encrypted = true; });
-    connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::discardFurtherInput);
-
-    const InUse inUse(*this);
-    audit.writeConnected(); // first: in the other line the server may be destroyed
-    qCDebug(defaultLog) << "New OrvaneConnection from" << socket->peerAddress();
-
-    connect(socket, &QTcpSocket::readyRead, this, &OrvaneConnection::handleReadyRead);
-    connect(&network(), &QIODevice::readyRead, this, &OrvaneConnection::checkUnsent); // after Qt has read
-    connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::handleSocketError, Qt::QueuedConnection);
-    connect(socket, &QTcpSocket::disconnected, this, &OrvaneConnection::handleDisconnected, Qt::QueuedConnection);
 }
 
 OrvaneConnection::~OrvaneConnection()
@@ -77,16 +65,29 @@ OrvaneConnection::~OrvaneConnection()
     release("the server was destroyed"_L1);
 }
 
-void OrvaneConnection::takeUpSocket(
-    std::unique_ptr<ClientLimits> clientLimits, Acceptor& serverAcceptor, HostCalls& serverHostCalls)
+void OrvaneConnection::takeUpSocket(OrvaneServerPrivate& server)
 {
+    events = ClientEvents(ClientEvents::clientOf(*socket), server.observation);
+    acceptor = &server.acceptor;
+    hostCalls = &server.hostCalls;
+    limits = server.admission.admit();
+    if (auto* sslSocket = qobject_cast<QSslSocket*>(socket))
+        connect(sslSocket, &QSslSocket::encrypted, this, [this, sslSocket] {
+            encrypted = true;
+            events.setEncrypted(sslSocket->peerCertificate());
+        });
+    connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::discardFurtherInput);
+
+    const InUse inUse(*this);
+    events.tell({.type = EventType::Connected}); // first: in the other line the server may be destroyed
+    qCDebug(defaultLog) << "New OrvaneConnection from" << socket->peerAddress();
     if (!socketAttached)
         return;
 
-    const InUse inUse(*this);
-    acceptor = &serverAcceptor;
-    hostCalls = &serverHostCalls;
-    limits = std::move(clientLimits);
+    connect(socket, &QTcpSocket::readyRead, this, &OrvaneConnection::handleReadyRead);
+    connect(&network(), &QIODevice::readyRead, this, &OrvaneConnection::checkUnsent); // after Qt has read
+    connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::handleSocketError, Qt::QueuedConnection);
+    connect(socket, &QTcpSocket::disconnected, this, &OrvaneConnection::handleDisconnected, Qt::QueuedConnection);
     limits->start(this);
 
     // Encryption that cannot begin, for want of a usable key, has failed before there was anybody to tell, and the
@@ -108,16 +109,16 @@ void OrvaneConnection::sendMessage(const QString& message)
         xmlSocket->writeMessage(message);
 }
 
-OrvaneConnection::Outcome OrvaneConnection::sendCommandAccepted(const QString& commandName)
+OrvaneConnection::Result OrvaneConnection::sendCommandAccepted(const QString& commandName)
 {
     sendMessage(acceptance(commandName));
-    return Outcome::Accepted;
+    return {Outcome::Accepted};
 }
 
-OrvaneConnection::Outcome OrvaneConnection::sendCommandRejected(const QString& commandName, const QString& reason)
+OrvaneConnection::Result OrvaneConnection::sendCommandRejected(const QString& commandName, const QString& reason)
 {
     sendMessage(rejection(commandName, reason));
-    return Outcome::Rejected;
+    return {Outcome::Rejected};
 }
 
 void OrvaneConnection::notifyRefreshFinished(const QByteArray& notice)
@@ -287,7 +288,7 @@ void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
     const InUse inUse(*this);
     qCDebug(defaultLog) << "OrvaneConnection socket error:" << error;
     if (!encrypted && socketAttached)
-        audit.writeHandshakeFailed(socket->errorString());
+        events.tell({.type = EventType::HandshakeFailed, .reason = socket->errorString()});
 }
 
 /// What came before the end is carried out first. Where a call of the host has run events it is discarded.
@@ -300,8 +301,8 @@ void OrvaneConnection::handleDisconnected()
         handleReadyRead();
 }
 
-/// \a reason goes into the audit trail; null: the socket's own.
-void OrvaneConnection::release(QLatin1String reason)
+/// \a reason: of the event; null: the socket's own. It is a limit that the client has exceeded if \a isLimit.
+void OrvaneConnection::release(QLatin1String reason, bool isLimit)
 {
     if (!socketAttached)
         return;
@@ -312,7 +313,9 @@ void OrvaneConnection::release(QLatin1String reason)
     xmlSocket.reset();
     limits.reset();
     socket->close();
-    audit.writeDisconnected(why);
+    if (isLimit)
+        events.tell({.type = EventType::ExceededLimit, .reason = why});
+    events.tell({.type = EventType::Disconnected, .reason = why});
 }
 
 void OrvaneConnection::timerEvent(QTimerEvent* event)
@@ -328,9 +331,8 @@ void OrvaneConnection::endIfExceeded(QLatin1String limit)
     if (limit.isNull() || !socketAttached)
         return;
     const InUse inUse(*this);
-    audit.writeExceededLimit(limit);
-    release(limit);
-    logExceededLimit(limit, socket->objectName());
+    release(limit, true);
+    logExceededLimit(limit, peerOf(client()));
 }
 
 qint64 OrvaneConnection::unsentBytes() const
@@ -348,7 +350,7 @@ void OrvaneConnection::forget()
     socket->deleteLater();
     userName.clear();
     password.clear();
-    audit = AuditTrail(QString());
+    events = {};
 }
 
 void OrvaneConnection::leaveServer()

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "AuditTrail.h"
+#include "ClientEvents.h"
 #include "XMLSocket.h"
 
 #include <QLatin1String>
@@ -10,6 +10,7 @@
 #include <QTcpSocket>
 
 #include <memory>
+#include <optional>
 
 class XmlCommandReader;
 
@@ -19,6 +20,7 @@ class Acceptor;
 class ClientLimits;
 class HostCalls;
 class OrvaneInterface;
+class OrvaneServerPrivate;
 
 /**
  * One connected client: its socket, its login, and the commands that it sends.
@@ -52,21 +54,22 @@ public:
      * \param password password of that account
      * \param parent the server
      *
-     * Writes a log line. Nothing is read before takeUpSocket().
+     * Nothing is told or read before takeUpSocket().
      */
     OrvaneConnection(
         OrvaneInterface* hostInterface, QTcpSocket* socket, QString userName, QString password, QObject* parent);
     ~OrvaneConnection() override;
 
-    /// Deals with what the socket went through before this object listened to it. To be called once, when the server
-    /// knows the connection: messages that have come already are carried out.
-    void takeUpSocket(std::unique_ptr<ClientLimits> clientLimits, Acceptor& serverAcceptor, HostCalls& serverHostCalls);
+    /// Tells of the client, and deals with what the socket went through before this object listened to it. To be called
+    /// once, when the server knows the connection: messages that have come already are carried out.
+    void takeUpSocket(OrvaneServerPrivate& server);
 
     /// Sends one message to the client; does nothing when the socket has been released.
     void sendMessage(const QString& message);
 
     /// Whether the client is there; false after the release.
     bool isAttached() const { return socketAttached; }
+    const OrvaneClient& client() const { return events.client(); }
 
     /// Sends \a notice, as XMLSocket::frame() has made it for all clients, if this one waits for the end of a refresh.
     void notifyRefreshFinished(const QByteArray& notice);
@@ -79,14 +82,21 @@ protected:
     void timerEvent(QTimerEvent* event) override;
 
 private:
+    class HostCall;
     class InUse;
-    enum class Outcome : quint8 { NoReply, Answered, Accepted, Rejected };
+    using Outcome = OrvaneClientEvent::Outcome;
+    /// What has come of a command.
+    struct Result {
+        Outcome outcome;
+        std::optional<int> split {}; ///< that the host has used, where it says so
+    };
+    using Handler = Result (OrvaneConnection::*)(XmlCommandReader& reader);
 
     void handleReadyRead();
     void discardFurtherInput(QAbstractSocket::SocketError error);
     void handleSocketError(QAbstractSocket::SocketError error);
     void handleDisconnected();
-    void release(QLatin1String reason = {});
+    void release(QLatin1String reason = {}, bool isLimit = false);
     bool isAllowed(const QString& message);
     void endIfExceeded(QLatin1String limit);
     qint64 unsentBytes() const;
@@ -105,22 +115,24 @@ private:
     bool isLoggedIn() const { return orvaneLoggedIn || thirdPartyLoggedIn; }
     void handleCommand(const QString& message);
     void refuse(const QString& commandName, QLatin1String reason);
+    void carryOut(XmlCommandReader& reader, OrvaneClientEvent& event);
     void handleLoginClient(const XmlCommandReader& reader);
-    Outcome runCommand(const QString& commandName, XmlCommandReader& reader);
-    Outcome handleUpdateRecorderContents(XmlCommandReader& reader);
-    Outcome handleGetRecorderList(XmlCommandReader& reader);
-    Outcome handleGetPresetsList(XmlCommandReader& reader);
-    Outcome handleShowLive(XmlCommandReader& reader);
-    Outcome handleShowTrack(XmlCommandReader& reader);
-    Outcome handleSetPreset(XmlCommandReader& reader);
-    Outcome handleSetSplitMode(XmlCommandReader& reader);
-    Outcome handleSetDetailViews(XmlCommandReader& reader);
-    Outcome handleShowLiveAtSubsplit(XmlCommandReader& reader);
-    Outcome handleGetPertinentInfo(XmlCommandReader& reader);
+    static Handler handlerOf(const QString& commandName);
+    Result rejectUnknown(XmlCommandReader& reader);
+    Result handleUpdateRecorderContents(XmlCommandReader& reader);
+    Result handleGetRecorderList(XmlCommandReader& reader);
+    Result handleGetPresetsList(XmlCommandReader& reader);
+    Result handleShowLive(XmlCommandReader& reader);
+    Result handleShowTrack(XmlCommandReader& reader);
+    Result handleSetPreset(XmlCommandReader& reader);
+    Result handleSetSplitMode(XmlCommandReader& reader);
+    Result handleSetDetailViews(XmlCommandReader& reader);
+    Result handleShowLiveAtSubsplit(XmlCommandReader& reader);
+    Result handleGetPertinentInfo(XmlCommandReader& reader);
 
-    Outcome sendCommandAccepted(const QString& commandName);
-    Outcome sendCommandRejected(const QString& commandName, const QString& reason);
-    Outcome sendAcceptedWithSplit(XmlCommandReader& reader, int splitId);
+    Result sendCommandAccepted(const QString& commandName);
+    Result sendCommandRejected(const QString& commandName, const QString& reason);
+    Result sendAcceptedWithSplit(XmlCommandReader& reader, int splitId);
 
     OrvaneInterface* hostInterface; ///< not owned, may be null
     QTcpSocket* socket; ///< child of the server; dangling once the release has scheduled its deletion
@@ -145,7 +157,7 @@ private:
     bool isInCall = false; ///< of the host
     int uses = 0; ///< the InUse that live
     bool dispatching = false; ///< handleReadyRead() is on the stack
-    AuditTrail audit;
+    ClientEvents events;
 };
 
 } // namespace OrvaneInterface

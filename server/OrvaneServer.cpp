@@ -1,6 +1,6 @@
 #include "OrvaneServer.h"
 
-#include "AuditTrail.h"
+#include "ClientEvents.h"
 #include "DebugLog.h"
 #include "OrvaneConnection.h"
 #include "OrvaneServerPrivate.h"
@@ -76,6 +76,7 @@ OrvaneServer::OrvaneServer(
 
 OrvaneServer::~OrvaneServer()
 {
+    OrvaneServerPrivate::of(*this).observation->observer.reset();
     close();
     // In the lines about the clients that are released others would come in, who have waited for a place.
     disconnect(&OrvaneServerPrivate::of(*this).acceptor, nullptr, this, nullptr);
@@ -102,7 +103,7 @@ void OrvaneServer::incomingConnection(qintptr socketDescriptor)
     else
         setMaterial(*socket, privateKey, certificate);
     socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
-    socket->setObjectName(peerOf(*socket)); // a socket forgets its peer when the client has left
+    ClientEvents::setClient(*socket);
     OrvaneServerPrivate::of(*this).acceptor.setStranger(*socket, true);
     addPendingConnection(socket); // the encryption begins when it has a place
 }
@@ -141,14 +142,36 @@ OrvaneLimits OrvaneServer::limits() const
     return OrvaneServerPrivate::of(*this).admission.limits();
 }
 
+QList<OrvaneClient> OrvaneServer::clients() const
+{
+    const std::lock_guard lock(connectionsMutex);
+    QList<OrvaneClient> clients;
+    for (const OrvaneConnection* connection : connections) {
+        if (connection->isAttached())
+            clients.append(connection->client());
+    }
+    return clients;
+}
+
+OrvaneClient OrvaneServer::currentClient() const
+{
+    return OrvaneServerPrivate::of(*this).hostCalls.currentClient();
+}
+
+void OrvaneServer::setClientObserver(OrvaneClientObserver observer)
+{
+    OrvaneServerPrivate::of(*this).observation->observer =
+        observer ? std::make_shared<OrvaneClientObserver>(std::move(observer)) : nullptr;
+}
+
 void OrvaneServer::handleNewConnection()
 {
     {
         const std::lock_guard lock(connectionsMutex);
         removeDisconnectedConnections();
     }
-    // A refusal and a connection write log lines: the next client may come inside of one, the refresh may end, and the
-    // server may be destroyed. So nothing of it happens under the lock.
+    // A refusal and a connection tell of themselves: the next client may come inside of that, the refresh may end, and
+    // the server may be destroyed. So nothing of it happens under the lock.
     const QPointer<OrvaneServer> server(this);
     auto& d = OrvaneServerPrivate::of(*this);
     do {
@@ -160,15 +183,12 @@ void OrvaneServer::handleNewConnection()
         socket->setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
         if (auto* sslSocket = qobject_cast<QSslSocket*>(socket))
             sslSocket->startServerEncryption();
-        std::unique_ptr<ClientLimits> limits = d.admission.admit(); // before others come in the line
         auto* connection = new OrvaneConnection(hostInterface, socket, userName, password, this);
-        if (!server)
-            return;
         {
             const std::lock_guard lock(connectionsMutex);
             connections.push_back(connection);
         }
-        connection->takeUpSocket(std::move(limits), d.acceptor, d.hostCalls);
+        connection->takeUpSocket(d);
     } while (!server.isNull() && hasPendingConnections());
 }
 

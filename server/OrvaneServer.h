@@ -1,5 +1,6 @@
 #pragma once
 
+#include "OrvaneClient.h"
 #include "OrvaneExport.h"
 #include "OrvaneLimits.h"
 
@@ -93,6 +94,23 @@ public:
     /// At first there is no limit.
     OrvaneLimits limits() const;
 
+    /// The clients that are connected, in the order in which they came. Those that wait for a place are not among them.
+    QList<OrvaneClient> clients() const;
+
+    /**
+     * The client whose command the host carries out, inside of an operation of OrvaneInterface; a null one outside of
+     * all. Where the host runs events inside an operation, it is the client of the innermost one. It may have left.
+     */
+    OrvaneClient currentClient() const;
+
+    /**
+     * Has \a observer called with each event of each client from now on, in the thread of the server; nothing ends it.
+     *
+     * It may do whatever an operation may do: run events, set another observer, destroy the server. From the beginning
+     * of the server's destructor on it is not called any more: that ends all clients.
+     */
+    void setClientObserver(OrvaneClientObserver observer);
+
 public Q_SLOTS:
     /**
      * Tells every client that is waiting for it that the refresh of the recorder list has finished.
@@ -125,7 +143,7 @@ private:
     QString password;
     /// Guards connections; taken before the write mutex of any client. There is one thread; should a host tell of the
     /// end of a refresh from another one all the same, the registry stays whole.
-    std::mutex connectionsMutex;
+    mutable std::mutex connectionsMutex;
     // Nothing may be added: a compiled host sets aside this many bytes. What else the server needs is a child of it.
 };
 

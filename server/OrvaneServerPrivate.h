@@ -1,12 +1,14 @@
 #pragma once
 
 #include "Acceptor.h"
+#include "ClientEvents.h"
 #include "HostCalls.h"
 
 #include <QObject>
 #include <QSslConfiguration>
 #include <QTcpServer>
 
+#include <memory>
 #include <optional>
 
 namespace OrvaneInterface {
@@ -20,7 +22,7 @@ public:
     /// \a server is the parent; it has no other child yet, so that looking for this one is fast.
     explicit OrvaneServerPrivate(QTcpServer& server)
         : QObject(&server)
-        , acceptor(server, admission, this)
+        , acceptor(server, admission, observation, this)
     {
     }
 
@@ -31,6 +33,8 @@ public:
 
     /// Null until the host sets one: then key and certificate come from its resources.
     std::optional<QSslConfiguration> configuration;
+    /// Shared with who may outlive the server inside a call on the host.
+    const std::shared_ptr<ClientObservation> observation = std::make_shared<ClientObservation>();
     Admission admission;
     HostCalls hostCalls {this}; // as its child it goes with the server to another thread
     Acceptor acceptor;

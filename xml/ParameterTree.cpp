@@ -61,15 +61,17 @@ ParameterTree::Node ParameterTree::nextOccurrence(Node node)
     return findOrAddChild(entries.at(node).parent, numbered);
 }
 
-QMap<QString, QString> ParameterTree::values() const
+QMap<QString, QString> ParameterTree::values(qsizetype most, qsizetype longest) const
 {
     QMap<QString, QString> values;
-    for (Node node = Root + 1; node < entries.size(); ++node) {
+    for (Node node = Root + 1; node < entries.size() && values.size() < most; ++node) {
+        const QStringView text = value(node);
+        if (text.isNull())
+            continue;
         QStringList segments;
         for (Node above = node; above != Root; above = entries.at(above).parent)
             segments.prepend(view(entries.at(above).segment).toString());
-        if (const QStringView text = value(node); !text.isNull())
-            values.insert(segments.join(u'/'), text.toString());
+        values.insert(segments.join(u'/'), text.first(std::min(text.size(), longest)).toString());
     }
     return values;
 }

@@ -5,6 +5,7 @@
 #include <QStringView>
 #include <QVarLengthArray>
 
+#include <limits>
 #include <optional>
 #include <unordered_map>
 #include <utility>
@@ -28,6 +29,7 @@ class ParameterTree {
 public:
     using Node = quint32;
     static constexpr Node Root = 0; ///< parent of all keys; no key itself
+    static constexpr qsizetype Unlimited = std::numeric_limits<qsizetype>::max();
 
     /// \a document must outlive the tree: what is part of it is not copied.
     explicit ParameterTree(QStringView document = {})
@@ -62,8 +64,8 @@ public:
         longValue = std::move(value);
     }
 
-    /// All values by their keys, for whoever wants to look at all of them.
-    QMap<QString, QString> values() const;
+    /// The first \a most values by their keys, and of each value the first \a longest characters.
+    QMap<QString, QString> values(qsizetype most = Unlimited, qsizetype longest = Unlimited) const;
 
 private:
     struct Text {

@@ -77,6 +77,11 @@ public:
 
     /// All parameters by their keys.
     QMap<QString, QString> allParameters() const { return parameters.values(); }
+    /// The first \a most of them in the order of the document, with no more than \a longest characters of each value.
+    QMap<QString, QString> firstParameters(qsizetype most, qsizetype longest) const
+    {
+        return parameters.values(most, longest);
+    }
 
 private:
     bool readPlainDocument();

@@ -102,7 +102,7 @@ void tst_audit_log::tellsWhoDidWhat()
     auto client = session.connectedClient();
     QVERIFY(client);
     client->login("operator", "secret");
-    client->send("<showLive/>");
+    client->send("<showLive><camera>7</camera></showLive>");
     client->send("<getPresetsList/>");
     client->send("<updateRecorderContents/>");
     client->send("<showTrack/>");
@@ -128,7 +128,7 @@ void tst_audit_log::tellsWhoDidWhat()
     const QStringList expected {
         uR"({"event":"connected"})"_s,
         uR"({"account":"operator","event":"login","user":"operator"})"_s,
-        uR"({"account":"operator","command":"showLive","event":"command","outcome":"accepted"})"_s,
+        uR"({"account":"operator","command":"showLive","event":"command","outcome":"accepted","parameters":{"camera":"7"},"split":-1})"_s,
         uR"({"account":"operator","command":"getPresetsList","event":"command","outcome":"answered"})"_s,
         uR"({"account":"operator","command":"updateRecorderContents","event":"command","outcome":"no reply"})"_s,
         uR"({"account":"operator","command":"showTrack","event":"command","outcome":"rejected"})"_s,
@@ -249,7 +249,8 @@ void tst_audit_log::standsAServerThatIsDestroyedInALine()
         };
         QTcpSocket silent;
         silent.connectToHost(u"::1"_s, session.server->serverPort());
-        QTRY_COMPARE(lines.size(), 2);
+        QTRY_COMPARE(lines.size(), 3);
+        QVERIFY(lines.at(1).contains("exceededLimit") && lines.at(2).contains("disconnected"));
         const QString peer = QJsonDocument::fromJson(lines.last()).object()["peer"_L1].toString();
         QVERIFY2(peer.startsWith(u"[::1]:"_s), qPrintable(peer));
         QTRY_COMPARE(silent.state(), QAbstractSocket::UnconnectedState);

@@ -1,0 +1,77 @@
+#include "ClientEvents.h"
+
+#include "OrvaneClientData.h"
+
+#include <QAbstractSocket>
+#include <QVariant>
+
+#include <atomic>
+#include <utility>
+
+namespace OrvaneInterface {
+
+namespace {
+
+constexpr auto ClientProperty = "orvaneClient";
+
+/// One of IPv4 as such, also where the server listens at an address of IPv6.
+QHostAddress plainAddress(const QHostAddress& address)
+{
+    bool isIpv4 = false;
+    const QHostAddress ipv4(address.toIPv4Address(&isIpv4));
+    return isIpv4 ? ipv4 : address;
+}
+
+} // namespace
+
+ClientEvents::ClientEvents(OrvaneClient client, std::shared_ptr<const ClientObservation> observation)
+    : who(std::move(client))
+    , observation(std::move(observation))
+{
+}
+
+OrvaneClient ClientEvents::clientOf(const QAbstractSocket& socket)
+{
+    return socket.property(ClientProperty).value<OrvaneClient>();
+}
+
+void ClientEvents::setClient(QAbstractSocket& socket)
+{
+    static std::atomic<quint64> lastId = 0; // for the servers of all threads
+    OrvaneClient client;
+    client.d = new OrvaneClientData;
+    client.d->id = ++lastId;
+    client.d->address = plainAddress(socket.peerAddress());
+    client.d->port = socket.peerPort();
+    client.d->connectedSince = QDateTime::currentDateTimeUtc();
+    socket.setProperty(ClientProperty, QVariant::fromValue(client));
+}
+
+void ClientEvents::setEncrypted(const QSslCertificate& certificate)
+{
+    if (who.isNull())
+        return;
+    who.d->isEncrypted = true;
+    who.d->certificate = certificate;
+}
+
+void ClientEvents::setAccount(OrvaneClient::Account account, const QString& name)
+{
+    if (who.isNull())
+        return;
+    who.d->account = account;
+    who.d->accountName = name;
+}
+
+void ClientEvents::tell(OrvaneClientEvent event)
+{
+    if (!isWanted())
+        return;
+    event.client = who;
+    audit.write(event);
+    // Copied: the host may set another one in it, or destroy the server.
+    if (const auto observer = observation ? observation->observer : nullptr)
+        (*observer)(event);
+}
+
+} // namespace OrvaneInterface
