@@ -1,5 +1,6 @@
 // A host application as an integrator would write it: a wall of video pictures that Orvane drives.
 #include "Activity.h"
+#include "ClientModel.h"
 #include "ControlServer.h"
 #include "SnapshotWriter.h"
 #include "WallHost.h"
@@ -38,9 +39,11 @@ int fail(const QString& problem)
     return EXIT_FAILURE;
 }
 
-void connectActivity(const WallHost& host, const WallState& state, ActivityModel& activity)
+void connectActivity(const WallHost& host, const WallState& state, const ClientModel& clients, ActivityModel& activity)
 {
-    QObject::connect(&host, &WallHost::called, &activity, &ActivityModel::addCall);
+    QObject::connect(&host, &WallHost::called, &activity, [&](const QString& command, const QString& arguments) {
+        activity.addCall(command, arguments, clients.asker());
+    });
     QObject::connect(&state, &WallState::noted, &activity, &ActivityModel::addNote);
 }
 
@@ -92,8 +95,9 @@ int main(int argc, char** argv)
 
     WallState state;
     WallHost host(state); // outlives the server
+    ClientModel clients;
     ActivityModel activity;
-    WallWindow window(state, activity);
+    WallWindow window(state, clients, activity);
     window.resize(options.size);
     window.show();
 
@@ -104,11 +108,12 @@ int main(int argc, char** argv)
         connectSnapshots(host, state, writer);
     }
     // After the snapshots: the picture of one call is written before the next one is listed.
-    connectActivity(host, state, activity);
+    connectActivity(host, state, clients, activity);
 
     OrvaneInterface::OrvaneServer server(&host, options.port, account.user, account.password, nullptr);
     QObject::connect(&state, &WallState::refreshFinished, &server,
         &OrvaneInterface::OrvaneServer::handleUpdateAllTreeDevicesFinished);
+    clients.follow(server);
     const StartUpProblem problem = startServing(server, options.port);
     if (problem)
         window.showProblem(problem.problem, problem.remedy);

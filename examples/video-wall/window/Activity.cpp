@@ -1,6 +1,6 @@
 #include "Activity.h"
 
-#include "SmallFont.h"
+#include "TextLine.h"
 #include "WallColors.h"
 
 #include <QDateTime>
@@ -33,6 +33,8 @@ QVariant ActivityModel::data(const QModelIndex& index, int role) const
         return entry.time.toString(u"HH:mm:ss"_s);
     case CommandRole:
         return entry.command;
+    case AskerRole:
+        return entry.asker;
     case TextRole:
         return entry.text;
     case Qt::DisplayRole:
@@ -42,14 +44,14 @@ QVariant ActivityModel::data(const QModelIndex& index, int role) const
     }
 }
 
-void ActivityModel::addCall(const QString& command, const QString& arguments)
+void ActivityModel::addCall(const QString& command, const QString& arguments, const QString& asker)
 {
-    add({QDateTime::currentDateTimeUtc().time(), command, arguments});
+    add({QDateTime::currentDateTimeUtc().time(), command, asker, arguments});
 }
 
 void ActivityModel::addNote(const QString& text)
 {
-    add({QDateTime::currentDateTimeUtc().time(), {}, text});
+    add({QDateTime::currentDateTimeUtc().time(), {}, {}, text});
 }
 
 void ActivityModel::add(const Entry& entry)
@@ -87,8 +89,10 @@ QSize ActivityDelegate::sizeHint(const QStyleOptionViewItem& option, const QMode
     const int width = option.rect.width() - 2 * Padding;
     const QRect text = textRect(QRect(0, 0, width, 0), option.font, index.data(ActivityModel::TextRole).toString());
     const bool isCall = !index.data(ActivityModel::CommandRole).toString().isEmpty();
+    const bool hasAsker = !index.data(ActivityModel::AskerRole).toString().isEmpty();
     const int commandLine = isCall ? QFontMetrics(option.font).height() + Padding : 0;
-    return {option.rect.width(), commandLine + text.height() + Padding};
+    const int askerLine = hasAsker ? QFontMetrics(smaller(option.font)).height() : 0;
+    return {option.rect.width(), commandLine + askerLine + text.height() + Padding};
 }
 
 void ActivityDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
@@ -103,16 +107,17 @@ void ActivityDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opti
             painter->setPen(WallColors::Line);
             painter->drawLine(option.rect.topLeft(), option.rect.topRight());
         }
-        painter->setFont(smaller(option.font));
-        painter->setPen(WallColors::MutedText);
-        painter->drawText(item, Qt::AlignRight, index.data(ActivityModel::TimeRole).toString());
-        QFont bold = option.font;
-        bold.setBold(true);
-        bold.setPixelSize(std::max(9, bold.pixelSize() - 1));
-        painter->setFont(bold);
-        painter->setPen(WallColors::DetailView);
-        painter->drawText(item, Qt::AlignLeft, command);
+        const QFont small = smaller(option.font);
+        const auto lineOf = [&item](int lineHeight) { return QRectF(item.x(), item.y(), item.width(), lineHeight); };
+        const QString time = index.data(ActivityModel::TimeRole).toString();
+        const QRectF left = paintLineRight(*painter, lineOf(height), time, small, WallColors::MutedText);
+        paintLine(*painter, left, command, headingOf(option.font), WallColors::DetailView);
         item.translate(0, height);
+        if (const QString asker = index.data(ActivityModel::AskerRole).toString(); !asker.isEmpty()) {
+            const int askerHeight = QFontMetrics(small).height();
+            paintLine(*painter, lineOf(askerHeight), asker, small, WallColors::MutedText);
+            item.translate(0, askerHeight);
+        }
     }
     painter->setFont(smaller(option.font));
     painter->setPen(command.isEmpty() ? WallColors::Playback : WallColors::Text.darker(118));

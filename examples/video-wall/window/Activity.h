@@ -11,15 +11,15 @@ class ActivityModel : public QAbstractListModel {
     Q_OBJECT
 
 public:
-    enum Role { TimeRole = Qt::UserRole, CommandRole, TextRole };
+    enum Role { TimeRole = Qt::UserRole, CommandRole, AskerRole, TextRole };
 
     using QAbstractListModel::QAbstractListModel;
 
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
 
-    /// A host call and its arguments, in words.
-    void addCall(const QString& command, const QString& arguments);
+    /// A host call, its arguments in words, and the client that has caused it; empty: none.
+    void addCall(const QString& command, const QString& arguments, const QString& asker);
     /// What the wall has to say about it.
     void addNote(const QString& text);
 
@@ -27,6 +27,7 @@ private:
     struct Entry {
         QTime time;
         QString command; ///< empty: a note
+        QString asker; ///< empty: the wall itself
         QString text;
     };
 
@@ -35,7 +36,7 @@ private:
     QList<Entry> entries;
 };
 
-/// Draws an entry of the ActivityModel: the command with its time, the arguments below it, wrapped.
+/// Draws an entry of the ActivityModel: the command with its time, who asked, and the arguments, wrapped.
 class ActivityDelegate : public QStyledItemDelegate {
     Q_OBJECT
 

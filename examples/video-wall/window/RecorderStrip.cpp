@@ -1,6 +1,6 @@
 #include "RecorderStrip.h"
 
-#include "SmallFont.h"
+#include "TextLine.h"
 #include "WallColors.h"
 #include "WallState.h"
 
@@ -20,14 +20,6 @@ constexpr qreal Gap = 10;
 QString counted(qsizetype count, const QString& thing)
 {
     return u"%1 %2%3"_s.arg(count).arg(thing, count == 1 ? QString() : u"s"_s);
-}
-
-void paintLine(QPainter& painter, const QRectF& line, const QString& text, const QFont& font, const QColor& color)
-{
-    painter.setFont(font);
-    painter.setPen(color);
-    painter.drawText(
-        line, Qt::AlignLeft | Qt::AlignVCenter, QFontMetricsF(font).elidedText(text, Qt::ElideRight, line.width()));
 }
 
 } // namespace

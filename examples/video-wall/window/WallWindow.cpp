@@ -1,6 +1,8 @@
 #include "WallWindow.h"
 
 #include "Activity.h"
+#include "ClientDelegate.h"
+#include "ClientModel.h"
 #include "ControlServer.h"
 #include "RecorderStrip.h"
 #include "WallColors.h"
@@ -53,7 +55,7 @@ QLabel* makeLabel(const QColor& color, QWidget* parent)
 
 } // namespace
 
-WallWindow::WallWindow(const WallState& state, ActivityModel& activity, QWidget* parent)
+WallWindow::WallWindow(const WallState& state, ClientModel& clients, ActivityModel& activity, QWidget* parent)
     : QWidget(parent)
     , state(state)
 {
@@ -67,6 +69,7 @@ WallWindow::WallWindow(const WallState& state, ActivityModel& activity, QWidget*
     banner->hide();
     statusLabel = makeLabel(WallColors::MutedText, this);
     statusLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    statusLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // no user name widens the window
 
     auto* left = new QVBoxLayout;
     left->setSpacing(12);
@@ -75,7 +78,7 @@ WallWindow::WallWindow(const WallState& state, ActivityModel& activity, QWidget*
     auto* middle = new QHBoxLayout;
     middle->setSpacing(14);
     middle->addLayout(left, 1);
-    middle->addWidget(makeActivityPanel(activity));
+    middle->addWidget(makeSidePanel(clients, activity));
     auto* all = new QVBoxLayout(this);
     all->setContentsMargins(14, 10, 14, 8);
     all->setSpacing(10);
@@ -110,32 +113,47 @@ QWidget* WallWindow::makeHeader()
     return header;
 }
 
-QWidget* WallWindow::makeActivityPanel(ActivityModel& activity)
+QWidget* WallWindow::makeSidePanel(ClientModel& clients, ActivityModel& activity)
 {
-    activityPanel = new QWidget(this);
-    auto* heading = makeLabel(WallColors::MutedText, activityPanel);
+    sidePanel = new QWidget(this);
+    clientCountLabel = makeLabel(WallColors::MutedText, sidePanel);
+    clientList = makeList(clients, new ClientDelegate(sidePanel));
+    const auto updateCount = [this, &clients] {
+        const int count = clients.rowCount();
+        clientCountLabel->setText(u"%1 client%2"_s.arg(count).arg(count == 1 ? QString() : u"s"_s));
+    };
+    connect(&clients, &QAbstractItemModel::modelReset, this, updateCount);
+    updateCount();
+    auto* heading = makeLabel(WallColors::MutedText, sidePanel);
     heading->setText(u"Activity"_s);
-    activityList = new QListView(activityPanel);
-    activityList->setModel(&activity);
-    activityList->setItemDelegate(new ActivityDelegate(activityList));
-    activityList->setResizeMode(QListView::Adjust);
-    activityList->setSelectionMode(QAbstractItemView::NoSelection);
-    activityList->setFocusPolicy(Qt::NoFocus);
-    activityList->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    activityList->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
-    activityList->setStyleSheet(
-        u"QListView { background: #141a21; border: 1px solid #262f3a; border-radius: 5px; }"
-        "QScrollBar:vertical { background: transparent; width: 8px; margin: 2px; }"
-        "QScrollBar::handle:vertical { background: #33404e; border-radius: 2px; min-height: 24px; }"
-        "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
-        "QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }"_s);
+    activityList = makeList(activity, new ActivityDelegate(sidePanel));
     connect(&activity, &QAbstractItemModel::rowsInserted, activityList, &QAbstractItemView::scrollToBottom);
-    auto* column = new QVBoxLayout(activityPanel);
+    auto* column = new QVBoxLayout(sidePanel);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(6);
+    column->addWidget(clientCountLabel);
+    column->addWidget(clientList, 1); // always as high, so that nothing moves when clients come and go
     column->addWidget(heading);
-    column->addWidget(activityList, 1);
-    return activityPanel;
+    column->addWidget(activityList, 3);
+    return sidePanel;
+}
+
+QListView* WallWindow::makeList(QAbstractItemModel& model, QAbstractItemDelegate* delegate)
+{
+    auto* list = new QListView(sidePanel);
+    list->setModel(&model);
+    list->setItemDelegate(delegate);
+    list->setResizeMode(QListView::Adjust);
+    list->setSelectionMode(QAbstractItemView::NoSelection);
+    list->setFocusPolicy(Qt::NoFocus);
+    list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    list->setStyleSheet(u"QListView { background: #141a21; border: 1px solid #262f3a; border-radius: 5px; }"
+                        "QScrollBar:vertical { background: transparent; width: 8px; margin: 2px; }"
+                        "QScrollBar::handle:vertical { background: #33404e; border-radius: 2px; min-height: 24px; }"
+                        "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
+                        "QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }"_s);
+    return list;
 }
 
 void WallWindow::updateHeader()
@@ -153,7 +171,8 @@ void WallWindow::showListening(quint16 port, const ControlAccount& account)
 {
     const QString password = account.passwordMadeUp ? u"Password for this run: %1"_s.arg(account.password)
                                                     : u"Password from ORVANE_PASSWORD"_s;
-    statusLabel->setText(u"Listening on port %1      User: %2      %3"_s.arg(port).arg(account.user, password));
+    const QString user = fontMetrics().elidedText(account.user.simplified(), Qt::ElideRight, width() / 3);
+    statusLabel->setText(u"Listening on port %1      User: %2      %3"_s.arg(port).arg(user, password));
 }
 
 void WallWindow::showProblem(const QString& problem, const QString& remedy)
@@ -169,11 +188,12 @@ void WallWindow::resizeEvent(QResizeEvent* event)
     QFont base(u"DejaVu Sans"_s);
     base.setPixelSize(std::clamp(std::min(event->size().height() / 55, event->size().width() / 96), 10, 22));
     setFont(base);
-    activityList->setFont(base); // a style sheet stands in the way of the window's font
+    for (QListView* list : {clientList, activityList})
+        list->setFont(base); // a style sheet stands in the way of the window's font
     banner->setFont(base);
     QFont title = base;
     title.setPixelSize(base.pixelSize() * 3 / 2);
     title.setBold(true);
     titleLabel->setFont(title);
-    activityPanel->setFixedWidth(std::clamp(event->size().width() / 5, 200, 520));
+    sidePanel->setFixedWidth(std::clamp(event->size().width() / 5, 200, 520));
 }

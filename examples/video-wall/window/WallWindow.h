@@ -3,19 +3,22 @@
 #include <QWidget>
 
 class ActivityModel;
+class ClientModel;
+class QAbstractItemDelegate;
+class QAbstractItemModel;
 class QLabel;
 class QListView;
 class RecorderStrip;
 class WallState;
 struct ControlAccount;
 
-/// The window: the splits, what is known of the recorders, what has happened, and how Orvane gets in.
+/// The window: the splits, what is known of the recorders, who is connected, what has happened, and how Orvane gets in.
 class WallWindow : public QWidget {
     Q_OBJECT
 
 public:
-    /// \a state and \a activity must outlive the window.
-    WallWindow(const WallState& state, ActivityModel& activity, QWidget* parent = nullptr);
+    /// \a state and the models must outlive the window.
+    WallWindow(const WallState& state, ClientModel& clients, ActivityModel& activity, QWidget* parent = nullptr);
 
     void showListening(quint16 port, const ControlAccount& account);
     /// Shows a banner that stays, with what to do below what is wrong.
@@ -26,7 +29,8 @@ protected:
 
 private:
     QWidget* makeHeader();
-    QWidget* makeActivityPanel(ActivityModel& activity);
+    QWidget* makeSidePanel(ClientModel& clients, ActivityModel& activity);
+    QListView* makeList(QAbstractItemModel& model, QAbstractItemDelegate* delegate);
     void updateHeader();
 
     const WallState& state;
@@ -36,6 +40,8 @@ private:
     QLabel* banner;
     QLabel* statusLabel;
     QLabel* titleLabel;
+    QLabel* clientCountLabel;
+    QListView* clientList;
     QListView* activityList;
-    QWidget* activityPanel;
+    QWidget* sidePanel;
 };
