@@ -1,8 +1,13 @@
+#include "ClientModel.h"
 #include "SplitLayout.h"
 #include "TilePainter.h"
+#include "TlsClient.h"
+#include "WaitFor.h"
 #include "WallHost.h"
 #include "WallReport.h"
 #include "WallState.h"
+
+#include <OrvaneServer.h>
 
 #include <QDateTime>
 #include <QImage>
@@ -13,6 +18,7 @@
 #include <QXmlStreamReader>
 
 #include <limits>
+#include <memory>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -93,6 +99,18 @@ QImage painted(const Split& split, qint64 now = 0)
     return image;
 }
 
+/// The clients as the wall lists them: account, address, encrypted; separated by "; ".
+QString listed(const ClientModel& clients)
+{
+    QStringList rows;
+    for (int row = 0; row < clients.rowCount(); ++row) {
+        const auto text = [&](int role) { return clients.index(row).data(role).toString(); };
+        rows.append(u"%1 %2 %3"_s.arg(
+            text(ClientModel::AccountRole), text(ClientModel::AddressRole), text(ClientModel::EncryptedRole)));
+    }
+    return rows.join(u"; "_s);
+}
+
 } // namespace
 
 class TestVideoWallState : public QObject {
@@ -110,6 +128,8 @@ private Q_SLOTS:
     void listsItsRecordersAndPresets();
     void findsARecorderAndThenTracksByRefreshing();
     void reportsAwkwardNamesWellFormed();
+    void listsItsClientsAndWhoAsks();
+    void losesTheClientModelBeforeTheServer();
     void paintsEachCameraAndTimeAndAlarms();
     void laysOutSplitsOfOneShapeWithoutOverlap();
 };
@@ -270,6 +290,53 @@ void TestVideoWallState::reportsAwkwardNamesWellFormed()
     QCOMPARE(reader.errorString(), QString());
     QCOMPARE(recorders.first(), u"<&>\"'\u00e9 \ufffd\ufffd\ufffd"_s);
     QCOMPARE(recorders.at(1), QString(200, u'x')); // no name on the wall is longer
+}
+
+void TestVideoWallState::listsItsClientsAndWhoAsks()
+{
+    Wall wall;
+    ClientModel clients;
+    auto server =
+        std::make_unique<OrvaneInterface::OrvaneServer>(&wall.host, freePort(), u"<b>A\nB"_s, u"secret"_s, nullptr);
+    clients.follow(*server);
+    server->startListeningForConnection();
+    QString asker;
+    connect(&wall.host, &WallHost::called, &clients, [&] { asker = clients.asker(); });
+    const auto becomes = [&clients](const QString& list) { return waitFor([&] { return listed(clients) == list; }); };
+
+    TlsClient client;
+    client.connectToPort(server->serverPort());
+    QVERIFY(waitFor([&clients] { return listed(clients).startsWith("Not logged in 127.0.0.1 "_L1); }));
+    client.login("&lt;b&gt;A\nB", "secret");
+    QVERIFY2(becomes(u"<b>A B 127.0.0.1 true"_s), qPrintable(listed(clients)));
+    {
+        TlsClient orvane;
+        orvane.connectToPort(server->serverPort());
+        orvane.loginAsOrvane();
+        QVERIFY2(becomes(u"<b>A B 127.0.0.1 true; Orvane 127.0.0.1 true"_s), qPrintable(listed(clients)));
+        orvane.send("<setPreset/>");
+        QVERIFY(waitFor([&] { return !asker.isEmpty(); }));
+        QCOMPARE(asker, u"127.0.0.1 \u00b7 Orvane"_s);
+        wall.host.setPreset({}); // by the wall itself
+        QCOMPARE(asker, QString());
+    }
+    QVERIFY2(becomes(u"<b>A B 127.0.0.1 true"_s), qPrintable(listed(clients)));
+    server.reset();
+    QCOMPARE(listed(clients), QString());
+    QCOMPARE(clients.asker(), QString());
+}
+
+void TestVideoWallState::losesTheClientModelBeforeTheServer()
+{
+    Wall wall;
+    OrvaneInterface::OrvaneServer server(&wall.host, freePort(), u"operator"_s, u"secret"_s, nullptr);
+    std::make_unique<ClientModel>()->follow(server);
+    server.startListeningForConnection();
+    TlsClient client;
+    client.connectToPort(server.serverPort());
+    client.loginAsOrvane();
+    client.send("<setPreset/>");
+    QVERIFY(waitFor([&] { return wall.calls.size() == 1; }));
 }
 
 void TestVideoWallState::paintsEachCameraAndTimeAndAlarms()
