@@ -178,7 +178,8 @@ bool Reply::isList() const
 
 namespace {
 
-/// As it came if it is too deep: each level makes its lines longer.
+/// As it came if it is too deep, as each level makes its lines longer, or declares a prefix twice in one element: that is
+/// an error for a reader that takes declarations for attributes.
 QByteArray indented(const QByteArray& message)
 {
     QXmlStreamReader reader(QString::fromUtf8(message));
@@ -201,7 +202,7 @@ QByteArray indented(const QByteArray& message)
             writer.writeCurrentToken(reader);
         }
     }
-    return text.trimmed();
+    return reader.hasError() ? message : text.trimmed();
 }
 
 } // namespace
