@@ -220,31 +220,20 @@ Completion completionOf(const QString& line, const ValuesOfKey& valuesOf)
 
 namespace {
 
-bool isXmlCharacter(uint character)
-{
-    if (character < 0x20)
-        return character == u'\t' || character == u'\n' || character == u'\r';
-    return (character < 0xD800 || character > 0xDFFF) && character != 0xFFFE && character != 0xFFFF;
-}
-
 /// The text as element content or attribute value. Line ends become references: an empty line would end the message,
 /// and a reader would turn the others into blanks or single line feeds.
 QString escapedXml(const QString& key, const QString& text, bool inAscii)
 {
+    static const QRegularExpression impossible(u"[\\x00-\\x08\\x0B\\x0C\\x0E-\\x1F\\x{FFFE}\\x{FFFF}]"_s);
     if (text.contains(QChar::ReplacementCharacter)) // what is not UTF-8 has become this on the way in
         refuse(u"the value of \"%1\" is not UTF-8"_s.arg(key));
+    if (const QString found = impossible.match(text).captured(); !found.isEmpty())
+        refuse(u"the value of \"%1\" holds U+%2, which no XML document can hold"_s.arg(
+            key, QString::number(found[0].unicode(), 16).toUpper().rightJustified(4, u'0')));
     QString escaped;
-    for (const uint character : text.toUcs4()) {
+    for (const uint character : text.toHtmlEscaped().toUcs4()) {
         constexpr uint lastOfAscii = 0x7f;
-        const QLatin1String entity = OrvaneInterface::entityOf(character > lastOfAscii ? u' ' : QChar(character));
-        if (!isXmlCharacter(character))
-            refuse(u"the value of \"%1\" holds U+%2, which no XML document can hold"_s.arg(key).arg(
-                QString::number(character, 16).toUpper(), 4, u'0'));
-        if (!entity.isNull())
-            escaped += entity;
-        else if (character == u'"')
-            escaped += "&quot;"_L1;
-        else if (character == u'\t' || character == u'\n' || (inAscii && character > lastOfAscii))
+        if (character < u' ' || (inAscii && character > lastOfAscii))
             escaped += u"&#%1;"_s.arg(character);
         else
             escaped += QChar::fromUcs4(character);
@@ -284,26 +273,25 @@ CommandRequest requestFromWords(const QStringList& words, bool inAscii)
     if (words.isEmpty())
         refuse(u"there is no command"_s);
     const QString command = nameBefore(u'\0', words.first(), u"command"_s);
-    QStringList content; // of a group the elements that are to be wrapped
-    QMap<QString, qsizetype> groups;
+    QMap<QString, QString> groups; // the elements of each name
     for (const QString& word : words.mid(1)) {
-        if (isGroup(word)) {
-            const QString name = nameBefore(u':', word, u"group"_s);
-            if (!groups.contains(name))
-                content.append(QString());
-            const qsizetype place = *groups.insert(name, groups.value(name, content.size() - 1));
-            content[place] += groupElement(name, word.section(u':', 1), inAscii);
-        } else {
-            if (!word.contains(u'='))
-                refuse(u"\"%1\" is no parameter: write key=value"_s.arg(word));
-            const QString key = nameBefore(u'=', word, u"key"_s);
-            content.append(u"<%1>%2</%1>"_s.arg(key, escapedXml(key, word.section(u'=', 1), inAscii)));
-        }
+        if (!isGroup(word))
+            continue;
+        const QString name = nameBefore(u':', word, u"group"_s);
+        groups[name] += groupElement(name, word.section(u':', 1), inAscii);
     }
-    for (auto group = groups.begin(); group != groups.end(); ++group)
-        content[group.value()] = u"<%1s>%2</%1s>"_s.arg(group.key(), content[group.value()]);
-
-    const QString text = content.join(QString());
+    QString text;
+    for (const QString& word : words.mid(1)) {
+        const QString group = isGroup(word) ? word.section(u':', 0, 0) : QString();
+        if (groups.contains(group))
+            text += u"<%1s>%2</%1s>"_s.arg(group, groups.take(group));
+        if (!group.isNull())
+            continue;
+        if (!word.contains(u'='))
+            refuse(u"\"%1\" is no parameter: write key=value"_s.arg(word));
+        const QString key = nameBefore(u'=', word, u"key"_s);
+        text += u"<%1>%2</%1>"_s.arg(key, escapedXml(key, word.section(u'=', 1), inAscii));
+    }
     const QByteArray document = u"<%1>%2</%1>"_s.arg(command, text).toUtf8();
     // A host reads pieces of this length, and decodes each by itself.
     constexpr qsizetype lengthOfPiece = 4096;

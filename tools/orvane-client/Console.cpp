@@ -7,6 +7,7 @@
 #include <QStringDecoder>
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,17 +17,6 @@ using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
 
-namespace {
-
-/// The marks, embeddings, overrides and isolates of Unicode's algorithm for text in two directions.
-bool changesDirection(char16_t character)
-{
-    return character == u'\u061C' || character == u'\u200E' || character == u'\u200F'
-        || (character >= u'\u202A' && character <= u'\u202E') || (character >= u'\u2066' && character <= u'\u2069');
-}
-
-} // namespace
-
 QString textOfBytes(const QByteArray& bytes)
 {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
@@ -34,40 +24,29 @@ QString textOfBytes(const QByteArray& bytes)
     return decoder.hasError() ? QString::fromLatin1(bytes) : text;
 }
 
+/// Direction: the marks, embeddings, overrides and isolates of Unicode's algorithm for text in two directions.
 bool isHarmful(QChar character)
 {
-    switch (character.category()) {
-    case QChar::Other_Control:
-    case QChar::Separator_Line:
-    case QChar::Separator_Paragraph:
-        return true;
-    default:
-        return changesDirection(character.unicode());
-    }
+    static const QString changesDirection =
+        u"\u061C\u200E\u200F\u202A\u202B\u202C\u202D\u202E\u2066\u2067\u2068\u2069"_s;
+    const QChar::Category category = character.category();
+    return category == QChar::Other_Control || category == QChar::Separator_Line
+        || category == QChar::Separator_Paragraph || changesDirection.contains(character);
 }
 
-QString visible(QChar character)
-{
-    if (character == u'\r')
-        return u"\\r"_s;
-    if (character == u'\n')
-        return u"\\n"_s;
-    if (!isHarmful(character))
-        return character;
-    constexpr char16_t lastShort = 0xFF;
-    const bool isShort = character.unicode() <= lastShort;
-    return (isShort ? u"\\x%1"_s : u"\\u%1"_s).arg(int {character.unicode()}, isShort ? 2 : 4, 16, QChar(u'0'));
-}
-
-QString visibleText(const QString& text)
+QString visibleText(const QString& text, QStringView kept)
 {
     QString shown;
     shown.reserve(text.size());
     for (const QChar character : text) {
-        if (character == u'\n' || character == u'\t')
+        if (kept.contains(character) || !isHarmful(character))
             shown += character;
+        else if (character == u'\r' || character == u'\n')
+            shown += character == u'\r' ? "\\r"_L1 : "\\n"_L1;
+        else if (character.unicode() <= UCHAR_MAX)
+            shown += u"\\x%1"_s.arg(int {character.unicode()}, 2, 16, QChar(u'0'));
         else
-            shown += visible(character);
+            shown += u"\\u%1"_s.arg(int {character.unicode()}, 4, 16, QChar(u'0'));
     }
     return shown;
 }
@@ -96,12 +75,11 @@ void Console::reply(const Reply& reply)
         print(showsTimes ? timeNow().toLatin1() + ' ' + lines : lines);
 }
 
-void Console::object(const QJsonObject& object)
+void Console::object(QJsonObject object)
 {
-    QJsonObject timed = object;
     if (showsTimes)
-        timed["time"_L1] = timeNow();
-    print(QJsonDocument(timed).toJson(QJsonDocument::Compact) + '\n');
+        object["time"_L1] = timeNow();
+    print(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
 }
 
 void Console::text(const QString& text)
@@ -115,9 +93,9 @@ void Console::problem(const QString& reason)
     write(stderr, "orvane-client: " + (time + visibleText(reason.simplified())).toUtf8() + '\n');
 }
 
-void Console::trace(const QString& lines)
+void Console::trace(const QString& line)
 {
-    write(stderr, lines.toUtf8() + '\n');
+    write(stderr, visibleText(line, {}).toUtf8() + '\n');
 }
 
 void Console::print(const QByteArray& bytes)

@@ -14,11 +14,8 @@ QString textOfBytes(const QByteArray& bytes);
 /// Whether a terminal would obey the character instead of showing it, or show others in another order because of it.
 bool isHarmful(QChar character);
 
-/// The character; as \\x1b or \\u202e, where it is harmful.
-QString visible(QChar character);
-
-/// The text with all that is harmful made visible, but for line feeds and tabulators.
-QString visibleText(const QString& text);
+/// The text with all that is harmful as \\x1b or \\u202e, but for the characters that are kept.
+QString visibleText(const QString& text, QStringView kept = u"\n\t");
 
 /**
  * All that the program says: answers on standard output, everything else on standard error. It ends the program if
@@ -39,10 +36,11 @@ public:
     void reply(const Reply& reply);
     void text(const QString& text);
     /// One line of JSON.
-    void object(const QJsonObject& object);
+    void object(QJsonObject object);
     /// One line.
     void problem(const QString& reason);
-    void trace(const QString& lines);
+    /// One line, with nothing but what is harmful made visible.
+    void trace(const QString& line);
 
 private:
     void print(const QByteArray& bytes);

@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QSocketNotifier>
 #include <QTimer>
 
@@ -30,6 +31,10 @@ using namespace std::chrono_literals;
 constexpr std::chrono::milliseconds Silence = 300ms;
 
 constexpr QLatin1String FenceCommand("end-of-query-");
+
+// Marks in a trace.
+constexpr QLatin1String Sent("> ");
+constexpr QLatin1String Received("< ");
 
 } // namespace
 
@@ -58,16 +63,14 @@ int& caughtSignal()
 Host::Host(const Settings& settings, Console& console, std::optional<CommandRequest> login)
     : settings(settings)
     , console(console)
+    , trust(settings)
+    , timeout(settings.duration("timeout"))
     , login(std::move(login))
 {
-    socket.setSslConfiguration(settings.trust.configuration());
+    socket.setSslConfiguration(trust.configuration());
     // They are judged when the handshake is done, together with the certificate; nothing is sent before.
     QObject::connect(&socket, &QSslSocket::sslErrors, &socket, [this] { socket.ignoreSslErrors(); });
-}
-
-Host::~Host()
-{
-    socket.abort();
+    QObject::connect(&socket, &QSslSocket::connected, &socket, [this] { isReached = true; });
 }
 
 bool Host::waitUntil(const std::function<bool()>& condition, QDeadlineTimer deadline)
@@ -97,7 +100,7 @@ bool Host::idleUntil(const std::function<bool()>& condition, QDeadlineTimer dead
     return waitUntil(isOver, deadline);
 }
 
-void Host::connect()
+QSslCertificate Host::connect()
 {
     for (QString told; !isOpen;) {
         try {
@@ -110,46 +113,33 @@ void Host::connect()
             waitUntil([] { return false; }, QDeadlineTimer(1s));
         }
     }
+    return socket.peerCertificate();
 }
 
 void Host::open()
 {
     reset();
-    bool isReached = false;
-    const auto connection =
-        QObject::connect(&socket, &QSslSocket::connected, &socket, [&isReached] { isReached = true; });
+    auto abandon = qScopeGuard([this] { reset(); });
     socket.connectToHostEncrypted(settings.host, settings.port);
-    const auto isDecided = [this] {
-        return socket.isEncrypted() || socket.state() == QAbstractSocket::UnconnectedState;
-    };
-    const bool isInTime = waitUntil(isDecided, QDeadlineTimer(settings.connectTimeout));
-    QObject::disconnect(connection);
+    waitUntil([this] { return socket.isEncrypted() || socket.state() == QAbstractSocket::UnconnectedState; },
+        QDeadlineTimer(timeout));
     if (!socket.isEncrypted())
-        failToConnect(isReached, isInTime);
-    try {
-        const QString notice =
-            judge(settings.trust, settings.address(), socket.peerCertificate(), socket.sslHandshakeErrors());
-        if (!notice.isEmpty())
-            console.problem(notice);
-    } catch (const Outcome& refusal) {
-        reset();
-        throw Outcome {
-            refusal.status, u"the certificate of %1 is refused: %2"_s.arg(settings.address(), refusal.problem)};
-    }
+        throw connectionFailure();
+    const QString notice = trust.judge(socket.peerCertificate(), socket.sslHandshakeErrors());
+    if (!notice.isEmpty())
+        console.problem(notice);
     isOpen = true;
+    abandon.dismiss();
 }
 
-void Host::failToConnect(bool isReached, bool isInTime)
+Outcome Host::connectionFailure() const
 {
+    const bool isInTime = socket.state() == QAbstractSocket::UnconnectedState;
     const bool isFull = isReached && isInTime && socket.error() == QAbstractSocket::RemoteHostClosedError;
-    const QString problem = u"%1 %2%3%4"_s.arg(isReached ? u"no TLS with"_s
-            : isInTime                                   ? u"cannot connect to"_s
-                                                         : u"no connection to"_s,
-        settings.address(),
-        isInTime ? u": "_s + socket.errorString().simplified() : u" within "_s + durationText(settings.connectTimeout),
-        isFull ? u" (as a host does that has all the clients it takes)"_s : QString());
-    reset();
-    throw Outcome {ExitStatus::NoConnection, problem, true};
+    const QString what = isReached ? u"no TLS with"_s : isInTime ? u"cannot connect to"_s : u"no connection to"_s;
+    const QString why = isInTime ? u": "_s + socket.errorString().simplified() : u" within "_s + durationText(timeout);
+    const QString hint = isFull ? u" (as a host does that has all the clients it takes)"_s : QString();
+    return {ExitStatus::NoConnection, u"%1 %2%3%4"_s.arg(what, settings.address(), why, hint), true};
 }
 
 void Host::reset()
@@ -157,7 +147,7 @@ void Host::reset()
     socket.abort();
     cutter = {};
     fencesSent = fencesPassed = -1;
-    isOpen = isLoggedIn = owesAnswer = isUnanswered = isFlooded = false;
+    isReached = isOpen = isLoggedIn = owesAnswer = isUnanswered = false;
 }
 
 void Host::logIn()
@@ -173,7 +163,6 @@ void Host::logIn()
 /// it has read everything.
 void Host::sendLogin(const std::optional<CommandRequest>& account)
 {
-    const std::chrono::milliseconds timeout = settings.connectTimeout;
     const QDeadlineTimer deadline(timeout);
     if (account)
         send(account->document);
@@ -194,7 +183,7 @@ void Host::sendLogin(const std::optional<CommandRequest>& account)
     Outcome failure = endOfConnection();
     if (isOpen)
         failure.problem = u"no answer to the login within %1"_s.arg(durationText(timeout));
-    else if (!isFlooded && cutter.incompleteLength() == 0)
+    else if (!isFlooded() && cutter.incompleteLength() == 0)
         failure = {ExitStatus::NotLoggedIn,
             account ? u"not logged in: the host does not accept the account, and answers nothing"_s
                     : u"not logged in: without a login a host answers nothing"_s};
@@ -205,7 +194,9 @@ void Host::sendLogin(const std::optional<CommandRequest>& account)
 void Host::exchange(
     const CommandRequest& command, const Expectation& expected, std::optional<std::chrono::milliseconds> limit)
 {
-    const std::chrono::milliseconds timeout = limit.value_or(settings.timeoutFor(expected));
+    sinceSent.start();
+    const bool isRefresh = expected.root == RefreshFinishedNotice && !settings.has("timeout");
+    const std::chrono::milliseconds time = limit.value_or(isRefresh ? 60s : timeout);
     if (command.command == LoginCommand) {
         if (isLoggedIn || owesAnswer)
             reset();
@@ -218,29 +209,30 @@ void Host::exchange(
         connect();
     else
         logIn();
-    const QDeadlineTimer deadline(timeout);
+    const QDeadlineTimer deadline(time);
     if (owesAnswer && !awaitFence(sendFence(), deadline))
         throw isOpen ? Outcome {ExitStatus::NoAnswer,
             u"%1 was not sent: the host has not come to the end of an earlier command within %2"_s.arg(
-                command.command, durationText(timeout))}
+                command.command, durationText(time))}
                      : endOfConnection();
     owesAnswer = false;
     isUnanswered = expected.isNothing;
-    sinceSent.start();
+    sinceSent.start(); // not before the login has been answered
+    answeredAfter = -1;
     send(command.document);
     if (!expected.isNothing)
-        awaitAnswer(expected, timeout, deadline);
+        awaitAnswer(expected, time, deadline);
     else if (!awaitAllSent(deadline))
-        throw Outcome {ExitStatus::NoAnswer, u"the host did not take all within %1"_s.arg(durationText(timeout))};
+        throw Outcome {ExitStatus::NoAnswer, u"the host did not take all within %1"_s.arg(durationText(time))};
 }
 
-void Host::awaitAnswer(const Expectation& expected, std::chrono::milliseconds timeout, QDeadlineTimer deadline)
+void Host::awaitAnswer(const Expectation& expected, std::chrono::milliseconds limit, QDeadlineTimer deadline)
 {
     outcome.reset();
     awaited = expected;
     const int fence = fencesSent + 1;
     const auto isDone = [this] { return outcome || !isOpen; };
-    if (!waitUntil(isDone, QDeadlineTimer(std::min(Silence, timeout / 3)))) {
+    if (!waitUntil(isDone, QDeadlineTimer(std::min(Silence, limit / 3)))) {
         sendFence();
         waitUntil([&] { return isDone() || (!expected.isNotice && fencesPassed >= fence); }, deadline);
     }
@@ -249,7 +241,7 @@ void Host::awaitAnswer(const Expectation& expected, std::chrono::milliseconds ti
     if (!isDone()) {
         owesAnswer = fencesPassed < fence;
         result.problem = owesAnswer || expected.isNotice
-            ? u"no %1 within %2"_s.arg(expected.description(), durationText(timeout))
+            ? u"no %1 within %2"_s.arg(expected.description(), durationText(limit))
             : u"the host gives no %1"_s.arg(expected.description());
         if (!owesAnswer && expected.root == RefreshFinishedNotice)
             result.problem += u"; the refresh goes on (give it more --timeout)"_s;
@@ -258,32 +250,25 @@ void Host::awaitAnswer(const Expectation& expected, std::chrono::milliseconds ti
         throw Outcome(result);
 }
 
-namespace {
-
-/// Bytes made visible: a line for each line, with a mark before it, and without the password of a login.
-QString traceOf(QLatin1String mark, const QByteArray& bytes, bool isSent)
+/// A line for each line, with a mark before it, and without the password of a login.
+void Host::trace(QLatin1String mark, const QByteArray& bytes)
 {
     static const QRegularExpression password(u"(<(?:[\\w.-]+:)?password\\b[^>]*>).*?(</|$)"_s,
         QRegularExpression::DotMatchesEverythingOption | QRegularExpression::UseUnicodePropertiesOption);
+    static const QRegularExpression lineStart(u"(?<=\\n)(?!$)"_s);
+    if (!settings.has("trace") || bytes.isEmpty())
+        return;
     QString text = textOfBytes(bytes);
-    if (isSent)
+    if (mark == Sent)
         text.replace(password, u"\\1***\\2"_s);
-    QString lines = mark;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        lines += visible(text[i]);
-        if (text[i] == u'\n' && i + 1 < text.size())
-            lines += u'\n' + mark;
-    }
-    return lines;
+    for (const QString& line : text.split(lineStart))
+        console.trace(mark + line);
 }
-
-} // namespace
 
 void Host::send(const QByteArray& message)
 {
     const QByteArray bytes = message + OrvaneInterface::MessageTerminator.data();
-    if (settings.has("trace"))
-        console.trace(traceOf("> "_L1, bytes, true));
+    trace(Sent, bytes);
     socket.write(bytes);
 }
 
@@ -316,7 +301,7 @@ void Host::endSending(QDeadlineTimer deadline)
 
 void Host::close()
 {
-    const QDeadlineTimer deadline(settings.connectTimeout);
+    const QDeadlineTimer deadline(timeout);
     if (isOpen && isUnanswered) {
         endSending(deadline);
         waitUntil([this] { return !isOpen; }, deadline);
@@ -329,17 +314,21 @@ void Host::receive()
     if (!isOpen)
         return;
     const QByteArray bytes = socket.readAll();
-    if (settings.has("trace") && !bytes.isEmpty())
-        console.trace(traceOf("< "_L1, bytes, false));
-    if (cutter.incompleteLength() == 0)
-        messageBegan = sinceSent.isValid() ? sinceSent.elapsed() : 0;
+    trace(Received, bytes);
+    if (answeredAfter < 0 && sinceSent.isValid() && !bytes.isEmpty())
+        answeredAfter = sinceSent.elapsed();
     for (const QByteArray& message : bytes.isEmpty() ? QList<QByteArray>() : cutter.add(bytes))
         handle(Reply(message));
-    constexpr qsizetype longestMessage = qsizetype(1) << 27; // more than any host has to say, and can be held
-    isFlooded = cutter.incompleteLength() > longestMessage;
-    if (isFlooded)
+    if (isFlooded())
         socket.abort();
     isOpen = socket.state() != QAbstractSocket::UnconnectedState;
+}
+
+/// Whether a message has no end.
+bool Host::isFlooded() const
+{
+    constexpr qsizetype longestMessage = qsizetype(1) << 27; // more than any host has to say, and can be held
+    return cutter.incompleteLength() > longestMessage;
 }
 
 void Host::handle(const Reply& reply)
@@ -353,16 +342,14 @@ void Host::handle(const Reply& reply)
     }
     const bool isLate = owesAnswer && reply.root != RefreshFinishedNotice;
     listener(reply, isLate);
-    if (awaited && !outcome && !isLate) {
+    if (awaited && !outcome && !isLate)
         outcome = awaited->judge(reply);
-        answeredAfter = messageBegan;
-    }
 }
 
 Outcome Host::endOfConnection() const
 {
     const qsizetype length = cutter.incompleteLength();
-    if (isFlooded)
+    if (isFlooded())
         return {ExitStatus::BadAnswer, u"the answer has no end: given up after %1 bytes"_s.arg(length)};
     QString problem = u"%1 closed the connection"_s.arg(settings.address());
     if (length > 0)

@@ -3,6 +3,7 @@
 #include "Command.h"
 #include "Outcome.h"
 #include "Reply.h"
+#include "Trust.h"
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
@@ -34,13 +35,14 @@ public:
 
     /// Settings and console live longer. Without \a login it does not log in.
     Host(const Settings& settings, Console& console, std::optional<CommandRequest> login);
-    ~Host();
+    ~Host() { socket.abort(); }
     Q_DISABLE_COPY_MOVE(Host)
 
     void setListener(const Listener& function) { listener = function; }
 
     /// Connects, judges the certificate, and sends nothing. Does nothing if there is a connection.
-    void connect();
+    /// \return the certificate
+    QSslCertificate connect();
     /// Logs in. Does nothing if that was done.
     void logIn();
     /// Sends a command and waits for what is expected. Connects and logs in if need be. The command may be a login: the
@@ -56,16 +58,16 @@ public:
     bool idleUntil(const std::function<bool()>& condition, QDeadlineTimer deadline);
 
     bool isConnected() const { return isOpen; }
-    QSslCertificate certificate() const { return socket.peerCertificate(); }
-    /// How long after the last command its answer began to come: what the host, and not this program, takes for it.
-    qint64 millisecondsToAnswer() const { return answeredAfter; }
+    /// How long after the last command the host began to send, if it did: what the host, and not this program, takes.
+    qint64 millisecondsToAnswer() const { return answeredAfter < 0 ? sinceSent.elapsed() : answeredAfter; }
 
 private:
     void open();
     void reset();
-    [[noreturn]] void failToConnect(bool isReached, bool isInTime);
+    Outcome connectionFailure() const;
     void sendLogin(const std::optional<CommandRequest>& account);
-    void awaitAnswer(const Expectation& expected, std::chrono::milliseconds timeout, QDeadlineTimer deadline);
+    void awaitAnswer(const Expectation& expected, std::chrono::milliseconds limit, QDeadlineTimer deadline);
+    void trace(QLatin1String mark, const QByteArray& bytes);
     void send(const QByteArray& message);
     int sendFence();
     bool awaitFence(int number, QDeadlineTimer deadline);
@@ -73,10 +75,13 @@ private:
     void endSending(QDeadlineTimer deadline);
     void receive();
     void handle(const Reply& reply);
+    bool isFlooded() const;
     Outcome endOfConnection() const;
 
     const Settings& settings;
     Console& console;
+    const Trust trust;
+    const std::chrono::milliseconds timeout;
     std::optional<CommandRequest> login;
     Listener listener = [](const Reply&, bool) {};
     QSslSocket socket;
@@ -84,15 +89,14 @@ private:
     std::optional<Expectation> awaited; ///< while an exchange waits for it
     std::optional<Outcome> outcome; ///< of the present exchange
     QElapsedTimer sinceSent;
-    qint64 messageBegan = 0; ///< after the last command
-    qint64 answeredAfter = 0;
+    qint64 answeredAfter = -1; ///< below 0: not yet
     int fencesSent = -1;
     int fencesPassed = -1;
-    bool isOpen = false;
+    bool isReached = false; ///< by TCP
+    bool isOpen = false; ///< and trusted
     bool isLoggedIn = false;
     bool owesAnswer = false; ///< the last command was given up, and what comes may be its answer
     bool isUnanswered = false; ///< nothing shows that the host has read the last command
-    bool isFlooded = false; ///< a message had no end
 };
 
 } // namespace OrvaneClient

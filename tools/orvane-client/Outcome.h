@@ -31,6 +31,17 @@ struct Outcome {
     throw Outcome {ExitStatus::UsageError, problem};
 }
 
+/// How the function ends, which throws outcomes.
+template <typename Function> Outcome attempt(const Function& function)
+{
+    try {
+        function();
+        return {};
+    } catch (const Outcome& failure) {
+        return failure;
+    }
+}
+
 /// In seconds, as --timeout takes them.
 inline QString durationText(std::chrono::milliseconds duration)
 {

@@ -20,19 +20,17 @@ namespace OrvaneClient {
 
 QList<QByteArray> MessageCutter::add(const QByteArray& bytes)
 {
-    const QByteArrayView terminator(
-        OrvaneInterface::MessageTerminator.data(), OrvaneInterface::MessageTerminator.size());
+    constexpr qsizetype length = OrvaneInterface::MessageTerminator.size();
+    // The last three bytes may begin a terminator; those before them are never searched again.
+    qsizetype searched = std::max<qsizetype>(0, buffer.size() - (length - 1));
     buffer += bytes;
     QList<QByteArray> messages;
     qsizetype start = 0;
-    qsizetype end = buffer.indexOf(terminator, searchedLength);
-    for (; end >= 0; end = buffer.indexOf(terminator, start)) {
+    for (qsizetype end = 0; (end = buffer.indexOf(OrvaneInterface::MessageTerminator.data(), searched)) >= 0;) {
         messages.append(buffer.mid(start, end - start));
-        start = end + terminator.size();
+        searched = start = end + length;
     }
     buffer.remove(0, start);
-    // The last three bytes may begin a terminator; those before them are never searched again.
-    searchedLength = std::max<qsizetype>(0, buffer.size() - (terminator.size() - 1));
     return messages;
 }
 
@@ -62,11 +60,9 @@ Reply::Reply(const QByteArray& message)
 {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString document = decoder(message);
-    if (decoder.hasError()) {
-        kind = Kind::NotXml;
-        reason = u"it is no UTF-8"_s;
+    reason = u"it is no UTF-8"_s;
+    if (decoder.hasError())
         return;
-    }
     read(document);
     if (kind != Kind::NotXml || !isList())
         return;
@@ -86,21 +82,20 @@ void Reply::read(const QString& document)
     QJsonObject entry;
     QJsonArray tracks;
     entries = {};
-    kind = Kind::Other;
     for (int depth = 0; !reader.atEnd();) {
         reader.readNext();
         if (reader.isStartElement() && ++depth == 1) {
             root = reader.name().toString();
         } else if (reader.isStartElement() && depth == 2) {
             text.clear();
-            for (const QXmlStreamAttribute& attribute : isList() ? reader.attributes() : QXmlStreamAttributes())
+            for (const QXmlStreamAttribute& attribute : reader.attributes())
                 entry.insert(attribute.name(), attribute.value().toString());
-        } else if (reader.isStartElement() && depth == 3 && isList()) {
+        } else if (reader.isStartElement() && depth == 3) {
             tracks.append(reader.attributes().value("name"_L1).toString());
         } else if (reader.isCharacters() && depth >= 2) {
             text += reader.text();
         } else if (reader.isEndElement() && depth-- == 2) {
-            endChild(reader.name().toString(), text);
+            texts[reader.name().toString()] = text;
             if (root == RecorderList)
                 entry["tracks"_L1] = std::exchange(tracks, {});
             if (isList())
@@ -108,32 +103,16 @@ void Reply::read(const QString& document)
         }
     }
 
+    kind = root == "commandAccepted"_L1 ? Kind::Accepted : root == "commandRejected"_L1 ? Kind::Rejected : Kind::Other;
+    command = texts.value(u"command"_s, texts.value(u"commandname"_s)); // the former in the long acceptance
+    reason = texts.value(u"reason"_s);
     if (!measure.excess.isNull() && reader.error() != QXmlStreamReader::NotWellFormedError) { // or an error came first
         kind = Kind::TooMuch;
         reason = measure.excess;
     } else if (reader.hasError()) {
         kind = Kind::NotXml;
         reason = raw.isEmpty() ? u"it is empty"_s : reader.errorString().simplified();
-    } else if (root == "commandAccepted"_L1) {
-        kind = Kind::Accepted;
-    } else if (root == "commandRejected"_L1) {
-        kind = Kind::Rejected;
     }
-}
-
-/// The long acceptance names its command in an element "command", the other two in "commandname".
-void Reply::endChild(const QString& name, const QString& text)
-{
-    bool isNumber = false;
-    const int number = text.toInt(&isNumber);
-    if (name == "command"_L1 || name == "commandname"_L1)
-        command = text;
-    else if (name == "reason"_L1)
-        reason = text;
-    else if (name == "splitid"_L1 && isNumber)
-        acceptance["split"_L1] = number;
-    else if (name == "commandtag"_L1)
-        acceptance["tag"_L1] = text;
 }
 
 QJsonObject Reply::json() const
@@ -141,9 +120,13 @@ QJsonObject Reply::json() const
     if (kind == Kind::NotXml || kind == Kind::TooMuch)
         return {{"reply"_L1, "unreadable"_L1}, {"reason"_L1, reason}, {"document"_L1, textOfBytes(raw)}};
     if (kind == Kind::Accepted) {
-        QJsonObject object = acceptance;
-        object["reply"_L1] = "accepted"_L1;
-        object["command"_L1] = command;
+        QJsonObject object {{"reply"_L1, "accepted"_L1}, {"command"_L1, command}};
+        bool isNumber = false;
+        const int split = texts.value(u"splitid"_s).toInt(&isNumber);
+        if (isNumber)
+            object["split"_L1] = split;
+        if (texts.contains(u"commandtag"_s))
+            object["tag"_L1] = texts.value(u"commandtag"_s);
         return object;
     }
     if (kind == Kind::Rejected)
@@ -178,8 +161,8 @@ bool Reply::isList() const
 
 namespace {
 
-/// As it came if it is too deep, as each level makes its lines longer, or declares a prefix twice in one element: that is
-/// an error for a reader that takes declarations for attributes.
+/// As it came if it is too deep, as each level makes its lines longer, or declares a prefix twice in one element: that
+/// is an error for a reader that takes declarations for attributes.
 QByteArray indented(const QByteArray& message)
 {
     QXmlStreamReader reader(QString::fromUtf8(message));

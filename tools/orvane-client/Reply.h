@@ -24,7 +24,6 @@ public:
 
 private:
     QByteArray buffer;
-    qsizetype searchedLength = 0;
 };
 
 enum class ReplyFormat {
@@ -53,7 +52,7 @@ struct Reply {
     QMap<QString, QStringList> names() const;
 
     QByteArray raw;
-    Kind kind = Kind::Other;
+    Kind kind = Kind::NotXml;
     QString root; ///< local name of the root element
     QString command; ///< that an acknowledgement names
     QString reason; ///< why a command was rejected, or why the message is not well-formed
@@ -61,11 +60,10 @@ struct Reply {
 
 private:
     void read(const QString& document);
-    void endChild(const QString& name, const QString& text);
     bool isList() const;
 
+    QMap<QString, QString> texts; ///< of the elements in the root, by their names
     QJsonArray entries; ///< of a list
-    QJsonObject acceptance; ///< split and tag of a long one
 };
 
 /// Which message answers a command. Others may come before it, such as the notice for an earlier command.

@@ -13,8 +13,6 @@
 #include <cwchar>
 #include <utility>
 
-#include <bsd/readpassphrase.h>
-#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -185,22 +183,23 @@ unsigned char Prompt::complete(EditLine* editor, int /*key*/)
 void Prompt::readHistory()
 {
     QDir().mkpath(QFileInfo(historyFile).path());
-    // Only the user can read it, from the start.
-    const int descriptor = ::open(QFile::encodeName(historyFile).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    QFile file;
-    if (!file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
+    QFile file(historyFile);
+    if (!file.open(QIODevice::ReadWrite, QFile::ReadOwner | QFile::WriteOwner)) // only the user's, from the start
         return;
-    HistEventW event = {};
     while (!file.atEnd())
-        history_w(
-            history.get(), &event, H_ENTER, QString::fromUtf8(file.readLine()).remove(u'\n').toStdWString().c_str());
+        enter(file.readLine());
+}
+
+void Prompt::enter(const QByteArray& line)
+{
+    HistEventW event = {};
+    history_w(history.get(), &event, H_ENTER, QString::fromUtf8(line).remove(u'\n').toStdWString().c_str());
 }
 
 /// Added to what other prompts have written meanwhile.
 void Prompt::remember(const QByteArray& line)
 {
-    HistEventW event = {};
-    history_w(history.get(), &event, H_ENTER, QString::fromUtf8(line).toStdWString().c_str());
+    enter(line);
     QFile file(historyFile);
     if (file.open(QIODevice::Append | QIODevice::Unbuffered))
         file.write(line + '\n');
@@ -217,24 +216,6 @@ QStringList wordsOfLine(const QByteArray& line)
     for (int i = 0; i < count; ++i)
         texts.append(QString::fromUtf8(words[i]));
     return texts;
-}
-
-QString firstLineOf(int descriptor)
-{
-    constexpr qsizetype longest = 4096; // a device may never end
-    QByteArray line;
-    for (char byte = 0; line.size() < longest && ::read(descriptor, &byte, 1) == 1 && byte != '\n';)
-        line += byte;
-    return QString::fromUtf8(line).remove(u'\r');
-}
-
-std::optional<QString> askForPassword(const QString& user)
-{
-    std::array<char, 4096> password = {};
-    const QByteArray question = u"Password of %1: "_s.arg(user).toUtf8();
-    const bool isGiven =
-        readpassphrase(question.constData(), password.data(), password.size(), RPP_REQUIRE_TTY) != nullptr;
-    return isGiven ? std::optional(QString::fromUtf8(password.data())) : std::nullopt;
 }
 
 } // namespace OrvaneClient

@@ -47,6 +47,7 @@ private:
     static unsigned char complete(EditLine* editor, int key);
     QString typedText() const;
     void readHistory();
+    void enter(const QByteArray& line);
     void show();
     void hide();
 
@@ -60,11 +61,5 @@ private:
 
 /// The words of a line, with quotes and backslashes as in a shell.
 QStringList wordsOfLine(const QByteArray& line);
-
-/// Asks for a password at the terminal of the process, without showing it. Nothing if there is no terminal.
-std::optional<QString> askForPassword(const QString& user);
-
-/// The first line of a file, from which no more is read.
-QString firstLineOf(int descriptor);
 
 } // namespace OrvaneClient

@@ -4,14 +4,16 @@
 #include "Loops.h"
 #include "Protocol.h"
 #include "Settings.h"
-#include "Terminal.h"
+#include "Trust.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
 
+#include <array>
 #include <csignal>
 
+#include <bsd/readpassphrase.h>
 #include <fcntl.h>
 #include <pwd.h>
 #include <unistd.h>
@@ -42,47 +44,50 @@ void completeEnvironment()
         qputenv("HOME", user ? user->pw_dir : "/nonexistent");
 }
 
-QString password(const Settings& settings)
+/// Opens a file that the user has named; - is standard input.
+void openInput(QFile& file, const QString& what, QIODevice::OpenMode mode = QIODevice::ReadOnly)
 {
-    const QString fileName = settings.get("password-file");
-    if (!fileName.isEmpty()) {
-        QFile file(fileName);
-        const bool isInput = fileName == "-"_L1;
-        if (!isInput && !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-            refuse(u"cannot read the password from \"%1\": %2"_s.arg(fileName, file.errorString()));
-        return firstLineOf(isInput ? STDIN_FILENO : file.handle());
+    if (!(file.fileName() == "-"_L1 ? file.open(STDIN_FILENO, mode) : file.open(mode)))
+        refuse(u"cannot read %1\"%2\": %3"_s.arg(what, file.fileName(), file.errorString()));
+}
+
+QString passwordOf(const QString& user, const Settings& settings)
+{
+    constexpr qsizetype longest = 4096; // a device may never end
+    if (settings.has("password-file")) {
+        QFile file(settings.get("password-file"));
+        openInput(file, u"the password from "_s, QIODevice::ReadOnly | QIODevice::Unbuffered); // and no more than that
+        return QString::fromUtf8(file.readLine(longest)).remove(u'\r').remove(u'\n');
     }
     if (qEnvironmentVariableIsSet("ORVANE_PASSWORD"))
         return qEnvironmentVariable("ORVANE_PASSWORD");
-    const std::optional<QString> typed = askForPassword(settings.get("user"));
-    if (!typed)
+    std::array<char, longest> typed = {};
+    const QByteArray question = u"Password of %1: "_s.arg(user).toUtf8();
+    if (!readpassphrase(question.constData(), typed.data(), typed.size(), RPP_REQUIRE_TTY))
         refuse(u"no password for \"%1\": set ORVANE_PASSWORD, name a --password-file, or give it at a terminal"_s.arg(
-            settings.get("user")));
-    return *typed;
+            user));
+    return QString::fromUtf8(typed.data());
 }
 
 std::optional<CommandRequest> makeLogin(const Settings& settings)
 {
     if (settings.has("no-login"))
         return std::nullopt;
-    if (settings.has("user") && settings.get("user").isEmpty())
+    const bool isSystem = !settings.has("user");
+    const QString user = isSystem ? OrvaneInterface::SystemUserName : settings.get("user");
+    if (user.isEmpty())
         refuse(u"--user is empty"_s);
-    if (settings.has("user"))
-        return requestFromWords(
-            {LoginCommand, u"username="_s + settings.get("user"), u"password="_s + password(settings)});
-    return requestFromWords({LoginCommand, u"username="_s + OrvaneInterface::SystemUserName,
-        u"password="_s + OrvaneInterface::SystemPassword});
+    const QString password = isSystem ? OrvaneInterface::SystemPassword : passwordOf(user, settings);
+    return requestFromWords({LoginCommand, u"username="_s + user, u"password="_s + password});
 }
 
 CommandRequest makeRequest(const Settings& settings)
 {
-    const QString fileName = settings.get("file");
     if (!settings.has("file"))
         return checkedRequest(settings.words, settings.has("force"));
-    QFile file(fileName);
-    if (!(fileName == "-"_L1 ? file.open(STDIN_FILENO, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly)))
-        refuse(u"cannot read \"%1\": %2"_s.arg(fileName, file.errorString()));
-    return requestFromDocument(file.readAll(), fileName);
+    QFile file(settings.get("file"));
+    openInput(file, {});
+    return requestFromDocument(file.readAll(), settings.get("file"));
 }
 
 /// Without a command watch asks for both lists.
@@ -101,39 +106,41 @@ QString certificateText(const QSslCertificate& certificate)
         date(certificate.expiryDate()), fingerprintOf(certificate));
 }
 
-ExitStatus run(Settings settings, Console& console)
+ReplyFormat formatOf(const Settings& settings)
 {
-    if (settings.action == Action::ShowCertificate)
-        settings.trust.kind = Trust::Kind::Any; // it is what the user decides with
-    const bool isForHost = settings.action >= Action::OneCommand;
-    Host host(settings, console, isForHost ? makeLogin(settings) : std::nullopt);
-    switch (settings.action) {
-    case Action::Help:
-        console.text(programHelp());
-        break;
-    case Action::Version:
-        console.text(u"orvane-client %1\n"_s.arg(QCoreApplication::applicationVersion()));
-        break;
-    case Action::CommandHelp:
-        console.text(helpOn(settings.words.mid(1).join(u' ')));
-        break;
-    case Action::ShowCertificate:
-        host.connect();
-        console.text(certificateText(host.certificate()));
-        break;
-    case Action::Forget:
-        if (!forget(settings.address()))
-            refuse(u"%1 is no known host"_s.arg(settings.address()));
-        break;
-    case Action::OneCommand:
-        return runCommand(host, console, settings, makeRequest(settings));
-    case Action::Check:
+    if (settings.has("json") || settings.has("quiet"))
+        return settings.has("json") ? ReplyFormat::Json : ReplyFormat::Nothing;
+    const bool isIndented = settings.has("pretty") || (isatty(STDOUT_FILENO) != 0 && !settings.has("raw"));
+    return isIndented ? ReplyFormat::Indented : ReplyFormat::Raw;
+}
+
+ExitStatus runTask(const Settings& settings, Console& console)
+{
+    console.setFormat(formatOf(settings));
+    Host host(settings, console, makeLogin(settings));
+    if (settings.task == "check"_L1)
         return runCheck(host, console, settings);
-    case Action::Watch:
+    if (settings.task == "watch"_L1)
         return runWatch(host, console, settings, makeQueries(settings));
-    case Action::Lines:
-        return runLines(host, console, settings);
-    }
+    if (settings.task == "one command"_L1)
+        return runCommand(host, console, settings, makeRequest(settings));
+    return runLines(host, console, settings);
+}
+
+ExitStatus run(const Settings& settings, Console& console)
+{
+    if (settings.has("help"))
+        console.text(programHelp());
+    else if (settings.has("version"))
+        console.text(u"orvane-client %1\n"_s.arg(QCoreApplication::applicationVersion()));
+    else if (settings.task == "help"_L1)
+        console.text(helpOn(settings.words.mid(1).join(u' ')));
+    else if (settings.has("forget"))
+        forget(settings);
+    else if (settings.has("show-certificate"))
+        console.text(certificateText(Host(settings, console, {}).connect()));
+    else
+        return runTask(settings, console);
     return ExitStatus::Success;
 }
 
@@ -149,9 +156,7 @@ int main(int argc, char** argv)
     QCoreApplication::setApplicationVersion(QStringLiteral(ORVANE_CLIENT_VERSION));
     Console console;
     try {
-        const Settings settings(QCoreApplication::arguments().mid(1));
-        console.setFormat(settings.format);
-        return static_cast<int>(run(settings, console));
+        return static_cast<int>(run(Settings(QCoreApplication::arguments().mid(1)), console));
     } catch (const Outcome& outcome) {
         const bool isUsage = outcome.status == ExitStatus::UsageError;
         if (!outcome.problem.isEmpty())
