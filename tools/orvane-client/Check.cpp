@@ -59,14 +59,11 @@ Step splitStep(const QStringList& words)
 
 class HostCheck {
 public:
-    HostCheck(Host& host, Console& console, const Settings& settings)
+    explicit HostCheck(Host& host)
         : host(host)
-        , console(console)
-        , settings(settings)
+        , console(host.console)
     {
-        host.setListener([this](const Reply& received, bool isLate) {
-            if (isLate)
-                return;
+        host.setListener([this](const Reply& received) {
             names.insert(received.names());
             reply = received;
             ++replies;
@@ -81,12 +78,11 @@ public:
                 return ExitStatus::NotAsItShouldBe;
         }
         for (const Step& step : stepsThatChangeTheDisplay()) {
-            if (settings.has("apply"))
+            if (host.settings.has("apply"))
                 play(step);
             else
                 tell(step.words.first(), {Skipped, u"not played"_s, u"changes the display: --apply"_s});
         }
-        host.close();
         const bool isAllRight = !verdicts.contains(Wrong);
         if (console.format() != ReplyFormat::Json)
             console.text(!isAllRight              ? u"Something is not as it should be.\n"_s
@@ -100,7 +96,7 @@ private:
     void greet()
     {
         constexpr int soon = 30;
-        Host stranger(settings, console, std::nullopt);
+        Host stranger(host.settings, console, std::nullopt);
         const QSslCertificate certificate = stranger.connect();
         const QDateTime now = QDateTime::currentDateTimeUtc();
         const QString until = u"valid until %1"_s.arg(certificate.expiryDate().toUTC().toString(u"yyyy-MM-dd"_s));
@@ -152,13 +148,12 @@ private:
         reply.reset();
         replies = 0;
         const CommandRequest request = requestFromWords(step.words);
-        const Expectation expected = Expectation::answerOf(request.command);
-        const Outcome outcome = attempt([&] { host.exchange(request, expected); });
+        const Outcome outcome = attempt([&] { host.exchange(request); });
         const bool hasAnswer = outcome.status != ExitStatus::NoAnswer;
         if (outcome.status == ExitStatus::NoConnection || (!hasAnswer && !host.isConnected()))
             throw Outcome(outcome);
         Finding finding = findingOf(step, outcome);
-        if (finding.verdict == Ok && hasAnswer && !expected.isNotice && host.millisecondsToAnswer() > longest)
+        if (finding.verdict == Ok && hasAnswer && !request.awaitsNotice && host.millisecondsToAnswer() > longest)
             finding = {Doubtful, finding.what, u"slow: all clients wait for it; start the work and return"_s};
         tell(request.command, finding, host.millisecondsToAnswer());
         return outcome.status != ExitStatus::NotLoggedIn;
@@ -239,7 +234,6 @@ private:
 
     Host& host;
     Console& console;
-    const Settings& settings;
     QMap<QString, QStringList> names; ///< of the host, by the keys that take them
     std::optional<Reply> reply; ///< the last one to the present command
     int replies = 0; ///< to it
@@ -248,9 +242,9 @@ private:
 
 } // namespace
 
-ExitStatus runCheck(Host& host, Console& console, const Settings& settings)
+ExitStatus runCheck(Host& host)
 {
-    return HostCheck(host, console, settings).run();
+    return HostCheck(host).run();
 }
 
 } // namespace OrvaneClient

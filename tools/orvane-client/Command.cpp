@@ -8,8 +8,6 @@
 #include <QSet>
 #include <QXmlStreamReader>
 
-#include <algorithm>
-#include <array>
 #include <cmath>
 
 using namespace Qt::StringLiterals;
@@ -18,51 +16,64 @@ namespace OrvaneClient {
 
 namespace {
 
-constexpr QLatin1String DetailViewGroup("subsplit");
-
-// The protocol's commands. Help, completion and checks are made from this table.
-constexpr std::array Commands {
-    KnownCommand {LoginCommand.data(), "", "username=text password=text", "log in with another account"},
-    KnownCommand {"updateRecorderContents", RefreshFinishedNotice.data(), "",
-        "refresh the recorder list; answered by a notice when it is done"},
-    KnownCommand {"getRecorderList", RecorderList.data(), "", "list the recorders with their tracks"},
-    KnownCommand {"getPresetsList", PresetsList.data(), "", "list the presets"},
-    KnownCommand {"showLive", "commandAccepted",
-        "recorder=text splitid=number camera=number alarm=number commandtag=text",
-        "show the live picture of a camera in a split"},
-    KnownCommand {"showTrack", "commandAccepted",
-        "recorder=text trackid=number track=text splitid=number camera=number time=long limitstart=long limitend=long "
-        "alarm=number commandtag=text",
-        "play back a recorded track in a split"},
-    KnownCommand {"setPreset", "commandAccepted", "presetname=text", "apply a preset"},
-    KnownCommand {"setSplitMode", "commandAccepted", "splitmode=decimal windowid=number",
-        "change how a window is divided into splits; takes other keys as well", "", true},
-    KnownCommand {"setDetailViews", "commandAccepted", "splitid=number",
-        "show exactly these detail views inside a split",
-        "id=decimal objectid=long ltx=float lty=float rbx=float rby=float"},
-    KnownCommand {"showLiveAtSubsplit", "commandAccepted", "splitid=number subsplit=number camera=number",
-        "show the live picture of a camera in a sub-split"},
-    KnownCommand {"getPertinentInfo", "", "", "ask the host a question of its own; takes any keys", "", true},
-};
-
-QStringList wordsIn(const char* text)
+// The help on the protocol's commands. What is known of them comes from here: completion, and what is checked.
+const QString& helpOnAll()
 {
-    return QString::fromLatin1(text).split(u' ', Qt::SkipEmptyParts);
+    static const QString help = uR"(loginClient             log in with another account
+    username=text password=text
+updateRecorderContents  refresh the recorder list; answered by a notice when it is done
+getRecorderList         list the recorders with their tracks
+getPresetsList          list the presets
+showLive                show the live picture of a camera in a split
+    recorder=text splitid=number camera=number alarm=number commandtag=text
+showTrack               play back a recorded track in a split
+    recorder=text trackid=number track=text splitid=number camera=number time=long limitstart=long limitend=long alarm=number commandtag=text
+setPreset               apply a preset
+    presetname=text
+setSplitMode            change how a window is divided into splits; takes other keys as well
+    splitmode=decimal windowid=number
+setDetailViews          show exactly these detail views inside a split
+    splitid=number
+    subsplit:id=decimal,objectid=long,ltx=float,lty=float,rbx=float,rby=float
+showLiveAtSubsplit      show the live picture of a camera in a sub-split
+    splitid=number subsplit=number camera=number
+getPertinentInfo        ask the host a question of its own; takes any keys
+)"_s;
+    return help;
+}
+
+// What stands before a name there.
+constexpr QLatin1String Key(" ");
+constexpr QLatin1String Field("[:,]"); ///< of the one group, of detail views
+constexpr QLatin1String Group("subsplit:");
+
+/// Null for a command that the protocol does not have.
+QString knownLines(const QString& command)
+{
+    const QString pattern = u"^%1 .*\\n(?:    .*\\n)*"_s.arg(QRegularExpression::escape(command));
+    return QRegularExpression(pattern, QRegularExpression::MultilineOption).match(helpOnAll()).captured();
+}
+
+/// All first captures.
+QStringList capturedIn(const QString& text, const QString& pattern)
+{
+    QStringList captured;
+    const QRegularExpression expression(pattern, QRegularExpression::MultilineOption);
+    for (const QRegularExpressionMatch& match : expression.globalMatch(text))
+        captured.append(match.captured(1));
+    return captured;
+}
+
+/// What a key or a field takes: text, number, decimal, long or float; null if it is not among the lines.
+QString kindOf(QLatin1String before, const QString& name, const QString& lines)
+{
+    return capturedIn(lines, before + QRegularExpression::escape(name) + u"=(\\w+)"_s).value(0);
 }
 
 /// The key of key=value.
 QString keyOf(const QString& word)
 {
     return word.section(u'=', 0, 0);
-}
-
-/// What one of the keys takes; null if it is none of them.
-QString kindOf(const QString& key, const char* keys)
-{
-    return wordsIn(keys)
-        .filter(QRegularExpression(u"^%1="_s.arg(QRegularExpression::escape(key))))
-        .value(0)
-        .section(u'=', 1);
 }
 
 bool isGroup(const QString& word)
@@ -105,11 +116,10 @@ bool isValue(const QString& text, const QString& kind)
     refuse(fault + u" (--force sends it all the same)"_s);
 }
 
-/// \a what: what these keys are called; null if others are allowed as well.
-void checkKey(const QString& word, const char* keys, const QString& what)
+/// \a what: what is known by these names; null if others are allowed as well.
+void checkValue(const QString& word, const QString& kind, const QString& what)
 {
     const QString value = word.section(u'=', 1);
-    const QString kind = kindOf(keyOf(word), keys);
     if (kind.isEmpty() && !what.isNull())
         refuseUnforced(u"\"%1\" is no %2"_s.arg(keyOf(word), what));
     if (!isValue(value, kind))
@@ -118,52 +128,36 @@ void checkKey(const QString& word, const char* keys, const QString& what)
 
 void checkCommand(const QStringList& words)
 {
-    const KnownCommand* const command = findKnownCommand(words.value(0));
-    if (!command)
-        refuseUnforced(u"the protocol has no command \"%1\""_s.arg(words.value(0)));
-    const QString name = QString::fromLatin1(command->name);
+    const QString name = words.first();
+    const QString lines = knownLines(name);
+    const bool takesOthers = name == "setSplitMode"_L1 || name == "getPertinentInfo"_L1;
+    if (lines.isEmpty())
+        refuseUnforced(u"the protocol has no command \"%1\""_s.arg(name));
     QStringList seen;
     for (const QString& word : words.mid(1)) {
-        const QString group = word.section(u':', 0, 0);
+        const QString kind = kindOf(Key, keyOf(word), lines);
         if (!isGroup(word)) {
-            checkKey(word, command->keys, command->takesOthers ? QString() : u"key of "_s + name);
-            if (seen.contains(keyOf(word)) && !kindOf(keyOf(word), command->keys).isEmpty())
+            checkValue(word, kind, takesOthers ? QString() : u"key of "_s + name);
+            if (!kind.isEmpty() && seen.contains(keyOf(word)))
                 refuseUnforced(u"the key \"%1\" stands twice, and the host takes the first one"_s.arg(keyOf(word)));
             seen.append(keyOf(word));
-        } else if (!command->takesOthers) {
-            if (group != DetailViewGroup || *command->groupFields == '\0')
-                refuseUnforced(u"\"%1\" is no group of %2"_s.arg(group, name));
+        } else if (!takesOthers) {
+            if (!word.startsWith(Group) || !lines.contains(Group))
+                refuseUnforced(u"\"%1\" is no group of %2"_s.arg(word.section(u':', 0, 0), name));
             for (const QString& field : groupParts(word.section(u':', 1)))
-                checkKey(field, command->groupFields, u"field of a "_s + DetailViewGroup);
+                checkValue(field, kindOf(Field, keyOf(field), lines), u"field of a subsplit"_s);
         }
     }
 }
 
 } // namespace
 
-const KnownCommand* findKnownCommand(const QString& name)
-{
-    const auto* const found = std::find_if(Commands.begin(), Commands.end(),
-        [&](const KnownCommand& command) { return name == QLatin1String(command.name); });
-    return found == Commands.end() ? nullptr : found;
-}
-
 QString helpOn(const QString& command)
 {
-    const KnownCommand* const known = findKnownCommand(command);
-    if (!known && !command.isEmpty())
+    const QString known = knownLines(command);
+    if (!command.isEmpty() && known.isEmpty())
         refuse(u"the protocol has no command \"%1\""_s.arg(command));
-    QString text;
-    for (const KnownCommand& each : Commands) {
-        if (known && &each != known)
-            continue;
-        text += QString::fromLatin1(each.name).leftJustified(24) + QLatin1String(each.purpose) + u'\n';
-        if (*each.keys != '\0')
-            text += u"    "_s + QLatin1String(each.keys) + u'\n';
-        if (*each.groupFields != '\0')
-            text += u"    %1:%2\n"_s.arg(DetailViewGroup, wordsIn(each.groupFields).join(u','));
-    }
-    return text;
+    return command.isEmpty() ? helpOnAll() : known;
 }
 
 namespace {
@@ -182,23 +176,21 @@ QStringList valuesFor(const QString& key, const ValuesOfKey& valuesOf)
 
 QStringList candidates(const QStringList& wordsBefore, const QString& word, const ValuesOfKey& valuesOf)
 {
-    const KnownCommand* const command = findKnownCommand(wordsBefore.value(0));
-    QStringList words;
     if (wordsBefore.isEmpty() || wordsBefore.first() == "help"_L1) {
-        for (const KnownCommand& each : Commands)
-            words.append(QString::fromLatin1(each.name));
-        return wordsBefore.isEmpty() ? words + QStringList {u"help"_s, u"quit"_s} : words;
+        const QStringList commands = capturedIn(helpOnAll(), u"^(\\w+)"_s);
+        return wordsBefore.isEmpty() ? commands + QStringList {u"help"_s, u"quit"_s} : commands;
     }
-    const bool hasGroup = command != nullptr && *command->groupFields != '\0';
-    const bool isInGroup = hasGroup && word.startsWith(DetailViewGroup + u':');
-    if (command && !isInGroup && word.contains(u'='))
-        return kindOf(keyOf(word), command->keys).isEmpty() ? QStringList() : valuesFor(keyOf(word), valuesOf);
-    const QString start = isInGroup ? word.left(word.lastIndexOf(QRegularExpression(u"[:,]"_s)) + 1) : QString();
-    for (const QString& key : wordsIn(!command ? "" : isInGroup ? command->groupFields : command->keys)) {
-        if (isInGroup || wordsBefore.filter(QRegularExpression(u"^%1="_s.arg(keyOf(key)))).isEmpty())
-            words.append(start + keyOf(key) + u'=');
+    const QString lines = knownLines(wordsBefore.first());
+    const bool hasGroup = lines.contains(Group);
+    if (hasGroup && word.startsWith(Group)) {
+        const QString start = word.left(word.lastIndexOf(QRegularExpression(Field)) + 1);
+        return capturedIn(lines, Field + u"(\\w+=)"_s).replaceInStrings(QRegularExpression(u"^"_s), start);
     }
-    return hasGroup && !isInGroup ? words + QStringList(DetailViewGroup + ":id="_L1) : words;
+    if (word.contains(u'='))
+        return kindOf(Key, keyOf(word), lines).isEmpty() ? QStringList() : valuesFor(keyOf(word), valuesOf);
+    QStringList keys = capturedIn(lines, Key + u"(\\w+=)"_s);
+    keys.removeIf([&](const QString& key) { return !wordsBefore.filter(QRegularExpression(u'^' + key)).isEmpty(); });
+    return hasGroup ? keys + QStringList(u"subsplit:id="_s) : keys;
 }
 
 } // namespace
@@ -268,6 +260,26 @@ QString groupElement(const QString& name, const QString& fields, bool inAscii)
 
 } // namespace
 
+CommandRequest::CommandRequest(const QString& command, const QByteArray& document)
+    : command(command)
+    , document(document)
+    , awaitsNotice(command == "updateRecorderContents"_L1)
+{
+    if (awaitsNotice)
+        answerRoot = RefreshFinishedNotice;
+    else if (command == "getRecorderList"_L1 || command == "getPresetsList"_L1)
+        answerRoot = command + "Response"_L1;
+    else if (command != "getPertinentInfo"_L1 && !knownLines(command).isEmpty())
+        answerRoot = u"commandAccepted"_s;
+}
+
+QString CommandRequest::answerDescription() const
+{
+    if (awaitsNotice)
+        return u"%1 after %2"_s.arg(answerRoot, command.isEmpty() ? u"it"_s : command);
+    return command.isEmpty() ? u"answer"_s : u"answer to %1"_s.arg(command);
+}
+
 CommandRequest requestFromWords(const QStringList& words, bool inAscii)
 {
     if (words.isEmpty())
@@ -297,7 +309,7 @@ CommandRequest requestFromWords(const QStringList& words, bool inAscii)
     constexpr qsizetype lengthOfPiece = 4096;
     const bool mayTear = document.size() + OrvaneInterface::MessageTerminator.size() > lengthOfPiece
         && text.toUtf8().size() != text.size();
-    return mayTear && !inAscii ? requestFromWords(words, true) : CommandRequest {command, document};
+    return mayTear && !inAscii ? requestFromWords(words, true) : CommandRequest(command, document);
 }
 
 CommandRequest checkedRequest(const QStringList& words, bool isForced)
@@ -318,7 +330,7 @@ CommandRequest requestFromDocument(const QByteArray& document, const QString& fi
                    .arg(fileName));
     QXmlStreamReader reader(trimmed);
     reader.readNextStartElement();
-    return {reader.name().toString(), trimmed};
+    return CommandRequest(reader.name().toString(), trimmed);
 }
 
 bool isXmlName(const QString& name)

@@ -5,26 +5,16 @@
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
 #include <functional>
+#include <optional>
 
 namespace OrvaneClient {
-
-struct KnownCommand {
-    const char* name;
-    const char* answerRoot; ///< local name of the answer's root element; empty: the host chooses it
-    const char* keys; ///< each with what it takes: text, number, decimal, long or float
-    const char* purpose;
-    const char* groupFields = ""; ///< the same for the fields of the repeated group, the detail views
-    bool takesOthers = false; ///< keys and groups that the host knows, besides these
-};
 
 constexpr QLatin1String LoginCommand("loginClient");
 constexpr QLatin1String RefreshFinishedNotice("updateRecorderContentsFinished");
 constexpr QLatin1String RecorderList("getRecorderListResponse");
 constexpr QLatin1String PresetsList("getPresetsListResponse");
-
-/// Null for a name that the protocol does not have.
-const KnownCommand* findKnownCommand(const QString& name);
 
 /// One command with its keys; without a name the commands of the protocol, one a line, and how parameters are written.
 QString helpOn(const QString& command);
@@ -41,10 +31,21 @@ struct Completion {
 /// a value.
 Completion completionOf(const QString& line, const ValuesOfKey& valuesOf);
 
-/// One command, ready to be sent.
+/// One command, ready to be sent, and which message answers it. Others may come before that, such as the notice for an
+/// earlier command.
 struct CommandRequest {
+    /// The answer is the command's own, or its notice, by the protocol.
+    explicit CommandRequest(const QString& command, const QByteArray& document);
+
+    /// For the user: what is waited for.
+    QString answerDescription() const;
+
     QString command; ///< local name of the root element; empty if the document has none that can be read
     QByteArray document; ///< without the end of message
+    QString answerRoot; ///< local name of the answer's root element; empty: any answer but a notice
+    bool awaitsNotice; ///< which comes some time after the command, and not in place of its answer
+    bool awaitsNothing = false;
+    std::optional<std::chrono::milliseconds> limit = {}; ///< for the answer, instead of the usual time
 };
 
 /**

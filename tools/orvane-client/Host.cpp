@@ -147,7 +147,7 @@ void Host::reset()
     socket.abort();
     cutter = {};
     fencesSent = fencesPassed = -1;
-    isReached = isOpen = isLoggedIn = owesAnswer = isUnanswered = false;
+    isReached = isOpen = isLoggedIn = false;
 }
 
 void Host::logIn()
@@ -191,60 +191,60 @@ void Host::sendLogin(const std::optional<CommandRequest>& account)
     throw Outcome(failure);
 }
 
-void Host::exchange(
-    const CommandRequest& command, const Expectation& expected, std::optional<std::chrono::milliseconds> limit)
+void Host::exchange(const CommandRequest& request)
 {
     sinceSent.start();
-    const bool isRefresh = expected.root == RefreshFinishedNotice && !settings.has("timeout");
-    const std::chrono::milliseconds time = limit.value_or(isRefresh ? 60s : timeout);
-    if (command.command == LoginCommand) {
-        if (isLoggedIn || owesAnswer)
+    if (request.command == LoginCommand) {
+        if (isLoggedIn)
             reset();
         connect();
-        sendLogin(command);
-        login = command;
+        sendLogin(request);
+        login = request;
         return;
     }
-    if (expected.isNothing && !login)
+    if (request.awaitsNothing && !login)
         connect();
     else
         logIn();
-    const QDeadlineTimer deadline(time);
-    if (owesAnswer && !awaitFence(sendFence(), deadline))
-        throw isOpen ? Outcome {ExitStatus::NoAnswer,
-            u"%1 was not sent: the host has not come to the end of an earlier command within %2"_s.arg(
-                command.command, durationText(time))}
-                     : endOfConnection();
-    owesAnswer = false;
-    isUnanswered = expected.isNothing;
+    const bool isRefresh = request.answerRoot == RefreshFinishedNotice && !settings.has("timeout");
+    const std::chrono::milliseconds limit = request.limit.value_or(isRefresh ? 60s : timeout);
+    const QDeadlineTimer deadline(limit);
     sinceSent.start(); // not before the login has been answered
     answeredAfter = -1;
-    send(command.document);
-    if (!expected.isNothing)
-        awaitAnswer(expected, time, deadline);
-    else if (!awaitAllSent(deadline))
-        throw Outcome {ExitStatus::NoAnswer, u"the host did not take all within %1"_s.arg(durationText(time))};
+    send(request.document);
+    if (!request.awaitsNothing) {
+        awaitAnswer(request, limit, deadline);
+        return;
+    }
+    endSending(deadline);
+    if (!waitUntil([this] { return !isOpen; }, deadline))
+        throw Outcome {ExitStatus::NoAnswer, u"the host did not take all within %1"_s.arg(durationText(limit))};
 }
 
-void Host::awaitAnswer(const Expectation& expected, std::chrono::milliseconds limit, QDeadlineTimer deadline)
+void Host::awaitAnswer(const CommandRequest& request, std::chrono::milliseconds limit, QDeadlineTimer deadline)
 {
     outcome.reset();
-    awaited = expected;
+    awaited = request;
     const int fence = fencesSent + 1;
     const auto isDone = [this] { return outcome || !isOpen; };
     if (!waitUntil(isDone, QDeadlineTimer(std::min(Silence, limit / 3)))) {
         sendFence();
-        waitUntil([&] { return isDone() || (!expected.isNotice && fencesPassed >= fence); }, deadline);
+        waitUntil([&] { return isDone() || (!request.awaitsNotice && fencesPassed >= fence); }, deadline);
     }
     Outcome result = outcome.value_or(endOfConnection());
     awaited.reset();
     if (!isDone()) {
-        owesAnswer = fencesPassed < fence;
-        result.problem = owesAnswer || expected.isNotice
-            ? u"no %1 within %2"_s.arg(expected.description(), durationText(limit))
-            : u"the host gives no %1"_s.arg(expected.description());
-        if (!owesAnswer && expected.root == RefreshFinishedNotice)
-            result.problem += u"; the refresh goes on (give it more --timeout)"_s;
+        const bool hasPassed = fencesPassed >= fence;
+        const bool isRefresh = hasPassed && request.answerRoot == RefreshFinishedNotice;
+        result.problem = hasPassed && !request.awaitsNotice
+            ? u"the host gives no %1"_s.arg(request.answerDescription())
+            : u"no %1 within %2"_s.arg(request.answerDescription(), durationText(limit));
+        if (isRefresh)
+            result.problem = request.awaitsNotice
+                ? result.problem + u"; the refresh goes on (give it more --timeout)"_s
+                : u"when the refresh has ended, %1 is shown"_s.arg(request.answerRoot);
+        if (!hasPassed)
+            reset(); // or what comes late would be taken for the answer to the next command
     }
     if (result.status != ExitStatus::Success)
         throw Outcome(result);
@@ -286,27 +286,12 @@ bool Host::awaitFence(int number, QDeadlineTimer deadline)
     return fencesPassed >= number;
 }
 
-bool Host::awaitAllSent(QDeadlineTimer deadline)
-{
-    const auto isSent = [this] { return socket.bytesToWrite() == 0 && socket.encryptedBytesToWrite() == 0; };
-    return waitUntil([&] { return isSent() || !isOpen; }, deadline);
-}
-
 /// The host closes when it has read all. Closing here at once could make the system drop what it has not read yet.
 void Host::endSending(QDeadlineTimer deadline)
 {
-    awaitAllSent(deadline);
+    waitUntil(
+        [this] { return !isOpen || (socket.bytesToWrite() == 0 && socket.encryptedBytesToWrite() == 0); }, deadline);
     ::shutdown(static_cast<int>(socket.socketDescriptor()), SHUT_WR);
-}
-
-void Host::close()
-{
-    const QDeadlineTimer deadline(timeout);
-    if (isOpen && isUnanswered) {
-        endSending(deadline);
-        waitUntil([this] { return !isOpen; }, deadline);
-    }
-    reset();
 }
 
 void Host::receive()
@@ -340,10 +325,9 @@ void Host::handle(const Reply& reply)
         fencesPassed = std::max(fencesPassed, number);
         return;
     }
-    const bool isLate = owesAnswer && reply.root != RefreshFinishedNotice;
-    listener(reply, isLate);
-    if (awaited && !outcome && !isLate)
-        outcome = awaited->judge(reply);
+    listener(reply);
+    if (awaited && !outcome)
+        outcome = judge(reply, *awaited);
 }
 
 Outcome Host::endOfConnection() const
@@ -355,7 +339,7 @@ Outcome Host::endOfConnection() const
     if (length > 0)
         problem += u" in the middle of a message, after %1 bytes"_s.arg(length);
     else if (awaited)
-        problem += u", no %1"_s.arg(awaited->description());
+        problem += u", no %1"_s.arg(awaited->answerDescription());
     return {ExitStatus::NoAnswer, problem};
 }
 

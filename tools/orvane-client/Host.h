@@ -25,13 +25,17 @@ int& caughtSignal();
  * A host, and the connection to it. An operation blocks until it has ended, its time is over, or a signal was caught.
  * It throws if it has not succeeded.
  *
- * An answer is never taken for that of another command. Hosts answer in order, so after a command that is unanswered
- * comes one that no host knows, a fence: what comes before its rejection belongs to earlier commands.
+ * An answer is never taken for that of another command. Hosts answer in order, so behind a command that is unanswered
+ * goes one that no host knows, a fence: when that is rejected, no answer will come. A host that does not even come to
+ * the fence is disconnected.
  */
 class Host {
 public:
-    /// For each message of the host, except the rejections of fences. A late one answers a command that was given up.
-    using Listener = std::function<void(const Reply& reply, bool isLate)>;
+    /// For each message of the host, except the rejections of fences.
+    using Listener = std::function<void(const Reply& reply)>;
+
+    const Settings& settings; ///< what the user wants
+    Console& console; ///< where it is told
 
     /// Settings and console live longer. Without \a login it does not log in.
     Host(const Settings& settings, Console& console, std::optional<CommandRequest> login);
@@ -45,12 +49,9 @@ public:
     QSslCertificate connect();
     /// Logs in. Does nothing if that was done.
     void logIn();
-    /// Sends a command and waits for what is expected. Connects and logs in if need be. The command may be a login: the
-    /// host gets it on a connection of its own, since one that fails would leave an earlier one valid.
-    void exchange(const CommandRequest& command, const Expectation& expected,
-        std::optional<std::chrono::milliseconds> limit = std::nullopt);
-    /// Ends the connection, when the host has read everything.
-    void close();
+    /// Sends a command and waits for its answer. Connects and logs in if need be. The command may be a login: the host
+    /// gets it on a connection of its own, since one that fails would leave an earlier one valid.
+    void exchange(const CommandRequest& request);
 
     /// Receives messages until the condition holds. \return whether it does; no at the deadline or a signal
     bool waitUntil(const std::function<bool()>& condition, QDeadlineTimer deadline);
@@ -66,27 +67,24 @@ private:
     void reset();
     Outcome connectionFailure() const;
     void sendLogin(const std::optional<CommandRequest>& account);
-    void awaitAnswer(const Expectation& expected, std::chrono::milliseconds limit, QDeadlineTimer deadline);
+    void awaitAnswer(const CommandRequest& request, std::chrono::milliseconds limit, QDeadlineTimer deadline);
     void trace(QLatin1String mark, const QByteArray& bytes);
     void send(const QByteArray& message);
     int sendFence();
     bool awaitFence(int number, QDeadlineTimer deadline);
-    bool awaitAllSent(QDeadlineTimer deadline);
     void endSending(QDeadlineTimer deadline);
     void receive();
     void handle(const Reply& reply);
     bool isFlooded() const;
     Outcome endOfConnection() const;
 
-    const Settings& settings;
-    Console& console;
     const Trust trust;
     const std::chrono::milliseconds timeout;
     std::optional<CommandRequest> login;
-    Listener listener = [](const Reply&, bool) {};
+    Listener listener = [](const Reply&) {};
     QSslSocket socket;
     MessageCutter cutter;
-    std::optional<Expectation> awaited; ///< while an exchange waits for it
+    std::optional<CommandRequest> awaited; ///< while an exchange waits for it
     std::optional<Outcome> outcome; ///< of the present exchange
     QElapsedTimer sinceSent;
     qint64 answeredAfter = -1; ///< below 0: not yet
@@ -95,8 +93,6 @@ private:
     bool isReached = false; ///< by TCP
     bool isOpen = false; ///< and trusted
     bool isLoggedIn = false;
-    bool owesAnswer = false; ///< the last command was given up, and what comes may be its answer
-    bool isUnanswered = false; ///< nothing shows that the host has read the last command
 };
 
 } // namespace OrvaneClient

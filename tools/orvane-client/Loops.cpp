@@ -7,6 +7,8 @@
 #include "Settings.h"
 #include "Terminal.h"
 
+#include <QFile>
+
 #include <csignal>
 #include <utility>
 
@@ -16,30 +18,30 @@ using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
 
-namespace {
-
 using namespace std::chrono_literals;
 
-/// For output that a script takes as the answers in their order: a late one stays out.
-void printTimely(Console& console, const Reply& reply, bool isLate)
+namespace {
+
+CommandRequest makeRequest(const Settings& settings)
 {
-    if (isLate)
-        console.problem(u"a late answer to an earlier command is dropped"_s);
-    else
-        console.reply(reply);
+    if (!settings.has("file"))
+        return checkedRequest(settings.words, settings.has("force"));
+    QFile file(settings.get("file"));
+    openInput(file, {});
+    return requestFromDocument(file.readAll(), settings.get("file"));
 }
 
 } // namespace
 
-ExitStatus runCommand(Host& host, Console& console, const Settings& settings, const CommandRequest& request)
+ExitStatus runCommand(Host& host)
 {
-    Expectation expected = Expectation::answerOf(request.command);
-    expected.isNothing = settings.has("no-reply");
-    if (settings.has("wait"))
-        expected = {request.command, settings.get("wait"), true};
-    host.setListener([&](const Reply& reply, bool isLate) { printTimely(console, reply, isLate); });
-    host.exchange(request, expected);
-    host.close();
+    CommandRequest request = makeRequest(host.settings);
+    if (host.settings.has("wait"))
+        request.answerRoot = host.settings.get("wait");
+    request.awaitsNotice = request.awaitsNotice || host.settings.has("wait");
+    request.awaitsNothing = host.settings.has("no-reply");
+    host.setListener([&](const Reply& reply) { host.console.reply(reply); });
+    host.exchange(request);
     return ExitStatus::Success;
 }
 
@@ -55,16 +57,15 @@ bool mayBeRemembered(const QByteArray& line)
 /// Runs lines, each a command of the host or one of the client's own.
 class Shell {
 public:
-    Shell(Host& host, Console& console, bool isForced)
+    explicit Shell(Host& host)
         : host(host)
-        , console(console)
-        , isForced(isForced)
+        , console(host.console)
     {
-        host.setListener([this](const Reply& reply, bool isLate) { show(reply, isLate); });
+        host.setListener([this](const Reply& reply) { show(reply); });
         if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0)
             return;
         catchSignals();
-        prompt = std::make_unique<Prompt>(host, console, [this](const QString& key) { return valuesOf(key); });
+        prompt = std::make_unique<Prompt>(host, [this](const QString& key) { return valuesOf(key); });
     }
 
     ExitStatus run()
@@ -72,25 +73,23 @@ public:
         host.connect();
         if (prompt)
             console.text(u"Connected. \"help\" lists the commands, \"quit\" ends.\n"_s);
-        for (int number = 1; const std::optional<QByteArray> line = prompt ? prompt->next() : lines.next(); ++number) {
+        for (int number = 1; const std::optional<QByteArray> line = prompt ? prompt->next() : nextLine(input, host);
+             ++number) {
             if (line->trimmed() == "quit" || !runLine(*line, number))
                 break;
         }
-        host.close();
         return status;
     }
 
 private:
-    void show(const Reply& reply, bool isLate)
+    void show(const Reply& reply)
     {
         const QMap<QString, QStringList> told = reply.names();
         names.insert(told);
         if (reply.root == RefreshFinishedNotice)
             names.clear();
-        if (!prompt)
-            printTimely(console, reply, isLate);
-        else if (told.isEmpty() || !isCompleting)
-            console.reply(reply); // a user sees whose answer it is
+        if (told.isEmpty() || !isCompleting)
+            console.reply(reply);
     }
 
     /// Asks the host for what it has not told yet, but not for longer than a user waits for the tabulator key.
@@ -99,10 +98,10 @@ private:
         static const QMap<QString, QString> lists = {{u"presetname"_s, u"getPresetsList"_s},
             {u"recorder"_s, u"getRecorderList"_s}, {u"track"_s, u"getRecorderList"_s}};
         if (lists.contains(key) && !names.contains(key)) {
+            CommandRequest request = requestFromWords({lists[key]});
+            request.limit = 1s;
             isCompleting = true;
-            static_cast<void>(attempt([&] {
-                host.exchange(requestFromWords({lists[key]}), Expectation::answerOf(lists[key]), 1s);
-            })); // if it fails there are no names
+            static_cast<void>(attempt([&] { host.exchange(request); })); // if it fails there are no names
             isCompleting = false;
         }
         return names.value(key);
@@ -115,8 +114,7 @@ private:
         const int signal = std::exchange(caughtSignal(), 0);
         if (outcome.status == ExitStatus::Success || prompt) {
             if (outcome.status != ExitStatus::Success)
-                console.problem(
-                    signal != 0 ? u"given up; an answer that comes all the same is shown"_s : outcome.problem);
+                console.problem(signal != 0 ? u"given up: the connection is closed"_s : outcome.problem);
             return signal == 0 || signal == SIGINT;
         }
         console.problem(u"line %1: %2"_s.arg(number).arg(outcome.problem));
@@ -137,18 +135,14 @@ private:
         }
         // A backslash may stand before a blank at the end.
         const QStringList words = wordsOfLine(line.endsWith('\r') ? line.chopped(1) : line);
-        const CommandRequest request = checkedRequest(words, isForced);
-        Expectation expected = Expectation::answerOf(request.command);
-        expected.isNothing = prompt && expected.isNotice; // nobody waits there for a notice: it is shown when it comes
-        host.exchange(request, expected);
-        if (expected.isNothing)
-            console.problem(u"when the refresh has ended, %1 is shown"_s.arg(expected.root));
+        CommandRequest request = checkedRequest(words, host.settings.has("force"));
+        request.awaitsNotice = request.awaitsNotice && !prompt; // there it is shown when it comes
+        host.exchange(request);
     }
 
     Host& host;
     Console& console;
-    const bool isForced;
-    PlainLines lines {host};
+    QFile input;
     std::unique_ptr<Prompt> prompt; ///< null: there is no user to whom to show it
     QMap<QString, QStringList> names; ///< of the host, by the keys that take them
     ExitStatus status = ExitStatus::Success; ///< of the first line that failed; at a prompt the user has seen it
@@ -157,22 +151,36 @@ private:
 
 } // namespace
 
-ExitStatus runLines(Host& host, Console& console, const Settings& settings)
+ExitStatus runLines(Host& host)
 {
-    return Shell(host, console, settings.has("force")).run();
+    return Shell(host).run();
 }
 
-ExitStatus runWatch(Host& host, Console& console, const Settings& settings, const QList<CommandRequest>& queries)
+namespace {
+
+/// Without a command watch asks for both lists.
+QList<CommandRequest> makeQueries(const Settings& settings)
 {
-    const std::chrono::milliseconds interval = settings.duration("interval");
+    if (settings.words.size() > 1)
+        return {checkedRequest(settings.words.mid(1), settings.has("force"))};
+    return {requestFromWords({u"getRecorderList"_s}), requestFromWords({u"getPresetsList"_s})};
+}
+
+} // namespace
+
+ExitStatus runWatch(Host& host)
+{
+    Console& console = host.console;
+    const QList<CommandRequest> queries = makeQueries(host.settings);
+    const std::chrono::milliseconds interval = host.settings.duration("interval");
     catchSignals();
     console.showTimes();
     QByteArray asked;
     QMap<QByteArray, QByteArray> answers;
     QMap<QByteArray, QString> problems;
-    host.setListener([&](const Reply& reply, bool isLate) {
+    host.setListener([&](const Reply& reply) {
         const bool isNotice = reply.root == RefreshFinishedNotice;
-        if (isNotice || (!isLate && std::exchange(answers[asked], reply.raw) != reply.raw))
+        if (isNotice || std::exchange(answers[asked], reply.raw) != reply.raw)
             console.reply(reply);
     });
     const auto tellNewProblem = [&](const Outcome& result) {
@@ -188,11 +196,11 @@ ExitStatus runWatch(Host& host, Console& console, const Settings& settings, cons
         asked.clear();
         tellNewProblem(attempt([&] { host.logIn(); }));
         if (host.isConnected() && !wasConnected)
-            console.problem(u"connected to %1"_s.arg(settings.address()));
+            console.problem(u"connected to %1"_s.arg(host.settings.address()));
         for (const CommandRequest& query : queries) {
             asked = query.document;
             if (host.isConnected() && caughtSignal() == 0)
-                tellNewProblem(attempt([&] { host.exchange(query, Expectation::answerOf(query.command)); }));
+                tellNewProblem(attempt([&] { host.exchange(query); }));
         }
         host.idleUntil([&] { return !host.isConnected(); }, host.isConnected() ? interval : 1s);
     }

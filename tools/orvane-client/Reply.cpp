@@ -200,28 +200,16 @@ QByteArray Reply::formatted(ReplyFormat format) const
     return (canBeRead && format == ReplyFormat::Indented ? indented(raw) : raw) + '\n';
 }
 
-Expectation Expectation::answerOf(const QString& command)
+std::optional<Outcome> judge(const Reply& reply, const CommandRequest& request)
 {
-    const KnownCommand* const known = findKnownCommand(command);
-    const QString root = QString::fromLatin1(known ? known->answerRoot : "");
-    return {command, root, root == RefreshFinishedNotice};
-}
-
-QString Expectation::description() const
-{
-    if (isNotice)
-        return u"%1 after %2"_s.arg(root, command.isEmpty() ? u"it"_s : command);
-    return command.isEmpty() ? u"answer"_s : u"answer to %1"_s.arg(command);
-}
-
-std::optional<Outcome> Expectation::judge(const Reply& reply) const
-{
+    const QString& root = request.answerRoot;
     if (reply.kind == Reply::Kind::NotXml)
         return Outcome {ExitStatus::BadAnswer, u"the answer is no well-formed XML: %1"_s.arg(reply.reason)};
     if (reply.kind == Reply::Kind::TooMuch)
         return Outcome {ExitStatus::BadAnswer, u"the answer is too much to be read: %1"_s.arg(reply.reason)};
     const bool isAwaited = root.isEmpty() ? reply.root != RefreshFinishedNotice : reply.root == root;
-    const bool isOurs = reply.kind == Reply::Kind::Other || command.isEmpty() || reply.command == command;
+    const bool isOurs =
+        reply.kind == Reply::Kind::Other || request.command.isEmpty() || reply.command == request.command;
     if (reply.kind == Reply::Kind::Rejected && isOurs)
         return Outcome {ExitStatus::Rejected, u"%1 was rejected: %2"_s.arg(reply.command, reply.reason)};
     return reply.kind != Reply::Kind::Rejected && isAwaited && isOurs ? std::optional(Outcome()) : std::nullopt;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Command.h"
 #include "Outcome.h"
 
 #include <QByteArray>
@@ -8,8 +9,6 @@
 #include <QList>
 #include <QMap>
 #include <QStringList>
-
-#include <optional>
 
 namespace OrvaneClient {
 
@@ -66,20 +65,7 @@ private:
     QJsonArray entries; ///< of a list
 };
 
-/// Which message answers a command. Others may come before it, such as the notice for an earlier command.
-struct Expectation {
-    QString command;
-    QString root = {}; ///< empty: any answer but a notice
-    bool isNotice = false; ///< it comes some time after the command, and not in place of its answer
-    bool isNothing = false;
-
-    /// The command's own answer, or its notice, by the protocol.
-    static Expectation answerOf(const QString& command);
-
-    /// For the user: what is waited for.
-    QString description() const;
-    /// How the message ends the command; nothing if it does not.
-    std::optional<Outcome> judge(const Reply& reply) const;
-};
+/// How a message ends the request; nothing if it does not.
+std::optional<Outcome> judge(const Reply& reply, const CommandRequest& request);
 
 } // namespace OrvaneClient

@@ -5,10 +5,10 @@
 #include <QFileInfo>
 #include <QSocketNotifier>
 #include <QStandardPaths>
+#include <QStringDecoder>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <cwchar>
 #include <utility>
@@ -36,7 +36,7 @@ bool awaitInput(Host& host)
 
 } // namespace
 
-std::optional<QByteArray> PlainLines::next()
+std::optional<QByteArray> nextLine(QFile& file, Host& host)
 {
     if (!file.isOpen() && !file.open(STDIN_FILENO, QIODevice::ReadOnly))
         return std::nullopt;
@@ -47,6 +47,12 @@ std::optional<QByteArray> PlainLines::next()
     if (line.endsWith('\n'))
         line.chop(1);
     return line;
+}
+
+void openInput(QFile& file, const QString& what, QIODevice::OpenMode mode)
+{
+    if (!(file.fileName() == "-"_L1 ? file.open(STDIN_FILENO, mode) : file.open(mode)))
+        refuse(u"cannot read %1\"%2\": %3"_s.arg(what, file.fileName(), file.errorString()));
 }
 
 namespace {
@@ -60,9 +66,9 @@ char* promptOf(EditLine* /*editor*/)
 
 } // namespace
 
-Prompt::Prompt(Host& host, Console& console, ValuesOfKey valuesOf)
+Prompt::Prompt(Host& host, ValuesOfKey valuesOf)
     : host(host)
-    , console(console)
+    , console(host.console)
     , valuesOf(std::move(valuesOf))
     , editor(el_init("orvane-client", stdin, stdout, stderr), &el_end)
     , history(history_winit(), &history_wend)
@@ -98,17 +104,16 @@ Prompt& Prompt::of(EditLine* editor)
 /// The editor's own function knows neither the host nor signals.
 int Prompt::readKey(EditLine* editor, wchar_t* key)
 {
-    std::mbstate_t state = {};
+    QStringDecoder decoder(QStringDecoder::Utf8);
     while (awaitInput(of(editor).host)) {
         char byte = 0;
-        const ssize_t length = ::read(STDIN_FILENO, &byte, 1);
-        if (length == 0 || (length < 0 && errno != EINTR))
+        if (::read(STDIN_FILENO, &byte, 1) != 1)
             return 0;
-        const size_t used = length < 0 ? size_t(-2) : std::mbrtowc(key, &byte, 1, &state);
-        if (used == size_t(-1)) // no UTF-8
-            state = {};
-        else if (used != size_t(-2)) // more bytes to come
-            return 1;
+        const QString text = decoder(QByteArrayView(&byte, 1));
+        if (text.isEmpty()) // more bytes to come
+            continue;
+        *key = static_cast<wchar_t>(text.toUcs4().constFirst());
+        return 1;
     }
     return -1;
 }

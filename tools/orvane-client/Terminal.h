@@ -12,27 +12,15 @@
 
 namespace OrvaneClient {
 
-/// Lines of standard input, without a prompt. Messages of the host are received while it waits.
-class PlainLines {
-public:
-    explicit PlainLines(Host& host)
-        : host(host)
-    {
-    }
-
-    /// Nothing at the end.
-    std::optional<QByteArray> next();
-
-private:
-    Host& host;
-    QFile file;
-};
+/// A line of standard input, without a prompt; nothing at the end. Messages of the host are received while it waits.
+/// \a file: the same for all lines
+std::optional<QByteArray> nextLine(QFile& file, Host& host);
 
 /// Lines that a user edits at a prompt, with completion, and a history that all prompts share.
 class Prompt {
 public:
-    /// Host and console live longer.
-    Prompt(Host& host, Console& console, ValuesOfKey valuesOf);
+    /// The host lives longer.
+    Prompt(Host& host, ValuesOfKey valuesOf);
     ~Prompt();
     Q_DISABLE_COPY_MOVE(Prompt)
 
@@ -58,6 +46,9 @@ private:
     std::unique_ptr<HistoryW, decltype(&history_wend)> history;
     QString historyFile;
 };
+
+/// Opens a file that the user has named; - is standard input.
+void openInput(QFile& file, const QString& what, QIODevice::OpenMode mode = QIODevice::ReadOnly);
 
 /// The words of a line, with quotes and backslashes as in a shell.
 QStringList wordsOfLine(const QByteArray& line);

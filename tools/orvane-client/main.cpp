@@ -4,6 +4,7 @@
 #include "Loops.h"
 #include "Protocol.h"
 #include "Settings.h"
+#include "Terminal.h"
 #include "Trust.h"
 
 #include <QCoreApplication>
@@ -44,13 +45,6 @@ void completeEnvironment()
         qputenv("HOME", user ? user->pw_dir : "/nonexistent");
 }
 
-/// Opens a file that the user has named; - is standard input.
-void openInput(QFile& file, const QString& what, QIODevice::OpenMode mode = QIODevice::ReadOnly)
-{
-    if (!(file.fileName() == "-"_L1 ? file.open(STDIN_FILENO, mode) : file.open(mode)))
-        refuse(u"cannot read %1\"%2\": %3"_s.arg(what, file.fileName(), file.errorString()));
-}
-
 QString passwordOf(const QString& user, const Settings& settings)
 {
     constexpr qsizetype longest = 4096; // a device may never end
@@ -81,23 +75,6 @@ std::optional<CommandRequest> makeLogin(const Settings& settings)
     return requestFromWords({LoginCommand, u"username="_s + user, u"password="_s + password});
 }
 
-CommandRequest makeRequest(const Settings& settings)
-{
-    if (!settings.has("file"))
-        return checkedRequest(settings.words, settings.has("force"));
-    QFile file(settings.get("file"));
-    openInput(file, {});
-    return requestFromDocument(file.readAll(), settings.get("file"));
-}
-
-/// Without a command watch asks for both lists.
-QList<CommandRequest> makeQueries(const Settings& settings)
-{
-    if (settings.words.size() > 1)
-        return {checkedRequest(settings.words.mid(1), settings.has("force"))};
-    return {requestFromWords({u"getRecorderList"_s}), requestFromWords({u"getPresetsList"_s})};
-}
-
 QString certificateText(const QSslCertificate& certificate)
 {
     const auto date = [](const QDateTime& time) { return time.toUTC().toString(Qt::ISODate); };
@@ -119,12 +96,12 @@ ExitStatus runTask(const Settings& settings, Console& console)
     console.setFormat(formatOf(settings));
     Host host(settings, console, makeLogin(settings));
     if (settings.task == "check"_L1)
-        return runCheck(host, console, settings);
+        return runCheck(host);
     if (settings.task == "watch"_L1)
-        return runWatch(host, console, settings, makeQueries(settings));
+        return runWatch(host);
     if (settings.task == "one command"_L1)
-        return runCommand(host, console, settings, makeRequest(settings));
-    return runLines(host, console, settings);
+        return runCommand(host);
+    return runLines(host);
 }
 
 ExitStatus run(const Settings& settings, Console& console)
