@@ -117,9 +117,8 @@ A host that does not answer a command says so by answering the next one, which i
 An answer that comes too late is not taken for that of the next command:
 
   $ twice() { printf '%s\n' getPresetsList getPresetsList | against late '<getPresetsListResponse><preset name="COUNT"/></getPresetsListResponse>\r\n\r\n' --json; }
-  $ in_vain 'earlier*2' twice
+  $ in_vain '"2"' twice
   orvane-client: line 1: no answer to getPresetsList within TIME
-  orvane-client: a late answer to an earlier command is dropped
   {"presets":["2"],"reply":"presets"}
   [3]
 
@@ -164,7 +163,7 @@ A host is checked:
   All is as the protocol has it.
   host: getPresetsList
   host: getRecorderList
-  host: getPertinentInfo <getPertinentInfo><about>orvane-client check</about></getPertinentInfo>
+  host: getPertinentInfo <getPertinentInfo><about>orvane-client</about></getPertinentInfo>
   host: showLive North gate 1 0 0
   host: showTrackByName North gate Monday 1 -1 0 0 0 0
   host: showLiveAtSubsplit 0 1 0
@@ -183,7 +182,7 @@ A host is checked:
   All is as the protocol has it.
   host: getPresetsList
   host: getRecorderList
-  host: getPertinentInfo <getPertinentInfo><about>orvane-client check</about></getPertinentInfo>
+  host: getPertinentInfo <getPertinentInfo><about>orvane-client</about></getPertinentInfo>
   $ ORVANE_PASSWORD=wrong orvane --user operator check
   ok       certificate             localhost                               valid until DATE
   ok       without a login         no answer                               strangers are not served

@@ -4,7 +4,7 @@ Usage: peer.py KIND ANSWER CLIENT [ARGUMENT...] runs the client against it and e
   tls     answers the first command after the login, and sends no more
   second  answers what comes behind the first command, and prints what it gets
   slow    answers every command when the client has sent something after it, and rejects that
-  late    answers every command with its number as COUNT, but none until there is another one, or two ends of queries
+  late    answers every command with its number as COUNT, but the first not before there is another one
   many    answers as a host with so many recorders
   drip    answers the first command with bytes that have no end
   endless answers the first command again and again
@@ -82,21 +82,18 @@ def serve(listener, kind, answer, documents):
             return
         with contextlib.suppress(OSError), connection:
             if kind == "late":
-                answer_late(connection, answer)
+                answer_late(connection, answer, documents)
             for count, message in enumerate(messages(connection)):
                 serve_message(connection, kind, answer, count, message, documents)
 
 
-def answer_late(connection, answer):
-    held, commands, fences = b"", 0, 0
+def answer_late(connection, answer, documents):
+    held = b""
     for message in messages(connection):
-        if message.startswith(b"<end-of-query"):
-            fences += 1
-            held += rejection(message[1:-2])
-        elif not message.startswith(b"<loginClient>"):
-            commands += 1
-            held += answer.replace(b"COUNT", str(commands).encode())
-        if fences == 2 or commands == 2:
+        if not message.startswith((b"<end-of-query", b"<loginClient>")):
+            documents.append(message)
+            held += answer.replace(b"COUNT", str(len(documents)).encode())
+        if len(documents) > 1:
             connection.sendall(held)
             held = b""
 

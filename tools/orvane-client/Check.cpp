@@ -26,7 +26,7 @@ struct Finding {
 };
 
 struct Step {
-    QStringList words; ///< the command
+    QString command; ///< "?" is a name that the host has given
     QString answer; ///< a regular expression; what it captures is the split
     QString meaning = {}; ///< of such an answer
 };
@@ -38,24 +38,39 @@ QString message(const QString& root, const QString& content = {})
     return content.isNull() ? start + ".*"_L1 : u"%1>%2</p:%3>"_s.arg(start, content, root);
 }
 
-QString rejection(const QString& command, const QString& reason)
+Step rejected(const QString& command, const QString& reason, const QString& meaning)
 {
-    return message(u"commandRejected"_s, u"<commandname>%1</commandname><reason>%2</reason>"_s.arg(command, reason));
+    return {command,
+        message(u"commandRejected"_s, u"<commandname>%1</commandname><reason>%2</reason>"_s.arg(command, reason)),
+        meaning};
 }
 
-Step acceptedStep(const QStringList& words)
+/// \a content: of the answer, with the name of the command.
+Step accepted(const QString& command, const QString& content = u"<commandname>%1</commandname>"_s)
 {
-    return {words, message(u"commandAccepted"_s, u"<commandname>%1</commandname>"_s.arg(words.first())),
+    return {command, message(u"commandAccepted"_s, content.arg(command.section(u' ', 0, 0))),
         u"look whether the display shows it"_s};
 }
 
-Step splitStep(const QStringList& words)
+QList<Step> allSteps()
 {
-    const QString content =
-        u"<command>%1</command><splitid>(-?\\d+)</splitid><commandtag>check</commandtag>"_s.arg(words.first());
-    return {words + QStringList {u"camera=1"_s, u"commandtag=check"_s}, message(u"commandAccepted"_s, content),
-        u"look whether the display shows it"_s};
+    const QString split = u"<command>%1</command><splitid>(-?\\d+)</splitid><commandtag>check</commandtag>"_s;
+    const Step refused = rejected(u"updateRecorderContents"_s, u".*"_s, {});
+    return {rejected(u"no-such-command"_s, OrvaneInterface::UnknownCommand,
+                u"the login is valid, and unknown commands are told"_s),
+        rejected(u"showTrack"_s, OrvaneInterface::NoTrack, u"without a track the host is not asked"_s),
+        {u"getPresetsList"_s, message(PresetsList)}, {u"getRecorderList"_s, message(RecorderList)},
+        {u"getPertinentInfo about=orvane-client"_s, u".*"_s, u"an answer of the host's own"_s},
+        accepted(u"showLive recorder=? camera=1 commandtag=check"_s, split),
+        accepted(u"showTrack recorder=? track=? camera=1 commandtag=check"_s, split),
+        accepted(u"showLiveAtSubsplit splitid=0 subsplit=0 camera=1"_s),
+        accepted(u"setDetailViews splitid=0 subsplit:id=0,ltx=0.25,lty=0.25,rbx=0.75,rby=0.75"_s),
+        accepted(u"setSplitMode splitmode=0"_s), accepted(u"setPreset presetname=?"_s),
+        {refused.command, message(RefreshFinishedNotice) + u'|' + refused.answer}};
 }
+
+/// So many of them, the first ones, leave the display as it is.
+constexpr qsizetype HarmlessSteps = 5;
 
 class HostCheck {
 public:
@@ -64,7 +79,6 @@ public:
         , console(host.console)
     {
         host.setListener([this](const Reply& received) {
-            names.insert(received.names());
             reply = received;
             ++replies;
         });
@@ -73,15 +87,13 @@ public:
     ExitStatus run()
     {
         greet();
-        for (const Step& step : harmlessSteps()) {
-            if (!play(step))
+        const QList<Step> steps = allSteps();
+        for (qsizetype i = 0; i < steps.size(); ++i) {
+            if (i >= HarmlessSteps && !host.settings.has("apply"))
+                tell(steps[i].command.section(u' ', 0, 0),
+                    {Skipped, u"not played"_s, u"changes the display: --apply"_s});
+            else if (!play(steps[i]))
                 return ExitStatus::NotAsItShouldBe;
-        }
-        for (const Step& step : stepsThatChangeTheDisplay()) {
-            if (host.settings.has("apply"))
-                play(step);
-            else
-                tell(step.words.first(), {Skipped, u"not played"_s, u"changes the display: --apply"_s});
         }
         const bool isAllRight = !verdicts.contains(Wrong);
         if (console.format() != ReplyFormat::Json)
@@ -113,41 +125,18 @@ private:
                      : Finding {Ok, u"no answer"_s, u"strangers are not served"_s});
     }
 
-    static QList<Step> harmlessSteps()
-    {
-        return {{{u"no-such-command"_s}, rejection(u"no-such-command"_s, OrvaneInterface::UnknownCommand),
-                    u"the login is valid, and unknown commands are told"_s},
-            {{u"showTrack"_s}, rejection(u"showTrack"_s, OrvaneInterface::NoTrack),
-                u"without a track the host is not asked"_s},
-            {{u"getPresetsList"_s}, message(PresetsList)}, {{u"getRecorderList"_s}, message(RecorderList)},
-            {{u"getPertinentInfo"_s, u"about=orvane-client check"_s}, u".*"_s, u"an answer of the host's own"_s}};
-    }
-
-    /// With names that the host has given, so that it can do what it is asked.
-    QList<Step> stepsThatChangeTheDisplay() const
-    {
-        const auto first = [this](const QString& key) { return key + u'=' + names.value(key).value(0); };
-        const QString refresh = u"updateRecorderContents"_s;
-        QList<Step> steps = {splitStep({u"showLive"_s, first(u"recorder"_s)})};
-        if (!names.value(u"track"_s).isEmpty())
-            steps.append(splitStep({u"showTrack"_s, first(u"recorder"_s), first(u"track"_s)}));
-        steps.append(acceptedStep({u"showLiveAtSubsplit"_s, u"splitid=0"_s, u"subsplit=0"_s, u"camera=1"_s}));
-        steps.append(acceptedStep(
-            {u"setDetailViews"_s, u"splitid=0"_s, u"subsplit:id=0,ltx=0.25,lty=0.25,rbx=0.75,rby=0.75"_s}));
-        steps.append(acceptedStep({u"setSplitMode"_s, u"splitmode=0"_s}));
-        if (!names.value(u"presetname"_s).isEmpty())
-            steps.append(acceptedStep({u"setPreset"_s, first(u"presetname"_s)}));
-        steps.append({{refresh}, message(RefreshFinishedNotice) + u'|' + rejection(refresh, u".*"_s)});
-        return steps;
-    }
-
     /// \return whether the check can go on
     bool play(const Step& step)
     {
         constexpr qint64 longest = 500; // ms; a host call that takes more holds up every client
         reply.reset();
         replies = 0;
-        const CommandRequest request = requestFromWords(step.words);
+        QStringList words = step.command.split(u' ');
+        for (QString& word : words)
+            word.replace("=?"_L1, u'=' + host.names().value(word.chopped(2)).value(0));
+        if (words.contains(u"track="_s) || words.contains(u"presetname="_s))
+            return true; // there is none
+        const CommandRequest request = requestFromWords(words);
         const Outcome outcome = attempt([&] { host.exchange(request); });
         const bool hasAnswer = outcome.status != ExitStatus::NoAnswer;
         if (outcome.status == ExitStatus::NoConnection || (!hasAnswer && !host.isConnected()))
@@ -180,7 +169,7 @@ private:
 
     Finding findingOf(const Step& step, const Outcome& outcome) const
     {
-        const bool isRefresh = step.words.first() == "updateRecorderContents"_L1;
+        const bool isRefresh = step.command == "updateRecorderContents"_L1;
         if (outcome.status == ExitStatus::NotLoggedIn)
             return {Wrong, u"no answer"_s, outcome.problem};
         if (replies > 1)
@@ -188,7 +177,7 @@ private:
         if (outcome.status == ExitStatus::NoAnswer && isRefresh)
             return {Doubtful, u"not finished"_s,
                 u"call handleUpdateAllTreeDevicesFinished() when it has (or give it more --timeout)"_s};
-        if (outcome.status == ExitStatus::NoAnswer && step.words.first() == "getPertinentInfo"_L1)
+        if (outcome.status == ExitStatus::NoAnswer && step.answer == ".*"_L1)
             return {Ok, u"no answer"_s, u"a host may keep silent"_s};
         if (reply && (reply->kind == Reply::Kind::NotXml || reply->isTextList))
             return {Wrong, u"no well-formed XML"_s,
@@ -208,7 +197,7 @@ private:
         if (!match.hasMatch())
             return {Wrong, u"not the answer"_s, outcome.problem};
         if (answer.root == PresetsList || answer.root == RecorderList)
-            return listFinding(names.value(answer.root == PresetsList ? u"presetname"_s : u"recorder"_s));
+            return listFinding(host.names().value(answer.root == PresetsList ? u"presetname"_s : u"recorder"_s));
         if (split < 0)
             return {Doubtful, u"accepted, split %1"_s.arg(split),
                 u"leave the split that you use in splitId, or clients cannot name it"_s};
@@ -234,7 +223,6 @@ private:
 
     Host& host;
     Console& console;
-    QMap<QString, QStringList> names; ///< of the host, by the keys that take them
     std::optional<Reply> reply; ///< the last one to the present command
     int replies = 0; ///< to it
     QList<QLatin1String> verdicts;

@@ -3,9 +3,7 @@
 #include "Outcome.h"
 #include "Protocol.h"
 
-#include <QMap>
 #include <QRegularExpression>
-#include <QSet>
 #include <QXmlStreamReader>
 
 #include <cmath>
@@ -17,9 +15,7 @@ namespace OrvaneClient {
 namespace {
 
 // The help on the protocol's commands. What is known of them comes from here: completion, and what is checked.
-const QString& helpOnAll()
-{
-    static const QString help = uR"(loginClient             log in with another account
+const QString HelpOnAll = uR"(loginClient             log in with another account
     username=text password=text
 updateRecorderContents  refresh the recorder list; answered by a notice when it is done
 getRecorderList         list the recorders with their tracks
@@ -39,8 +35,6 @@ showLiveAtSubsplit      show the live picture of a camera in a sub-split
     splitid=number subsplit=number camera=number
 getPertinentInfo        ask the host a question of its own; takes any keys
 )"_s;
-    return help;
-}
 
 // What stands before a name there.
 constexpr QLatin1String Key(" ");
@@ -51,7 +45,7 @@ constexpr QLatin1String Group("subsplit:");
 QString knownLines(const QString& command)
 {
     const QString pattern = u"^%1 .*\\n(?:    .*\\n)*"_s.arg(QRegularExpression::escape(command));
-    return QRegularExpression(pattern, QRegularExpression::MultilineOption).match(helpOnAll()).captured();
+    return QRegularExpression(pattern, QRegularExpression::MultilineOption).match(HelpOnAll).captured();
 }
 
 /// All first captures.
@@ -133,14 +127,12 @@ void checkCommand(const QStringList& words)
     const bool takesOthers = name == "setSplitMode"_L1 || name == "getPertinentInfo"_L1;
     if (lines.isEmpty())
         refuseUnforced(u"the protocol has no command \"%1\""_s.arg(name));
-    QStringList seen;
     for (const QString& word : words.mid(1)) {
         const QString kind = kindOf(Key, keyOf(word), lines);
         if (!isGroup(word)) {
             checkValue(word, kind, takesOthers ? QString() : u"key of "_s + name);
-            if (!kind.isEmpty() && seen.contains(keyOf(word)))
+            if (!kind.isEmpty() && words.filter(QRegularExpression(u"^%1="_s.arg(keyOf(word)))).size() > 1)
                 refuseUnforced(u"the key \"%1\" stands twice, and the host takes the first one"_s.arg(keyOf(word)));
-            seen.append(keyOf(word));
         } else if (!takesOthers) {
             if (!word.startsWith(Group) || !lines.contains(Group))
                 refuseUnforced(u"\"%1\" is no group of %2"_s.arg(word.section(u':', 0, 0), name));
@@ -157,7 +149,7 @@ QString helpOn(const QString& command)
     const QString known = knownLines(command);
     if (!command.isEmpty() && known.isEmpty())
         refuse(u"the protocol has no command \"%1\""_s.arg(command));
-    return command.isEmpty() ? helpOnAll() : known;
+    return command.isEmpty() ? HelpOnAll : known;
 }
 
 namespace {
@@ -177,7 +169,7 @@ QStringList valuesFor(const QString& key, const ValuesOfKey& valuesOf)
 QStringList candidates(const QStringList& wordsBefore, const QString& word, const ValuesOfKey& valuesOf)
 {
     if (wordsBefore.isEmpty() || wordsBefore.first() == "help"_L1) {
-        const QStringList commands = capturedIn(helpOnAll(), u"^(\\w+)"_s);
+        const QStringList commands = capturedIn(HelpOnAll, u"^(\\w+)"_s);
         return wordsBefore.isEmpty() ? commands + QStringList {u"help"_s, u"quit"_s} : commands;
     }
     const QString lines = knownLines(wordsBefore.first());
@@ -195,19 +187,14 @@ QStringList candidates(const QStringList& wordsBefore, const QString& word, cons
 
 } // namespace
 
-Completion completionOf(const QString& line, const ValuesOfKey& valuesOf)
+std::pair<QString, QStringList> completionOf(const QString& line, const ValuesOfKey& valuesOf)
 {
-    qsizetype start = 0;
-    for (qsizetype i = 0; i < line.size(); ++i) {
-        if (line[i] == u'\\')
-            ++i;
-        else if (line[i].isSpace())
-            start = i + 1;
-    }
-    const QString word = line.mid(start);
-    QStringList words = candidates(line.left(start).simplified().split(u' ', Qt::SkipEmptyParts), word, valuesOf);
+    static const QRegularExpression lastWord(u"(?<!\\S)(?:\\\\.|[^\\s\\\\])*\\\\?$"_s);
+    const QString word = lastWord.match(line).captured();
+    QStringList words =
+        candidates(line.chopped(word.size()).simplified().split(u' ', Qt::SkipEmptyParts), word, valuesOf);
     words.removeIf([&](const QString& candidate) { return !candidate.startsWith(word); });
-    return {start, words};
+    return {word, words};
 }
 
 namespace {
@@ -245,14 +232,12 @@ QString nameBefore(QChar mark, const QString& word, const QString& what)
 QString groupElement(const QString& name, const QString& fields, bool inAscii)
 {
     QString element = u'<' + name;
-    QSet<QString> seen;
     for (const QString& field : groupParts(fields)) {
         if (!field.contains(u'='))
             refuse(u"\"%1\" in the group \"%2\" is no field: write field=value"_s.arg(field, name));
         const QString key = nameBefore(u'=', field, u"field"_s);
-        if (seen.contains(key))
+        if (element.contains(u" %1=\""_s.arg(key)))
             refuse(u"the field \"%1\" stands twice in one group \"%2\""_s.arg(key, name));
-        seen.insert(key);
         element += u" %1=\"%2\""_s.arg(key, escapedXml(key, field.section(u'=', 1), inAscii));
     }
     return element + "/>"_L1;
@@ -285,20 +270,16 @@ CommandRequest requestFromWords(const QStringList& words, bool inAscii)
     if (words.isEmpty())
         refuse(u"there is no command"_s);
     const QString command = nameBefore(u'\0', words.first(), u"command"_s);
-    QMap<QString, QString> groups; // the elements of each name
-    for (const QString& word : words.mid(1)) {
-        if (!isGroup(word))
-            continue;
-        const QString name = nameBefore(u':', word, u"group"_s);
-        groups[name] += groupElement(name, word.section(u':', 1), inAscii);
-    }
     QString text;
     for (const QString& word : words.mid(1)) {
-        const QString group = isGroup(word) ? word.section(u':', 0, 0) : QString();
-        if (groups.contains(group))
-            text += u"<%1s>%2</%1s>"_s.arg(group, groups.take(group));
-        if (!group.isNull())
+        if (isGroup(word)) {
+            const QString name = nameBefore(u':', word, u"group"_s);
+            const QString end = u"</%1s>"_s.arg(name);
+            if (!text.contains(end))
+                text += u"<%1s>"_s.arg(name) + end;
+            text.insert(text.indexOf(end), groupElement(name, word.section(u':', 1), inAscii));
             continue;
+        }
         if (!word.contains(u'='))
             refuse(u"\"%1\" is no parameter: write key=value"_s.arg(word));
         const QString key = nameBefore(u'=', word, u"key"_s);

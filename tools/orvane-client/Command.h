@@ -5,9 +5,8 @@
 #include <QString>
 #include <QStringList>
 
-#include <chrono>
 #include <functional>
-#include <optional>
+#include <utility>
 
 namespace OrvaneClient {
 
@@ -22,14 +21,9 @@ QString helpOn(const QString& command);
 /// The values that the host has for a key, such as the names of its recorders; none for most keys.
 using ValuesOfKey = std::function<QStringList(const QString& key)>;
 
-struct Completion {
-    qsizetype start; ///< of the last word
-    QStringList words; ///< that can take its place; a key comes with its "="
-};
-
 /// What the last word of a line can become: a command, a key that the command does not have yet, a field of a group, or
-/// a value.
-Completion completionOf(const QString& line, const ValuesOfKey& valuesOf);
+/// a value. A key comes with its "=". \return the last word, and what can take its place
+std::pair<QString, QStringList> completionOf(const QString& line, const ValuesOfKey& valuesOf);
 
 /// One command, ready to be sent, and which message answers it. Others may come before that, such as the notice for an
 /// earlier command.
@@ -45,7 +39,6 @@ struct CommandRequest {
     QString answerRoot; ///< local name of the answer's root element; empty: any answer but a notice
     bool awaitsNotice; ///< which comes some time after the command, and not in place of its answer
     bool awaitsNothing = false;
-    std::optional<std::chrono::milliseconds> limit = {}; ///< for the answer, instead of the usual time
 };
 
 /**

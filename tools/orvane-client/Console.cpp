@@ -51,51 +51,29 @@ QString visibleText(const QString& text, QStringView kept)
     return shown;
 }
 
-namespace {
-
-QString timeNow()
-{
-    return QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
-}
-
-} // namespace
-
-void Console::setPrompt(const std::function<void()>& hide, const std::function<void()>& restore)
-{
-    hidePrompt = hide;
-    restorePrompt = restore;
-}
-
 void Console::reply(const Reply& reply)
 {
-    const QByteArray lines = reply.formatted(replyFormat);
-    if (showsTimes && replyFormat == ReplyFormat::Json)
+    if (replyFormat == ReplyFormat::Json)
         object(reply.json());
-    else if (!lines.isEmpty())
-        print(showsTimes ? timeNow().toLatin1() + ' ' + lines : lines);
+    else if (replyFormat != ReplyFormat::Nothing)
+        print(time().toLatin1() + reply.formatted(replyFormat));
 }
 
 void Console::object(QJsonObject object)
 {
     if (showsTimes)
-        object["time"_L1] = timeNow();
+        object["time"_L1] = time().trimmed();
     print(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
-}
-
-void Console::text(const QString& text)
-{
-    print(text.toUtf8());
 }
 
 void Console::problem(const QString& reason)
 {
-    const QString time = showsTimes ? timeNow() + u' ' : QString();
-    write(stderr, "orvane-client: " + (time + visibleText(reason.simplified())).toUtf8() + '\n');
+    write(stderr, "orvane-client: " + (time() + visibleText(reason.simplified())).toUtf8() + '\n');
 }
 
-void Console::trace(const QString& line)
+QString Console::time() const
 {
-    write(stderr, visibleText(line, {}).toUtf8() + '\n');
+    return showsTimes ? QDateTime::currentDateTimeUtc().toString(Qt::ISODate) + u' ' : QString();
 }
 
 void Console::print(const QByteArray& bytes)

@@ -31,18 +31,24 @@ public:
     /// From now on replies and problems have the time with them.
     void showTimes() { showsTimes = true; }
     /// Called before and after the output, while a prompt is shown.
-    void setPrompt(const std::function<void()>& hide, const std::function<void()>& restore);
+    void setPrompt(const std::function<void()>& hide, const std::function<void()>& restore)
+    {
+        hidePrompt = hide;
+        restorePrompt = restore;
+    }
 
     void reply(const Reply& reply);
-    void text(const QString& text);
+    void text(const QString& text) { print(text.toUtf8()); }
     /// One line of JSON.
     void object(QJsonObject object);
     /// One line.
     void problem(const QString& reason);
     /// One line, with nothing but what is harmful made visible.
-    void trace(const QString& line);
+    void trace(const QString& line) { write(stderr, visibleText(line, {}).toUtf8() + '\n'); }
 
 private:
+    /// Empty while no times are shown.
+    QString time() const;
     void print(const QByteArray& bytes);
     bool write(std::FILE* stream, const QByteArray& bytes);
 

@@ -32,6 +32,8 @@ constexpr std::chrono::milliseconds Silence = 300ms;
 
 constexpr QLatin1String FenceCommand("end-of-query-");
 
+constexpr qsizetype LongestMessage = qsizetype(1) << 27; ///< more than any host has to say, and can be held
+
 // Marks in a trace.
 constexpr QLatin1String Sent("> ");
 constexpr QLatin1String Received("< ");
@@ -150,23 +152,16 @@ void Host::reset()
     isReached = isOpen = isLoggedIn = false;
 }
 
+/// A host never answers a login. Whether it was accepted shows by a fence: it is rejected after a login, and ignored
+/// without one. But a host that stays silent may be busy. So it is told that nothing more comes: when it closes then,
+/// it has read everything.
 void Host::logIn()
 {
     if (isOpen && isLoggedIn)
         return;
     connect();
-    sendLogin(login);
-}
-
-/// A host never answers a login. Whether it was accepted shows by a fence: it is rejected after a login, and ignored
-/// without one. But a host that stays silent may be busy. So it is told that nothing more comes: when it closes then,
-/// it has read everything.
-void Host::sendLogin(const std::optional<CommandRequest>& account)
-{
     const QDeadlineTimer deadline(timeout);
-    if (account)
-        send(account->document);
-    const int fence = sendFence();
+    const int fence = sendLogin();
     isLoggedIn = awaitFence(fence, QDeadlineTimer(std::min(Silence, timeout / 3)));
     if (isLoggedIn)
         return;
@@ -175,20 +170,27 @@ void Host::sendLogin(const std::optional<CommandRequest>& account)
     endSending(deadline);
     if (awaitFence(fence, deadline)) {
         open(); // the connection takes no more commands
-        if (account)
-            send(account->document);
+        sendLogin();
         isLoggedIn = true;
         return;
     }
     Outcome failure = endOfConnection();
     if (isOpen)
         failure.problem = u"no answer to the login within %1"_s.arg(durationText(timeout));
-    else if (!isFlooded() && cutter.incompleteLength() == 0)
+    else if (cutter.incompleteLength() == 0)
         failure = {ExitStatus::NotLoggedIn,
-            account ? u"not logged in: the host does not accept the account, and answers nothing"_s
-                    : u"not logged in: without a login a host answers nothing"_s};
+            login ? u"not logged in: the host does not accept the account, and answers nothing"_s
+                  : u"not logged in: without a login a host answers nothing"_s};
     reset();
     throw Outcome(failure);
+}
+
+/// \return the number of the fence
+int Host::sendLogin()
+{
+    if (login)
+        send(login->document);
+    return sendFence();
 }
 
 void Host::exchange(const CommandRequest& request)
@@ -197,32 +199,31 @@ void Host::exchange(const CommandRequest& request)
     if (request.command == LoginCommand) {
         if (isLoggedIn)
             reset();
-        connect();
-        sendLogin(request);
         login = request;
+        logIn();
         return;
     }
     if (request.awaitsNothing && !login)
         connect();
     else
         logIn();
-    const bool isRefresh = request.answerRoot == RefreshFinishedNotice && !settings.has("timeout");
-    const std::chrono::milliseconds limit = request.limit.value_or(isRefresh ? 60s : timeout);
-    const QDeadlineTimer deadline(limit);
     sinceSent.start(); // not before the login has been answered
     answeredAfter = -1;
     send(request.document);
+    const bool isRefresh = request.answerRoot == RefreshFinishedNotice && !settings.has("timeout");
     if (!request.awaitsNothing) {
-        awaitAnswer(request, limit, deadline);
+        awaitAnswer(request, isRefresh ? 60s : timeout);
         return;
     }
+    const QDeadlineTimer deadline(timeout);
     endSending(deadline);
     if (!waitUntil([this] { return !isOpen; }, deadline))
-        throw Outcome {ExitStatus::NoAnswer, u"the host did not take all within %1"_s.arg(durationText(limit))};
+        throw Outcome {ExitStatus::NoAnswer, u"the host did not take all within %1"_s.arg(durationText(timeout))};
 }
 
-void Host::awaitAnswer(const CommandRequest& request, std::chrono::milliseconds limit, QDeadlineTimer deadline)
+void Host::awaitAnswer(const CommandRequest& request, std::chrono::milliseconds limit)
 {
+    const QDeadlineTimer deadline(limit);
     outcome.reset();
     awaited = request;
     const int fence = fencesSent + 1;
@@ -231,23 +232,23 @@ void Host::awaitAnswer(const CommandRequest& request, std::chrono::milliseconds 
         sendFence();
         waitUntil([&] { return isDone() || (!request.awaitsNotice && fencesPassed >= fence); }, deadline);
     }
-    Outcome result = outcome.value_or(endOfConnection());
+    const bool hasPassed = fencesPassed >= fence;
+    const QString what = request.answerDescription();
+    if (!outcome && !isOpen)
+        outcome = endOfConnection();
+    else if (!outcome)
+        outcome = {ExitStatus::NoAnswer,
+            hasPassed && !request.awaitsNotice ? u"the host gives no %1"_s.arg(what)
+                                               : u"no %1 within %2"_s.arg(what, durationText(limit))};
     awaited.reset();
-    if (!isDone()) {
-        const bool hasPassed = fencesPassed >= fence;
-        const bool isRefresh = hasPassed && request.answerRoot == RefreshFinishedNotice;
-        result.problem = hasPassed && !request.awaitsNotice
-            ? u"the host gives no %1"_s.arg(request.answerDescription())
-            : u"no %1 within %2"_s.arg(request.answerDescription(), durationText(limit));
-        if (isRefresh)
-            result.problem = request.awaitsNotice
-                ? result.problem + u"; the refresh goes on (give it more --timeout)"_s
-                : u"when the refresh has ended, %1 is shown"_s.arg(request.answerRoot);
-        if (!hasPassed)
-            reset(); // or what comes late would be taken for the answer to the next command
-    }
-    if (result.status != ExitStatus::Success)
-        throw Outcome(result);
+    if (outcome->status == ExitStatus::NoAnswer && request.answerRoot == RefreshFinishedNotice && hasPassed)
+        outcome->problem += u"; the refresh goes on (%1)"_s.arg(request.awaitsNotice
+                ? u"give it more --timeout"_s
+                : u"%1 is shown when it has ended"_s.arg(request.answerRoot));
+    if (outcome->status == ExitStatus::NoAnswer && !hasPassed)
+        reset(); // or what comes late would be taken for the answer to the next command
+    if (outcome->status != ExitStatus::Success)
+        throw Outcome(*outcome);
 }
 
 /// A line for each line, with a mark before it, and without the password of a login.
@@ -304,16 +305,9 @@ void Host::receive()
         answeredAfter = sinceSent.elapsed();
     for (const QByteArray& message : bytes.isEmpty() ? QList<QByteArray>() : cutter.add(bytes))
         handle(Reply(message));
-    if (isFlooded())
+    if (cutter.incompleteLength() > LongestMessage)
         socket.abort();
     isOpen = socket.state() != QAbstractSocket::UnconnectedState;
-}
-
-/// Whether a message has no end.
-bool Host::isFlooded() const
-{
-    constexpr qsizetype longestMessage = qsizetype(1) << 27; // more than any host has to say, and can be held
-    return cutter.incompleteLength() > longestMessage;
 }
 
 void Host::handle(const Reply& reply)
@@ -325,6 +319,9 @@ void Host::handle(const Reply& reply)
         fencesPassed = std::max(fencesPassed, number);
         return;
     }
+    if (reply.root == RefreshFinishedNotice)
+        knownNames.clear();
+    knownNames.insert(reply.names());
     listener(reply);
     if (awaited && !outcome)
         outcome = judge(reply, *awaited);
@@ -333,7 +330,7 @@ void Host::handle(const Reply& reply)
 Outcome Host::endOfConnection() const
 {
     const qsizetype length = cutter.incompleteLength();
-    if (isFlooded())
+    if (length > LongestMessage)
         return {ExitStatus::BadAnswer, u"the answer has no end: given up after %1 bytes"_s.arg(length)};
     QString problem = u"%1 closed the connection"_s.arg(settings.address());
     if (length > 0)

@@ -50,7 +50,7 @@ public:
     /// Logs in. Does nothing if that was done.
     void logIn();
     /// Sends a command and waits for its answer. Connects and logs in if need be. The command may be a login: the host
-    /// gets it on a connection of its own, since one that fails would leave an earlier one valid.
+    /// gets it on a connection of its own, or an earlier one would stay valid if it fails.
     void exchange(const CommandRequest& request);
 
     /// Receives messages until the condition holds. \return whether it does; no at the deadline or a signal
@@ -59,6 +59,8 @@ public:
     bool idleUntil(const std::function<bool()>& condition, QDeadlineTimer deadline);
 
     bool isConnected() const { return isOpen; }
+    /// That its lists have, by the keys that take them.
+    const QMap<QString, QStringList>& names() const { return knownNames; }
     /// How long after the last command the host began to send, if it did: what the host, and not this program, takes.
     qint64 millisecondsToAnswer() const { return answeredAfter < 0 ? sinceSent.elapsed() : answeredAfter; }
 
@@ -66,8 +68,8 @@ private:
     void open();
     void reset();
     Outcome connectionFailure() const;
-    void sendLogin(const std::optional<CommandRequest>& account);
-    void awaitAnswer(const CommandRequest& request, std::chrono::milliseconds limit, QDeadlineTimer deadline);
+    int sendLogin();
+    void awaitAnswer(const CommandRequest& request, std::chrono::milliseconds limit);
     void trace(QLatin1String mark, const QByteArray& bytes);
     void send(const QByteArray& message);
     int sendFence();
@@ -75,7 +77,6 @@ private:
     void endSending(QDeadlineTimer deadline);
     void receive();
     void handle(const Reply& reply);
-    bool isFlooded() const;
     Outcome endOfConnection() const;
 
     const Trust trust;
@@ -86,6 +87,7 @@ private:
     MessageCutter cutter;
     std::optional<CommandRequest> awaited; ///< while an exchange waits for it
     std::optional<Outcome> outcome; ///< of the present exchange
+    QMap<QString, QStringList> knownNames;
     QElapsedTimer sinceSent;
     qint64 answeredAfter = -1; ///< below 0: not yet
     int fencesSent = -1;

@@ -9,15 +9,9 @@ class Host;
 // Each does what the settings of the host say. It returns the status of the program, or throws the outcome that it ends
 // with.
 
-/// One command, with its answer.
-ExitStatus runCommand(Host& host);
-
 /// Commands from a prompt or from standard input, one after the other. \return the status of the first that failed; at
 /// a prompt the user has seen the failures
 ExitStatus runLines(Host& host);
-
-/// Notices, and the changes of the answers to queries, until a signal.
-ExitStatus runWatch(Host& host);
 
 /// Plays the commands of the protocol against a host, and says of each what came, and what it means for the host's
 /// developer.

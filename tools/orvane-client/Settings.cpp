@@ -54,11 +54,6 @@ QList<QCommandLineOption> programOptions()
 /// So many of them, the first ones, can stand in a profile.
 constexpr qsizetype OptionsOfProfiles = 10;
 
-QString nameOf(const QCommandLineOption& option)
-{
-    return option.names().constLast();
-}
-
 /// As they would stand on a command line.
 QStringList environmentArguments()
 {
@@ -87,7 +82,7 @@ QStringList profileArguments(const QMap<QString, QString>& given)
     profiles.beginGroup(name);
     QStringList known;
     for (const QCommandLineOption& option : programOptions().first(OptionsOfProfiles))
-        known.append(nameOf(option));
+        known.append(option.names().constLast());
     QStringList arguments;
     for (const QString& key : profiles.childKeys()) {
         if (!known.contains(key))
@@ -125,7 +120,7 @@ QMap<QString, QString> Settings::parse(const QStringList& arguments)
     QMap<QString, QString> given;
     for (const QCommandLineOption& option : programOptions()) {
         if (parser.isSet(option))
-            given.insert(nameOf(option), option.valueName().isEmpty() ? QString() : parser.value(option));
+            given.insert(option.names().constLast(), option.valueName().isEmpty() ? QString() : parser.value(option));
     }
     return given;
 }

@@ -28,6 +28,21 @@ QString keyOf(const Settings& settings)
     return u"%1/%2"_s.arg(settings.host.toLower()).arg(settings.port);
 }
 
+bool isSaved(QSettings& hosts)
+{
+    hosts.sync();
+    return hosts.status() == QSettings::NoError;
+}
+
+QString textOf(const QList<QSslError>& errors)
+{
+    QStringList texts;
+    for (const QSslError& error : errors)
+        texts.append(error.errorString().remove(QRegularExpression(u"\\.$"_s)));
+    texts.removeDuplicates();
+    return texts.join("; "_L1);
+}
+
 /// Without the colons and what openssl prints before it.
 QString readFingerprint(const QString& text)
 {
@@ -62,8 +77,7 @@ void forget(const Settings& settings)
     if (!hosts.contains(keyOf(settings)))
         refuse(u"%1 is no known host"_s.arg(settings.address()));
     hosts.remove(keyOf(settings));
-    hosts.sync();
-    if (hosts.status() != QSettings::NoError)
+    if (!isSaved(hosts))
         refuse(u"cannot write \"%1\""_s.arg(hosts.fileName()));
 }
 
@@ -88,42 +102,31 @@ QSslConfiguration Trust::configuration() const
 QString Trust::judge(const QSslCertificate& certificate, const QList<QSslError>& errors) const
 {
     const QString shown = fingerprintOf(certificate);
-    // The user decides with the certificate that is shown.
-    if (settings.has("insecure") || settings.has("show-certificate") || shown == fingerprint)
-        return {};
-    if (!fingerprint.isEmpty())
-        refuseCertificate(u"its fingerprint is %1, not the one given"_s.arg(shown));
     QSettings hosts = knownHosts();
     const QString known = authorities.isEmpty() ? hosts.value(keyOf(settings)).toString() : QString();
-    if (!known.isEmpty() && known != shown)
-        refuseCertificate(u"IT HAS CHANGED, somebody may be in between: its fingerprint is %1, and was %2 at first use "
-                          "(only if the host was given a new certificate: orvane-client --forget %3)"_s.arg(
-                              shown, known, settings.address()));
-    if (known.isEmpty() && !settings.has("trust-on-first-use"))
-        judgeErrors(shown, errors);
-    if (known == shown || !settings.has("trust-on-first-use"))
+    const QString expected = fingerprint.isEmpty() ? known : fingerprint;
+    const bool isNew = expected.isEmpty() && settings.has("trust-on-first-use");
+    // The user decides with the certificate that is shown.
+    if (settings.has("insecure") || settings.has("show-certificate") || shown == expected)
         return {};
-    hosts.setValue(keyOf(settings), shown);
-    hosts.sync();
-    if (hosts.status() != QSettings::NoError)
-        refuseCertificate(u"cannot write \"%1\""_s.arg(hosts.fileName()));
-    return u"%1 is trusted from now on with the certificate %2"_s.arg(settings.address().toLower(), shown);
-}
-
-void Trust::judgeErrors(const QString& shown, const QList<QSslError>& errors) const
-{
-    QStringList reasons;
-    for (const QSslError& error : errors)
-        reasons.append(error.errorString().remove(QRegularExpression(u"\\.$"_s)));
-    reasons.removeDuplicates();
-    if (!reasons.isEmpty())
-        refuseCertificate(u"%1 (if this is the host that you mean, trust it with --fingerprint %2)"_s.arg(
-            reasons.join("; "_L1), shown));
-}
-
-void Trust::refuseCertificate(const QString& reason) const
-{
-    throw Outcome {ExitStatus::NoConnection, u"the certificate of %1 is refused: %2"_s.arg(settings.address(), reason)};
+    QString reason;
+    if (!fingerprint.isEmpty())
+        reason = u"its fingerprint is %1, not the one given"_s.arg(shown);
+    else if (!known.isEmpty())
+        reason = u"IT HAS CHANGED, somebody may be in between: its fingerprint is %1, and was %2 at first use "
+                 "(only if the host was given a new certificate: orvane-client --forget %3)"_s.arg(
+                     shown, known, settings.address());
+    else if (!isNew && !errors.isEmpty())
+        reason = u"%1 (if this is the host that you mean, trust it with --fingerprint %2)"_s.arg(textOf(errors), shown);
+    if (isNew)
+        hosts.setValue(keyOf(settings), shown);
+    if (isNew && !isSaved(hosts))
+        reason = u"cannot write \"%1\""_s.arg(hosts.fileName());
+    if (!reason.isEmpty())
+        throw Outcome {
+            ExitStatus::NoConnection, u"the certificate of %1 is refused: %2"_s.arg(settings.address(), reason)};
+    return isNew ? u"%1 is trusted from now on with the certificate %2"_s.arg(settings.address().toLower(), shown)
+                 : QString();
 }
 
 } // namespace OrvaneClient

@@ -23,9 +23,6 @@ public:
     QString judge(const QSslCertificate& certificate, const QList<QSslError>& errors) const;
 
 private:
-    [[noreturn]] void refuseCertificate(const QString& reason) const;
-    void judgeErrors(const QString& shown, const QList<QSslError>& errors) const;
-
     const Settings& settings;
     QString fingerprint; ///< the only one that is accepted; empty: there is none
     QList<QSslCertificate> authorities; ///< empty: those of the system

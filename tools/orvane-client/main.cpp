@@ -4,7 +4,6 @@
 #include "Loops.h"
 #include "Protocol.h"
 #include "Settings.h"
-#include "Terminal.h"
 #include "Trust.h"
 
 #include <QCoreApplication>
@@ -13,6 +12,7 @@
 
 #include <array>
 #include <csignal>
+#include <utility>
 
 #include <bsd/readpassphrase.h>
 #include <fcntl.h>
@@ -22,6 +22,7 @@
 using namespace Qt::StringLiterals;
 
 using namespace OrvaneClient;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -43,6 +44,13 @@ void completeEnvironment()
     const passwd* const user = getpwuid(getuid());
     if (qEnvironmentVariableIsEmpty("HOME"))
         qputenv("HOME", user ? user->pw_dir : "/nonexistent");
+}
+
+/// Opens a file that the user has named; - is standard input.
+void openInput(QFile& file, const QString& what, QIODevice::OpenMode mode = QIODevice::ReadOnly)
+{
+    if (!(file.fileName() == "-"_L1 ? file.open(STDIN_FILENO, mode) : file.open(mode)))
+        refuse(u"cannot read %1\"%2\": %3"_s.arg(what, file.fileName(), file.errorString()));
 }
 
 QString passwordOf(const QString& user, const Settings& settings)
@@ -89,6 +97,76 @@ ReplyFormat formatOf(const Settings& settings)
         return settings.has("json") ? ReplyFormat::Json : ReplyFormat::Nothing;
     const bool isIndented = settings.has("pretty") || (isatty(STDOUT_FILENO) != 0 && !settings.has("raw"));
     return isIndented ? ReplyFormat::Indented : ReplyFormat::Raw;
+}
+
+CommandRequest makeRequest(const Settings& settings)
+{
+    if (!settings.has("file"))
+        return checkedRequest(settings.words, settings.has("force"));
+    QFile file(settings.get("file"));
+    openInput(file, {});
+    return requestFromDocument(file.readAll(), settings.get("file"));
+}
+
+/// One command, with its answer.
+ExitStatus runCommand(Host& host)
+{
+    CommandRequest request = makeRequest(host.settings);
+    if (host.settings.has("wait"))
+        request.answerRoot = host.settings.get("wait");
+    request.awaitsNotice = request.awaitsNotice || host.settings.has("wait");
+    request.awaitsNothing = host.settings.has("no-reply");
+    host.setListener([&](const Reply& reply) { host.console.reply(reply); });
+    host.exchange(request);
+    return ExitStatus::Success;
+}
+
+/// Without a command watch asks for both lists.
+QList<CommandRequest> makeQueries(const Settings& settings)
+{
+    if (settings.words.size() > 1)
+        return {checkedRequest(settings.words.mid(1), settings.has("force"))};
+    return {requestFromWords({u"getRecorderList"_s}), requestFromWords({u"getPresetsList"_s})};
+}
+
+/// Notices, and the changes of the answers to queries, until a signal.
+ExitStatus runWatch(Host& host)
+{
+    Console& console = host.console;
+    const QList<CommandRequest> queries = makeQueries(host.settings);
+    const std::chrono::milliseconds interval = host.settings.duration("interval");
+    catchSignals();
+    console.showTimes();
+    QByteArray asked;
+    QMap<QByteArray, QByteArray> answers;
+    QMap<QByteArray, QString> problems;
+    host.setListener([&](const Reply& reply) {
+        const bool isNotice = reply.root == RefreshFinishedNotice;
+        if (isNotice || std::exchange(answers[asked], reply.raw) != reply.raw)
+            console.reply(reply);
+    });
+    const auto tellNewProblem = [&](const Outcome& result) {
+        const bool isNew = std::exchange(problems[asked], result.problem) != result.problem;
+        if (isNew && !result.problem.isEmpty() && caughtSignal() == 0)
+            console.problem(result.problem);
+        const bool isHopeless = result.status == ExitStatus::NoConnection && !result.mayPass;
+        if (isHopeless || result.status == ExitStatus::NotLoggedIn)
+            throw Outcome {result.status}; // it has been told
+    };
+    while (caughtSignal() == 0) {
+        const bool wasConnected = host.isConnected();
+        asked.clear();
+        tellNewProblem(attempt([&] { host.logIn(); }));
+        if (host.isConnected() && !wasConnected)
+            console.problem(u"connected to %1"_s.arg(host.settings.address()));
+        for (const CommandRequest& query : queries) {
+            asked = query.document;
+            if (host.isConnected() && caughtSignal() == 0)
+                tellNewProblem(attempt([&] { host.exchange(query); }));
+        }
+        host.idleUntil([&] { return !host.isConnected(); }, host.isConnected() ? interval : 1s);
+    }
+    return ExitStatus::Success;
 }
 
 ExitStatus runTask(const Settings& settings, Console& console)
