@@ -97,7 +97,6 @@ With TLS, and an answer that is late, of something else, cut short or no XML:
 
 A host that does not answer a command says so by answering the next one, which is not shown; a notice is waited for:
 
-  $ rejected() { echo "<commandRejected><commandname>$1</commandname><reason>Unknown command</reason></commandRejected>\r\n\r\n"; }
   $ against second "$(rejected end-of-query-1)" getPertinentInfo
   orvane-client: the host gives no answer to getPertinentInfo
   host got: <getPertinentInfo></getPertinentInfo>
@@ -188,12 +187,11 @@ A host is checked:
   ok       without a login         no answer                               strangers are not served
   WRONG    no-such-command         no answer  TIME  not logged in: the host does not accept the account, and answers nothing
   [8]
-  $ in_vain 'not byte for byte*closed the connection' against tls '<getPresetsListResponse/>\r\n\r\n' check
+  $ in_vain 'not byte for byte*closed the connection' against tls '<getPresetsListResponse/>\r\n\r\n' check | head -4
   ok       certificate             localhost                               valid until DATE
   ok       without a login         no answer                               strangers are not served
   WRONG    no-such-command         not the answer  TIME  not byte for byte what the protocol has: <getPresetsListResponse/>
-  orvane-client: 127.0.0.1:PORT closed the connection, no answer to showTrack
-  [3]
+  WRONG    showTrack               not the answer  TIME  127.0.0.1:PORT closed the connection, no answer to showTrack
 
   $ against many 50000 check | grep RecorderList
   ok       getRecorderList         50000 names  TIME  North gate

@@ -25,7 +25,8 @@ against() {
     timeout 300 "$PYTHON" "$TESTDIR/peer.py" "$kind" "$answer" "$CLIENT" --insecure --force "${patience[@]}" "${@:3}" 2>&1 | hide
     return "${PIPESTATUS[0]}"
 }
-sent() { against silent '' --no-reply "$@"; }
+sent() { against second "$(rejected end-of-query-1)" "$@" | grep '^host got: <[^e]'; }
+rejected() { echo "<commandRejected><commandname>$1</commandname><reason>Unknown command</reason></commandRejected>\r\n\r\n"; }
 
 # in_vain PATTERN COMMAND...: what ends by a timeout and says so, be it a longer one where connecting takes more.
 in_vain() {

@@ -1,8 +1,6 @@
-#include "Command.h"
 #include "Console.h"
 #include "Host.h"
 #include "Loops.h"
-#include "Protocol.h"
 #include "Settings.h"
 
 #include <QDateTime>
@@ -78,10 +76,7 @@ public:
         : host(host)
         , console(host.console)
     {
-        host.setListener([this](const Reply& received) {
-            reply = received;
-            ++replies;
-        });
+        host.listener = [this](const Reply& received) { replies.append(received); };
     }
 
     ExitStatus run()
@@ -111,14 +106,13 @@ private:
         Host stranger(host.settings, console, std::nullopt);
         const QSslCertificate certificate = stranger.connect();
         const QDateTime now = QDateTime::currentDateTimeUtc();
-        const QString until = u"valid until %1"_s.arg(certificate.expiryDate().toUTC().toString(u"yyyy-MM-dd"_s));
-        Finding finding {Ok, certificate.subjectDisplayName(), until};
-        if (now < certificate.effectiveDate() || now > certificate.expiryDate())
-            finding = {Wrong, finding.what, until + u": clients that look refuse it"_s};
-        else if (now.daysTo(certificate.expiryDate()) < soon)
-            finding = {Doubtful, finding.what, until + u": renew it"_s};
+        const QDateTime expiry = certificate.expiryDate().toUTC();
+        Finding finding {Ok, certificate.subjectDisplayName(), u"valid until "_s + expiry.toString(u"yyyy-MM-dd"_s)};
+        if (now < certificate.effectiveDate() || now > expiry)
+            finding = {Wrong, finding.what, finding.meaning + u": clients that look refuse it"_s};
+        else if (now.daysTo(expiry) < soon)
+            finding = {Doubtful, finding.what, finding.meaning + u": renew it"_s};
         tell(u"certificate"_s, finding);
-
         const bool isServed = attempt([&] { stranger.logIn(); }).status == ExitStatus::Success;
         tell(u"without a login"_s,
             isServed ? Finding {Wrong, u"an answer"_s, u"everybody is let in"_s}
@@ -129,8 +123,7 @@ private:
     bool play(const Step& step)
     {
         constexpr qint64 longest = 500; // ms; a host call that takes more holds up every client
-        reply.reset();
-        replies = 0;
+        replies.clear();
         QStringList words = step.command.split(u' ');
         for (QString& word : words)
             word.replace("=?"_L1, u'=' + host.names().value(word.chopped(2)).value(0));
@@ -139,7 +132,7 @@ private:
         const CommandRequest request = requestFromWords(words);
         const Outcome outcome = attempt([&] { host.exchange(request); });
         const bool hasAnswer = outcome.status != ExitStatus::NoAnswer;
-        if (outcome.status == ExitStatus::NoConnection || (!hasAnswer && !host.isConnected()))
+        if (outcome.status == ExitStatus::NoConnection)
             throw Outcome(outcome);
         Finding finding = findingOf(step, outcome);
         if (finding.verdict == Ok && hasAnswer && !request.awaitsNotice && host.millisecondsToAnswer() > longest)
@@ -172,30 +165,26 @@ private:
         const bool isRefresh = step.command == "updateRecorderContents"_L1;
         if (outcome.status == ExitStatus::NotLoggedIn)
             return {Wrong, u"no answer"_s, outcome.problem};
-        if (replies > 1)
-            return {Wrong, u"%1 answers"_s.arg(replies), u"each command has one"_s};
+        if (replies.size() > 1)
+            return {Wrong, u"%1 answers"_s.arg(replies.size()), u"each command has one"_s};
         if (outcome.status == ExitStatus::NoAnswer && isRefresh)
             return {Doubtful, u"not finished"_s,
                 u"call handleUpdateAllTreeDevicesFinished() when it has (or give it more --timeout)"_s};
         if (outcome.status == ExitStatus::NoAnswer && step.answer == ".*"_L1)
             return {Ok, u"no answer"_s, u"a host may keep silent"_s};
-        if (reply && (reply->kind == Reply::Kind::NotXml || reply->isTextList))
+        if (replies.isEmpty())
+            return {Wrong, u"not the answer"_s, outcome.problem};
+        const Reply& answer = replies.first();
+        if (answer.kind == Reply::Kind::NotXml || answer.isTextList)
             return {Wrong, u"no well-formed XML"_s,
-                reply->reason + u": keep \", & and < out of names, and escape your answers"_s};
-        return reply ? findingOf(step, *reply, outcome) : Finding {Wrong, u"not the answer"_s, outcome.problem};
-    }
-
-    Finding findingOf(const Step& step, const Reply& answer, const Outcome& outcome) const
-    {
-        const QRegularExpression pattern(
-            QRegularExpression::anchoredPattern(step.answer), QRegularExpression::DotMatchesEverythingOption);
+                answer.reason + u": keep \", & and < out of names, and escape your answers"_s};
+        const QRegularExpression pattern(u"(?s)^(?:%1)\\z"_s.arg(step.answer));
         const QRegularExpressionMatch match = pattern.match(QString::fromUtf8(answer.raw));
         const int split = match.captured(1).toInt();
-        if (!match.hasMatch() && outcome.problem.isEmpty())
-            return {
-                Wrong, u"not the answer"_s, u"not byte for byte what the protocol has: "_s + textOfBytes(answer.raw)};
         if (!match.hasMatch())
-            return {Wrong, u"not the answer"_s, outcome.problem};
+            return {Wrong, u"not the answer"_s,
+                outcome.problem.isEmpty() ? u"not byte for byte what the protocol has: "_s + textOfBytes(answer.raw)
+                                          : outcome.problem};
         if (answer.root == PresetsList || answer.root == RecorderList)
             return listFinding(host.names().value(answer.root == PresetsList ? u"presetname"_s : u"recorder"_s));
         if (split < 0)
@@ -203,12 +192,11 @@ private:
                 u"leave the split that you use in splitId, or clients cannot name it"_s};
         if (match.hasCaptured(1))
             return {Ok, u"accepted, split %1"_s.arg(split), step.meaning};
-        if (answer.kind == Reply::Kind::Accepted)
-            return {Ok, u"accepted"_s, step.meaning};
-        if (answer.kind == Reply::Kind::Rejected)
-            return {Ok, u"rejected"_s,
-                step.meaning.isEmpty() ? u"a refresh is running already, or none can be started"_s : step.meaning};
-        return {Ok, answer.root == RefreshFinishedNotice ? u"finished"_s : u"<%1>"_s.arg(answer.root), step.meaning};
+        static const QMap<QString, QString> words = {{u"commandAccepted"_s, u"accepted"_s},
+            {u"commandRejected"_s, u"rejected"_s}, {RefreshFinishedNotice, u"finished"_s}};
+        const bool isRefused = answer.kind == Reply::Kind::Rejected && step.meaning.isEmpty();
+        return {Ok, words.value(answer.root, u'<' + answer.root + u'>'),
+            isRefused ? u"a refresh is running already, or none can be started"_s : step.meaning};
     }
 
     static Finding listFinding(const QStringList& given)
@@ -223,8 +211,7 @@ private:
 
     Host& host;
     Console& console;
-    std::optional<Reply> reply; ///< the last one to the present command
-    int replies = 0; ///< to it
+    QList<Reply> replies; ///< to the present command
     QList<QLatin1String> verdicts;
 };
 

@@ -44,16 +44,15 @@ constexpr QLatin1String Group("subsplit:");
 /// Null for a command that the protocol does not have.
 QString knownLines(const QString& command)
 {
-    const QString pattern = u"^%1 .*\\n(?:    .*\\n)*"_s.arg(QRegularExpression::escape(command));
-    return QRegularExpression(pattern, QRegularExpression::MultilineOption).match(HelpOnAll).captured();
+    const QRegularExpression lines(u"(?m)^%1 .*\\n(?:    .*\\n)*"_s.arg(QRegularExpression::escape(command)));
+    return lines.match(HelpOnAll).captured();
 }
 
 /// All first captures.
 QStringList capturedIn(const QString& text, const QString& pattern)
 {
     QStringList captured;
-    const QRegularExpression expression(pattern, QRegularExpression::MultilineOption);
-    for (const QRegularExpressionMatch& match : expression.globalMatch(text))
+    for (const QRegularExpressionMatch& match : QRegularExpression(u"(?m)"_s + pattern).globalMatch(text))
         captured.append(match.captured(1));
     return captured;
 }
@@ -154,16 +153,15 @@ QString helpOn(const QString& command)
 
 namespace {
 
-/// Values with what a line needs before blanks and quotes.
+/// Values with what a line needs before blanks and quotes. A line cannot hold those with line ends.
 QStringList valuesFor(const QString& key, const ValuesOfKey& valuesOf)
 {
+    static const QRegularExpression oneLine(u"^[^\\r\\n]*\\z"_s);
     static const QRegularExpression special(u"([\\s\\\\'\"])"_s);
-    QStringList words;
-    for (const QString& value : valuesOf(key)) {
-        if (!value.contains(u'\n') && !value.contains(u'\r')) // a line cannot hold them
-            words.append(key + u'=' + QString(value).replace(special, u"\\\\1"_s));
-    }
-    return words;
+    return valuesOf(key)
+        .filter(oneLine)
+        .replaceInStrings(special, u"\\\\1"_s)
+        .replaceInStrings(QRegularExpression(u"^"_s), key + u'=');
 }
 
 QStringList candidates(const QStringList& wordsBefore, const QString& word, const ValuesOfKey& valuesOf)
@@ -218,6 +216,16 @@ QString escapedXml(const QString& key, const QString& text, bool inAscii)
             escaped += QChar::fromUcs4(character);
     }
     return escaped;
+}
+
+/// Whether an element or an attribute without a namespace prefix can have this name.
+bool isXmlName(const QString& name)
+{
+    if (name.contains(u':'))
+        return false;
+    // The reader knows what a name is; whatever else it makes of the text is not the text as a name.
+    QXmlStreamReader reader(u'<' + name + "/>"_L1);
+    return reader.readNextStartElement() && reader.name() == name && reader.attributes().isEmpty();
 }
 
 QString nameBefore(QChar mark, const QString& word, const QString& what)
@@ -312,15 +320,6 @@ CommandRequest requestFromDocument(const QByteArray& document, const QString& fi
     QXmlStreamReader reader(trimmed);
     reader.readNextStartElement();
     return CommandRequest(reader.name().toString(), trimmed);
-}
-
-bool isXmlName(const QString& name)
-{
-    if (name.contains(u':'))
-        return false;
-    // The reader knows what a name is; whatever else it makes of the text is not the text as a name.
-    QXmlStreamReader reader(u'<' + name + "/>"_L1);
-    return reader.readNextStartElement() && reader.name() == name && reader.attributes().isEmpty();
 }
 
 } // namespace OrvaneClient

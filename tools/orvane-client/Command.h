@@ -38,7 +38,6 @@ struct CommandRequest {
     QByteArray document; ///< without the end of message
     QString answerRoot; ///< local name of the answer's root element; empty: any answer but a notice
     bool awaitsNotice; ///< which comes some time after the command, and not in place of its answer
-    bool awaitsNothing = false;
 };
 
 /**
@@ -56,8 +55,5 @@ CommandRequest checkedRequest(const QStringList& words, bool isForced);
 
 /// A document that somebody else wrote, sent as it is: it may be anything but empty or more than one message.
 CommandRequest requestFromDocument(const QByteArray& document, const QString& fileName);
-
-/// Whether an element or an attribute without a namespace prefix can have this name.
-bool isXmlName(const QString& name);
 
 } // namespace OrvaneClient

@@ -56,7 +56,7 @@ void Console::reply(const Reply& reply)
     if (replyFormat == ReplyFormat::Json)
         object(reply.json());
     else if (replyFormat != ReplyFormat::Nothing)
-        print(time().toLatin1() + reply.formatted(replyFormat));
+        print(time().toLatin1() + reply.lines(replyFormat == ReplyFormat::Indented));
 }
 
 void Console::object(QJsonObject object)
@@ -78,22 +78,22 @@ QString Console::time() const
 
 void Console::print(const QByteArray& bytes)
 {
-    if (write(stdout, isatty(STDOUT_FILENO) != 0 ? visibleText(textOfBytes(bytes)).toUtf8() : bytes))
+    const int error = write(stdout, isatty(STDOUT_FILENO) != 0 ? visibleText(textOfBytes(bytes)).toUtf8() : bytes);
+    if (error == 0)
         return;
-    if (errno != EPIPE) // a reader that has enough is no problem
-        problem(u"cannot write to standard output: %1"_s.arg(QString::fromLocal8Bit(std::strerror(errno))));
+    if (error != EPIPE) // a reader that has enough is no problem
+        problem(u"cannot write to standard output: %1"_s.arg(QString::fromLocal8Bit(std::strerror(error))));
     std::_Exit(static_cast<int>(ExitStatus::OutputFailed));
 }
 
-bool Console::write(std::FILE* stream, const QByteArray& bytes)
+int Console::write(std::FILE* stream, const QByteArray& bytes)
 {
     hidePrompt();
     const auto length = static_cast<size_t>(bytes.size());
     const bool isWritten = std::fwrite(bytes.constData(), 1, length, stream) == length && std::fflush(stream) == 0;
-    const int error = errno;
+    const int error = isWritten ? 0 : errno;
     restorePrompt();
-    errno = error;
-    return isWritten;
+    return error;
 }
 
 } // namespace OrvaneClient

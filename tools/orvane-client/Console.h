@@ -50,7 +50,8 @@ private:
     /// Empty while no times are shown.
     QString time() const;
     void print(const QByteArray& bytes);
-    bool write(std::FILE* stream, const QByteArray& bytes);
+    /// \return why it failed; 0 if it did not
+    int write(std::FILE* stream, const QByteArray& bytes);
 
     std::function<void()> hidePrompt = [] {};
     std::function<void()> restorePrompt = [] {};

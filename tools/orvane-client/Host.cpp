@@ -1,6 +1,5 @@
 #include "Host.h"
 
-#include "Command.h"
 #include "Console.h"
 #include "Protocol.h"
 #include "Settings.h"
@@ -34,10 +33,6 @@ constexpr QLatin1String FenceCommand("end-of-query-");
 
 constexpr qsizetype LongestMessage = qsizetype(1) << 27; ///< more than any host has to say, and can be held
 
-// Marks in a trace.
-constexpr QLatin1String Sent("> ");
-constexpr QLatin1String Received("< ");
-
 } // namespace
 
 void catchSignals()
@@ -52,14 +47,8 @@ void catchSignals()
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [descriptor] {
         signalfd_siginfo signal = {};
         if (read(descriptor, &signal, sizeof signal) == sizeof signal)
-            caughtSignal() = static_cast<int>(signal.ssi_signo);
+            caughtSignal = static_cast<int>(signal.ssi_signo);
     });
-}
-
-int& caughtSignal()
-{
-    static int signal = 0;
-    return signal;
 }
 
 Host::Host(const Settings& settings, Console& console, std::optional<CommandRequest> login)
@@ -83,7 +72,7 @@ bool Host::waitUntil(const std::function<bool()>& condition, QDeadlineTimer dead
         receive();
         if (condition())
             return true;
-        if (deadline.hasExpired() || caughtSignal() != 0)
+        if (deadline.hasExpired() || caughtSignal != 0)
             return false;
         if (!deadline.isForever())
             alarm.start(std::chrono::milliseconds(deadline.remainingTime() + 1));
@@ -91,29 +80,17 @@ bool Host::waitUntil(const std::function<bool()>& condition, QDeadlineTimer dead
     }
 }
 
-bool Host::idleUntil(const std::function<bool()>& condition, QDeadlineTimer deadline)
-{
-    bool wasOpen = isOpen;
-    const auto isOver = [&] {
-        if (std::exchange(wasOpen, isOpen) && !isOpen)
-            console.problem(endOfConnection().problem);
-        return condition();
-    };
-    return waitUntil(isOver, deadline);
-}
-
 QSslCertificate Host::connect()
 {
     for (QString told; !isOpen;) {
-        try {
-            open();
-        } catch (const Outcome& failure) {
-            if (!failure.mayPass || !settings.has("retry") || caughtSignal() != 0)
-                throw;
-            if (std::exchange(told, failure.problem) != failure.problem)
-                console.problem(failure.problem + u"; trying again"_s);
-            waitUntil([] { return false; }, QDeadlineTimer(1s));
-        }
+        const Outcome failure = attempt([this] { open(); });
+        if (failure.status == ExitStatus::Success)
+            break;
+        if (!failure.mayPass || !settings.has("retry") || caughtSignal != 0)
+            throw Outcome(failure);
+        if (std::exchange(told, failure.problem) != failure.problem)
+            console.problem(failure.problem + u"; trying again"_s);
+        waitUntil([] { return false; }, QDeadlineTimer(1s));
     }
     return socket.peerCertificate();
 }
@@ -161,16 +138,19 @@ void Host::logIn()
         return;
     connect();
     const QDeadlineTimer deadline(timeout);
-    const int fence = sendLogin();
-    isLoggedIn = awaitFence(fence, QDeadlineTimer(std::min(Silence, timeout / 3)));
+    if (login)
+        send(login->document);
+    sendFence();
+    isLoggedIn = awaitFence(QDeadlineTimer(std::min(Silence, timeout / 3)));
     if (isLoggedIn)
         return;
     if (!isOpen)
         throw endOfConnection();
     endSending(deadline);
-    if (awaitFence(fence, deadline)) {
+    if (awaitFence(deadline)) {
         open(); // the connection takes no more commands
-        sendLogin();
+        if (login)
+            send(login->document);
         isLoggedIn = true;
         return;
     }
@@ -185,14 +165,6 @@ void Host::logIn()
     throw Outcome(failure);
 }
 
-/// \return the number of the fence
-int Host::sendLogin()
-{
-    if (login)
-        send(login->document);
-    return sendFence();
-}
-
 void Host::exchange(const CommandRequest& request)
 {
     sinceSent.start();
@@ -203,64 +175,50 @@ void Host::exchange(const CommandRequest& request)
         logIn();
         return;
     }
-    if (request.awaitsNothing && !login)
-        connect();
-    else
-        logIn();
-    sinceSent.start(); // not before the login has been answered
-    answeredAfter = -1;
-    send(request.document);
+    logIn();
     const bool isRefresh = request.answerRoot == RefreshFinishedNotice && !settings.has("timeout");
-    if (!request.awaitsNothing) {
-        awaitAnswer(request, isRefresh ? 60s : timeout);
-        return;
-    }
-    const QDeadlineTimer deadline(timeout);
-    endSending(deadline);
-    if (!waitUntil([this] { return !isOpen; }, deadline))
-        throw Outcome {ExitStatus::NoAnswer, u"the host did not take all within %1"_s.arg(durationText(timeout))};
-}
-
-void Host::awaitAnswer(const CommandRequest& request, std::chrono::milliseconds limit)
-{
+    const std::chrono::milliseconds limit = isRefresh ? 60s : timeout;
     const QDeadlineTimer deadline(limit);
+    const auto isDone = [this] { return outcome || !isOpen; };
     outcome.reset();
     awaited = request;
-    const int fence = fencesSent + 1;
-    const auto isDone = [this] { return outcome || !isOpen; };
+    answeredAfter = -1;
+    sinceSent.start(); // not before the login has been answered
+    send(request.document);
     if (!waitUntil(isDone, QDeadlineTimer(std::min(Silence, limit / 3)))) {
         sendFence();
-        waitUntil([&] { return isDone() || (!request.awaitsNotice && fencesPassed >= fence); }, deadline);
+        waitUntil([&] { return isDone() || (!request.awaitsNotice && fencesPassed == fencesSent); }, deadline);
     }
-    const bool hasPassed = fencesPassed >= fence;
-    const QString what = request.answerDescription();
-    if (!outcome && !isOpen)
-        outcome = endOfConnection();
-    else if (!outcome)
-        outcome = {ExitStatus::NoAnswer,
-            hasPassed && !request.awaitsNotice ? u"the host gives no %1"_s.arg(what)
-                                               : u"no %1 within %2"_s.arg(what, durationText(limit))};
+    if (!outcome)
+        outcome = isOpen ? giveUp(request, limit) : endOfConnection();
     awaited.reset();
-    if (outcome->status == ExitStatus::NoAnswer && request.answerRoot == RefreshFinishedNotice && hasPassed)
-        outcome->problem += u"; the refresh goes on (%1)"_s.arg(request.awaitsNotice
-                ? u"give it more --timeout"_s
-                : u"%1 is shown when it has ended"_s.arg(request.answerRoot));
-    if (outcome->status == ExitStatus::NoAnswer && !hasPassed)
-        reset(); // or what comes late would be taken for the answer to the next command
     if (outcome->status != ExitStatus::Success)
         throw Outcome(*outcome);
+}
+
+Outcome Host::giveUp(const CommandRequest& request, std::chrono::milliseconds limit)
+{
+    const bool hasPassed = fencesPassed == fencesSent;
+    const QString what = request.answerDescription();
+    QString problem = hasPassed && !request.awaitsNotice ? u"the host gives no %1"_s.arg(what)
+                                                         : u"no %1 within %2"_s.arg(what, durationText(limit));
+    if (!hasPassed)
+        reset(); // or what comes late would be taken for the answer to the next command
+    else if (request.answerRoot == RefreshFinishedNotice)
+        problem += request.awaitsNotice ? u"; the refresh goes on (give it more --timeout)"_s
+                                        : u"; the refresh goes on, and %1 is shown when it has ended"_s.arg(what);
+    return {ExitStatus::NoAnswer, problem};
 }
 
 /// A line for each line, with a mark before it, and without the password of a login.
 void Host::trace(QLatin1String mark, const QByteArray& bytes)
 {
-    static const QRegularExpression password(u"(<(?:[\\w.-]+:)?password\\b[^>]*>).*?(</|$)"_s,
-        QRegularExpression::DotMatchesEverythingOption | QRegularExpression::UseUnicodePropertiesOption);
+    static const QRegularExpression password(u"(?s)(<(?:[\\w.-]+:)?password\\b[^>]*>).*?(</|$)"_s);
     static const QRegularExpression lineStart(u"(?<=\\n)(?!$)"_s);
     if (!settings.has("trace") || bytes.isEmpty())
         return;
     QString text = textOfBytes(bytes);
-    if (mark == Sent)
+    if (mark == "> "_L1)
         text.replace(password, u"\\1***\\2"_s);
     for (const QString& line : text.split(lineStart))
         console.trace(mark + line);
@@ -269,22 +227,20 @@ void Host::trace(QLatin1String mark, const QByteArray& bytes)
 void Host::send(const QByteArray& message)
 {
     const QByteArray bytes = message + OrvaneInterface::MessageTerminator.data();
-    trace(Sent, bytes);
+    trace("> "_L1, bytes);
     socket.write(bytes);
 }
 
-/// \return its number; that of the login's is 0
-int Host::sendFence()
+void Host::sendFence()
 {
     const QString name = FenceCommand + QString::number(++fencesSent);
     send((u'<' + name + "/>"_L1).toLatin1());
-    return fencesSent;
 }
 
-bool Host::awaitFence(int number, QDeadlineTimer deadline)
+bool Host::awaitFence(QDeadlineTimer deadline)
 {
-    waitUntil([&] { return fencesPassed >= number || !isOpen; }, deadline);
-    return fencesPassed >= number;
+    waitUntil([this] { return fencesPassed == fencesSent || !isOpen; }, deadline);
+    return fencesPassed == fencesSent;
 }
 
 /// The host closes when it has read all. Closing here at once could make the system drop what it has not read yet.
@@ -300,7 +256,7 @@ void Host::receive()
     if (!isOpen)
         return;
     const QByteArray bytes = socket.readAll();
-    trace(Received, bytes);
+    trace("< "_L1, bytes);
     if (answeredAfter < 0 && sinceSent.isValid() && !bytes.isEmpty())
         answeredAfter = sinceSent.elapsed();
     for (const QByteArray& message : bytes.isEmpty() ? QList<QByteArray>() : cutter.add(bytes))
@@ -308,6 +264,8 @@ void Host::receive()
     if (cutter.incompleteLength() > LongestMessage)
         socket.abort();
     isOpen = socket.state() != QAbstractSocket::UnconnectedState;
+    if (!isOpen && isLoggedIn && !awaited) // whoever waits for something says so himself
+        console.problem(endOfConnection().problem);
 }
 
 void Host::handle(const Reply& reply)
@@ -332,12 +290,9 @@ Outcome Host::endOfConnection() const
     const qsizetype length = cutter.incompleteLength();
     if (length > LongestMessage)
         return {ExitStatus::BadAnswer, u"the answer has no end: given up after %1 bytes"_s.arg(length)};
-    QString problem = u"%1 closed the connection"_s.arg(settings.address());
-    if (length > 0)
-        problem += u" in the middle of a message, after %1 bytes"_s.arg(length);
-    else if (awaited)
-        problem += u", no %1"_s.arg(awaited->answerDescription());
-    return {ExitStatus::NoAnswer, problem};
+    const QString what = awaited ? u", no "_s + awaited->answerDescription() : QString();
+    const QString middle = u" in the middle of a message, after %1 bytes"_s.arg(length);
+    return {ExitStatus::NoAnswer, u"%1 closed the connection%2"_s.arg(settings.address(), length > 0 ? middle : what)};
 }
 
 } // namespace OrvaneClient

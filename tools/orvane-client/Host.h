@@ -19,7 +19,7 @@ class Settings;
 void catchSignals();
 
 /// The number of the last one; 0: there was none.
-int& caughtSignal();
+inline int caughtSignal = 0;
 
 /**
  * A host, and the connection to it. An operation blocks until it has ended, its time is over, or a signal was caught.
@@ -31,18 +31,15 @@ int& caughtSignal();
  */
 class Host {
 public:
-    /// For each message of the host, except the rejections of fences.
-    using Listener = std::function<void(const Reply& reply)>;
-
     const Settings& settings; ///< what the user wants
     Console& console; ///< where it is told
+    /// For each message of the host, except the rejections of fences.
+    std::function<void(const Reply& reply)> listener = [](const Reply&) {};
 
     /// Settings and console live longer. Without \a login it does not log in.
     Host(const Settings& settings, Console& console, std::optional<CommandRequest> login);
     ~Host() { socket.abort(); }
     Q_DISABLE_COPY_MOVE(Host)
-
-    void setListener(const Listener& function) { listener = function; }
 
     /// Connects, judges the certificate, and sends nothing. Does nothing if there is a connection.
     /// \return the certificate
@@ -55,8 +52,6 @@ public:
 
     /// Receives messages until the condition holds. \return whether it does; no at the deadline or a signal
     bool waitUntil(const std::function<bool()>& condition, QDeadlineTimer deadline);
-    /// The same while nothing else goes on: reports the end of the connection.
-    bool idleUntil(const std::function<bool()>& condition, QDeadlineTimer deadline);
 
     bool isConnected() const { return isOpen; }
     /// That its lists have, by the keys that take them.
@@ -68,12 +63,11 @@ private:
     void open();
     void reset();
     Outcome connectionFailure() const;
-    int sendLogin();
-    void awaitAnswer(const CommandRequest& request, std::chrono::milliseconds limit);
+    Outcome giveUp(const CommandRequest& request, std::chrono::milliseconds limit);
     void trace(QLatin1String mark, const QByteArray& bytes);
     void send(const QByteArray& message);
-    int sendFence();
-    bool awaitFence(int number, QDeadlineTimer deadline);
+    void sendFence();
+    bool awaitFence(QDeadlineTimer deadline);
     void endSending(QDeadlineTimer deadline);
     void receive();
     void handle(const Reply& reply);
@@ -82,7 +76,6 @@ private:
     const Trust trust;
     const std::chrono::milliseconds timeout;
     std::optional<CommandRequest> login;
-    Listener listener = [](const Reply&) {};
     QSslSocket socket;
     MessageCutter cutter;
     std::optional<CommandRequest> awaited; ///< while an exchange waits for it

@@ -39,7 +39,7 @@ bool awaitInput(Host& host)
         isReadable = true;
         notifier.setEnabled(false);
     });
-    return host.idleUntil([&] { return isReadable; }, QDeadlineTimer(QDeadlineTimer::Forever));
+    return host.waitUntil([&] { return isReadable; }, QDeadlineTimer(QDeadlineTimer::Forever));
 }
 
 std::array<char, 9> promptText = {"orvane> "};
@@ -83,7 +83,7 @@ public:
             el_set(editor.get(), EL_PREP_TERM, 1);
             if (line)
                 return QString::fromWCharArray(line, length).remove(u'\n').toUtf8();
-            const bool isInterrupted = std::exchange(caughtSignal(), 0) == SIGINT;
+            const bool isInterrupted = std::exchange(caughtSignal, 0) == SIGINT;
             host.console.text(isInterrupted ? u"^C\n"_s : u"\n"_s);
             if (!isInterrupted)
                 return std::nullopt;
@@ -129,7 +129,7 @@ private:
     {
         Prompt& prompt = of(editor);
         const auto [word, words] = completionOf(prompt.typedText(), prompt.valuesOf);
-        caughtSignal() = 0; // in the wait for names
+        caughtSignal = 0; // in the wait for names
         if (words.isEmpty())
             return CC_REFRESH_BEEP;
         QString common = words.first();
@@ -217,7 +217,10 @@ public:
     explicit Shell(Host& host)
         : host(host)
     {
-        host.setListener([this](const Reply& reply) { show(reply); });
+        host.listener = [this](const Reply& reply) {
+            if (!isCompleting || reply.names().isEmpty())
+                this->host.console.reply(reply);
+        };
         if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0)
             return;
         catchSignals();
@@ -247,12 +250,6 @@ private:
         return line.isEmpty() ? std::nullopt : std::optional(line.endsWith('\n') ? line.chopped(1) : line);
     }
 
-    void show(const Reply& reply)
-    {
-        if (!isCompleting || reply.names().isEmpty())
-            host.console.reply(reply);
-    }
-
     /// Asks the host for what it has not told yet.
     QStringList valuesOf(const QString& key)
     {
@@ -271,7 +268,7 @@ private:
     bool runLine(const QByteArray& line, int number)
     {
         const Outcome outcome = attempt([&] { execute(line); });
-        const int signal = std::exchange(caughtSignal(), 0);
+        const int signal = std::exchange(caughtSignal, 0);
         if (outcome.status == ExitStatus::Success || prompt) {
             if (outcome.status != ExitStatus::Success)
                 host.console.problem(signal != 0 ? u"given up: the connection is closed"_s : outcome.problem);
@@ -284,7 +281,7 @@ private:
 
     void execute(const QByteArray& line)
     {
-        static const QRegularExpression secret(u"password|login"_s, QRegularExpression::CaseInsensitiveOption);
+        static const QRegularExpression secret(u"(?i)password|login"_s);
         const QByteArray trimmed = line.trimmed();
         if (trimmed.isEmpty() || trimmed.startsWith('#'))
             return;

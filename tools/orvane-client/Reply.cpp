@@ -1,11 +1,9 @@
 #include "Reply.h"
 
-#include "Command.h"
 #include "Console.h"
 #include "DocumentMeasure.h"
 #include "Protocol.h"
 
-#include <QJsonDocument>
 #include <QRegularExpression>
 #include <QStringDecoder>
 #include <QXmlStreamReader>
@@ -41,9 +39,8 @@ namespace {
 QString withEscapedNames(const QString& list)
 {
     static const QRegularExpression values(
-        uR"((?<= name="| ip="| usename="| password="| maxnumchannels=")((?:(?! name="| ip=").)*?))"
-        R"("(?= />(?=<preset |<track |</)| (?:ip|usename|password|maxnumchannels)="|>(?=<track |</)))"_s,
-        QRegularExpression::DotMatchesEverythingOption);
+        uR"((?s)(?<= name="| ip="| usename="| password="| maxnumchannels=")((?:(?! name="| ip=").)*?))"
+        R"("(?= />(?=<preset |<track |</)| (?:ip|usename|password|maxnumchannels)="|>(?=<track |</)))"_s);
     QString escaped;
     qsizetype end = 0;
     for (const QRegularExpressionMatch& match : values.globalMatch(list)) {
@@ -154,11 +151,6 @@ QMap<QString, QStringList> Reply::names() const
     return names;
 }
 
-bool Reply::isList() const
-{
-    return root == RecorderList || root == PresetsList;
-}
-
 namespace {
 
 /// As it came if it is too deep, as each level makes its lines longer, or declares a prefix twice in one element: that
@@ -190,29 +182,26 @@ QByteArray indented(const QByteArray& message)
 
 } // namespace
 
-QByteArray Reply::formatted(ReplyFormat format) const
+QByteArray Reply::lines(bool isIndented) const
 {
     const bool canBeRead = kind != Kind::NotXml && kind != Kind::TooMuch && !isTextList;
-    if (format == ReplyFormat::Nothing)
-        return {};
-    if (format == ReplyFormat::Json)
-        return QJsonDocument(json()).toJson(QJsonDocument::Compact) + '\n';
-    return (canBeRead && format == ReplyFormat::Indented ? indented(raw) : raw) + '\n';
+    return (canBeRead && isIndented ? indented(raw) : raw) + '\n';
 }
 
 std::optional<Outcome> judge(const Reply& reply, const CommandRequest& request)
 {
+    using Kind = Reply::Kind;
     const QString& root = request.answerRoot;
-    if (reply.kind == Reply::Kind::NotXml)
-        return Outcome {ExitStatus::BadAnswer, u"the answer is no well-formed XML: %1"_s.arg(reply.reason)};
-    if (reply.kind == Reply::Kind::TooMuch)
-        return Outcome {ExitStatus::BadAnswer, u"the answer is too much to be read: %1"_s.arg(reply.reason)};
-    const bool isAwaited = root.isEmpty() ? reply.root != RefreshFinishedNotice : reply.root == root;
-    const bool isOurs =
-        reply.kind == Reply::Kind::Other || request.command.isEmpty() || reply.command == request.command;
-    if (reply.kind == Reply::Kind::Rejected && isOurs)
+    if (reply.kind == Kind::NotXml || reply.kind == Kind::TooMuch)
+        return Outcome {ExitStatus::BadAnswer,
+            u"the answer is %1: %2"_s.arg(
+                reply.kind == Kind::NotXml ? u"no well-formed XML"_s : u"too much to be read"_s, reply.reason)};
+    if (reply.kind != Kind::Other && !request.command.isEmpty() && reply.command != request.command)
+        return std::nullopt;
+    if (reply.kind == Kind::Rejected)
         return Outcome {ExitStatus::Rejected, u"%1 was rejected: %2"_s.arg(reply.command, reply.reason)};
-    return reply.kind != Reply::Kind::Rejected && isAwaited && isOurs ? std::optional(Outcome()) : std::nullopt;
+    const bool isAwaited = root.isEmpty() ? reply.root != RefreshFinishedNotice : reply.root == root;
+    return isAwaited ? std::optional(Outcome()) : std::nullopt;
 }
 
 } // namespace OrvaneClient

@@ -45,8 +45,8 @@ struct Reply {
     explicit Reply(const QByteArray& message);
 
     QJsonObject json() const;
-    /// The lines to print, the last line end included; empty if there are none.
-    QByteArray formatted(ReplyFormat format) const;
+    /// To print, the last line end included.
+    QByteArray lines(bool isIndented) const;
     /// The names that a list has for the values of keys, such as those of the recorders for "recorder".
     QMap<QString, QStringList> names() const;
 
@@ -59,7 +59,7 @@ struct Reply {
 
 private:
     void read(const QString& document);
-    bool isList() const;
+    bool isList() const { return root == RecorderList || root == PresetsList; }
 
     QMap<QString, QString> texts; ///< of the elements in the root, by their names
     QJsonArray entries; ///< of a list

@@ -36,7 +36,6 @@ QList<QCommandLineOption> programOptions()
         {u"show-certificate"_s, u"Show the host's certificate with its fingerprint, and end."_s},
         {u"file"_s, u"Send the document of FILE as it is; - is standard input."_s, u"FILE"_s},
         {u"wait"_s, u"Wait for a message with this root element, not for the answer."_s, u"NAME"_s},
-        {u"no-reply"_s, u"Wait for no answer: end when all has been sent."_s},
         {u"retry"_s, u"Try again, once a second, until the host can be reached."_s},
         {u"interval"_s, u"With watch: between two queries (default: 5)."_s, u"SECONDS"_s},
         {u"apply"_s, u"With check: also play what changes the display."_s},
@@ -105,8 +104,6 @@ Settings::Settings(const QStringList& arguments)
     readTask();
     if (has("password-file") && get("user").isEmpty())
         refuse(u"--password-file goes with a user only"_s);
-    if (has("wait") && !isXmlName(get("wait")))
-        refuse(u"\"%1\" is no XML name to wait for"_s.arg(get("wait")));
 }
 
 /// The options that are given, by their long names; the value of a flag is empty.
@@ -129,7 +126,7 @@ QMap<QString, QString> Settings::parse(const QStringList& arguments)
 void Settings::overlay(const QMap<QString, QString>& given)
 {
     for (const QStringList& exclusive : {QStringList {u"user"_s, u"system"_s, u"no-login"_s},
-             {u"fingerprint"_s, u"ca"_s, u"insecure"_s, u"trust-on-first-use"_s}, {u"wait"_s, u"no-reply"_s},
+             {u"fingerprint"_s, u"ca"_s, u"insecure"_s, u"trust-on-first-use"_s},
              {u"json"_s, u"pretty"_s, u"quiet"_s, u"raw"_s}, {u"file"_s, u"show-certificate"_s, u"forget"_s}}) {
         QStringList names = exclusive;
         names.removeIf([&](const QString& name) { return !given.contains(name); });
@@ -172,8 +169,8 @@ void Settings::readTask()
         if (has(option) && !words.isEmpty())
             refuse(u"\"%1\" is one command too many beside --%2"_s.arg(words.first(), QString::fromLatin1(option)));
     }
-    for (const auto& [option, where] : {std::pair {"wait", "one command"_L1}, {"no-reply", "one command"_L1},
-             {"apply", "check"_L1}, {"interval", "watch"_L1}}) {
+    for (const auto& [option, where] :
+        {std::pair {"wait", "one command"_L1}, {"apply", "check"_L1}, {"interval", "watch"_L1}}) {
         if (has(option) && task != where)
             refuse(u"--%1 goes with %2 only"_s.arg(QString::fromLatin1(option), where));
     }

@@ -43,14 +43,18 @@ QString textOf(const QList<QSslError>& errors)
     return texts.join("; "_L1);
 }
 
-/// Without the colons and what openssl prints before it.
+QString textOf(const QByteArray& digest)
+{
+    return QString::fromLatin1(digest.toHex(':').toUpper());
+}
+
+/// What openssl prints before it does not matter, nor do colons and case.
 QString readFingerprint(const QString& text)
 {
-    static const QRegularExpression pattern(u"^[0-9A-F]{64}\\z"_s);
-    const QString digits = text.mid(text.indexOf(u'=') + 1).remove(u':').toUpper();
-    if (!pattern.match(digits).hasMatch())
+    const QByteArray digest = QByteArray::fromHex(text.mid(text.indexOf(u'=') + 1).toLatin1());
+    if (digest.size() != QCryptographicHash::hashLength(QCryptographicHash::Sha256))
         refuse(u"\"%1\" is no SHA-256 fingerprint: it takes 64 hexadecimal digits"_s.arg(text));
-    return QString(digits).replace(QRegularExpression(u"(..)(?!$)"_s), u"\\1:"_s);
+    return textOf(digest);
 }
 
 QList<QSslCertificate> readAuthorities(const QString& fileName)
@@ -68,7 +72,7 @@ QList<QSslCertificate> readAuthorities(const QString& fileName)
 
 QString fingerprintOf(const QSslCertificate& certificate)
 {
-    return QString::fromLatin1(certificate.digest(QCryptographicHash::Sha256).toHex(':').toUpper());
+    return textOf(certificate.digest(QCryptographicHash::Sha256));
 }
 
 void forget(const Settings& settings)

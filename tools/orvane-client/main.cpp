@@ -1,8 +1,6 @@
-#include "Command.h"
 #include "Console.h"
 #include "Host.h"
 #include "Loops.h"
-#include "Protocol.h"
 #include "Settings.h"
 #include "Trust.h"
 
@@ -112,11 +110,11 @@ CommandRequest makeRequest(const Settings& settings)
 ExitStatus runCommand(Host& host)
 {
     CommandRequest request = makeRequest(host.settings);
-    if (host.settings.has("wait"))
+    if (host.settings.has("wait")) {
         request.answerRoot = host.settings.get("wait");
-    request.awaitsNotice = request.awaitsNotice || host.settings.has("wait");
-    request.awaitsNothing = host.settings.has("no-reply");
-    host.setListener([&](const Reply& reply) { host.console.reply(reply); });
+        request.awaitsNotice = true;
+    }
+    host.listener = [&](const Reply& reply) { host.console.reply(reply); };
     host.exchange(request);
     return ExitStatus::Success;
 }
@@ -140,20 +138,19 @@ ExitStatus runWatch(Host& host)
     QByteArray asked;
     QMap<QByteArray, QByteArray> answers;
     QMap<QByteArray, QString> problems;
-    host.setListener([&](const Reply& reply) {
-        const bool isNotice = reply.root == RefreshFinishedNotice;
-        if (isNotice || std::exchange(answers[asked], reply.raw) != reply.raw)
+    host.listener = [&](const Reply& reply) {
+        if (reply.root == RefreshFinishedNotice || std::exchange(answers[asked], reply.raw) != reply.raw)
             console.reply(reply);
-    });
+    };
     const auto tellNewProblem = [&](const Outcome& result) {
         const bool isNew = std::exchange(problems[asked], result.problem) != result.problem;
-        if (isNew && !result.problem.isEmpty() && caughtSignal() == 0)
+        if (isNew && !result.problem.isEmpty() && caughtSignal == 0)
             console.problem(result.problem);
         const bool isHopeless = result.status == ExitStatus::NoConnection && !result.mayPass;
         if (isHopeless || result.status == ExitStatus::NotLoggedIn)
             throw Outcome {result.status}; // it has been told
     };
-    while (caughtSignal() == 0) {
+    while (caughtSignal == 0) {
         const bool wasConnected = host.isConnected();
         asked.clear();
         tellNewProblem(attempt([&] { host.logIn(); }));
@@ -161,25 +158,21 @@ ExitStatus runWatch(Host& host)
             console.problem(u"connected to %1"_s.arg(host.settings.address()));
         for (const CommandRequest& query : queries) {
             asked = query.document;
-            if (host.isConnected() && caughtSignal() == 0)
+            if (host.isConnected() && caughtSignal == 0)
                 tellNewProblem(attempt([&] { host.exchange(query); }));
         }
-        host.idleUntil([&] { return !host.isConnected(); }, host.isConnected() ? interval : 1s);
+        host.waitUntil([&] { return !host.isConnected(); }, host.isConnected() ? interval : 1s);
     }
     return ExitStatus::Success;
 }
 
 ExitStatus runTask(const Settings& settings, Console& console)
 {
+    static const QMap<QString, ExitStatus (*)(Host&)> tasks = {{u"check"_s, &runCheck}, {u"watch"_s, &runWatch},
+        {u"one command"_s, &runCommand}, {u"lines of commands"_s, &runLines}};
     console.setFormat(formatOf(settings));
     Host host(settings, console, makeLogin(settings));
-    if (settings.task == "check"_L1)
-        return runCheck(host);
-    if (settings.task == "watch"_L1)
-        return runWatch(host);
-    if (settings.task == "one command"_L1)
-        return runCommand(host);
-    return runLines(host);
+    return tasks[settings.task](host);
 }
 
 ExitStatus run(const Settings& settings, Console& console)
@@ -187,7 +180,7 @@ ExitStatus run(const Settings& settings, Console& console)
     if (settings.has("help"))
         console.text(programHelp());
     else if (settings.has("version"))
-        console.text(u"orvane-client %1\n"_s.arg(QCoreApplication::applicationVersion()));
+        console.text(u"orvane-client %1\n"_s.arg(QStringLiteral(ORVANE_CLIENT_VERSION)));
     else if (settings.task == "help"_L1)
         console.text(helpOn(settings.words.mid(1).join(u' ')));
     else if (settings.has("forget"))
@@ -208,7 +201,6 @@ int main(int argc, char** argv)
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a reader that has gone is told of as any other failure
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(u"orvane-client"_s);
-    QCoreApplication::setApplicationVersion(QStringLiteral(ORVANE_CLIENT_VERSION));
     Console console;
     try {
         return static_cast<int>(run(Settings(QCoreApplication::arguments().mid(1)), console));
