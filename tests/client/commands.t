@@ -73,57 +73,45 @@ A document is well-formed whatever the values are, has the keys in their order, 
 
 What it does not send:
 
-  $ orvane --bogus
-  orvane-client: Unknown option 'bogus'. (--help tells more)
-  [1]
-  $ orvane --port 65536 setPreset
-  orvane-client: "65536" is no port: it takes a number from 1 to 65535 (--help tells more)
-  [1]
-  $ orvane --timeout nan setPreset
-  orvane-client: "nan" is no timeout: it takes seconds, above 0 and up to 86400 (--help tells more)
-  [1]
-  $ orvane --ca x setPreset
-  orvane-client: --ca and --insecure exclude each other (--help tells more)
-  [1]
-  $ orvane --file nowhere.xml
-  orvane-client: cannot read "nowhere.xml": No such file or directory (--help tells more)
-  [1]
-  $ orvane --file - setPreset
-  orvane-client: "setPreset" is one command too many beside --file (--help tells more)
-  [1]
-  $ orvane --file - <<< $'<a>\r\n\r\n</a>'
-  orvane-client: cannot send "-": the document holds an empty line (CR LF CR LF), where a host would cut it in two (--help tells more)
-  [1]
-  $ orvane --wait notice < /dev/null
-  orvane-client: --wait goes with one command only (--help tells more)
-  [1]
-  $ setsid --wait "$CLIENT" --user operator setPreset
-  orvane-client: no password for "operator": set ORVANE_PASSWORD, name a --password-file, or give it at a terminal (--help tells more)
-  [1]
-  $ orvane "a x='1'"
-  orvane-client: "a x='1'" is no XML name and so no command (--help tells more)
-  [1]
-  $ orvane c 1a=x
-  orvane-client: "1a" is no XML name and so no key (--help tells more)
-  [1]
-  $ orvane c s:a=1,a=2
-  orvane-client: the field "a" stands twice in one group "s" (--help tells more)
-  [1]
-  $ orvane c s:
-  orvane-client: "" in the group "s" is no field: write field=value (--help tells more)
-  [1]
-  $ orvane c a=$'\x01'
-  orvane-client: the value of "a" holds U+0001, which no XML document can hold (--help tells more)
-  [1]
+  $ refused << 'END'
+  > orvane --bogus
+  > orvane --port 65536 setPreset
+  > orvane --timeout nan setPreset
+  > orvane --ca x setPreset
+  > orvane --quiet --json showTrack
+  > orvane --file nowhere.xml
+  > orvane --file - setPreset
+  > orvane --file - <<< $'<a>\r\n\r\n</a>'
+  > orvane --wait notice < /dev/null
+  > setsid --wait "$CLIENT" --user operator setPreset
+  > orvane "a x='1'"
+  > orvane c 1a=x
+  > orvane c s:a=1,a=2
+  > orvane c s:
+  > orvane c a=$'\x01'
+  > orvane shwLive camera=1
+  > orvane showLive camera=3 camera=4
+  > END
+  Unknown option 'bogus'.
+  "65536" is no port: it takes a number from 1 to 65535
+  "nan" is no timeout: it takes seconds, above 0 and up to 86400
+  --ca and --insecure exclude each other
+  --json and --quiet exclude each other
+  cannot read "nowhere.xml": No such file or directory
+  "setPreset" is one command too many beside --file
+  cannot send "-": the document holds an empty line (CR LF CR LF), where a host would cut it in two
+  --wait goes with one command only
+  no password for "operator": set ORVANE_PASSWORD, name a --password-file, or give it at a terminal
+  "a x='1'" is no XML name and so no command
+  "1a" is no XML name and so no key
+  the field "a" stands twice in one group "s"
+  "" in the group "s" is no field: write field=value
+  the value of "a" holds U+0001, which no XML document can hold
+  the protocol has no command "shwLive" (--force sends it all the same)
+  the key "camera" stands twice, and the host takes the first one (--force sends it all the same)
 
 What the protocol does not have, or only as something else, is not sent unless it is forced:
 
-  $ orvane shwLive camera=1
-  orvane-client: the protocol has no command "shwLive" (--force sends it all the same) (--help tells more)
-  [1]
-  $ orvane showLive camera=3 camera=4
-  orvane-client: the key "camera" stands twice, and the host takes the first one (--force sends it all the same) (--help tells more)
-  [1]
   $ printf '%s\n' 'showLive split=1' 'showLive cammera=1' 'showLive zzzzzzzz=1' 'showLive camera=3x' 'showLive camera=" 0x1F"' 'showLive camera=0x1F' \
   >     'showLive camera=0X10' 'showTrack track=a time=1e3' 'setDetailViews subsplit:id=1,x=2' 'showLive subsplit:id=1' \
   >     'setDetailViews subsplits:id=1' 'setDetailViews subsplit:id=0x1' 'setDetailViews subsplit:ltx=.5,rby=inf' \
@@ -184,14 +172,9 @@ For scripts:
   {"document":*,"reply":"unreadable"} (glob)
   orvane-client: the answer is no well-formed XML: REASON
   [5]
-  $ orvane --quiet getRecorderList
-  host: getRecorderList
   $ orvane --quiet showTrack
   orvane-client: showTrack was rejected: showTrack command without valid track ID or track name
   [2]
-  $ orvane --quiet --json showTrack
-  orvane-client: --json and --quiet exclude each other (--help tells more)
-  [1]
 
 Lines of a pipe: all are sent, and the status is that of the first that failed.
 

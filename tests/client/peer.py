@@ -3,7 +3,6 @@
 Usage: peer.py KIND ANSWER CLIENT [ARGUMENT...] runs the client against it and ends with the client's status.
   tls     answers the first command after the login, and sends no more
   second  answers what comes behind the first command, and prints what it gets
-  slow    answers every command when the client has sent something after it, and rejects that
   late    answers every command with its number as COUNT, but the first not before there is another one
   many    answers as a host with so many recorders
   drip    answers the first command with bytes that have no end
@@ -100,7 +99,6 @@ def answer_late(connection, answer, documents):
 
 def serve_message(connection, kind, answer, count, message, documents):
     """The first one is the login."""
-    is_fence = message.startswith(b"<end-of-query")
     if count > 0:
         documents.append(message)
     if count == 1 and kind == "tls":
@@ -110,8 +108,6 @@ def serve_message(connection, kind, answer, count, message, documents):
         connection.sendall(answer)
     elif kind == "many":
         connection.sendall(good_answer(message, int(answer)))
-    elif is_fence and kind == "slow":
-        connection.sendall(answer + rejection(message[1:-2]))
     while count > 0 and kind in ("drip", "endless"):
         connection.sendall(b"." if kind == "drip" else answer * 100)
         time.sleep(0.01 if kind == "drip" else 0)

@@ -19,6 +19,14 @@ trusting() {
 orvane() { trusting --insecure "$@"; }
 forced() { orvane --force "$@"; }
 
+# refused: runs the lines of standard input, all of them wrong usage.
+refused() {
+    local line
+    while read -r line; do
+        (eval "$line" 2>&1; echo "status $?") | sed 's/^orvane-client: //; s/ (--help tells more)$//; /^status 1$/d'
+    done
+}
+
 # against KIND ANSWER ARGUMENT...: the client against a host that misbehaves, see peer.py.
 against() {
     local kind=$1 answer=$2
