@@ -6,16 +6,14 @@ export XDG_CONFIG_HOME=$PWD/config XDG_DATA_HOME=$PWD/data
 fingerprint=$(openssl x509 -in "$CERTIFICATE" -noout -fingerprint -sha256 | cut -d= -f2)
 patience=(--timeout 60) # for a machine that does much else; what must not answer is given less
 
-# trusting ARGUMENT...: the client with a trust of its own, then what the host was asked.
+# trusting ARGUMENT...: the client with a trust of its own.
 trusting() {
-    local status
     timeout 300 "$CLIENT" --port "$port" "${patience[@]}" "$@" 2>&1 | hide
-    status=${PIPESTATUS[0]}
-    sed -n 's/^Host was asked:/host:/p' "$directory/host" > calls
-    tail -n "+$(($(wc -l < known_calls) + 1))" calls
-    mv calls known_calls
-    return "$status"
+    return "${PIPESTATUS[0]}"
 }
+
+# calls NUMBER: what the host was asked last.
+calls() { sed -n 's/^Host was asked: //p' "$directory/host" | tail -n "$1"; }
 orvane() { trusting --insecure "$@"; }
 forced() { orvane --force "$@"; }
 
@@ -80,4 +78,3 @@ hide() {
 }
 
 start_host "$HOST"
-: > known_calls
