@@ -121,7 +121,7 @@ void checkValue(const QString& word, const QString& kind, const QString& what)
 
 void checkCommand(const QStringList& words)
 {
-    const QString name = words.first();
+    const QString& name = words.first();
     const QString lines = knownLines(name);
     const bool takesOthers = name == "setSplitMode"_L1 || name == "getPertinentInfo"_L1;
     if (lines.isEmpty())
@@ -253,9 +253,9 @@ QString groupElement(const QString& name, const QString& fields, bool inAscii)
 
 } // namespace
 
-CommandRequest::CommandRequest(const QString& command, const QByteArray& document)
-    : command(command)
-    , document(document)
+CommandRequest::CommandRequest(QString name, QByteArray text)
+    : command(std::move(name))
+    , document(std::move(text))
     , awaitsNotice(command == "updateRecorderContents"_L1)
 {
     if (awaitsNotice)

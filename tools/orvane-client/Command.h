@@ -29,7 +29,7 @@ std::pair<QString, QStringList> completionOf(const QString& line, const ValuesOf
 /// earlier command.
 struct CommandRequest {
     /// The answer is the command's own, or its notice, by the protocol.
-    explicit CommandRequest(const QString& command, const QByteArray& document);
+    CommandRequest(QString name, QByteArray text);
 
     /// For the user: what is waited for.
     QString answerDescription() const;
