@@ -161,7 +161,8 @@ class Terminal(unittest.TestCase):
                 self.start()
                 self.type("updateRecorderContents\r")
                 self.host_gets("<updateRecorderContents></updateRecorderContents>")
-                self.shows(PROMPT)  # although the refresh is not over
+                self.shows("when the refresh has ended, updateRecorderContentsFinished is shown")
+                self.shows(PROMPT)
                 self.type("setPreset presetname=" + preset)
                 self.shows("-end")
                 self.send(b"<updateRecorderContentsFinished/>")

@@ -205,8 +205,8 @@ Outcome Host::giveUp(const CommandRequest& request, std::chrono::milliseconds li
     if (!hasPassed)
         reset(); // or what comes late would be taken for the answer to the next command
     else if (request.answerRoot == RefreshFinishedNotice)
-        problem += request.awaitsNotice ? u"; the refresh goes on (give it more --timeout)"_s
-                                        : u"; the refresh goes on, and %1 is shown when it has ended"_s.arg(what);
+        problem = request.awaitsNotice ? problem + u"; the refresh goes on (give it more --timeout)"_s
+                                       : u"when the refresh has ended, %1 is shown"_s.arg(request.answerRoot);
     return {ExitStatus::NoAnswer, problem};
 }
 

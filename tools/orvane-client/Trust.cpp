@@ -62,7 +62,7 @@ QList<QSslCertificate> readAuthorities(const QString& fileName)
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly))
         refuse(u"cannot read certificates from \"%1\": %2"_s.arg(fileName, file.errorString()));
-    const QList<QSslCertificate> certificates = QSslCertificate::fromDevice(&file, QSsl::Pem);
+    QList<QSslCertificate> certificates = QSslCertificate::fromDevice(&file, QSsl::Pem);
     if (certificates.isEmpty())
         refuse(u"\"%1\" holds no PEM certificate"_s.arg(fileName));
     return certificates;
