@@ -319,7 +319,7 @@ CommandRequest requestFromDocument(const QByteArray& document, const QString& fi
                    .arg(fileName));
     QXmlStreamReader reader(trimmed);
     reader.readNextStartElement();
-    return CommandRequest(reader.name().toString(), trimmed);
+    return {reader.name().toString(), trimmed};
 }
 
 } // namespace OrvaneClient
