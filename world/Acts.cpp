@@ -61,7 +61,8 @@ public:
             limits = has("limits") ? made("{room|huge|tiny|tiny|tiny}") : "none";
         if (has("certificates"))
             texts["cert"] = "{good|good|strange|none}";
-        acts.push_back("world " + std::to_string(seed) + made(" lines={off|on|on|on} audit={off|on|on}"));
+        acts.push_back(
+            "world " + std::to_string(seed) + made(" lines={off|on|on|on} audit={off|on|on} observer={off|on|on}"));
         acts.push_back("host begin limits:" + limits);
         if (has("certificates"))
             acts.push_back(made("host begin tls:{verify|query}"));
@@ -175,9 +176,13 @@ private:
         {"junk", "junk:{1..3000}"},
         {"end", "{reset|leave|close|fin}"},
         {"count", "{{1..3}|$client}"},
-        {"place", "{at:{0..700}|call:$query#$count|call:c$client-m{1..5}|audit:$event#$count|line:$line#$count}"},
+        {"place",
+            "{at:{0..700}|call:$query#$count|call:c$client-m{1..5}|audit:$event#$count|event:$event#$count|line:$line#$"
+            "count}"},
         {"query", "{getRecorderList|getPresetsList|updateRecorderContents}"},
-        {"event", "{connected|handshakeFailed|login|invalidLogin|command|exceededLimit|disconnected|disconnected}"},
+        {"event",
+            "{connected|handshakeFailed|login|invalidLogin|command|refusedDocument|exceededLimit|disconnected|"
+            "disconnected}"},
         {"line", "{new|new|socketerror|servererror|received|limit|orvane|invalid|unknown|notrack|message|login|tls}"},
     };
 };

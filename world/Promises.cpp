@@ -49,6 +49,8 @@ public:
 
     std::vector<std::string> judge()
     {
+        for (const std::string& each : askers)
+            judgeAsker(split(each, ' '));
         for (const auto& each : peers)
             judgePeer(*each);
         for (const auto& [address, balance] : connections)
@@ -59,6 +61,14 @@ public:
     }
 
 private:
+    /// The id of a message, and the address of the client whose command the host was told it is.
+    void judgeAsker(const std::vector<std::string>& words)
+    {
+        const int id = std::stoi(words.at(0).substr(1));
+        for (const auto& each : peers)
+            check(each->id != id || each->address == words.at(1), "clients", words.at(0) + " is of " + words.at(1));
+    }
+
     void check(bool isKept, const char* promise, const std::string& text)
     {
         if (!isKept)
@@ -81,6 +91,8 @@ private:
     {
         if (line.type == "call" && line.text[0] == 'c')
             calls[std::stoi(line.text.substr(1))].push_back(line.text);
+        else if (line.type == "asker" && line.text[0] == 'c')
+            askers.push_back(line.text);
         else if (line.type == "act")
             takeHostAct(line.text);
         else if (line.category == "orvane.audit" && line.type == "info")
@@ -270,6 +282,7 @@ private:
     std::set<std::string> endings; ///< addresses of those who were ended by a limit
     std::set<int> loopedIn; ///< clients in whose calls there was a loop
     std::map<int, std::vector<std::string>> calls;
+    std::vector<std::string> askers;
     std::map<std::string, std::vector<std::string>> logins;
     std::map<std::string, int> connections;
     std::map<QString, int> entriesBeforeLogin;

@@ -60,6 +60,7 @@ OrvaneInterface::OrvaneLimits limitsOf(const std::string& name)
 
 RandomHost::RandomHost(const std::vector<std::string>& worldActs, Shared& shared)
     : shared(shared)
+    , observes(valueOf(worldActs.at(0), "observer") == "on")
 {
     const QString lines = valueOf(worldActs.at(0), "lines") == "on" ? u"true"_s : u"false"_s;
     const QString audit = valueOf(worldActs.at(0), "audit") == "on" ? u"true"_s : u"false"_s;
@@ -99,6 +100,10 @@ void RandomHost::end()
 void RandomHost::create()
 {
     server = new OrvaneInterface::OrvaneServer(&host, 1, u"operator"_s, u"secret"_s, nullptr);
+    ++servers;
+    watch = {};
+    if (observes)
+        server->setClientObserver([this](const auto& event) { handleEvent(event); });
     server->setMaxPendingConnections(MostPending);
     configure();
     server->setLimits(limitsOf(limits));
@@ -137,6 +142,7 @@ void RandomHost::lookAfter()
         carryOut(server == nullptr ? "renew" : paused ? "resume" : "listen", "care");
     if (server == nullptr)
         return;
+    checkCurrent();
     endRefresh();
     if (server->maxPendingConnections() != MostPending)
         note("broken", "host: what it has set is " + std::to_string(server->maxPendingConnections()));
@@ -233,7 +239,33 @@ void RandomHost::handleLine(const std::string& category, const std::string& line
         const size_t begin = line.find("\"event\":\"") + 9;
         kind = "audit:" + line.substr(begin, line.find('"', begin) - begin);
     }
+    const bool isAudit = category == "orvane.audit";
+    auditLines += isAudit ? 1 : 0;
+    checkCurrent();
     reach(kind + "#" + std::to_string(++counts[kind]));
+    auditLines -= isAudit ? 1 : 0;
+}
+
+void RandomHost::handleEvent(const OrvaneInterface::OrvaneClientEvent& event)
+{
+    if (server == nullptr)
+        return note("broken", "clients: an event of a server that is being destroyed");
+    const std::string kind = "event:" + watch.take(*server, event);
+    checkCurrent();
+    reach(kind + "#" + std::to_string(++counts[kind]));
+}
+
+/// In a line of the audit trail the observer does not know yet what is in it.
+void RandomHost::checkCurrent()
+{
+    if (server == nullptr)
+        return;
+    quint64 asker = 0;
+    for (const auto& [id, ofServer] : askers)
+        asker = ofServer == servers ? id : asker;
+    ClientWatch::checkCurrent(*server, asker);
+    if (observes && auditLines == 0)
+        watch.checkClients(*server);
 }
 
 void RandomHost::handleCall(const std::string& call)
@@ -243,9 +275,15 @@ void RandomHost::handleCall(const std::string& call)
     if (name.find('-') == std::string::npos)
         name += "#" + std::to_string(count);
     note("call", name);
+    const OrvaneInterface::OrvaneClient asker = server->currentClient();
+    note("asker", name + " " + addressOf(asker));
+    askers.emplace_back(asker.id(), servers);
+    checkCurrent();
     const int endedBefore = endedRefreshes;
     reach("call:" + name);
     reach("each");
+    checkCurrent();
+    askers.pop_back();
     host.refreshStarts = endedRefreshes != endedBefore || count % 4 != 0; // the client was told of the end already
     host.answer.reset();
     if (call.find("<silent/>") == std::string::npos)

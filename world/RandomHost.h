@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ClientWatch.h"
 #include "RecordingHost.h"
 #include "Shared.h"
 
@@ -11,15 +12,16 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace world {
 
 /// The host and its server. It does in calls, in lines of the log and in between what its acts say:
 ///   host WHERE WHAT
-/// WHERE: call:ID, call:OPERATION#N (the Nth call of one without an id), line:KIND#N, audit:EVENT#N, at:MS, begin, each
-/// WHAT: loop:MS slow:MS shortage:MS destroy renew close listen relisten pause resume finished
-/// limits:none|room|huge|tiny
+/// WHERE: call:ID, call:OPERATION#N (the Nth call of one without an id), line:KIND#N, audit:EVENT#N, event:EVENT#N (of
+/// the observer), at:MS, begin, each WHAT: loop:MS slow:MS shortage:MS destroy renew close listen relisten pause resume
+/// finished limits:none|room|huge|tiny
 ///   tls:rsa|elliptic|query|verify|useless
 /// The place `begin` is before the first client; `each` is each call, for crowds.
 /// What it has ended it begins again by itself soon after.
@@ -36,6 +38,8 @@ public:
 
 private:
     void handleCall(const std::string& call);
+    void handleEvent(const OrvaneInterface::OrvaneClientEvent& event);
+    void checkCurrent();
     /// Does what the acts say of this place.
     void reach(const std::string& place);
     void carryOut(const std::string& what, const std::string& place);
@@ -62,6 +66,12 @@ private:
     std::vector<int> taken; ///< descriptors, in a shortage
     bool paused = false;
     int loops = 0;
+    bool observes;
+    ClientWatch watch; ///< of the present server
+    /// In whose calls the host's code runs, and of which server: the client's id and the number of servers before.
+    std::vector<std::pair<quint64, int>> askers;
+    int servers = 0;
+    int auditLines = 0; ///< inside one another
 };
 
 /// Of limits that keep clients waiting and end some: what Promises knows, too.

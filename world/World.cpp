@@ -112,7 +112,7 @@ void playAll(const std::vector<std::string>& acts, Figures& figures)
 void playTwice(const std::vector<std::string>& acts, Figures& figures)
 {
     Figures none;
-    playAll({"world 0 lines=off audit=off"}, none);
+    playAll({"world 0 lines=off audit=off observer=off"}, none);
     const int64_t memory = memoryInUse();
     const int64_t descriptors = descriptorsInUse();
     playAll(acts, figures);
