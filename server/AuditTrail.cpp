@@ -44,8 +44,8 @@ QString asciiJson(const QJsonObject& object)
 
 QLatin1String nameOf(Type type)
 {
-    static constexpr std::array names {"connected"_L1, "handshakeFailed"_L1, "login"_L1, "invalidLogin"_L1,
-        "command"_L1, "refusedDocument"_L1, "exceededLimit"_L1, "disconnected"_L1};
+    static constexpr std::array names {"connected"_L1, "encrypted"_L1, "handshakeFailed"_L1, "login"_L1,
+        "invalidLogin"_L1, "command"_L1, "refusedDocument"_L1, "exceededLimit"_L1, "disconnected"_L1};
     return names.at(static_cast<size_t>(type));
 }
 
@@ -72,6 +72,7 @@ QJsonObject detailsOf(const OrvaneClientEvent& event)
 {
     switch (event.type) {
     case Type::Connected:
+    case Type::Encrypted:
         return {};
     case Type::LoggedIn:
     case Type::InvalidLogin:
@@ -98,7 +99,7 @@ bool AuditTrail::isOn()
 
 void AuditTrail::write(const OrvaneClientEvent& event)
 {
-    if (!isOn() || isLeftOut(event))
+    if (!isOn() || event.type == Type::Encrypted || isLeftOut(event))
         return;
     QJsonObject line = detailsOf(event);
     if (event.type == Type::Disconnected && entriesBeforeLogin > MostEntriesBeforeLogin)

@@ -46,7 +46,7 @@ public:
     /// The data goes with the last copy.
     ~OrvaneClient();
 
-    /// Whether it is no client.
+    /// True for one that was made without a server, and for currentClient() outside of all calls.
     bool isNull() const;
     /// 1 or more, and never the same for two clients of one process; 0 for no client.
     quint64 id() const;
@@ -62,7 +62,7 @@ public:
     QSslCertificate certificate() const;
     /// With which it has logged in.
     Account account() const;
-    /// The user name of the account; empty before the login.
+    /// The user name of the account; empty before the login. It may be empty after it, too: ask account().
     QString accountName() const;
 
 private:
@@ -79,6 +79,7 @@ struct OrvaneClientEvent {
     /// With the members that an event of the type has, besides its client.
     enum class Type : quint8 {
         Connected, ///< it is one of OrvaneServer::clients() from now on
+        Encrypted, ///< its TLS handshake is done
         HandshakeFailed, ///< reason
         LoggedIn, ///< user
         InvalidLogin, ///< user

@@ -75,6 +75,8 @@ void OrvaneConnection::takeUpSocket(OrvaneServerPrivate& server)
         connect(sslSocket, &QSslSocket::encrypted, this, [this, sslSocket] {
             encrypted = true;
             events.setEncrypted(sslSocket->peerCertificate());
+            // Not inside of Qt's handshake, which could not stand a host that runs events.
+            QMetaObject::invokeMethod(this, &OrvaneConnection::tellEncrypted, Qt::QueuedConnection);
         });
     connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::discardFurtherInput);
 
@@ -152,9 +154,20 @@ void OrvaneConnection::handleReadyRead()
             hostCalls->end();
         updateReading();
     });
-    carryOutReads();
+    tellEncrypted();
+    if (socketAttached)
+        carryOutReads();
     if (hasEnded && !isTurnOver)
         release();
+}
+
+/// Before what the client says, and also of one that says nothing.
+void OrvaneConnection::tellEncrypted()
+{
+    if (!encrypted || !socketAttached || std::exchange(isEncryptionTold, true))
+        return;
+    const InUse inUse(*this);
+    events.tell({.type = EventType::Encrypted});
 }
 
 /// One of the calls inside one another has returned.

@@ -93,6 +93,7 @@ private:
     using Handler = Result (OrvaneConnection::*)(XmlCommandReader& reader);
 
     void handleReadyRead();
+    void tellEncrypted();
     void discardFurtherInput(QAbstractSocket::SocketError error);
     void handleSocketError(QAbstractSocket::SocketError error);
     void handleDisconnected();
@@ -147,6 +148,7 @@ private:
     QPointer<HostCalls> hostCalls; ///< of the server
     Acceptor* acceptor = nullptr; ///< of the server; dangling after the release
     bool encrypted = false; ///< the TLS handshake is done
+    bool isEncryptionTold = false;
     bool hasEnded = false; ///< the client has gone; what it said before is still to be carried out
     qint64 turnBytes = 0; ///< read since beginTurn()
     bool isTurnOver = false; ///< until beginTurn()

@@ -158,8 +158,14 @@ OrvaneClient OrvaneServer::currentClient() const
     return OrvaneServerPrivate::of(*this).hostCalls.currentClient();
 }
 
-void OrvaneServer::setClientObserver(OrvaneClientObserver observer)
+void OrvaneServer::setClientObserver(OrvaneClientObserver observer, const QObject* context)
 {
+    if (observer && context != nullptr) {
+        observer = [guarded = std::move(observer), context = QPointer(context)](const OrvaneClientEvent& event) {
+            if (context)
+                guarded(event);
+        };
+    }
     OrvaneServerPrivate::of(*this).observation->observer =
         observer ? std::make_shared<OrvaneClientObserver>(std::move(observer)) : nullptr;
 }

@@ -98,18 +98,24 @@ public:
     QList<OrvaneClient> clients() const;
 
     /**
-     * The client whose command the host carries out, inside of an operation of OrvaneInterface; a null one outside of
-     * all. Where the host runs events inside an operation, it is the client of the innermost one. It may have left.
+     * The client whose command is being carried out. Only inside an operation of OrvaneInterface there is one;
+     * elsewhere isNull() is true. Where operations run inside one another, it is the client of the innermost. It may
+     * have left.
      */
     OrvaneClient currentClient() const;
 
     /**
-     * Has \a observer called with each event of each client from now on, in the thread of the server; nothing ends it.
+     * Tells of each event of each client from now on.
      *
-     * It may do whatever an operation may do: run events, set another observer, destroy the server. From the beginning
-     * of the server's destructor on it is not called any more: that ends all clients.
+     * The observer may do whatever an operation may do: run events, set another observer, destroy the server. The
+     * destructor of the server begins with taking it away, so nobody is told of the clients that it ends: whoever keeps
+     * a list of clients() clears it then. The list changes with each event but Command, InvalidLogin and
+     * RefusedDocument.
+     *
+     * \param observer called in the thread of the server. It replaces the one before; an empty one ends it.
+     * \param context the observer is not called any more when this object has been destroyed; null: nothing ends it
      */
-    void setClientObserver(OrvaneClientObserver observer);
+    void setClientObserver(OrvaneClientObserver observer, const QObject* context = nullptr);
 
 public Q_SLOTS:
     /**

@@ -181,7 +181,8 @@ private:
             "count}"},
         {"query", "{getRecorderList|getPresetsList|updateRecorderContents}"},
         {"event",
-            "{connected|handshakeFailed|login|invalidLogin|command|refusedDocument|exceededLimit|disconnected|"
+            "{connected|encrypted|handshakeFailed|login|invalidLogin|command|refusedDocument|exceededLimit|"
+            "disconnected|"
             "disconnected}"},
         {"line", "{new|new|socketerror|servererror|received|limit|orvane|invalid|unknown|notrack|message|login|tls}"},
     };

@@ -19,7 +19,7 @@ void check(bool isKept, const std::string& text)
 
 std::string nameOf(Type type)
 {
-    static constexpr std::array Names {"connected", "handshakeFailed", "login", "invalidLogin", "command",
+    static constexpr std::array Names {"connected", "encrypted", "handshakeFailed", "login", "invalidLogin", "command",
         "refusedDocument", "exceededLimit", "disconnected"};
     return Names.at(static_cast<size_t>(type));
 }
@@ -44,11 +44,10 @@ void ClientWatch::checkCurrent(const OrvaneInterface::OrvaneServer& server, quin
         std::to_string(asker) + " asks without a login");
 }
 
-std::string ClientWatch::take(const OrvaneInterface::OrvaneServer& server, const Event& event)
+std::string ClientWatch::take(const Event& event)
 {
     std::string name = nameOf(event.type);
     judge(event, name + " of " + std::to_string(event.client.id()) + " " + addressOf(event.client));
-    checkClients(server);
     return name;
 }
 
@@ -67,7 +66,9 @@ void ClientWatch::judge(const Event& event, const std::string& text)
     const bool isLoggedIn = event.client.account() != Account::None;
     const bool isSaid = event.type == Type::LoggedIn || event.type == Type::InvalidLogin || event.type == Type::Command
         || event.type == Type::RefusedDocument;
-    check(!isSaid || event.client.isEncrypted(), "without TLS: " + text);
+    check(!isSaid || (known != connected.end() && known->second.isEncrypted()) || event.type == Type::Command,
+        "before it is encrypted: " + text);
+    check(event.type != Type::Encrypted || event.client.isEncrypted(), text);
     check(event.type != Type::LoggedIn || isLoggedIn, "without an account: " + text);
     check(event.type != Type::Command || isLoggedIn != (event.outcome == Event::Outcome::NotLoggedIn), text);
     check(event.type != Type::HandshakeFailed || (!event.client.isEncrypted() && !isLoggedIn), text);

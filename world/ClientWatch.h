@@ -14,8 +14,8 @@ public:
     /// Whenever the host's code runs. \a asker: the id of the client in whose call of this server it runs; 0: in none
     static void checkCurrent(const OrvaneInterface::OrvaneServer& server, quint64 asker);
     /// \return the name of the event
-    std::string take(const OrvaneInterface::OrvaneServer& server, const OrvaneInterface::OrvaneClientEvent& event);
-    /// Where no event is about to be told.
+    std::string take(const OrvaneInterface::OrvaneClientEvent& event);
+    /// Outside of the lines of the audit trail, which come before their events.
     void checkClients(const OrvaneInterface::OrvaneServer& server) const;
 
 private:

@@ -250,12 +250,11 @@ void RandomHost::handleEvent(const OrvaneInterface::OrvaneClientEvent& event)
 {
     if (server == nullptr)
         return note("broken", "clients: an event of a server that is being destroyed");
-    const std::string kind = "event:" + watch.take(*server, event);
+    const std::string kind = "event:" + watch.take(event);
     checkCurrent();
     reach(kind + "#" + std::to_string(++counts[kind]));
 }
 
-/// In a line of the audit trail the observer does not know yet what is in it.
 void RandomHost::checkCurrent()
 {
     if (server == nullptr)

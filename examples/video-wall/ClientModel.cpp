@@ -22,10 +22,11 @@ void ClientModel::follow(OrvaneServer& newServer)
 {
     server = &newServer;
     setClients(newServer.clients());
-    newServer.setClientObserver([model = QPointer<ClientModel>(this), &newServer](const OrvaneClientEvent& event) {
-        if (model && event.type != OrvaneClientEvent::Type::Command) // the list is the same after a command
-            model->setClients(newServer.clients());
-    });
+    const auto update = [this, &newServer](const OrvaneClientEvent& event) {
+        if (event.type != OrvaneClientEvent::Type::Command) // the list is the same after a command
+            setClients(newServer.clients());
+    };
+    newServer.setClientObserver(update, this);
     connect(&newServer, &QObject::destroyed, this, [this] { setClients({}); }); // the observer is not told of this
 }
 
