@@ -79,14 +79,15 @@ private:
             text += u"\n "_s;
             break;
         default:
-            if (kind < 16) // rarely: any character, where it happens to stand
-                text.insert(
-                    text.size() - std::min<qsizetype>(take() % 16, text.size()), QChar(char16_t(take() << 8 | take())));
+            if (kind < 64)
+                disturb();
         }
     }
 
-    void start(const QString& tag)
+    void start(QString tag)
     {
+        if (take() % 16 == 0) // the name, in its end tag, too
+            tag.insert(take() % 4 % (tag.size() + 1), anyCharacter());
         text += u'<' + tag + u'>';
         open += tag.section(u' ', 0, 0);
     }
@@ -107,6 +108,17 @@ private:
         const uint8_t choice = take();
         constexpr uint8_t rare = 6;
         return choice < rare ? list.at(take() % list.size()) : list.at(choice % 5);
+    }
+
+    /// Any character, where it happens to stand.
+    void disturb() { text.insert(text.size() - std::min<qsizetype>(take() % 32, text.size()), anyCharacter()); }
+
+    /// In half of all cases one that markup is made of.
+    QChar anyCharacter()
+    {
+        constexpr QStringView ofMarkup = u" \n\t\v<>/=\"'&;:!?1-.a";
+        const uint8_t high = take();
+        return high % 2 == 0 ? ofMarkup[take() % ofMarkup.size()] : QChar(char16_t(high << 8 | take()));
     }
 
     uint8_t take()
