@@ -23,6 +23,12 @@ const QStringList Operations =
     "showTrackById $recorder #trackid #camera /time ?alarm #splitid %limitstart %limitend|"
     "setSplitMode =splitmode|setSplitModeByName #windowid document|setDetailViews #splitid rects objects"_s.split(u'|');
 
+/// A byte that belongs to no character is replaced, and a byte order mark in front is none of the text.
+QByteArray inUnicode(const std::string& text)
+{
+    return QString::fromStdString(text).toUtf8();
+}
+
 /// White space around a number and a plus do not count. A text that is none or out of range is 0, but infinity where it
 /// is out of the range of floats.
 template <typename Number, typename... Base> Number numberIn(const QString& text, Base... base)
@@ -173,11 +179,11 @@ QByteArray CommandModel::replyToCommand() const
     if (command == "getPresetsList") {
         QByteArray presets;
         for (const auto& preset : host.presets)
-            presets += "<preset name=\"" + QByteArray::fromStdString(preset.name) + "\" />";
+            presets += "<preset name=\"" + inUnicode(preset.name) + "\" />";
         return reply("getPresetsListResponse", presets);
     }
     if (command == "getPertinentInfo") {
-        const QByteArray answer(host.answer.value_or(std::string()).c_str()); // up to the first NUL
+        const QByteArray answer = inUnicode(host.answer.value_or(std::string()).c_str()); // up to the first NUL
         return !host.answer || answer.endsWith("\r\n\r\n") ? answer : answer + "\r\n\r\n";
     }
     return command == "showLive" || command == "showTrack" ? longAcceptance() : shortAcceptance(command);
@@ -196,16 +202,16 @@ QByteArray CommandModel::longAcceptance() const
 
 QByteArray CommandModel::recorders() const
 {
-    std::string text;
+    QByteArray text;
     for (const auto& recorder : host.recorders) {
-        text += "<recorder name=\"" + recorder.name + "\" ip=\"" + recorder.ip;
+        text += "<recorder name=\"" + inUnicode(recorder.name) + "\" ip=\"" + inUnicode(recorder.ip);
         if (client->isSystem)
-            text += "\" usename=\"" + recorder.userName + "\" password=\"" + recorder.password + "\" maxnumchannels=\""
-                + std::to_string(recorder.maxNumChannels);
+            text += "\" usename=\"" + inUnicode(recorder.userName) + "\" password=\"" + inUnicode(recorder.password)
+                + "\" maxnumchannels=\"" + QByteArray::number(recorder.maxNumChannels);
         text += "\">";
         for (const std::string& track : recorder.tracks)
-            text += "<track name=\"" + track + "\" />";
+            text += "<track name=\"" + inUnicode(track) + "\" />";
         text += "</recorder>";
     }
-    return QByteArray::fromStdString(text);
+    return text;
 }

@@ -82,6 +82,8 @@ private:
             host.duringCall = [this] { session.server->handleUpdateAllTreeDevicesFinished(); };
         host.usedSplit = random.isOneIn(2) ? std::optional(random.made(u"split"_s).toInt()) : std::nullopt;
         host.answer = random.isOneIn(3) ? std::nullopt : std::optional(random.made(u"answer"_s).toStdString());
+        if (host.answer && random.isOneIn(8))
+            host.answer->append("\xc3");
         host.presets.resize(static_cast<size_t>(random.upTo(5)));
         for (auto& preset : host.presets)
             preset.name = name();
@@ -96,7 +98,14 @@ private:
         }
     }
 
-    std::string name() { return random.made(u"name"_s).toStdString(); }
+    /// Perhaps with a character that breaks off at its end.
+    std::string name()
+    {
+        std::string text = random.made(u"name"_s).toStdString();
+        if (random.isOneIn(4) && !text.empty())
+            text.pop_back();
+        return text;
+    }
 
     /// So many as come in one read, in which no character is torn.
     QByteArrayList madeMessages()
