@@ -8,13 +8,16 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
+#include <memory>
 #include <utility>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 using namespace OrvaneInterface;
 
-/// Clients at the edge of random limits, against a model that says each line of the log and each entry of the audit
-/// trail beforehand.
+/// Clients at the edge of random limits, against a model that says each line of the log, each entry of the audit trail
+/// and each reply beforehand. The trail is on and off by turns.
 class tst_random_limits : public QObject {
     Q_OBJECT
 
@@ -23,6 +26,7 @@ private Q_SLOTS:
     void cleanup() { qInstallMessageHandler(nullptr); }
 
     void clientsAreServedAndEndedAsTheLimitsSay();
+    void clientsFindPlacesInTheOrderOfArrival();
 };
 
 namespace {
@@ -34,6 +38,8 @@ QString printed(const QJsonObject& entry)
     return QString::fromUtf8(QJsonDocument(entry).toJson(QJsonDocument::Compact));
 }
 
+std::function<void(const QJsonObject& entry)> whenAudited;
+
 /// Without what differs from run to run.
 void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
@@ -42,6 +48,8 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
     if (std::strcmp(context.category, "orvane.audit") != 0)
         return;
     QJsonObject entry = QJsonDocument::fromJson(message.toUtf8()).object();
+    if (whenAudited)
+        whenAudited(entry);
     entry.remove("peer"_L1);
     if (entry.contains("microseconds"_L1))
         entry["microseconds"_L1] = 0;
@@ -49,6 +57,12 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
     if (entry["event"_L1] == "disconnected"_L1 && !reason.startsWith(u"max"_s) && reason != u"Unknown error"_s)
         entry["reason"_L1] = u"by itself"_s; // in Qt's words
     lines += printed(entry);
+}
+
+/// As texts of clients stand in the trail.
+QString shortened(const QString& text)
+{
+    return text.size() > 200 ? text.first(200) + u"..."_s : text;
 }
 
 class Model {
@@ -61,8 +75,10 @@ public:
     }
 
     QStringList lines;
+    QByteArray replies;
     int calls = 0;
     bool isEnded = false;
+    bool isAudited = true;
 
     void takeMessage(const QString& message, const QString& command)
     {
@@ -74,15 +90,29 @@ public:
             return;
         lines += u'"' + message + u'"';
         if (account.isNull()) {
-            auditOfStranger({{"event"_L1, "command"_L1}, {"command"_L1, command}, {"outcome"_L1, "not logged in"_L1}});
+            auditOfStranger(
+                {{"event"_L1, "command"_L1}, {"command"_L1, shortened(command)}, {"outcome"_L1, "not logged in"_L1}});
             return;
         }
         const bool isKnown = command == u"setPreset";
         calls += isKnown ? 1 : 0;
         if (!isKnown)
             lines += u"Received unknown Orvane command:"_s;
-        audit({{"event"_L1, "command"_L1}, {"command"_L1, command}, {"microseconds"_L1, 0},
+        audit({{"event"_L1, "command"_L1}, {"command"_L1, shortened(command)}, {"microseconds"_L1, 0},
             {"outcome"_L1, isKnown ? "accepted"_L1 : "rejected"_L1}});
+        replies += isKnown ? shortAcceptance("setPreset") : rejection(command.toUtf8(), "Unknown command");
+    }
+
+    /// Of a document that is refused.
+    void takeTooMuch(const QString& message, const QString& command, const QString& reason)
+    {
+        takeLength(message.size());
+        if (isEnded)
+            return;
+        lines += {u"OrvaneConnection received command:"_s, u"OrvaneConnection refused a document: "_s + reason};
+        auditOfStranger({{"event"_L1, "refusedDocument"_L1}, {"command"_L1, command}, {"reason"_L1, reason}});
+        if (!account.isNull())
+            replies += rejection(command.toUtf8(), reason.toUtf8());
     }
 
     void takeLogin(const QString& message, const QString& user, bool isValid)
@@ -96,8 +126,7 @@ public:
         if (isValid)
             audit({{"event"_L1, "login"_L1}, {"user"_L1, user}});
         else
-            auditOfStranger(
-                {{"event"_L1, "invalidLogin"_L1}, {"user"_L1, user.size() > 200 ? user.first(200) + u"..."_s : user}});
+            auditOfStranger({{"event"_L1, "invalidLogin"_L1}, {"user"_L1, shortened(user)}});
         lines += u"\"loginClient\""_s;
         if (account == u"Orvane")
             lines += u"This is Orvane"_s;
@@ -137,6 +166,8 @@ private:
 
     void audit(QJsonObject entry)
     {
+        if (!isAudited)
+            return;
         if (!account.isNull())
             entry["account"_L1] = account;
         lines += printed(entry);
@@ -144,7 +175,7 @@ private:
 
     void auditOfStranger(const QJsonObject& entry)
     {
-        if (!account.isNull() || ++ofStranger <= 10)
+        if (!account.isNull() || (isAudited && ++ofStranger <= 10))
             audit(entry);
     }
 
@@ -172,7 +203,8 @@ public:
         if (!client)
             return false;
         client->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-        for (int step = random.bounded(20); step > 0 && !model.isEnded; --step) {
+        for (int step = random.bounded(25); step > 0 && !model.isEnded; --step) {
+            setAudited(random.bounded(4) > 0);
             const QString message = nextMessage() + u"\r\n\r\n"_s;
             const bool isInOne =
                 limits.maxMessageLength > 0 && limits.maxMessageLengthBeforeLogin > 0; // a part may exceed the other
@@ -182,9 +214,10 @@ public:
             for (int round = random.bounded(3); round > 0; --round) // in which the server may read the first part
                 runEventsFor(std::chrono::milliseconds(0));
             client->write(message.sliced(cut).toUtf8());
-            if (!waitFor([&] { return lines.size() >= model.lines.size(); }))
+            if (!waitFor([&] { return lines.size() >= model.lines.size() && hasReplies(*client); }))
                 return false;
         }
+        setAudited(true);
         if (!model.isEnded)
             model.leave();
         client->disconnectFromHost();
@@ -194,9 +227,24 @@ public:
     Model model;
 
 private:
+    void setAudited(bool isOn)
+    {
+        model.isAudited = isOn;
+        QLoggingCategory::setFilterRules(isOn ? u"orvane.audit.info=true"_s : QString());
+    }
+
+    /// Those of a client that is ended may be lost.
+    bool hasReplies(const TlsClient& client) const { return model.isEnded || client.received == model.replies; }
+
     QString nextMessage()
     {
-        const int kind = random.bounded(13);
+        const int kind = random.bounded(isStranger ? 4 : 0, 15);
+        if (kind == 13)
+            return tooMuch(
+                u"<loginClient>"_s + u"<a>"_s.repeated(1025), u"loginClient"_s, u"Its elements are nested too deep"_s);
+        if (kind == 14)
+            return tooMuch(u"<!DOCTYPE a [<!ENTITY b '&lt;'>]><setPreset/>"_s, QString(),
+                u"A reference or markup in its document type declaration"_s);
         if (kind == 0)
             return login(u"Orvane"_s, u"157b25b09a99c70fc75a6e79412a00b2"_s, true);
         if (kind == 1)
@@ -205,9 +253,16 @@ private:
             return login(kind == 2 ? u"Orvane"_s : u"operator"_s, u"wrong"_s, false);
         if (kind == 12)
             return login(QString(random.bounded(199, 202), u'u'), u"wrong"_s, false);
-        const QString command = kind < 9 ? u"setPreset"_s : u"other"_s;
+        const QString command =
+            kind < 9 ? u"setPreset"_s : QString(random.bounded(2) == 0 ? 5 : random.bounded(199, 202), u'o');
         QString message = kind == 11 ? QString() : ofLength(command, length());
         model.takeMessage(message, command);
+        return message;
+    }
+
+    QString tooMuch(const QString& message, const QString& command, const QString& reason)
+    {
+        model.takeTooMuch(message, command, reason);
         return message;
     }
 
@@ -237,6 +292,194 @@ private:
 
     OrvaneLimits limits;
     QRandomGenerator& random;
+    const bool isStranger = random.bounded(3) == 0; ///< never logs in
+};
+
+/// A host may turn clients away by their addresses.
+class PickyServer : public OrvaneServer {
+public:
+    using OrvaneServer::OrvaneServer;
+    std::function<bool()> isWelcome;
+
+protected:
+    void incomingConnection(qintptr socketDescriptor) override
+    {
+        if (isWelcome())
+            OrvaneServer::incomingConnection(socketDescriptor);
+        else
+            QTcpSocket().setSocketDescriptor(socketDescriptor); // and closes it
+    }
+};
+
+/// Clients that come and go where there are few places, held against what each entry of the audit trail says of them.
+class Places {
+public:
+    explicit Places(QRandomGenerator& random)
+        : random(random)
+        , server(&host, freePort(), QString(), QString(), nullptr)
+    {
+        server.isWelcome = [this] { return isWelcome(); };
+        server.startListeningForConnection();
+        setPlaces(1);
+        whenAudited = [this](const QJsonObject& entry) {
+            if (entry["event"_L1] != "handshakeFailed"_L1)
+                take(entry["event"_L1].toString(), entry["peer"_L1].toString().section(u':', -1).toUShort());
+        };
+        timer.callOnTimeout([this] { ++steps; });
+        timer.start(std::chrono::milliseconds(StepMs));
+    }
+    ~Places() { whenAudited = nullptr; }
+
+    /// \return what is other than it should be; empty when nothing is
+    QString play()
+    {
+        for (int act = 0; act < 40 && fault.isEmpty(); ++act) {
+            const int kind = random.bounded(8);
+            if (kind < 3)
+                come();
+            else if (kind == 3)
+                rush();
+            else if (kind < 6)
+                leave();
+            else if (kind == 6)
+                setPlaces(1 + random.bounded(3));
+            else
+                runEventsFor(std::chrono::milliseconds(random.bounded(40)));
+            settle();
+        }
+        return fault;
+    }
+
+private:
+    /// As long as a client waits, the server counts in these.
+    static constexpr int StepMs = 10;
+    static constexpr int StepsToSee = 4; ///< that a client has left
+    static constexpr int FewestSteps = 5;
+    static constexpr int MostSteps = 25; // of its own it counts 10, from another moment on
+
+    struct Client {
+        std::unique_ptr<TlsClient> socket;
+        quint16 port = 0;
+        int since = 0; ///< step
+        int leftSince = 0; ///< step
+        bool isAccepted = false;
+        bool isServed = false;
+        bool hasLeft = false;
+    };
+
+    void check(bool isRight, const QString& what)
+    {
+        if (!isRight && fault.isEmpty())
+            fault = what;
+    }
+
+    void setPlaces(int count)
+    {
+        places = count;
+        server.setLimits({.maxClients = count});
+    }
+
+    void come()
+    {
+        Client client;
+        client.socket = std::make_unique<TlsClient>();
+        client.socket->connectToHost(QHostAddress(QHostAddress::LocalHost), server.serverPort());
+        client.socket->waitForConnected(); // by the system
+        client.port = client.socket->localPort();
+        client.since = steps;
+        clients.push_back(std::move(client));
+    }
+
+    /// More come before a step is over, so that who waits could be kept from its end.
+    void rush()
+    {
+        const int begin = steps;
+        while (steps < begin + MostSteps && clients.size() < 80 && fault.isEmpty()) {
+            come();
+            runEventsFor(std::chrono::milliseconds(StepMs / 3));
+        }
+    }
+
+    void leave()
+    {
+        const auto isAccepted = [](const Client& each) { return each.isAccepted; };
+        check(waitFor([&] { return std::all_of(clients.begin(), clients.end(), isAccepted); }), u"somebody is left"_s);
+        if (clients.empty())
+            return;
+        Client& client = clients[size_t(random.bounded(int(clients.size())))];
+        if (!std::exchange(client.hasLeft, true))
+            client.leftSince = steps;
+        client.socket->abort();
+        if (random.bounded(2) == 0) { // until it is seen, and then there may be a place
+            runEventsFor(std::chrono::milliseconds((StepsToSee + 1) * StepMs));
+            setPlaces(1 + random.bounded(4));
+        }
+    }
+
+    bool isWelcome()
+    {
+        const auto next =
+            std::find_if(clients.begin(), clients.end(), [](const Client& each) { return !each.isAccepted; });
+        check(next != clients.end(), u"nobody comes"_s);
+        if (next == clients.end())
+            return false;
+        const bool isWelcome = random.bounded(8) > 0;
+        next->isAccepted = isWelcome;
+        if (!isWelcome)
+            clients.erase(next);
+        return isWelcome;
+    }
+
+    void take(const QString& event, quint16 port)
+    {
+        const auto found =
+            std::find_if(clients.begin(), clients.end(), [port](const Client& each) { return each.port == port; });
+        if (found == clients.end())
+            return check(false, u"nobody is "_s + QString::number(port));
+        const auto firstWaiting =
+            std::find_if(clients.begin(), clients.end(), [](const Client& each) { return !each.isServed; });
+        if (event == u"connected") {
+            check(servedCount() < places, u"there is no place for it"_s);
+            check(found == firstWaiting, u"it is not its turn"_s);
+            check(!found->hasLeft || steps - found->leftSince < StepsToSee, u"it has left long ago"_s);
+            found->isServed = true;
+        } else if (event == u"exceededLimit") {
+            check(found == firstWaiting, u"another one has waited longer"_s);
+            check(found->hasLeft || servedCount() >= places, u"there is a place for it"_s);
+            check(found->hasLeft || steps - found->since >= FewestSteps, u"it is refused too early"_s);
+            clients.erase(found);
+        } else {
+            check(found->hasLeft && found->isServed, u"it has not left"_s);
+            clients.erase(found);
+        }
+    }
+
+    int servedCount() const
+    {
+        return int(std::count_if(clients.begin(), clients.end(), [](const Client& each) { return each.isServed; }));
+    }
+
+    void settle()
+    {
+        const auto isSettled = [this] {
+            const bool isFull = servedCount() >= places;
+            return std::all_of(clients.begin(), clients.end(),
+                [&](const Client& each) { return each.isServed ? !each.hasLeft : isFull; });
+        };
+        check(lines.filter(u"server error"_s).isEmpty(), u"there is a shortage"_s);
+        check(waitFor([&] { return !fault.isEmpty() || isSettled(); }), u"somebody waits in spite of a place"_s);
+        for (const Client& each : clients)
+            check(each.isServed || steps - each.since < MostSteps, u"it waits too long"_s);
+    }
+
+    QRandomGenerator& random;
+    RecordingHost host;
+    PickyServer server;
+    QTimer timer;
+    int steps = 0;
+    int places = 0;
+    std::vector<Client> clients; ///< in order of arrival
+    QString fault;
 };
 
 } // namespace
@@ -264,6 +507,16 @@ void tst_random_limits::clientsAreServedAndEndedAsTheLimitsSay()
             QCOMPARE(lines.value(line), client.model.lines.value(line));
         QVERIFY2(isInTime, qPrintable(QString::number(number)));
         QCOMPARE(session.host.calls.size(), client.model.calls);
+    }
+}
+
+void tst_random_limits::clientsFindPlacesInTheOrderOfArrival()
+{
+    QRandomGenerator random(1);
+    for (int number = 0; number < 6; ++number) {
+        Places places(random);
+        if (const QString fault = places.play(); !fault.isEmpty())
+            QFAIL(qPrintable(u"%1: %2"_s.arg(number).arg(fault)));
     }
 }
 
