@@ -3,6 +3,7 @@
 
 #include <QEventLoop>
 #include <QPointer>
+#include <QRegularExpression>
 #include <QThread>
 #include <QtTest>
 
@@ -155,6 +156,7 @@ void tst_server::sendsWhatIsReadyBeforeTheNextLongCall()
 {
     constexpr int longCallMs = 5;
     constexpr int commands = 4;
+    constexpr int shortCommands = 20;
     Session session;
     const auto client = session.orvaneClient();
     QVERIFY(client);
@@ -166,6 +168,16 @@ void tst_server::sendsWhatIsReadyBeforeTheNextLongCall()
     client->write(QByteArray("<setPreset/>\r\n\r\n").repeated(commands));
     QTRY_COMPARE(client->received, shortAcceptance("setPreset").repeated(commands));
     QCOMPARE(session.host.calls.size(), commands);
+
+    int waiting = 0; // replies of short calls, also behind a long one
+    session.host.duringCall = [&] {
+        waiting += socket->bytesToWrite() > 0 ? 1 : 0;
+        QThread::msleep(session.host.calls.size() == commands + 1 ? longCallMs : 0);
+    };
+    client->received.clear();
+    client->write(QByteArray("<setPreset/>\r\n\r\n").repeated(shortCommands));
+    QTRY_COMPARE(client->received, shortAcceptance("setPreset").repeated(shortCommands));
+    QVERIFY(waiting > 0);
 }
 
 void tst_server::canBeDestroyedInsideAnyCallOrLogLine()
@@ -347,6 +359,7 @@ void tst_server::staysPausedWhenTheHostHasPausedIt()
 
 void tst_server::worksInAThreadOfItsOwn()
 {
+    QTest::failOnWarning(QRegularExpression(u".*"_s)); // Qt writes one where an object is in another thread
     Session session;
     const quint16 port = session.server->serverPort();
 

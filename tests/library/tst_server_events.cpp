@@ -21,6 +21,7 @@ class tst_server_events : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void servesAllWhoHaveLoggedInInOneRound_data();
     void servesAllWhoHaveLoggedInInOneRound();
     void carriesOutWhatCameBeforeTheEnd_data();
     void carriesOutWhatCameBeforeTheEnd();
@@ -375,15 +376,25 @@ void tst_server_events::carriesOutWhatManyCallsWaitFor()
         QTRY_COMPARE(clients[count]->received, shortAcceptance("setPreset"));
 }
 
+void tst_server_events::servesAllWhoHaveLoggedInInOneRound_data()
+{
+    QTest::addColumn<QByteArray>("login");
+    QTest::newRow("with the system account") << loginMessage();
+    QTest::newRow("with that of the host") << loginMessage("operator", "secret");
+}
+
 /// They share no turn, as strangers do.
 void tst_server_events::servesAllWhoHaveLoggedInInOneRound()
 {
+    QFETCH(const QByteArray, login);
     constexpr int many = 10;
     Session session;
     std::vector<std::unique_ptr<TlsClient>> clients;
     while (clients.size() < many) {
-        clients.push_back(session.orvaneClient());
-        QVERIFY(clients.back() && comesRound(*clients.back()));
+        clients.push_back(session.connectedClient());
+        QVERIFY(clients.back());
+        clients.back()->write(login);
+        QVERIFY(comesRound(*clients.back()));
     }
     session.host.calls.clear();
     for (const auto& client : clients) {

@@ -225,6 +225,20 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
     const auto nextButOne = session.connectedClient();
     QVERIFY(next && nextButOne);
     QCOMPARE(timesLogged(), 1);
+
+    // Another shortage is told of as well, and when it is over nobody waits for those before.
+    std::vector<std::unique_ptr<TlsClient>> many;
+    while (many.size() < 5)
+        many.push_back(session.comer());
+    limit.allow(0);
+    QTRY_COMPARE(timesLogged(), 2);
+    limit.lift();
+    QElapsedTimer sinceRelief;
+    sinceRelief.start();
+    retry(*session.server);
+    for (const auto& each : many)
+        QTRY_VERIFY(isAccepted(*each));
+    QVERIFY(sinceRelief.elapsed() < qint64(many.size() - 1) * 1000 / 2);
 }
 
 void tst_server_without_descriptors::acceptsAgainThoughTheHostAcceptsByHand()
