@@ -24,19 +24,21 @@ const std::vector<Kind>& allKinds()
         {"orderly", Clients, 3, "$talk {close|close|fin|notify}"},
         {"abrupt", Clients, 3, "$talk {reset|leave}"},
         {"junk", Clients, 3, "{$junk sleep:{0..300}|$junk sleep:{0..50}|$junk hello|$talk $junk sleep:{0..100}} $end"},
-        {"late", Clients, 3, "sleep:{1..1500} $talk"},
+        {"late", Clients, 3,
+            "{sleep:{1..1500} $talk|hello sleep:{800..1000} send:$how:{O|G}p$some wait sleep:300 $end}"},
         {"wrong", Clients, 3, "hello send:$how:{W|E|WW|pW|EuE} send:$how:$some {notify|$end}"},
         {"stranger", Clients, 3, "hello send:$how:{p|E|u}pppp{p|W|e}pu{|p|pp|ppp|pppp} {notify|$end}"},
         {"mute", Clients, 3, "hello send:$how:G mute send:$how:I{|III{|$long}} sleep:{1..800} {reset|leave}"},
         {"touch", Clients, 3, "reset"},
         {"surplus", Clients, 15, "$talk {notified|junk:99} surplus:120 reset"},
         {"batch", Worlds, 3, ""},
+        {"busy", Worlds, 3, ""},
         {"certificates", Worlds, 3, ""},
         {"storm", Worlds, 15, ""},
         {"crowd", Worlds, 60, ""},
         {"loop", Hosts, 3, "loop:{0..40}"},
         {"destroy", Hosts, 3, "{destroy|renew}"},
-        {"pause", Hosts, 3, "{pause|pause|resume}"},
+        {"pause", Hosts, 3, "{pause|pause|resume|accept|relisten+pause+accept}"},
         {"close", Hosts, 3, "{close|relisten|listen}"},
         {"limits", Hosts, 3, "limits:{none|room|huge|tiny|tiny}"},
         {"tls", Hosts, 3, "tls:{rsa|elliptic|elliptic|query|verify|useless}"},
@@ -77,9 +79,10 @@ public:
         if (limits != "tiny")
             acts.push_back(
                 "client " + std::to_string(++clients) + " at=0 tls=13 cert=good hello send:one:G wait witness");
+        const bool isBusy = has("busy");
         for (const Kind& each : kinds)
             if (each.whose == Hosts)
-                for (int count = 1 + below(each.name == "slow" ? 40 : 6); count > 0; --count)
+                for (int count = 1 + below(each.name == "slow" ? 40 : isBusy ? 18 : 6); count > 0; --count)
                     acts.push_back(made("host $place " + each.text));
         return acts;
     }

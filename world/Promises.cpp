@@ -109,7 +109,9 @@ private:
         const std::string verb = words[0].substr(0, words[0].find(':'));
         const bool ends = is(verb, {"destroy", "renew", "close", "relisten"});
         hasEnded = hasEnded || ends;
-        paused = verb == "paused" || (paused && !ends && !is(verb, {"listen", "resume"}));
+        accepts = verb == "accepting" || (accepts && verb != "accepted");
+        const bool isOver = ends || is(verb, {"listen", "resume"}) || (accepts && verb == "shortage");
+        paused = verb == "paused" || (paused && !isOver);
         if (verb != "loop")
             return;
         if (words[2].starts_with("call:c"))
@@ -135,7 +137,7 @@ private:
     }
 
     /// At the first line of a client: in it the next pause may begin. Whoever waited for a place was accepted before.
-    void accept() { check(!paused || !limits.empty(), "pause", "a client was accepted in a pause"); }
+    void accept() { check(!paused || accepts || !limits.empty(), "pause", "a client was accepted in a pause"); }
 
     bool isWhole(const std::string& address)
     {
@@ -163,7 +165,8 @@ private:
         const int64_t invalid = std::count_if(peer.logins.begin(), peer.logins.end(),
             [](const std::string& each) { return each.starts_with("invalid"); });
         const int64_t clients = storms ? StormsClients : std::ssize(peers);
-        const int64_t waited = (ms - peer.connectedAt + SlackMs) * 10 / 9;
+        const bool isServed = !peer.received.empty(); // by when no time runs any more
+        const int64_t waited = isServed ? 0 : (ms - peer.connectedAt + SlackMs) * 10 / 9;
         const std::map<std::string, std::pair<int64_t, int64_t>> figures {{"maxClients", {clients, most.maxClients}},
             {"maxInvalidLogins", {invalid, most.maxInvalidLogins}},
             {"maxMessageLength", {peer.longest, most.maxMessageLength}},
@@ -286,6 +289,7 @@ private:
     std::map<std::string, std::vector<std::string>> logins;
     std::map<std::string, int> connections;
     std::map<QString, int> entriesBeforeLogin;
+    bool accepts = false; ///< the host, by hand
     int invalidLines = 0;
     int invalidEntries = 0;
     bool asksForCertificate = false; ///< or cannot be reached, at some time

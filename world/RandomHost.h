@@ -19,8 +19,9 @@ namespace world {
 
 /// The host and its server. It does in calls, in lines of the log and in between what its acts say:
 ///   host WHERE WHAT
-/// WHERE: call:ID, call:OPERATION#N (the Nth call of one without an id), line:KIND#N, audit:EVENT#N, event:EVENT#N (of
-/// the observer), at:MS, begin, each WHAT: loop:MS slow:MS shortage:MS destroy renew close listen relisten pause resume
+/// WHERE: call:ID, call:OPERATION#N (the Nth call of one without an id), line:KIND#N, audit:EVENT#N, at:MS, begin,
+///   each, event:EVENT#N (of the observer)
+/// WHAT, or several joined by +: loop:MS slow:MS shortage:MS destroy renew close listen relisten pause resume accept
 /// finished limits:none|room|huge|tiny
 ///   tls:rsa|elliptic|query|verify|useless
 /// The place `begin` is before the first client; `each` is each call, for crowds.
@@ -65,6 +66,7 @@ private:
     std::string tls = "rsa";
     std::vector<int> taken; ///< descriptors, in a shortage
     bool paused = false;
+    bool storms = false; ///< a client is one
     int loops = 0;
     bool observes;
     ClientWatch watch; ///< of the present server
