@@ -121,17 +121,21 @@ void RandomHost::listen()
 
 void RandomHost::configure()
 {
+    // Read once, at first: later there may be no descriptor for it.
+    static const QSslKey EllipticKey(contentOf(STRANGE_PAIR "key.pem"), QSsl::Ec);
+    static const QSslCertificate EllipticCertificate(contentOf(STRANGE_PAIR "cert.pem"));
+    static const QList<QSslCertificate> Issuers = QSslCertificate::fromData(contentOf(GOOD_PAIR "cert.pem"));
     QSslConfiguration configuration = server->sslConfiguration();
     if (tls == "elliptic") {
-        configuration.setPrivateKey(QSslKey(contentOf(STRANGE_PAIR "key.pem"), QSsl::Ec));
-        configuration.setLocalCertificate(QSslCertificate(contentOf(STRANGE_PAIR "cert.pem")));
+        configuration.setPrivateKey(EllipticKey);
+        configuration.setLocalCertificate(EllipticCertificate);
     }
     if (tls == "useless")
         configuration.setPrivateKey(QSslKey());
     configuration.setPeerVerifyMode(tls == "query" ? QSslSocket::QueryPeer
             : tls == "verify"                      ? QSslSocket::VerifyPeer
                                                    : QSslSocket::VerifyNone);
-    configuration.setCaCertificates(QSslCertificate::fromData(contentOf(GOOD_PAIR "cert.pem")));
+    configuration.setCaCertificates(Issuers);
     server->setSslConfiguration(configuration);
 }
 
