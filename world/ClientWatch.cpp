@@ -28,7 +28,7 @@ std::string nameOf(Type type)
 bool canBecome(const OrvaneInterface::OrvaneClient& before, const OrvaneInterface::OrvaneClient& after)
 {
     return before.address() == after.address() && before.port() == after.port()
-        && before.connectedSince() == after.connectedSince() && before.isEncrypted() <= after.isEncrypted()
+        && before.connectedSince() == after.connectedSince() && (!before.isEncrypted() || after.isEncrypted())
         && (before.account() == Account::None || after.account() != Account::None)
         && (before.account() != Account::System || after.account() == Account::System);
 }
