@@ -1,11 +1,13 @@
 #include "GuideHost.h"
 
+#include <QDateTime>
 #include <QDebug>
 #include <QFile>
 #include <QSslCertificate>
 #include <QSslCipher>
 #include <QSslConfiguration>
 #include <QSslKey>
+#include <QThread>
 #include <QXmlStreamReader>
 
 #include <chrono>
@@ -13,7 +15,7 @@
 
 namespace {
 
-constexpr int RefreshMilliseconds = 500;
+constexpr unsigned long RefreshMilliseconds = 500;
 constexpr int RenewalMilliseconds = 200; // in which both files are there
 constexpr int Splits = 9;
 
@@ -31,19 +33,35 @@ QSslKey readKey(const QString& path, const QByteArray& passPhrase)
     return {};
 }
 
+/// Clients that have pinned the certificate do not ask for its dates.
+bool hasExpired(const QSslCertificate& certificate)
+{
+    return !certificate.isNull() && certificate.expiryDate() < QDateTime::currentDateTimeUtc();
+}
+
+/// Takes its time, as asking recorders does. On another thread: it uses nothing of the host.
+std::vector<HostInterface::RecorderEntry> readRecorders()
+{
+    QThread::msleep(RefreshMilliseconds);
+    HostInterface::RecorderEntry recorder;
+    recorder.name = "North gate";
+    recorder.ip = "192.0.2.10";
+    recorder.tracks = {"Monday", "Tuesday"};
+    recorder.maxNumChannels = 16;
+    return {recorder};
+}
+
 } // namespace
 
 GuideHost::GuideHost(QString tlsDirectory, QObject* parent)
     : QObject(parent)
     , tlsDirectory(std::move(tlsDirectory))
+    , recorders(readRecorders())
 {
     renewal.setSingleShot(true);
     renewal.setInterval(RenewalMilliseconds);
     connect(&tlsWatcher, &QFileSystemWatcher::directoryChanged, &renewal, qOverload<>(&QTimer::start));
     connect(&renewal, &QTimer::timeout, this, &GuideHost::renewCertificate);
-    refresh.setSingleShot(true);
-    refresh.setInterval(RefreshMilliseconds);
-    connect(&refresh, &QTimer::timeout, this, &GuideHost::refreshFinished);
 }
 
 bool GuideHost::startServer(quint16 serverPort)
@@ -56,13 +74,17 @@ bool GuideHost::startServer(quint16 serverPort)
     }
     server = std::make_unique<HostServer>(this, serverPort, user, password, nullptr);
     connect(this, &GuideHost::refreshFinished, server.get(), &HostServer::handleUpdateAllTreeDevicesFinished);
-    server->setSslConfiguration(tlsFromFiles());
-    if (const QString error = server->sslErrorString(); !error.isEmpty()) {
+    const QSslConfiguration tls = tlsFromFiles();
+    server->setSslConfiguration(tls);
+    if (const QString error = server->sslErrorString(); hasExpired(tls.localCertificate())) {
+        qWarning() << "Only clients that pin the certificate are served:" << error;
+    } else if (!error.isEmpty()) {
         qCritical() << "No client can be served:" << error;
         return false;
     }
     tlsWatcher.addPath(tlsDirectory);
     server->setLimits(HostLimits::controlRoom());
+    observeClients();
     server->startListeningForConnection();
     if (!server->isListening()) {
         qCritical() << "Orvane cannot connect:" << server->errorString();
@@ -112,21 +134,37 @@ void GuideHost::renewCertificate()
     server->setSslConfiguration(renewed); // nobody is disconnected
 }
 
+void GuideHost::observeClients()
+{
+    using Type = HostClientEvent::Type;
+    server->setClientObserver([this](const HostClientEvent& event) {
+        if (event.type == Type::InvalidLogin)
+            qWarning() << event.client.address().toString() << "has failed to log in as" << event.user;
+        if (event.type == Type::Connected || event.type == Type::LoggedIn || event.type == Type::Disconnected)
+            Q_EMIT clientsChanged(server->clients());
+    });
+}
+
 bool GuideHost::updateRecorderContents()
 {
-    if (refresh.isActive())
+    if (std::exchange(isRefreshing, true))
         return false;
-    refresh.start(); // when it has finished: refreshFinished()
+    refreshThreads.start([this] {
+        QMetaObject::invokeMethod(this, [this, read = readRecorders()] { finishRefresh(read); }); // on our thread
+    });
     return true;
 }
 
-void GuideHost::getRecorderList(std::vector<RecorderEntry>& recorders)
+void GuideHost::finishRefresh(const std::vector<RecorderEntry>& read)
 {
-    RecorderEntry& recorder = recorders.emplace_back();
-    recorder.name = "North gate";
-    recorder.ip = "192.0.2.10";
-    recorder.tracks = {"Monday", "Tuesday"};
-    recorder.maxNumChannels = 16;
+    recorders = read;
+    isRefreshing = false; // not before: who asks in between is told of the end of this refresh, and not of its own
+    Q_EMIT refreshFinished();
+}
+
+void GuideHost::getRecorderList(std::vector<RecorderEntry>& list)
+{
+    list = recorders;
 }
 
 void GuideHost::getPresetsList(std::vector<PresetEntry>& presets)
@@ -138,7 +176,8 @@ void GuideHost::showLive(std::string recorder, int camera, bool alarm, int& spli
 {
     if (splitId < 0 || splitId >= Splits)
         splitId = 0; // the client is told which split it was
-    qInfo() << "showLive" << QString::fromStdString(recorder) << camera << alarm << splitId;
+    qInfo() << "showLive" << QString::fromStdString(recorder) << camera << alarm << splitId << "for"
+            << server->currentClient().accountName();
 }
 
 void GuideHost::showLiveAtSubsplit(int splitId, int camera, int subsplitIndex)

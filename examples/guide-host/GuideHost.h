@@ -1,20 +1,26 @@
 #pragma once
 
+#include <OrvaneClient.h>
 #include <OrvaneInterface.h>
 #include <OrvaneServer.h>
 
 #include <QFileSystemWatcher>
+#include <QList>
 #include <QObject>
 #include <QString>
+#include <QThreadPool>
 #include <QTimer>
 
 #include <memory>
+#include <vector>
 
 // Inside a class derived from it, OrvaneInterface is that base and no longer the namespace. So the server needs another
 // name there, and so does the base itself: moc repeats it inside the class, where it would name the constructor.
 using HostInterface = OrvaneInterface::OrvaneInterface;
 using HostServer = OrvaneInterface::OrvaneServer;
 using HostLimits = OrvaneInterface::OrvaneLimits;
+using HostClient = OrvaneInterface::OrvaneClient;
+using HostClientEvent = OrvaneInterface::OrvaneClientEvent;
 
 class GuideHost final : public QObject, public HostInterface {
     Q_OBJECT
@@ -44,8 +50,11 @@ public:
 
 Q_SIGNALS:
     void refreshFinished();
+    void clientsChanged(const QList<HostClient>& clients);
 
 private:
+    void observeClients();
+    void finishRefresh(const std::vector<RecorderEntry>& read);
     QSslConfiguration tlsFromFiles() const;
     static void narrowCiphers(QSslConfiguration& tls);
     void askForClientCertificates(QSslConfiguration& tls) const;
@@ -54,6 +63,8 @@ private:
     QString tlsDirectory;
     QFileSystemWatcher tlsWatcher;
     QTimer renewal;
-    QTimer refresh;
+    std::vector<RecorderEntry> recorders;
+    bool isRefreshing = false;
+    QThreadPool refreshThreads {this}; // its end waits for them
     std::unique_ptr<HostServer> server;
 };
