@@ -37,7 +37,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "${ORVANE_RUNTIME_PACKAGE} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), qt6-base-dev (>= 6.4)")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
-    "${long_description}\n.\nThis package has the headers, what CMake and pkg-config need, the documents,\na host to begin with and a client in Python.")
+    "${long_description}\n.\nThis package has the headers, what CMake and pkg-config need, the documents,\ntwo hosts to begin with and a client in Python.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "python3, orvane-client")
 
 set(CPACK_DEBIAN_CLIENT_PACKAGE_NAME orvane-client)
@@ -51,7 +51,7 @@ set(documents_directory "${CMAKE_INSTALL_DATADIR}/doc/${ORVANE_DEVELOPMENT_PACKA
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
     DESTINATION "${documents_directory}" COMPONENT development)
 install(DIRECTORY docs DESTINATION "${documents_directory}" COMPONENT development)
-install(DIRECTORY examples/first-host DESTINATION "${documents_directory}/examples" COMPONENT development)
+install(DIRECTORY examples/first-host examples/guide-host DESTINATION "${documents_directory}/examples" COMPONENT development)
 install(PROGRAMS examples/client-python/orvane_client.py
     DESTINATION "${documents_directory}/examples/client-python" COMPONENT development)
 

@@ -1,12 +1,15 @@
 #include "ClientList.h"
 
+#include <QHeaderView>
 #include <QStringList>
 
 ClientList::ClientList()
 {
     setWindowTitle(QStringLiteral("Who is there"));
     setHeaderLabels({QStringLiteral("Client"), QStringLiteral("Account"), QStringLiteral("Since")});
+    header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     setRootIsDecorated(false);
+    resize(320, 110);
 }
 
 void ClientList::setClients(const QList<HostClient>& clients)

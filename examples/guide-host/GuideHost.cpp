@@ -19,18 +19,13 @@ constexpr unsigned long RefreshMilliseconds = 500;
 constexpr int RenewalMilliseconds = 200; // in which both files are there
 constexpr int Splits = 9;
 
-/// Null when there is no such key, or not with this pass phrase.
+/// Null when there is no such key, or not with this pass phrase. Qt wants to be told of what kind it is.
 QSslKey readKey(const QString& path, const QByteArray& passPhrase)
 {
-    for (const QSsl::KeyAlgorithm algorithm : {QSsl::Ec, QSsl::Rsa}) {
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly))
-            break;
-        QSslKey key(&file, algorithm, QSsl::Pem, QSsl::PrivateKey, passPhrase);
-        if (!key.isNull())
-            return key;
-    }
-    return {};
+    QFile file(path);
+    const QByteArray pem = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    const QSslKey key(pem, QSsl::Ec, QSsl::Pem, QSsl::PrivateKey, passPhrase);
+    return key.isNull() ? QSslKey(pem, QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey, passPhrase) : key;
 }
 
 /// Clients that have pinned the certificate do not ask for its dates.
@@ -158,7 +153,9 @@ bool GuideHost::updateRecorderContents()
 void GuideHost::finishRefresh(const std::vector<RecorderEntry>& read)
 {
     recorders = read;
-    isRefreshing = false; // not before: who asks in between is told of the end of this refresh, and not of its own
+    // Not before, as QThread::isRunning() would have it: a client that asks in between would start a refresh of its
+    // own, and take this notice for the end of that.
+    isRefreshing = false;
     Q_EMIT refreshFinished();
 }
 

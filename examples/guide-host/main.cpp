@@ -34,10 +34,8 @@ bool openAuditFile()
 /// Puts the time inside the line of the audit trail, which stays a JSON object.
 void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
-    if (qstrcmp(context.category, "orvane.audit") != 0) {
-        defaultHandler(type, context, message);
-        return;
-    }
+    if (qstrcmp(context.category, "orvane.audit") != 0)
+        return defaultHandler(type, context, message);
     const QByteArray time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs).toLatin1();
     auditFile.write("{\"time\":\"" + time + "\"," + message.mid(1).toLatin1() + '\n');
 }

@@ -30,10 +30,11 @@ QStringList exampleFiles(const QString& language)
 {
     if (language == u"cmake"_s)
         return {u"examples/first-host/CMakeLists.txt"_s, u"tests/packaging/consumer/CMakeLists.txt"_s};
-    if (language == u"xml"_s)
-        return {u"examples/first-host/tls.qrc"_s};
-    return {u"examples/first-host/main.cpp"_s, u"examples/guide-host/GuideHost.cpp"_s,
-        u"examples/guide-host/GuideHost.h"_s, u"examples/guide-host/main.cpp"_s};
+    if (language == u"ini"_s)
+        return {u"examples/guide-host/guide-host.service"_s};
+    return {u"examples/first-host/main.cpp"_s, u"examples/guide-host/ClientList.cpp"_s,
+        u"examples/guide-host/GuideHost.cpp"_s, u"examples/guide-host/GuideHost.h"_s,
+        u"examples/guide-host/main.cpp"_s};
 }
 
 } // namespace
@@ -43,7 +44,7 @@ void tst_document_snippets::areThoseOfTheExamples_data()
     QTest::addColumn<QString>("language");
     QTest::addColumn<QStringList>("lines");
     for (const QString& document : {u"README.md"_s, u"SECURITY.md"_s, u"docs/hosting.md"_s}) {
-        for (const QString& language : {u"cpp"_s, u"cmake"_s, u"xml"_s}) {
+        for (const QString& language : {u"cpp"_s, u"cmake"_s, u"ini"_s}) {
             for (const DocumentBlock& block : documentBlocks(SourceDirectory + document, language))
                 QTest::newRow(qPrintable(block.place)) << language << block.lines;
         }

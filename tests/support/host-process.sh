@@ -12,6 +12,7 @@ start_host() {
     local attempt
     for attempt in 1 2 3; do # another program may have the port
         port=$((20000 + RANDOM % 20000))
+        : > "$directory/host" # before that of an earlier host is read
         ORVANE_USER=operator ORVANE_PASSWORD=only-for-this-test "$@" "$port" > "$directory/host" 2>&1 &
         host_pid=$!
         while kill -0 "$host_pid" 2> /dev/null; do
@@ -22,6 +23,14 @@ start_host() {
     echo "The host did not start:" >&2
     cat "$directory/host" >&2
     return 1
+}
+
+# stop_host: as systemd does; ends with the status of the host.
+stop_host() {
+    local ended=$host_pid
+    host_pid=
+    kill "$ended"
+    wait "$ended"
 }
 
 # wait_until COMMAND...: until it succeeds, for a minute at least.
