@@ -44,12 +44,12 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
 /// SIGTERM and Ctrl-C end the event loop, and not the process. To be called before there is another thread.
 void quitOnSignals(QCoreApplication& application)
 {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    auto* notifier = new QSocketNotifier(signalfd(-1, &signals, SFD_CLOEXEC), QSocketNotifier::Read, &application);
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGTERM);
+    sigaddset(&ending, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+    auto* notifier = new QSocketNotifier(signalfd(-1, &ending, SFD_CLOEXEC), QSocketNotifier::Read, &application);
     QObject::connect(notifier, &QSocketNotifier::activated, &application, &QCoreApplication::quit);
 }
 #endif
