@@ -34,7 +34,7 @@ public:
     bool startServer(quint16 serverPort);
 
     bool updateRecorderContents() override;
-    void getRecorderList(std::vector<RecorderEntry>& recorders) override;
+    void getRecorderList(std::vector<RecorderEntry>& list) override;
     void getPresetsList(std::vector<PresetEntry>& presets) override;
     void showLive(std::string recorder, int camera, bool alarm, int& splitId) override;
     void showLiveAtSubsplit(int splitId, int camera, int subsplitIndex) override;
