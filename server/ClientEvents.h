@@ -12,6 +12,7 @@ namespace OrvaneInterface {
 /// The observer that the host has set; shared with all clients of the server, and empty from the server's end on.
 struct ClientObservation {
     std::shared_ptr<OrvaneClientObserver> observer;
+    bool isOver = false; ///< the server is being destroyed, and takes no observer any more
 };
 
 /**

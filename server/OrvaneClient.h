@@ -58,7 +58,8 @@ public:
     QDateTime connectedSince() const;
     /// Whether its TLS handshake is done.
     bool isEncrypted() const;
-    /// Null unless the server asks for certificates and the client has shown one.
+    /// Null unless the server asks for certificates and the client has shown one. With QSslSocket::QueryPeer nobody has
+    /// verified it.
     QSslCertificate certificate() const;
     /// With which it has logged in.
     Account account() const;
@@ -78,15 +79,15 @@ private:
 struct OrvaneClientEvent {
     /// With the members that an event of the type has, besides its client.
     enum class Type : quint8 {
-        Connected, ///< it is one of OrvaneServer::clients() from now on
+        Connected, ///< one of OrvaneServer::clients() from now on
         Encrypted, ///< its TLS handshake is done
         HandshakeFailed, ///< reason
         LoggedIn, ///< user
         InvalidLogin, ///< user
         Command, ///< command, outcome, and where it was carried out duration, parameters and split
         RefusedDocument, ///< command, reason
-        ExceededLimit, ///< reason; Disconnected follows, but where the limit is maxClients
-        Disconnected ///< reason; it is not one of OrvaneServer::clients() any more
+        ExceededLimit, ///< reason; not one of clients() any more. Disconnected follows, but for maxClients
+        Disconnected ///< reason; not one of clients() any more
     };
     /// What the client was told of its command.
     enum class Outcome : quint8 { NoReply, Answered, Accepted, Rejected, NotLoggedIn };
@@ -105,8 +106,9 @@ struct OrvaneClientEvent {
     Outcome outcome = Outcome::NoReply;
     /// From the beginning of the command until its reply was written.
     std::chrono::nanoseconds duration {0};
-    /// The first 16 of the command by their keys, as docs/protocol.md has them. Keys and values of more than 200
-    /// characters are cut, and end in "...". Empty for an unknown command: it may be a login with a spelling mistake.
+    /// By their keys, those that come first in the document, 16 at most. Keys and values of more than 200 characters
+    /// are cut, and end in "...". Empty for an unknown command, which may be a login with a spelling mistake, and where
+    /// nobody listened when the command began.
     QMap<QString, QString> parameters {};
     /// The split that the host has used for a showLive or a showTrack.
     std::optional<int> split {};

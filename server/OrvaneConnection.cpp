@@ -299,9 +299,9 @@ QTcpSocket& OrvaneConnection::network() const
 void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
 {
     const InUse inUse(*this);
-    qCDebug(defaultLog) << "OrvaneConnection socket error:" << error;
-    if (!encrypted && socketAttached)
+    if (!encrypted && socketAttached) // before the line: in it the client may be released
         events.tell({.type = EventType::HandshakeFailed, .reason = socket->errorString()});
+    qCDebug(defaultLog) << "OrvaneConnection socket error:" << error;
 }
 
 /// What came before the end is carried out first. Where a call of the host has run events it is discarded.

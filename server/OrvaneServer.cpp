@@ -76,7 +76,9 @@ OrvaneServer::OrvaneServer(
 
 OrvaneServer::~OrvaneServer()
 {
-    OrvaneServerPrivate::of(*this).observation->observer.reset();
+    ClientObservation& observation = *OrvaneServerPrivate::of(*this).observation;
+    observation.isOver = true; // first: what the observer holds may set another one when it is destroyed
+    observation.observer.reset();
     close();
     // In the lines about the clients that are released others would come in, who have waited for a place.
     disconnect(&OrvaneServerPrivate::of(*this).acceptor, nullptr, this, nullptr);
@@ -166,8 +168,9 @@ void OrvaneServer::setClientObserver(OrvaneClientObserver observer, const QObjec
                 guarded(event);
         };
     }
-    OrvaneServerPrivate::of(*this).observation->observer =
-        observer ? std::make_shared<OrvaneClientObserver>(std::move(observer)) : nullptr;
+    ClientObservation& observation = *OrvaneServerPrivate::of(*this).observation;
+    if (!observation.isOver)
+        observation.observer = observer ? std::make_shared<OrvaneClientObserver>(std::move(observer)) : nullptr;
 }
 
 void OrvaneServer::handleNewConnection()

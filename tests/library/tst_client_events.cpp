@@ -27,6 +27,7 @@ private Q_SLOTS:
     void tellsWhatWasDone();
     void cutsWhatIsLong();
     void tellsNothingOfWhatMayBeAPassword();
+    void tellsNothingOnceTheServerIsBeingDestroyed();
     void standsWhateverTheObserverDoes_data();
     void standsWhateverTheObserverDoes();
 
@@ -214,6 +215,18 @@ void tst_client_events::tellsNothingOfWhatMayBeAPassword()
     QVERIFY(events.size() > 3);
     for (const OrvaneClientEvent& event : events)
         QVERIFY(event.parameters.isEmpty());
+}
+
+void tst_client_events::tellsNothingOnceTheServerIsBeingDestroyed()
+{
+    Session session;
+    const auto client = session.orvaneClient();
+    QVERIFY(client);
+    auto* server = session.server.get();
+    std::shared_ptr<void> setsAnother(nullptr, [&](void*) { server->setClientObserver(keepEvents()); });
+    server->setClientObserver([held = std::move(setsAnother)](const OrvaneClientEvent& /*event*/) {});
+    session.server.reset();
+    QVERIFY(events.empty());
 }
 
 void tst_client_events::standsWhateverTheObserverDoes_data()
