@@ -29,7 +29,7 @@ set(DOXYGEN_SHOW_INCLUDE_FILES NO)
 
 doxygen_add_docs(orvane-docs
     README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
-    docs/hosting.md docs/protocol.md docs/performance.md
+    docs/hosting.md docs/protocol.md docs/performance.md docs/misuse-table.md docs/internals.md
     ${ORVANE_PUBLIC_HEADERS}
     WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}"
     COMMENT "Building the reference in ${DOXYGEN_OUTPUT_DIRECTORY}/html")
