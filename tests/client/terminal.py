@@ -204,8 +204,10 @@ class Terminal(unittest.TestCase):
         self.type(CTRL_C)
         self.shows("given up")
         self.shows(PROMPT)
-        self.type("setPreset presetname=B\r")  # on a new connection
+        self.enter("B")  # on a new connection
         self.host_gets("<setPreset><presetname>B</presetname></setPreset>")
+        self.type("A" + CTRL_C + CTRL_D)  # in one write, as over a slow line
+        self.ends()
 
     def test_every_character_and_long_lines_reach_the_host(self):
         self.start()

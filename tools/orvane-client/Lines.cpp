@@ -39,7 +39,8 @@ bool awaitInput(Host& host)
         isReadable = true;
         notifier.setEnabled(false);
     });
-    return host.waitUntil([&] { return isReadable; }, QDeadlineTimer(QDeadlineTimer::Forever));
+    // What was typed after Ctrl-C is not dropped with the line: it stays to be read.
+    return host.waitUntil([&] { return isReadable; }, QDeadlineTimer(QDeadlineTimer::Forever)) && caughtSignal == 0;
 }
 
 std::array<char, 9> promptText = {"orvane> "};
@@ -245,8 +246,7 @@ private:
     {
         if (!input.isOpen() && !input.open(STDIN_FILENO, QIODevice::ReadOnly))
             return std::nullopt;
-        const bool canRead = input.bytesAvailable() > 0 || awaitInput(host);
-        const QByteArray line = canRead ? input.readLine() : QByteArray();
+        const QByteArray line = input.bytesAvailable() > 0 || awaitInput(host) ? input.readLine() : QByteArray();
         return line.isEmpty() ? std::nullopt : std::optional(line.endsWith('\n') ? line.chopped(1) : line);
     }
 
