@@ -95,10 +95,10 @@ class Terminal(unittest.TestCase):
     def host_gets(self, document):
         self.assertEqual(self.documents.get(timeout=PATIENCE), document)
 
-    def ends(self):
+    def ends(self, status=0):
         self.client.expect(pexpect.EOF)
         self.client.wait()
-        self.assertEqual(self.client.exitstatus, 0)
+        self.assertEqual(self.client.exitstatus, status)
 
     def is_usual(self):
         """Whether the terminal itself edits lines, shows keys and makes signals of some."""
@@ -280,6 +280,10 @@ class Terminal(unittest.TestCase):
     def test_retry_waits_for_the_host(self):
         with peer.listen() as other:
             port = other.getsockname()[1]
+        self.start("--retry", until="trying again", port=port)
+        self.type(CTRL_C)
+        self.shows("orvane-client: given up\r\n")
+        self.ends(4)
         self.start("--retry", "getPresetsList", until="trying again", port=port)
         self.listener = socket.create_server(("127.0.0.1", port))
         threading.Thread(target=self.serve, daemon=True).start()

@@ -205,9 +205,9 @@ int main(int argc, char** argv)
     try {
         return static_cast<int>(run(Settings(QCoreApplication::arguments().mid(1)), console));
     } catch (const Outcome& outcome) {
-        const bool isUsage = outcome.status == ExitStatus::UsageError;
+        const QString problem = caughtSignal != 0 ? u"given up"_s : outcome.problem; // not for want of time
         if (!outcome.problem.isEmpty())
-            console.problem(isUsage ? outcome.problem + u" (--help tells more)"_s : outcome.problem);
+            console.problem(outcome.status == ExitStatus::UsageError ? problem + u" (--help tells more)"_s : problem);
         return static_cast<int>(outcome.status);
     }
 }
