@@ -37,7 +37,7 @@ def rejection(command):
     return b"<commandRejected><commandname>" + command + b"</commandname><reason>Unknown command</reason></commandRejected>" + END
 
 
-def messages(connection):
+def messages(connection, accepts_account=True):
     """What the client sends, message by message, until it closes; but for its check of the login, which is answered."""
     received = b""
     is_logged_in = False
@@ -45,7 +45,7 @@ def messages(connection):
         received += piece
         *complete, received = received.split(END)
         for message in complete:
-            is_logged_in = is_logged_in or message.startswith(b"<loginClient>")
+            is_logged_in = accepts_account and (is_logged_in or message.startswith(b"<loginClient>"))
             if message != b"<end-of-query-0/>":
                 yield message
             elif is_logged_in:

@@ -36,6 +36,7 @@ class Terminal(unittest.TestCase):
         self.addCleanup(self.listener.close)
         self.lists = dict(LISTS)
         self.documents = queue.Queue()
+        self.accepts_account = True
         self.is_busy = False  # does not come to the end of a query
         self.client = None
         self.addCleanup(self.stop)
@@ -45,7 +46,7 @@ class Terminal(unittest.TestCase):
         """Accepts every command but a refresh and a query, one client after the other."""
         while self.listener.fileno() >= 0:
             with contextlib.suppress(OSError), peer.accept(self.listener) as self.connection:
-                for message in peer.messages(self.connection):
+                for message in peer.messages(self.connection, self.accepts_account):
                     self.answer(message)
 
     def answer(self, message):
@@ -208,6 +209,12 @@ class Terminal(unittest.TestCase):
         self.host_gets("<setPreset><presetname>B</presetname></setPreset>")
         self.type("A" + CTRL_C + CTRL_D)  # in one write, as over a slow line
         self.ends()
+
+    def test_account_that_is_refused_gets_no_prompt(self):
+        self.accepts_account = False
+        self.start(until=None)
+        self.ends(7)
+        self.assertNotIn(PROMPT, self.client.before)
 
     def test_every_character_and_long_lines_reach_the_host(self):
         self.start()

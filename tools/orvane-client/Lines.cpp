@@ -231,6 +231,8 @@ public:
     ExitStatus run()
     {
         host.connect();
+        if (prompt && !host.settings.has("no-login"))
+            host.logIn(); // a wrong password is told before anything is typed
         if (prompt)
             host.console.text(u"Connected. \"help\" lists the commands, \"quit\" ends.\n"_s);
         for (int number = 1; const std::optional<QByteArray> line = prompt ? prompt->next() : nextLine(); ++number) {
