@@ -114,6 +114,12 @@ An answer that comes too late is not taken for that of the next command:
   {"presets":["2"],"reply":"presets"}
   [3]
 
+Nor is a second answer to the same command:
+
+  $ printf '%s\n' getPertinentInfo getPertinentInfo | against more '<a/>\r\n\r\n' --quiet
+  orvane-client: line 2: the host gives no answer to getPertinentInfo
+  [3]
+
 An answer costs what its length says, and the time for it holds also where it never stops:
 
   $ many() { head -c "$1" /dev/zero | sed "s|\x00|$2|g"; }

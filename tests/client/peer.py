@@ -4,6 +4,7 @@ Usage: peer.py KIND ANSWER CLIENT [ARGUMENT...] runs the client against it and e
   tls     answers the first command after the login, and sends no more
   second  answers what comes behind the first command, and prints what it gets
   late    answers every command with its number as COUNT, but the first not before there is another one
+  more    answers the first command, and once more when it gets the next message; other commands get no answer
   many    answers as a host with so many recorders
   drip    answers the first command with bytes that have no end
   endless answers the first command again and again
@@ -106,6 +107,9 @@ def serve_message(connection, kind, answer, count, message, documents):
         connection.shutdown(socket.SHUT_WR)  # it reads on, or the system could drop what the client has not read yet
     elif count == 2 and kind == "second":
         connection.sendall(answer)
+    elif kind == "more":
+        is_fence = message.startswith(b"<end-of-query-")
+        connection.sendall(answer * (1 <= count <= 2) + rejection(message[1:-2]) * is_fence)
     elif kind == "many":
         connection.sendall(good_answer(message, int(answer)))
     while count > 0 and kind in ("drip", "endless"):

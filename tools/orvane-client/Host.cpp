@@ -125,7 +125,7 @@ void Host::reset()
 {
     socket.abort();
     cutter = {};
-    fencesSent = fencesPassed = -1;
+    fencesSent = fencesPassed = fenceBefore = -1;
     isReached = isOpen = isLoggedIn = false;
 }
 
@@ -183,6 +183,9 @@ void Host::exchange(const CommandRequest& request)
     outcome.reset();
     awaited = request;
     answeredAfter = -1;
+    if (fencesSent == fenceBefore) // what the host still has to say to the command before comes in front of it
+        sendFence();
+    fenceBefore = fencesSent;
     sinceSent.start(); // not before the login has been answered
     send(request.document);
     if (!waitUntil(isDone, QDeadlineTimer(std::min(Silence, limit / 3)))) {
@@ -239,8 +242,7 @@ void Host::sendFence()
 
 bool Host::awaitFence(QDeadlineTimer deadline)
 {
-    waitUntil([this] { return fencesPassed == fencesSent || !isOpen; }, deadline);
-    return fencesPassed == fencesSent;
+    return waitUntil([this] { return fencesPassed == fencesSent || !isOpen; }, deadline) && fencesPassed == fencesSent;
 }
 
 /// The host closes when it has read all. Closing here at once could make the system drop what it has not read yet.
@@ -257,7 +259,7 @@ void Host::receive()
         return;
     const QByteArray bytes = socket.readAll();
     trace("< "_L1, bytes);
-    if (answeredAfter < 0 && sinceSent.isValid() && !bytes.isEmpty())
+    if (awaited && fencesPassed >= fenceBefore && answeredAfter < 0 && !bytes.isEmpty())
         answeredAfter = sinceSent.elapsed();
     for (const QByteArray& message : bytes.isEmpty() ? QList<QByteArray>() : cutter.add(bytes))
         handle(Reply(message));
@@ -270,18 +272,16 @@ void Host::receive()
 
 void Host::handle(const Reply& reply)
 {
-    bool isNumber = false;
-    const int number = reply.command.mid(FenceCommand.size()).toInt(&isNumber);
-    const bool isFence = isNumber && reply.kind == Reply::Kind::Rejected && reply.command.startsWith(FenceCommand);
-    if (isFence && number >= 0 && number <= fencesSent) {
-        fencesPassed = std::max(fencesPassed, number);
+    const QString next = FenceCommand + QString::number(fencesPassed + 1);
+    if (fencesPassed < fencesSent && reply.kind == Reply::Kind::Rejected && reply.command == next) {
+        ++fencesPassed;
         return;
     }
     if (reply.root == RefreshFinishedNotice)
         knownNames.clear();
     knownNames.insert(reply.names());
     listener(reply);
-    if (awaited && !outcome)
+    if (awaited && !outcome && fencesPassed >= fenceBefore)
         outcome = judge(reply, *awaited);
 }
 

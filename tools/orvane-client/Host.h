@@ -25,9 +25,10 @@ inline int caughtSignal = 0;
  * A host, and the connection to it. An operation blocks until it has ended, its time is over, or a signal was caught.
  * It throws if it has not succeeded.
  *
- * An answer is never taken for that of another command. Hosts answer in order, so behind a command that is unanswered
- * goes one that no host knows, a fence: when that is rejected, no answer will come. A host that does not even come to
- * the fence is disconnected.
+ * An answer is never taken for that of another command. Hosts answer in order, so between two commands goes one that no
+ * host knows, a fence: what comes before its rejection is not the second one's answer. Behind a command that is
+ * unanswered goes one as well: when it is rejected, no answer will come. A host that does not even come to the fence is
+ * disconnected.
  */
 class Host {
 public:
@@ -85,6 +86,7 @@ private:
     qint64 answeredAfter = -1; ///< below 0: not yet
     int fencesSent = -1;
     int fencesPassed = -1;
+    int fenceBefore = -1; ///< the command of the present exchange, or the last one
     bool isReached = false; ///< by TCP
     bool isOpen = false; ///< and trusted
     bool isLoggedIn = false;
