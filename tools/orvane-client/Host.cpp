@@ -59,6 +59,7 @@ Host::Host(const Settings& settings, Console& console, std::optional<CommandRequ
     , login(std::move(login))
 {
     socket.setSslConfiguration(trust.configuration());
+    socket.setReadBufferSize(1 << 16); // a host that sends without an end is not heard longer than the timeout
     // They are judged when the handshake is done, together with the certificate; nothing is sent before.
     QObject::connect(&socket, &QSslSocket::sslErrors, &socket, [this] { socket.ignoreSslErrors(); });
     QObject::connect(&socket, &QSslSocket::connected, &socket, [this] { isReached = true; });
