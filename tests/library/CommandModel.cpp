@@ -183,7 +183,8 @@ QByteArray CommandModel::replyToCommand() const
         return reply("getPresetsListResponse", presets);
     }
     if (command == "getPertinentInfo") {
-        const QByteArray answer = inUnicode(host.answer.value_or(std::string()).c_str()); // up to the first NUL
+        const std::string whole = host.answer.value_or(std::string());
+        const QByteArray answer = inUnicode(whole.substr(0, whole.find('\0')));
         return !host.answer || answer.endsWith("\r\n\r\n") ? answer : answer + "\r\n\r\n";
     }
     return command == "showLive" || command == "showTrack" ? longAcceptance() : shortAcceptance(command);
