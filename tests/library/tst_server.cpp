@@ -34,12 +34,9 @@ private Q_SLOTS:
     void canBeDestroyedInsideAnyCallOrLogLine();
     void takesUpWhatAClientDidInsideItsFirstLogLine_data();
     void takesUpWhatAClientDidInsideItsFirstLogLine();
-    void closesAndListensAgain();
     void listensWhereTheHostWants_data();
     void listensWhereTheHostWants();
-    void staysPausedWhenTheHostHasPausedIt();
     void worksInAThreadOfItsOwn();
-    void knowsNothingOfAnotherServer();
 };
 
 namespace {
@@ -289,26 +286,6 @@ void tst_server::takesUpWhatAClientDidInsideItsFirstLogLine()
     QCOMPARE(session.host.calls.size(), sends ? 1 : 0);
 }
 
-void tst_server::closesAndListensAgain()
-{
-    const Session session;
-    const quint16 port = session.server->serverPort();
-    const auto staying = session.orvaneClient();
-    QVERIFY(staying);
-    session.server->close();
-    QVERIFY(!session.server->isListening());
-    TlsClient refused;
-    refused.connectToPort(port);
-    QTRY_COMPARE(refused.error(), QAbstractSocket::ConnectionRefusedError);
-    QVERIFY(isServed(*staying));
-
-    session.server->startListeningForConnection();
-    QCOMPARE(session.server->serverPort(), port);
-    const auto next = session.orvaneClient();
-    QVERIFY(next && isServed(*next));
-    QVERIFY(isServed(*staying));
-}
-
 void tst_server::listensWhereTheHostWants_data()
 {
     QTest::addColumn<QString>("address");
@@ -337,24 +314,6 @@ void tst_server::listensWhereTheHostWants()
     TlsClient refused;
     refused.connectToHostEncrypted(elsewhere, server.serverPort());
     QTRY_COMPARE(refused.error(), QAbstractSocket::ConnectionRefusedError);
-}
-
-void tst_server::staysPausedWhenTheHostHasPausedIt()
-{
-    const Session session;
-    auto leaving = session.orvaneClient();
-    QVERIFY(leaving);
-    session.server->pauseAccepting();
-    QVERIFY(isServed(*leaving));
-    leaving.reset();
-    QTRY_COMPARE(session.acceptedCount(), 0);
-    const auto client = session.comer();
-    QVERIFY(client);
-    QCoreApplication::processEvents();
-    QCOMPARE(session.acceptedCount(), 0);
-    session.server->resumeAccepting();
-    client->startClientEncryption();
-    QTRY_VERIFY(client->isEncrypted());
 }
 
 void tst_server::worksInAThreadOfItsOwn()
@@ -387,27 +346,6 @@ void tst_server::worksInAThreadOfItsOwn()
     QVERIFY(connected && served);
     QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
     QCOMPARE(session.host.calls, QStringList(u"setPreset(\"\")"_s));
-}
-
-void tst_server::knowsNothingOfAnotherServer()
-{
-    Session one;
-    auto other = std::make_unique<Session>();
-    const auto client = one.orvaneClient();
-    const auto clientOfOther = other->orvaneClient();
-    QVERIFY(client && clientOfOther);
-    client->send("<updateRecorderContents/>");
-    clientOfOther->send("<updateRecorderContents/>");
-    QTRY_COMPARE(one.host.calls.size(), 1);
-    QTRY_COMPARE(other->host.calls.size(), 1);
-    other->server->handleUpdateAllTreeDevicesFinished();
-    QTRY_VERIFY(!clientOfOther->received.isEmpty());
-    other.reset();
-    QTRY_COMPARE(clientOfOther->state(), QAbstractSocket::UnconnectedState);
-    QCOMPARE(client->received, QByteArray());
-    one.server->handleUpdateAllTreeDevicesFinished();
-    QTRY_COMPARE(client->received, clientOfOther->received);
-    QVERIFY(isServed(*client));
 }
 
 QTEST_GUILESS_MAIN(tst_server)

@@ -23,8 +23,6 @@ class tst_server_events : public QObject {
 private Q_SLOTS:
     void servesAllWhoHaveLoggedInInOneRound_data();
     void servesAllWhoHaveLoggedInInOneRound();
-    void carriesOutWhatCameBeforeTheEnd_data();
-    void carriesOutWhatCameBeforeTheEnd();
     void discardsWhatComesBehindAnErrorOfTls();
     void carriesOutOneReadInATurn_data();
     void carriesOutOneReadInATurn();
@@ -81,47 +79,6 @@ bool comesRound(TlsClient& loggedIn)
 }
 
 } // namespace
-
-void tst_server_events::carriesOutWhatCameBeforeTheEnd_data()
-{
-    QTest::addColumn<bool>("inOneRecord");
-    QTest::addColumn<int>("callMs");
-    QTest::addColumn<int>("commands");
-    QTest::newRow("in one record, quick calls") << true << 0 << 6;
-    QTest::newRow("in one record, slow calls") << true << 5 << 6;
-    QTest::newRow("in a record each, quick calls") << false << 0 << 6;
-    QTest::newRow("in a record each, slow calls") << false << 5 << 6;
-    QTest::newRow("more than one turn holds") << true << 2 << 200;
-}
-
-/// A reply that cannot be sent any more, because the client has closed its connection, says nothing about its commands.
-void tst_server_events::carriesOutWhatCameBeforeTheEnd()
-{
-    QFETCH(const bool, inOneRecord);
-    QFETCH(const int, callMs);
-    QFETCH(const int, commands);
-    Session session;
-    session.host.duringCall = [&] { QThread::msleep(static_cast<unsigned long>(callMs)); };
-    TlsClient client;
-    client.connectToPort(session.server->serverPort());
-    QTRY_VERIFY(client.isEncrypted());
-
-    client.loginAsOrvane();
-    QStringList expected;
-    for (int command = 0; command < commands; ++command) {
-        if (!inOneRecord)
-            client.flush();
-        client.send("<setPreset><presetname>" + QByteArray::number(command) + "</presetname></setPreset>");
-        expected += u"setPreset(\"%1\")"_s.arg(command);
-    }
-    client.flush();
-    client.disconnectFromHost();
-    // Before the server has seen any of it.
-    QVERIFY(client.state() == QAbstractSocket::UnconnectedState || client.waitForDisconnected());
-    QTRY_COMPARE(session.host.calls, expected);
-    QTRY_COMPARE(session.acceptedCount(), 0);
-    QCOMPARE(session.host.calls, expected);
-}
 
 void tst_server_events::discardsWhatComesBehindAnErrorOfTls()
 {

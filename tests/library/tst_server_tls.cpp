@@ -29,8 +29,6 @@ private Q_SLOTS:
     void saysWhetherAClientIsServed();
     void renewsACertificateWithoutDroppingAnybody();
     void asksForClientCertificates();
-    void standsWhateverAHandlerDoesInTheLineOfATlsError_data();
-    void standsWhateverAHandlerDoesInTheLineOfATlsError();
     void takesNothingElseFromTheDefaultConfiguration();
 
 private:
@@ -278,55 +276,6 @@ void tst_server_tls::asksForClientCertificates()
     known.setLocalCertificate(certificate(u"issued.pem"_s));
     QVERIFY(attempt(known));
     QCOMPARE(known.received, rejection("theLast", "Unknown command"));
-}
-
-void tst_server_tls::standsWhateverAHandlerDoesInTheLineOfATlsError_data()
-{
-    QTest::addColumn<QSslSocket::PeerVerifyMode>("verifyMode");
-    QTest::addColumn<QSsl::SslProtocol>("protocol");
-    QTest::addColumn<bool>("destroysTheServer");
-    for (const bool destroys : {false, true}) {
-        const char* act = destroys ? "destroys the server" : "runs events until the client has gone";
-        QTest::addRow("verified, TLS 1.3, %s", act) << QSslSocket::VerifyPeer << QSsl::TlsV1_3 << destroys;
-        QTest::addRow("verified, TLS 1.2, %s", act) << QSslSocket::VerifyPeer << QSsl::TlsV1_2 << destroys;
-        QTest::addRow("asked for, TLS 1.3, %s", act) << QSslSocket::QueryPeer << QSsl::TlsV1_3 << destroys;
-        QTest::addRow("asked for, TLS 1.2, %s", act) << QSslSocket::QueryPeer << QSsl::TlsV1_2 << destroys;
-    }
-}
-
-void tst_server_tls::standsWhateverAHandlerDoesInTheLineOfATlsError()
-{
-    QFETCH(const QSslSocket::PeerVerifyMode, verifyMode);
-    QFETCH(const QSsl::SslProtocol, protocol);
-    QFETCH(const bool, destroysTheServer);
-    Session session;
-    QSslConfiguration configuration = session.server->sslConfiguration();
-    configuration.setPeerVerifyMode(verifyMode);
-    configuration.setCaCertificates({certificate(u"rsa.pem"_s)});
-    session.server->setSslConfiguration(configuration);
-
-    TlsClient stranger;
-    stranger.setProtocol(protocol);
-    stranger.setPrivateKey(key(u"ec.key"_s, QSsl::Ec));
-    stranger.setLocalCertificate(certificate(u"ec.pem"_s));
-    bool isDone = false;
-    const LogCapture log([&](const QString& line) {
-        if (!line.startsWith(u'"') || line.contains(u'<') || std::exchange(isDone, true))
-            return;
-        if (destroysTheServer) {
-            session.server.reset();
-            return;
-        }
-        stranger.abort();
-        QVERIFY(waitFor([&] {
-            const auto* socket = session.server->findChild<QSslSocket*>();
-            return !socket || socket->state() == QAbstractSocket::UnconnectedState;
-        }));
-    });
-    stranger.connectToPort(session.server->serverPort());
-    QTRY_VERIFY(isDone);
-    QTRY_COMPARE(stranger.state(), QAbstractSocket::UnconnectedState);
-    QTRY_VERIFY(!session.server || session.server->findChild<QSslSocket*>() == nullptr);
 }
 
 /// Which a host may have changed for connections of its own.

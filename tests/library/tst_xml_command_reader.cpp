@@ -13,25 +13,14 @@ class tst_xml_command_reader : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void everyBeginningOfADocumentIsAnError();
     void writesAParamValueBack_data();
     void writesAParamValueBack();
     void reservesNothingForText();
     void refusesATooLongDocumentWithoutReadingIt();
     void tellsAbsentFromEmpty();
-    void findsParametersThoughTheHashSeedHasChanged();
     void takesKeysOfEveryType();
     void buildsTheLongAcceptance();
 };
-
-void tst_xml_command_reader::everyBeginningOfADocumentIsAnError()
-{
-    const QString document = u"<?xml version='1.0'?><!DOCTYPE r [<!ENTITY e 'x'>]><r><a i='1'>&e;<b/></a>"
-                             "<paramvalue><c><d/></c></paramvalue><e><paramvalue/></e><![CDATA[f]]></r>"_s;
-    for (qsizetype length = 0; length < document.size(); ++length)
-        QVERIFY2(!XmlCommandReader().parseCommand(document.first(length)), qPrintable(document.first(length)));
-    QVERIFY(XmlCommandReader().parseCommand(document));
-}
 
 void tst_xml_command_reader::writesAParamValueBack_data()
 {
@@ -114,19 +103,6 @@ void tst_xml_command_reader::refusesATooLongDocumentWithoutReadingIt()
     XmlCommandReader reader;
     QVERIFY(newAddressSpaceFor([&] { QVERIFY(!reader.parseCommand(document)); }) < few);
     QCOMPARE(reader.refusalReason(), "The document is too long"_L1);
-}
-
-/// As a host may do it in a call.
-void tst_xml_command_reader::findsParametersThoughTheHashSeedHasChanged()
-{
-    QString document = u"<r>"_s;
-    for (int number = 0; number < 100; ++number)
-        document += u"<a%1 b='1'>2</a%1>"_s.arg(number);
-    XmlCommandReader reader;
-    QVERIFY(reader.parseCommand(document + u"</r>"_s));
-    QHashSeed::resetRandomGlobalSeed();
-    for (int number = 0; number < 100; ++number)
-        QVERIFY(reader.hasParameter(u"a%1"_s.arg(number)));
 }
 
 void tst_xml_command_reader::tellsAbsentFromEmpty()
