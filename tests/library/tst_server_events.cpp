@@ -38,7 +38,6 @@ private Q_SLOTS:
     void carriesOutWhatManyCallsWaitFor();
     void countsNoTimeWhileAClientIsHeld();
     void carriesOutWhatCameThoughALineRunsEvents();
-    void logsEachErrorOfAccepting();
 };
 
 namespace {
@@ -428,19 +427,6 @@ void tst_server_events::carriesOutWhatCameThoughALineRunsEvents()
     client.disconnectFromHost();
     QTRY_COMPARE(session.acceptedCount(), 0);
     QCOMPARE(session.host.calls.size(), commands);
-}
-
-void tst_server_events::logsEachErrorOfAccepting()
-{
-    const Session session;
-    const LogCapture log;
-    const QAbstractSocket::SocketError error = QAbstractSocket::SocketAccessError;
-    for (int time = 0; time < 2; ++time) {
-        QVERIFY(
-            QMetaObject::invokeMethod(session.server.get(), "acceptError", Q_ARG(QAbstractSocket::SocketError, error)));
-        QCOMPARE(
-            LogCapture::take(), QStringList {u"OrvaneConnection server error: QAbstractSocket::SocketAccessError"_s});
-    }
 }
 
 QTEST_GUILESS_MAIN(tst_server_events)
