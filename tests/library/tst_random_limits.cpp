@@ -316,10 +316,10 @@ class Places {
 public:
     explicit Places(QRandomGenerator& random)
         : random(random)
-        , server(&host, freePort(), QString(), QString(), nullptr)
+        , server(std::make_unique<PickyServer>(&host, freePort(), QString(), QString(), nullptr))
     {
-        server.isWelcome = [this] { return isWelcome(); };
-        server.startListeningForConnection();
+        server->isWelcome = [this] { return isWelcome(); };
+        server->startListeningForConnection();
         setPlaces(1);
         whenAudited = [this](const QJsonObject& entry) {
             if (entry["event"_L1] != "handshakeFailed"_L1)
@@ -347,6 +347,7 @@ public:
                 runEventsFor(std::chrono::milliseconds(random.bounded(40)));
             settle();
         }
+        end();
         return fault;
     }
 
@@ -376,14 +377,14 @@ private:
     void setPlaces(int count)
     {
         places = count;
-        server.setLimits({.maxClients = count});
+        server->setLimits({.maxClients = count});
     }
 
     void come()
     {
         Client client;
         client.socket = std::make_unique<TlsClient>();
-        client.socket->connectToHost(QHostAddress(QHostAddress::LocalHost), server.serverPort());
+        client.socket->connectToHost(QHostAddress(QHostAddress::LocalHost), server->serverPort());
         client.socket->waitForConnected(); // by the system
         client.port = client.socket->localPort();
         client.since = steps;
@@ -454,6 +455,25 @@ private:
         }
     }
 
+    /// A client that waits finds no place any more, though the lines about those that go run events.
+    void end()
+    {
+        setPlaces(1);
+        come();
+        come();
+        QVERIFY(waitFor([&] {
+            return std::all_of(clients.begin(), clients.end(), [](const Client& each) { return each.isAccepted; });
+        }));
+        whenAudited = [this](const QJsonObject& entry) {
+            const auto port = entry["peer"_L1].toString().section(u':', -1).toUShort();
+            check(std::any_of(clients.begin(), clients.end(),
+                      [port](const Client& each) { return each.port == port && each.isServed; }),
+                u"a place is given while the server goes"_s);
+            runEventsFor(std::chrono::milliseconds(2 * StepMs));
+        };
+        server.reset();
+    }
+
     int servedCount() const
     {
         return int(std::count_if(clients.begin(), clients.end(), [](const Client& each) { return each.isServed; }));
@@ -474,7 +494,7 @@ private:
 
     QRandomGenerator& random;
     RecordingHost host;
-    PickyServer server;
+    std::unique_ptr<PickyServer> server;
     QTimer timer;
     int steps = 0;
     int places = 0;
