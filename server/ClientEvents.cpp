@@ -67,11 +67,20 @@ void ClientEvents::tell(OrvaneClientEvent event)
 {
     if (!isWanted())
         return;
+    tellObserver(); // of the event before, in whose line the host is running events
     event.client = who;
+    untold = event;
     audit.write(event);
+    tellObserver();
+}
+
+void ClientEvents::tellObserver()
+{
+    const auto event = std::exchange(untold, std::nullopt);
     // Copied: the host may set another one in it, or destroy the server.
-    if (const auto observer = observation ? observation->observer : nullptr)
-        (*observer)(event);
+    const auto observer = observation ? observation->observer : nullptr;
+    if (event && observer)
+        (*observer)(*event);
 }
 
 } // namespace OrvaneInterface

@@ -4,6 +4,7 @@
 #include "OrvaneClient.h"
 
 #include <memory>
+#include <optional>
 
 class QAbstractSocket;
 
@@ -41,8 +42,11 @@ public:
     void tell(OrvaneClientEvent event);
 
 private:
+    void tellObserver();
+
     OrvaneClient who;
     AuditTrail audit;
+    std::optional<OrvaneClientEvent> untold; ///< its line in the audit trail is being written
     std::shared_ptr<const ClientObservation> observation;
 };
 

@@ -111,7 +111,7 @@ public:
      * operation, the server must not be moved to another thread. The destructor of the server takes the observer away
      * first, so nobody is told of the clients that it ends: whoever keeps a list of clients() clears it then. The list
      * changes with each event but Command, InvalidLogin and RefusedDocument; it has changed already when the audit
-     * trail writes its line, and the observer is called after that.
+     * trail writes its line, and the observer is called after that, and before anything else of that client is told.
      *
      * \param observer called in the thread of the server. It replaces the one before; an empty one ends it.
      * \param context the observer is not called any more when this object has been destroyed; null: nothing ends it

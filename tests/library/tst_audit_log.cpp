@@ -24,6 +24,7 @@ private Q_SLOTS:
     void tellsWhoDidWhat();
     void tellsWhyAHandshakeFailed();
     void keepsALineWhateverAClientSends();
+    void isFollowedByEventsInOrderThoughALineRunsEvents();
     void namesAPeerOfIpv6ThoughTheServerIsDestroyedInALine();
 };
 
@@ -37,8 +38,8 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
     if (type != QtInfoMsg || std::strcmp(context.category, "orvane.audit") != 0)
         return;
     lines += message.toUtf8();
-    if (whenLogged)
-        whenLogged();
+    if (const auto run = whenLogged) // copied: it may set another one
+        run();
 }
 
 /// One line without what differs from run to run: where the client came from, and how long it took.
@@ -168,6 +169,36 @@ void tst_audit_log::keepsALineWhateverAClientSends()
     client->login((cutHere + u"\U0001F600 and more"_s).toUtf8(), "y");
     QTRY_COMPARE(lines.size(), 3);
     QCOMPARE(QJsonDocument::fromJson(lines.last()).object()["user"_L1].toString(), cutHere + u"..."_s);
+}
+
+/// What happens in the line of an event is told after that event.
+void tst_audit_log::isFollowedByEventsInOrderThoughALineRunsEvents()
+{
+    using Type = OrvaneInterface::OrvaneClientEvent::Type;
+    const Session session;
+    QList<Type> types;
+    session.server->setClientObserver([&](const auto& event) { types.append(event.type); });
+    const auto runEventsInNextLine = [](const std::function<bool()>& isOver) {
+        whenLogged = [isOver] {
+            whenLogged = nullptr;
+            QTRY_VERIFY(isOver());
+            QCoreApplication::processEvents(); // what has been posted by then
+        };
+    };
+    const auto countClients = [&] { return session.server->clients().size(); };
+
+    runEventsInNextLine([&] { return session.server->clients().constFirst().isEncrypted(); });
+    auto client = session.connectedClient();
+    QTRY_COMPARE(types, QList({Type::Connected, Type::Encrypted}));
+    client.reset();
+    QTRY_COMPARE(countClients(), 0);
+
+    types.clear();
+    const auto stranger = session.comer();
+    QTRY_COMPARE(types, QList({Type::Connected}));
+    runEventsInNextLine([&] { return countClients() == 0; });
+    stranger->write("no TLS");
+    QTRY_COMPARE(types, QList({Type::Connected, Type::HandshakeFailed, Type::Disconnected}));
 }
 
 void tst_audit_log::namesAPeerOfIpv6ThoughTheServerIsDestroyedInALine()
