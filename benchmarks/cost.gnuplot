@@ -15,14 +15,14 @@ set style line 4 linecolor "#3a6ea8" linewidth 1.5 pointtype 7 pointsize 0.4
 
 set title "Reading setDetailViews"
 set xlabel "subsplits"
-set ylabel "microseconds for each subsplit"
+set ylabel "time per subsplit (us)"
 set yrange [0:8]
-plot lists using 1:($3/$1) with linespoints linestyle 2 title "QXmlStreamReader alone, nothing made of it", \
+plot lists using 1:($3/$1) with linespoints linestyle 2 title "QXmlStreamReader, tokens only", \
      lists using 1:($2/$1) with linespoints linestyle 1 title "the library"
 
 set title "Answering showLive over TLS, 100 at a time"
 set xlabel "clients"
-set ylabel "microseconds of the server for each command"
+set ylabel "server processor time per command (us)"
 set yrange [0:10]
 plot crowds using 1:3 with linespoints linestyle 3 title "QWebSocketServer and QJsonDocument", \
      crowds using 1:4 with linespoints linestyle 4 title "websocketpp and nlohmann/json", \
