@@ -2,8 +2,8 @@
 
 #include <QtGlobal>
 
-/// Marks what the library exports; everything else is hidden. Nothing is exported from a static library: whoever
-/// compiles against one defines ORVANE_INTERFACE_STATIC, as the CMake target and pkg-config do by themselves.
+/// Marks exported symbols; all others are hidden. A static library exports nothing: define ORVANE_INTERFACE_STATIC to
+/// compile against one. The CMake target and pkg-config do this automatically.
 #if defined(ORVANE_INTERFACE_STATIC)
 #define ORVANE_INTERFACE_EXPORT
 #elif defined(ORVANE_INTERFACE_BUILD)

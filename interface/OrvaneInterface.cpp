@@ -2,7 +2,7 @@
 
 #include <utility>
 
-// Everything here is out of line so that the library exports it and a host never compiles its own copy in.
+// Out of line, so that the library exports these functions and no host compiles in its own copy.
 namespace OrvaneInterface {
 
 OrvaneInterface::OrvaneInterface() = default;
@@ -11,8 +11,8 @@ OrvaneInterface::OrvaneInterface(OrvaneInterface&& other) noexcept = default;
 OrvaneInterface& OrvaneInterface::operator=(const OrvaneInterface& /*other*/) = default;
 OrvaneInterface& OrvaneInterface::operator=(OrvaneInterface&& /*other*/) noexcept = default;
 
-// The moves of the records spell out what the standard containers leave open: a moved-from record is empty, and moving
-// a record onto itself changes nothing, since each member is taken out before it is put back.
+// The moves guarantee what standard containers do not: a moved-from record is empty, and a self-move changes nothing,
+// because each member is taken out before it is assigned.
 
 OrvaneInterface::RecorderEntry::RecorderEntry() = default;
 OrvaneInterface::RecorderEntry::RecorderEntry(const RecorderEntry& other) = default;
