@@ -20,11 +20,11 @@ namespace {
 
 constexpr int RetryMs = 1000;
 
-/// A tenth of a second, and at least ten turns of the event loop, of which one or two show who has left.
+/// 100 ms, and at least ten rounds of the event loop. One or two of them show which clients have left.
 constexpr int StepMs = 10;
 constexpr int Steps = 10;
 
-/// Far more than leave and come anew in one call of the host, and few enough for the descriptors of a process.
+/// Far more clients than reconnect during one host call, but few enough for a process's file descriptors.
 constexpr qsizetype MostWaiting = 100;
 
 void leaveEventLoop(QSocketNotifier* notifier)
@@ -34,7 +34,7 @@ void leaveEventLoop(QSocketNotifier* notifier)
 
 void enterEventLoop(QSocketNotifier* notifier)
 {
-    leaveEventLoop(notifier); // whoever has disabled and enabled it meanwhile has put it back already
+    leaveEventLoop(notifier); // it is already registered if it was disabled and enabled meanwhile
     QAbstractEventDispatcher::instance()->registerSocketNotifier(notifier);
 }
 
@@ -53,8 +53,8 @@ Acceptor::Acceptor(QTcpServer& server, const Admission& admission, std::shared_p
 
 bool Acceptor::eventFilter(QObject* watched, QEvent* event)
 {
-    // A server that begins to listen gets a socket as a child, and that a notifier, which may be activated before
-    // anything that is posted now. Neither is more than a QObject yet.
+    // A server that starts to listen gets a socket as a child, which gets a notifier. Filter both now, though neither
+    // is more than a QObject yet: the notifier may be activated before any event posted here.
     if (event->type() == QEvent::ChildAdded && !listening)
         static_cast<QChildEvent*>(event)->child()->installEventFilter(this);
     if (event->type() != QEvent::SockAct)
@@ -91,7 +91,7 @@ void Acceptor::setStranger(QTcpSocket& client, bool isStranger)
         isStranger ? notifier->installEventFilter(this) : notifier->removeEventFilter(this);
 }
 
-/// Until the event loop has come round: what is posted comes before what is ready then.
+/// The turn ends with the round: the event loop delivers posted events before it looks for ready sockets.
 void Acceptor::takeTurn()
 {
     isTurnTaken = true;
@@ -112,23 +112,23 @@ void Acceptor::beginRound()
             continue;
         enterEventLoop(next);
         QEvent activation(QEvent::SockAct);
-        QCoreApplication::sendEvent(next, &activation); // takes the turn, before anyone who is ready only now
+        QCoreApplication::sendEvent(next, &activation); // takes the turn before newly ready clients
     }
 }
 
-/// The server may be destroyed in it.
+/// The host may destroy the server in this function.
 void Acceptor::accept()
 {
     const bool isShort = retryTimer.isActive();
     if (!listening || !listening->isEnabled()) { // closed, or paused by the host
         if (isShort)
-            retryTimer.start(RetryMs, this); // it may have been at its fastest
+            retryTimer.start(RetryMs, this); // the interval may have been 0
         return;
     }
     const bool isAnyoneLeft = acceptOne();
     if (server.hasPendingConnections()) {
         if (isShort)
-            retryTimer.start(0, this); // until nobody is left it may be the same shortage
+            retryTimer.start(0, this); // may be the same shortage until no client is left
         QMetaObject::invokeMethod(&server, "newConnection", Qt::DirectConnection);
         return;
     }
@@ -137,7 +137,7 @@ void Acceptor::accept()
         enterEventLoop(listening);
         return;
     }
-    // Qt pauses when it has an error to report.
+    // Qt disables the notifier when it has an error to report.
     const auto error = listening->isEnabled() ? QAbstractSocket::SocketResourceError : server.serverError();
     listening->setEnabled(true);
     leaveEventLoop(listening);
@@ -146,24 +146,23 @@ void Acceptor::accept()
         QMetaObject::invokeMethod(&server, "acceptError", Q_ARG(QAbstractSocket::SocketError, error));
 }
 
-/// Has Qt accept one client; it is pending then. No code of the host runs in it: what Qt would report is reported
-/// later. \return false when there is nobody
+/// Makes Qt accept one client, which is then pending. Emits no signals; accept() does. \return false if none is left
 bool Acceptor::acceptOne()
 {
     const QSignalBlocker silence(server);
     const int pendingOfHost = server.maxPendingConnections();
     server.setMaxPendingConnections(1);
     bool isNobodyLeft = false;
-    // Twice: who was there may have been turned away, by a class that is derived from the server.
+    // Twice: a class derived from the server may have refused the first client.
     for (int attempt = 0; attempt < 2 && !isNobodyLeft && !server.hasPendingConnections(); ++attempt)
         server.waitForNewConnection(0, &isNobodyLeft);
     server.setMaxPendingConnections(pendingOfHost);
     if (server.hasPendingConnections())
-        listening->setEnabled(true); // which Qt has disabled: one client is enough for it
+        listening->setEnabled(true); // Qt disables it after one client, the maximum set above
     return !isNobodyLeft;
 }
 
-/// Where the host accepts by hand, with waitForNewConnection(), Qt pauses the server for good.
+/// If the host calls waitForNewConnection() itself, Qt pauses the server for good after an error.
 void Acceptor::handleAcceptError(QAbstractSocket::SocketError error)
 {
     findListening();
@@ -181,7 +180,7 @@ QTcpSocket* Acceptor::takeClient()
         const bool isPaused = !listening.isNull() && !listening->isEnabled();
         QTcpSocket* client = server.nextPendingConnection();
         if (isPaused)
-            server.pauseAccepting(); // which Qt has ended
+            server.pauseAccepting(); // nextPendingConnection() has ended the pause
         if (!admission.isFull() && waiting.isEmpty())
             return client;
         waiting.append({client, step + Steps});
@@ -199,7 +198,7 @@ QTcpSocket* Acceptor::takeClient()
     return nullptr;
 }
 
-/// The server may be destroyed in it.
+/// The host may destroy the server in this function.
 void Acceptor::turnAwayFirst()
 {
     QTcpSocket* client = waiting.takeFirst().client;

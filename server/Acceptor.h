@@ -15,42 +15,41 @@ class QTcpSocket;
 
 namespace OrvaneInterface {
 
-/// Who is let in, and under which limits: those that the host has set last.
+/// Admits clients under the limits that the host has set last.
 class Admission {
 public:
     void setLimits(const OrvaneLimits& limits) { current = std::make_shared<OrvaneLimits>(limits); }
     const OrvaneLimits& limits() const { return *current; }
 
     bool isFull() const { return current->maxClients > 0 && *clients >= current->maxClients; }
-    /// Lets a client in, and counts it for as long as the result lives.
+    /// Admits a client, and counts it for as long as the result lives.
     std::unique_ptr<ClientLimits> admit() const { return std::make_unique<ClientLimits>(current, clients); }
 
 private:
-    std::shared_ptr<const OrvaneLimits> current = std::make_shared<OrvaneLimits>(); ///< shared with who is let in
-    std::shared_ptr<int> clients = std::make_shared<int>(0); ///< that are let in
+    std::shared_ptr<const OrvaneLimits> current = std::make_shared<OrvaneLimits>(); ///< shared with admitted clients
+    std::shared_ptr<int> clients = std::make_shared<int>(0); ///< number of admitted clients
 };
 
 /**
- * The way in to the server.
+ * Accepts clients for the server.
  *
  *     listening --accept, one a turn--> [full?] --no--> takeClient(): TLS and a connection
  *      |     ^                             |                 ^
- *      |     | nobody is left              | yes             | a place is free
+ *      |     | no client is left           | yes             | a slot is free
  *      v     |                             v                 |
- *     short of descriptors              waiting (100 clients, 100 ms) --> turned away
+ *     out of file descriptors           waiting (100 clients, 100 ms) --> refused
  *     (tries every second)
  *
- * - Turns. Everyone who has not logged in shares one turn in each round of the event loop: to be accepted, with its TLS
- *   set up, or to be read once. Whoever comes second in a round is held, and served first in the next one. So strangers
- *   cost the others one such piece of work a round, however many they are. To accept is Qt's loop that ends when nobody
- *   is left, which need not happen; it is therefore run for one client at a time.
- * - Pauses are the host's alone: pauseAccepting() disables the notifier of the listening socket, and only the host
- *   enables it again. Who is held, and a server that is short of descriptors, is taken out of the event loop instead.
- * - A failure to accept is told by the listening socket, which stays ready while nobody comes. What Qt reports is not
- *   enough: its socket engine keeps the first error that it meets, and "nobody is left" is one of them.
- * - A client that finds no place waits for one. One of those that are served may have left without the event loop
- * having seen it: while the host's thread stands still, a client that ends its connection and connects anew is accepted
- *   together with its own end.
+ * - Turns. Strangers, clients that have not logged in, share one turn per round of the event loop: one of them is
+ *   accepted, with its TLS setup, or read once. A second one in the same round is held, and served first in the next.
+ *   So strangers cost the others one such step per round, however many they are. Qt accepts in a loop until no client
+ *   is left, which may never happen. It is therefore made to accept one client at a time.
+ * - Pauses belong to the host: pauseAccepting() disables the notifier of the listening socket, and only the host
+ *   enables it again. To hold a client, or while file descriptors are short, a notifier is unregistered instead.
+ * - Accepting has failed if the listening socket stays ready although no client comes. Qt's error reports are not
+ *   enough: its socket engine keeps the first error that it meets, and "no client is left" is one of them.
+ * - A client that finds no slot waits for one: a served client may have left unnoticed. If a client reconnects while
+ *   the host's thread is blocked, it is accepted in the same round in which its old connection ends.
  *
  * Thread: that of the server.
  */
@@ -59,25 +58,25 @@ class Acceptor : public QObject {
     Q_DISABLE_COPY_MOVE(Acceptor)
 
 public:
-    /// What is read for one client in one turn; all messages in it are carried out at once. A message may have 6 bytes,
-    /// a change of the TLS keys 27, and the most expensive documents cost some thousand instructions a character: so it
-    /// is a few milliseconds of any of them.
+    /// Bytes read from a stranger in one turn; all messages in them are carried out at once. They take a few
+    /// milliseconds: a message can have only 6 bytes, a TLS key update 27, and the most expensive documents cost some
+    /// thousand instructions per character.
     static constexpr qint64 BytesOfStranger = 4096;
-    /// More: whoever sends many commands needs fewer turns for them.
+    /// For a logged-in client. More, so that many commands need fewer turns.
     static constexpr qint64 BytesOfClient = 8192;
 
     /// \a server and \a admission must outlive this object.
     Acceptor(QTcpServer& server, const Admission& admission, std::shared_ptr<const ClientObservation> observation,
         QObject* parent);
 
-    /// The next client that has a place, connected and not encrypted; null: none. Takes at most one of those that Qt
-    /// has accepted. The server may be destroyed in it.
+    /// Returns the next client that has a slot, connected but not encrypted; null if there is none. Takes at most one
+    /// of the clients that Qt has accepted. The host may destroy the server in this function.
     QTcpSocket* takeClient();
-    /// Has \a client share the turn of all that have not logged in, or not any more.
+    /// Adds \a client to the strangers, or removes it.
     void setStranger(QTcpSocket& client, bool isStranger);
 
 Q_SIGNALS:
-    /// There is one for takeClient(). The server may be destroyed in it.
+    /// A waiting client can be taken with takeClient(). The host may destroy the server in this signal.
     void placeIsFree();
 
 protected:
@@ -103,13 +102,13 @@ private:
     const Admission& admission;
     const std::shared_ptr<const ClientObservation> observation;
     QPointer<QSocketNotifier>
-        listening; ///< of the listening socket, in Qt's hands; null: not found yet, or the server does not listen
+        listening; ///< of the listening socket, owned by Qt; null if not found yet, or if the server does not listen
     bool isTurnTaken = false;
-    QList<QPointer<QSocketNotifier>> held; ///< ready, and out of the event loop until their turn comes
-    QBasicTimer retryTimer; ///< runs while the server is short of descriptors, which is logged
+    QList<QPointer<QSocketNotifier>> held; ///< ready, but unregistered from the event loop until their turn comes
+    QBasicTimer retryTimer; ///< active while file descriptors are short, which has been logged
     QList<Waiting> waiting; ///< in order of arrival
-    QBasicTimer waitingTimer; ///< runs while a client waits
-    int step = 0; ///< of waitingTimer
+    QBasicTimer waitingTimer; ///< active while a client waits
+    int step = 0; ///< counts the timeouts of waitingTimer
 };
 
 } // namespace OrvaneInterface

@@ -18,7 +18,7 @@ namespace {
 
 using Type = OrvaneClientEvent::Type;
 
-/// Of what a client sends before it has logged in. Only its connections make the trail longer, not its messages.
+/// For what a client sends before its login. Only its connections lengthen the trail then, not its messages.
 constexpr int MostEntriesBeforeLogin = 10;
 
 const QLoggingCategory& auditLog()
@@ -27,7 +27,7 @@ const QLoggingCategory& auditLog()
     return category;
 }
 
-/// Nothing but printable ASCII characters; JSON has an escape for each other one.
+/// Only printable ASCII characters; JSON has an escape for every other one.
 QString asciiJson(const QJsonObject& object)
 {
     constexpr char16_t lastPrintable = u'~';
@@ -67,7 +67,7 @@ QJsonObject detailsOfCommand(const OrvaneClientEvent& event)
     return line;
 }
 
-/// What only events of its type have.
+/// The members that only events of this type have.
 QJsonObject detailsOf(const OrvaneClientEvent& event)
 {
     switch (event.type) {
@@ -123,7 +123,7 @@ QString shortened(const QString& clientText)
 {
     if (clientText.size() <= LongestText)
         return clientText;
-    // Half a character would be no Unicode any more.
+    // Half a surrogate pair would not be valid Unicode.
     const bool cutsCharacter = clientText.at(LongestText - 1).isHighSurrogate();
     return clientText.first(cutsCharacter ? LongestText - 1 : LongestText) + u"..."_s;
 }
@@ -131,7 +131,7 @@ QString shortened(const QString& clientText)
 QString peerOf(const OrvaneClient& client)
 {
     const QHostAddress address = client.address();
-    if (address.isNull()) // the client was gone before it was accepted
+    if (address.isNull()) // the client left before it was accepted
         return u"unknown"_s;
     const bool isIpv4 = address.protocol() == QAbstractSocket::IPv4Protocol;
     const QString host = isIpv4 ? address.toString() : u'[' + address.toString() + u']';

@@ -7,30 +7,31 @@
 namespace OrvaneInterface {
 
 /**
- * What one client does, for the category "orvane.audit": a line of JSON, in ASCII alone, for each of its events. No
- * text of a client can end the line, or hide a part of it.
+ * Logs the events of one client in the category "orvane.audit": one line of JSON each, in ASCII only. Client text can
+ * neither end the line nor hide part of it.
  *
- * The category is off unless the host switches on its information level. A line may run code of the host, as any other.
+ * The category is off unless the host enables its information level. Like any log call, this may run the host's message
+ * handler.
  */
 class AuditTrail {
 public:
-    /// Whether there are lines.
+    /// Whether the category is enabled.
     static bool isOn();
 
-    /// Writes the event, unless the client has said too much before its login; how much that was stands in its last
-    /// line.
+    /// Writes the event, unless the client has used up its entries before the login. Its last line says how many were
+    /// left out.
     void write(const OrvaneClientEvent& event);
 
 private:
     bool isLeftOut(const OrvaneClientEvent& event);
 
-    int entriesBeforeLogin = 0; ///< of what the client has sent, or that would have been written of it
+    int entriesBeforeLogin = 0; ///< entries about what the client has sent, written or left out
 };
 
-/// Characters of a text of a client that are written.
+/// Maximum length of client text in a line, in characters.
 inline constexpr qsizetype LongestText = 200;
 
-/// Of a client's name, of its command or of a parameter: cut where it is longer than what one wants to read in a log.
+/// Shortens a user name, command name or parameter to what is readable in a log.
 QString shortened(const QString& clientText);
 
 /// Address and port, such as "192.0.2.7:50123" or "[2001:db8::7]:50123".

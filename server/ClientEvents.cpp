@@ -14,7 +14,7 @@ namespace {
 
 constexpr auto ClientProperty = "orvaneClient";
 
-/// One of IPv4 as such, also where the server listens at an address of IPv6.
+/// Returns an IPv4 address in its IPv4 form, even if the server listens on an IPv6 address.
 QHostAddress plainAddress(const QHostAddress& address)
 {
     bool isIpv4 = false;
@@ -37,7 +37,7 @@ OrvaneClient ClientEvents::clientOf(const QAbstractSocket& socket)
 
 void ClientEvents::setClient(QAbstractSocket& socket)
 {
-    static std::atomic<quint64> lastId = 0; // for the servers of all threads
+    static std::atomic<quint64> lastId = 0; // shared by the servers of all threads
     OrvaneClient client;
     client.d = new OrvaneClientData;
     client.d->id = ++lastId;
@@ -67,7 +67,7 @@ void ClientEvents::tell(OrvaneClientEvent event)
 {
     if (!isWanted())
         return;
-    tellObserver(); // of the event before, in whose line the host is running events
+    tellObserver(); // of the previous event, if the host is running events in its log line
     event.client = who;
     untold = event;
     audit.write(event);
@@ -77,7 +77,7 @@ void ClientEvents::tell(OrvaneClientEvent event)
 void ClientEvents::tellObserver()
 {
     const auto event = std::exchange(untold, std::nullopt);
-    // Copied: the host may set another one in it, or destroy the server.
+    // Copied: the observer may set another one or destroy the server.
     const auto observer = observation ? observation->observer : nullptr;
     if (event && observer)
         (*observer)(*event);

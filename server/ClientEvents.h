@@ -10,35 +10,35 @@ class QAbstractSocket;
 
 namespace OrvaneInterface {
 
-/// The observer that the host has set; shared with all clients of the server, and empty from the server's end on.
+/// The observer set by the host; shared by all clients of the server. Empty once the server is being destroyed.
 struct ClientObservation {
     std::shared_ptr<OrvaneClientObserver> observer;
-    bool isOver = false; ///< the server is being destroyed, and takes no observer any more
+    bool isOver = false; ///< the server is being destroyed and accepts no further observer
 };
 
 /**
- * Tells of what one client does, and who it is: the audit trail first, then the host's observer.
+ * Identifies one client, and reports its events: first to the audit trail, then to the host's observer.
  *
- * Either may run code of the host, and destroy the server, as any line of the log. Thread: that of the server.
+ * Like any log call, either may run host code, which may destroy the server. Thread: the server's.
  */
 class ClientEvents {
 public:
-    ClientEvents() = default; ///< for nobody
+    ClientEvents() = default; ///< for no client
     ClientEvents(OrvaneClient client, std::shared_ptr<const ClientObservation> observation);
 
-    /// Who the socket leads to, known from when it was accepted: a socket forgets it when the client has left.
+    /// The client of \a socket, as recorded when it was accepted: a socket forgets its peer when the client leaves.
     static OrvaneClient clientOf(const QAbstractSocket& socket);
-    /// To be called once for each, when it is accepted.
+    /// Records the client. Call it once for each socket, when it is accepted.
     static void setClient(QAbstractSocket& socket);
 
     const OrvaneClient& client() const { return who; }
     void setEncrypted(const QSslCertificate& certificate);
     void setAccount(OrvaneClient::Account account, const QString& name);
 
-    /// Whether anybody listens: ask before putting together what is only for them.
+    /// Whether anyone receives the events: check this before building data only for them.
     bool isWanted() const { return AuditTrail::isOn() || (observation && observation->observer); }
 
-    /// \a event without its client.
+    /// Reports \a event, after setting its client.
     void tell(OrvaneClientEvent event);
 
 private:

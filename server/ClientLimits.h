@@ -17,16 +17,15 @@ class QObject;
 namespace OrvaneInterface {
 
 /**
- * The time that a client has for something, counted in steps of the event loop's timer.
+ * A client's time limit for something, counted in steps of an event loop timer.
  *
- * While the host's thread stands still, in a long call, it does not read what the client sends in time, and that is not
- * the client's fault. So a step that comes late counts as one, and it is not the last one: what the client has sent
- * meanwhile is read first. Only as many late steps again as there are steps end the time of a client whose host does
- * nothing but long calls.
+ * While a long call blocks the host's thread, input is not read in time, and that is not the client's fault. So a late
+ * step counts as one step, and never as the last: first, the input that has arrived meanwhile is read. If the host does
+ * nothing but long calls, late steps alone expire the deadline, after twice the normal number.
  */
 class Deadline {
 public:
-    /// \a owner gets the timer events. Nothing is started for a time of 0.
+    /// \a owner receives the timer events. A time of 0 starts nothing.
     void start(std::chrono::milliseconds time, QObject* owner)
     {
         constexpr qint64 usualSteps = 10;
@@ -42,10 +41,10 @@ public:
 
     void stop() { timer.stop(); }
     bool owns(int timerId) const { return timer.timerId() == timerId; }
-    /// To be called for each timer event. \return true when the time is over
+    /// Call it for each timer event. \return true if the time is up
     bool isOverAfterStep()
     {
-        constexpr qint64 inaccuracy = 10; // a tenth; Qt's timers have half of that
+        constexpr qint64 inaccuracy = 10; // a tenth; Qt's timers need half of that
         const bool isLate = sinceStep.restart() > stepMs + stepMs / inaccuracy + 1;
         --stepsLeft;
         return stepsLeft <= (isLate ? -steps : 0);
@@ -60,15 +59,15 @@ private:
 };
 
 /**
- * What one client has taken, against the limits under which it was let in.
+ * Checks one client against the limits under which it was admitted.
  *
- * Each question is answered with the limit that is exceeded, by its name in OrvaneLimits; null: none is.
+ * Each check returns the name of the exceeded limit in OrvaneLimits, or null if none is exceeded.
  */
 class ClientLimits {
     Q_DISABLE_COPY_MOVE(ClientLimits)
 
 public:
-    /// Counts the client in \a clients for as long as this lives.
+    /// Counts the client in \a clients for the lifetime of this object.
     ClientLimits(std::shared_ptr<const OrvaneLimits> limits, std::shared_ptr<int> clients)
         : limits(std::move(limits))
         , clients(std::move(clients))
@@ -77,7 +76,7 @@ public:
     }
     ~ClientLimits() { --*clients; }
 
-    /// Starts what runs against the time; \a owner gets the timer events.
+    /// Starts the time limits; \a owner receives the timer events.
     void start(QObject* owner)
     {
         handshake.start(limits->handshakeTimeout, owner);
@@ -92,7 +91,7 @@ public:
         return exceedsBeforeLogin ? QLatin1String("maxMessageLengthBeforeLogin") : QLatin1String();
     }
 
-    /// A client that is not logged in gets no replies: what waits for it is only what TLS itself answers.
+    /// A client that is not logged in gets no replies, so only responses of TLS itself can be unsent.
     QLatin1String exceededByUnsent(qint64 bytes, bool isLoggedIn) const
     {
         constexpr qint64 mostBeforeLogin = 65536; // more than any handshake
@@ -122,7 +121,7 @@ private:
     static constexpr bool exceeds(qint64 value, qint64 limit) { return limit > 0 && value > limit; }
 
     std::shared_ptr<const OrvaneLimits> limits;
-    std::shared_ptr<int> clients; ///< outlives the server where a client does
+    std::shared_ptr<int> clients; ///< outlives the server if a client does
     Deadline handshake;
     Deadline login;
     int invalidLogins = 0;

@@ -5,7 +5,7 @@
 
 namespace OrvaneInterface {
 
-/// One call on the host: HostCall(*this)->showLive(...). While it lives, its client is the current one of the server.
+/// One call to the host: HostCall(*this)->showLive(...). During its lifetime, its client is the server's current one.
 class OrvaneConnection::HostCall {
     Q_DISABLE_COPY_MOVE(HostCall)
 

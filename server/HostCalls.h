@@ -12,21 +12,21 @@
 namespace OrvaneInterface {
 
 /**
- * How many clients' messages are being carried out inside one another, and whose is the innermost.
+ * Counts the nested messages of clients that are being carried out, and knows the client of the innermost call.
  *
- * A host may run an event loop in its call, and the next client's message is carried out in that, and so on: each takes
- * about 8 KB of the stack, and what the host takes. So their number is bounded, and further clients wait until one of
- * the calls returns. Then one of them begins, when the event loop comes round: an outer call that has nothing left to
- * do returns before that, and is not kept by those who wait.
+ * A host may run a nested event loop in a call. The next client's message is carried out in that loop, and so on. Each
+ * level takes about 8 KB of stack, and what the host uses. So the depth is limited, and further clients wait until a
+ * call returns. Then one of them starts in the next round of the event loop: an outer call that has nothing left to do
+ * returns first, and waiting clients do not prolong it.
  *
- * Thread: that of the server.
+ * Thread: the server's.
  */
 class HostCalls : public QObject {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(HostCalls)
 
 public:
-    /// A quarter of the smallest stack that a main thread usually has, 1 MiB.
+    /// They use a quarter of 1 MiB, the smallest usual stack of a main thread.
     static constexpr int MostNested = 32;
 
     using QObject::QObject;
@@ -39,7 +39,7 @@ public:
         wakeNext();
     }
 
-    /// Calls \a resume of \a who once, when it may begin. It is to call wakeNext() if it does not.
+    /// Calls \a resume once, when \a who may begin. If \a who then does not begin, \a resume must call wakeNext().
     void wait(QObject* who, std::function<void()> resume) { waiting.append({who, std::move(resume)}); }
     void wakeNext()
     {
@@ -52,9 +52,9 @@ public:
         }
     }
 
-    /// Whose command the innermost call carries out that is running; null outside of all.
+    /// The client whose command the innermost running call carries out; null outside all calls.
     OrvaneClient currentClient() const { return current ? *current : OrvaneClient(); }
-    /// \a client must live until another one is set. \return the one before; may be null
+    /// \a client must live until another one is set. \return the previous one; may be null
     const OrvaneClient* setCurrentClient(const OrvaneClient* client) { return std::exchange(current, client); }
 
 private:

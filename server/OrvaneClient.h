@@ -18,52 +18,51 @@ namespace OrvaneInterface {
 class OrvaneClientData;
 
 /**
- * A client of a server, as it was when the server was asked for it; it does not change afterwards, and outlives client
- * and server.
+ * A snapshot of a client, taken when the server was asked for it. It never changes, and outlives client and server.
  *
- * Copies share their data, so a copy costs next to nothing. All data is behind one pointer: a later version can tell
- * more of a client without a change for compiled hosts. Thread: any one at a time.
+ * Copies share their data, so copying is cheap. All data is behind one pointer, so a later version can add properties
+ * without breaking compiled hosts. Thread: any, one at a time.
  */
 class ORVANE_INTERFACE_EXPORT OrvaneClient {
 public:
-    /// What a client can log in with.
+    /// The accounts with which a client can log in.
     enum class Account : quint8 {
         None, ///< not logged in
-        System, ///< the fixed account; also for a client that has logged in with both
+        System, ///< the fixed system account; also if the client has logged in with both
         Host ///< the account that the host grants
     };
 
-    /// No client.
+    /// Constructs a null client.
     OrvaneClient();
-    /// A copy, which shares the data.
+    /// Constructs a copy, which shares the data.
     OrvaneClient(const OrvaneClient& other);
-    /// Leaves no client behind.
+    /// Takes over the data of \a other, which becomes null.
     OrvaneClient(OrvaneClient&& other) noexcept;
     /// Becomes a copy, which shares the data.
     OrvaneClient& operator=(const OrvaneClient& other);
-    /// Takes over the data.
+    /// Takes over the data of \a other.
     OrvaneClient& operator=(OrvaneClient&& other) noexcept;
-    /// The data goes with the last copy.
+    /// The last copy deletes the data.
     ~OrvaneClient();
 
-    /// True for one that was made without a server, and for currentClient() outside of all calls.
+    /// Returns true if default-constructed, or returned by OrvaneServer::currentClient() outside all operations.
     bool isNull() const;
-    /// 1 or more, and never the same for two clients of one process; 0 for no client.
+    /// Returns a number unique in the process, 1 or greater; 0 for a null client.
     quint64 id() const;
-    /// Null where the client had left before it was accepted.
+    /// Returns the client's address; null if it left before it was accepted.
     QHostAddress address() const;
-    /// The client's own port.
+    /// Returns the client's own port.
     quint16 port() const;
-    /// When the server accepted it, in UTC.
+    /// Returns when the server accepted the client, in UTC.
     QDateTime connectedSince() const;
-    /// Whether its TLS handshake is done.
+    /// Returns whether the TLS handshake has completed.
     bool isEncrypted() const;
-    /// Null unless the server asks for certificates and the client has shown one. With QSslSocket::QueryPeer nobody has
-    /// verified it.
+    /// Returns the client's certificate; null unless the server asks for one and the client has sent it. With
+    /// QSslSocket::QueryPeer it is unverified.
     QSslCertificate certificate() const;
-    /// With which it has logged in.
+    /// Returns the account with which the client has logged in.
     Account account() const;
-    /// The user name of the account; empty before the login. It may be empty after it, too: ask account().
+    /// Returns the user name of the account; empty before the login. It may also be empty afterwards: check account().
     QString accountName() const;
 
 private:
@@ -72,45 +71,45 @@ private:
 };
 
 /**
- * Something that a client has done, or that has been done to it; see OrvaneServer::setClientObserver().
+ * Something that a client did, or that happened to it; see OrvaneServer::setClientObserver().
  *
- * Only the library makes one. A later version may add members at the end, and types: ignore those that you do not know.
+ * Only the library creates events. A later version may append members and add types: ignore unknown types.
  */
 struct OrvaneClientEvent {
-    /// With the members that an event of the type has, besides its client.
+    /// Each type sets client and the members listed here.
     enum class Type : quint8 {
-        Connected, ///< one of OrvaneServer::clients() from now on
-        Encrypted, ///< its TLS handshake is done
+        Connected, ///< the client is in OrvaneServer::clients() from now on
+        Encrypted, ///< the TLS handshake has completed
         HandshakeFailed, ///< reason
         LoggedIn, ///< user
         InvalidLogin, ///< user
-        Command, ///< command, outcome, and where it was carried out duration, parameters and split
+        Command, ///< command, outcome; if it was carried out, also duration, parameters and split
         RefusedDocument, ///< command, reason
-        ExceededLimit, ///< reason; not one of clients() any more. Disconnected follows, but for maxClients
-        Disconnected ///< reason; not one of clients() any more
+        ExceededLimit, ///< reason; no longer in clients(). Disconnected follows, except for maxClients
+        Disconnected ///< reason; no longer in clients()
     };
-    /// What the client was told of its command.
+    /// The reply to a command.
     enum class Outcome : quint8 { NoReply, Answered, Accepted, Rejected, NotLoggedIn };
 
-    /// What has happened.
+    /// What happened.
     Type type = Type::Connected;
-    /// As it is after the event.
+    /// The client as of after the event.
     OrvaneClient client {};
-    /// The name of the limit, why the document was refused, or in the words of Qt or of the TLS library.
+    /// Name of the limit, reason for refusing the document, or a message of Qt or the TLS library.
     QString reason {};
-    /// As the client has given it.
+    /// User name, as sent by the client.
     QString user {};
-    /// The name of the command, as the client has given it.
+    /// Name of the command, as sent by the client.
     QString command {};
-    /// What has come of the command.
+    /// Result of the command.
     Outcome outcome = Outcome::NoReply;
-    /// From the beginning of the command until its reply was written.
+    /// Time from the start of the command until its reply was written.
     std::chrono::nanoseconds duration {0};
-    /// By their keys, those that come first in the document, 16 at most. Keys and values of more than 200 characters
-    /// are cut, and end in "...". Empty for an unknown command, which may be a login with a spelling mistake, and where
-    /// nobody listened when the command began.
+    /// The first parameters of the document by their keys, at most 16. Keys and values of more than 200 characters are
+    /// cut, and end in "...". Empty for unknown commands, since these may be misspelt logins, and if there was neither
+    /// observer nor audit trail when the command started.
     QMap<QString, QString> parameters {};
-    /// The split that the host has used for a showLive or a showTrack.
+    /// The split that the host used for a showLive or showTrack.
     std::optional<int> split {};
 };
 

@@ -6,7 +6,7 @@
 
 namespace OrvaneInterface {
 
-/// What an OrvaneClient tells.
+/// The data of an OrvaneClient.
 class OrvaneClientData : public QSharedData {
 public:
     quint64 id = 0;

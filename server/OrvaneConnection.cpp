@@ -22,14 +22,14 @@ namespace {
 
 using EventType = OrvaneClientEvent::Type;
 
-/// A reply that is ready waits at most so long, and for the host call that is then running, for others to share its
-/// packet. A short command takes a hundredth of it.
+/// A finished reply waits at most this long, plus the host call that is then running, for others to share its packet. A
+/// short command takes a hundredth of this.
 constexpr qint64 LongestWaitNs = 1'000'000;
 
 } // namespace
 
-/// Lives on the stack while code of the host may run, or a signal of the socket is being handled: the socket and the
-/// connection outlast it, whatever happens to client and server meanwhile.
+/// Lives on the stack while host code may run or a signal of the socket is being handled. Socket and connection outlive
+/// it, whatever happens to client and server meanwhile.
 class OrvaneConnection::InUse {
     Q_DISABLE_COPY_MOVE(InUse)
 
@@ -75,13 +75,13 @@ void OrvaneConnection::takeUpSocket(OrvaneServerPrivate& server)
         connect(sslSocket, &QSslSocket::encrypted, this, [this, sslSocket] {
             encrypted = true;
             events.setEncrypted(sslSocket->peerCertificate());
-            // Not inside of Qt's handshake, which could not stand a host that runs events.
+            // Queued: Qt's handshake could not cope with a nested event loop of the host.
             QMetaObject::invokeMethod(this, &OrvaneConnection::tellEncrypted, Qt::QueuedConnection);
         });
     connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::discardFurtherInput);
 
     const InUse inUse(*this);
-    events.tell({.type = EventType::Connected}); // first: in the other line the server may be destroyed
+    events.tell({.type = EventType::Connected}); // first: in the next log line the server may be destroyed
     qCDebug(defaultLog) << "New OrvaneConnection from" << socket->peerAddress();
     if (!socketAttached)
         return;
@@ -92,8 +92,8 @@ void OrvaneConnection::takeUpSocket(OrvaneServerPrivate& server)
     connect(socket, &QTcpSocket::disconnected, this, &OrvaneConnection::handleDisconnected, Qt::QueuedConnection);
     limits->start(this);
 
-    // Encryption that cannot begin, for want of a usable key, has failed before there was anybody to tell, and the
-    // socket stays open. And in an event loop of a message handler the client may have sent something, or left.
+    // Without a usable key, encryption has failed before the signals were connected, and the socket stays open. In a
+    // nested event loop of the message handler, the client may also have sent something or left.
     const QAbstractSocket::SocketError missedError = socket->error();
     const bool isMissed = missedError != QAbstractSocket::UnknownSocketError;
     const bool isGone = !isConnected() || (isMissed && !encrypted);
@@ -135,8 +135,8 @@ void OrvaneConnection::notifyRefreshFinished(const QByteArray& notice)
 void OrvaneConnection::handleReadyRead()
 {
     isHeard = true;
-    // In an event loop that a host call runs, the socket reports readyRead() again. The bytes stay where they are:
-    // readMessages() would replace the queue, and the next message must wait for the end of this one.
+    // In a nested event loop of a host call, the socket emits readyRead() again. Leave the bytes there: readMessages()
+    // would replace the queue, and the next message must wait until this one has been carried out.
     if (dispatching || !socketAttached || isTurnOver)
         return;
     if (!hostCalls->mayBegin()) {
@@ -161,7 +161,7 @@ void OrvaneConnection::handleReadyRead()
         release();
 }
 
-/// Before what the client says, and also of one that says nothing.
+/// Precedes the client's messages; also called if the client sends none.
 void OrvaneConnection::tellEncrypted()
 {
     if (!encrypted || !socketAttached || std::exchange(isEncryptionTold, true))
@@ -170,7 +170,7 @@ void OrvaneConnection::tellEncrypted()
     events.tell({.type = EventType::Encrypted});
 }
 
-/// One of the calls inside one another has returned.
+/// One of the nested calls has returned.
 void OrvaneConnection::resume()
 {
     isHeld = false;
@@ -184,7 +184,7 @@ void OrvaneConnection::carryOutReads()
 {
     do {
         if (turnBytes > 0 && turnBytes + socket->bytesAvailable() > bytesOfTurn()) {
-            endTurn(); // instead of reading a part of it, which could end inside a character
+            endTurn(); // a partial read could end inside a character
             return;
         }
         turnBytes += xmlSocket->readMessages(bytesOfTurn());
@@ -200,7 +200,7 @@ void OrvaneConnection::endTurn()
     QMetaObject::invokeMethod(this, &OrvaneConnection::beginTurn, Qt::QueuedConnection);
 }
 
-/// The event loop has come round.
+/// The next round of the event loop has begun.
 void OrvaneConnection::beginTurn()
 {
     turnBytes = 0;
@@ -212,9 +212,8 @@ void OrvaneConnection::beginTurn()
     updateReading();
 }
 
-/// While something is still to be carried out, the network is left alone: Qt would close the socket when it read the
-/// end of the connection, and the replies could not be sent. The same while a client that has ended its session reads
-/// on.
+/// Stops reading while something is still to be carried out: on reading the end of the connection, Qt would close the
+/// socket, and the replies could not be sent. The same while a client that has ended its TLS session still reads.
 void OrvaneConnection::updateReading()
 {
     if (!socketAttached)
@@ -234,9 +233,9 @@ qint64 OrvaneConnection::bytesOfTurn() const
     return isLoggedIn() ? Acceptor::BytesOfClient : Acceptor::BytesOfStranger;
 }
 
-/// Sends the replies itself instead of leaving them to the next turn of the event loop: a reply would wait for that
-/// turn longer than sending it takes, and all host calls of the read would come first. The replies of short commands
-/// leave together, in fewer packets. In a flush the client may turn out to have left, which changes nothing here.
+/// Sends the replies itself instead of leaving them to the next round of the event loop: waiting for that takes longer
+/// than sending, and all host calls of this read would come first. Replies to short commands leave together, in fewer
+/// packets. A flush may show that the client has left, which changes nothing here.
 void OrvaneConnection::carryOutMessages()
 {
     QElapsedTimer sinceFlush;
@@ -255,12 +254,12 @@ void OrvaneConnection::carryOutMessages()
     }
 }
 
-/// \return false when the client has exceeded a limit with it, and is gone
+/// \return false if the client has exceeded a limit and is disconnected
 bool OrvaneConnection::isAllowed(const QString& message)
 {
-    // Before the message, not behind the reply: a client that reads a reply before it goes on cannot exceed it.
+    // Before the message, not after the reply: a client that reads each reply first cannot exceed the limit.
     if (!limits->exceededByUnsent(unsentBytes(), true).isNull()) {
-        xmlSocket->flush(); // what the system can take does not wait for the client
+        xmlSocket->flush(); // what the system can take is not waiting for the client
         endIfExceeded(limits->exceededByUnsent(unsentBytes(), true));
     }
     if (socketAttached)
@@ -268,8 +267,8 @@ bool OrvaneConnection::isAllowed(const QString& message)
     return socketAttached;
 }
 
-/// Behind an error of TLS, and behind the end of the session, the client can say nothing more. Qt would hand whatever
-/// else comes to the TLS library, which keeps it for ever. The client is still told what it asked for.
+/// After a TLS error or the end of its TLS session, the client can send no more messages. Qt would pass any further
+/// input to the TLS library, which keeps it forever. The client still receives its replies.
 void OrvaneConnection::discardFurtherInput(QAbstractSocket::SocketError error)
 {
     if (isSilent || !encrypted || !isConnected() || socket->error() != error)
@@ -281,30 +280,30 @@ void OrvaneConnection::discardFurtherInput(QAbstractSocket::SocketError error)
     updateReading();
 }
 
-/// What TLS itself answers, such as a refusal to renegotiate, waits for the client as replies do.
+/// Responses of TLS itself, such as a refusal to renegotiate, wait for the client like replies.
 void OrvaneConnection::checkUnsent()
 {
     if (!std::exchange(isHeard, false) && !dispatching && socketAttached && limits)
         endIfExceeded(limits->exceededByUnsent(unsentBytes(), isLoggedIn()));
 }
 
-/// The socket through which Qt's TLS socket reaches the network; itself where there is no other.
+/// The plain socket that Qt's TLS socket uses; the socket itself if there is none.
 QTcpSocket& OrvaneConnection::network() const
 {
     auto* inner = socket->findChild<QTcpSocket*>(QString(), Qt::FindDirectChildrenOnly);
     return inner != nullptr ? *inner : *socket;
 }
 
-/// An error ends nothing by itself: the client is there until the socket reports disconnected().
+/// An error alone ends nothing: the client remains until the socket emits disconnected().
 void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
 {
     const InUse inUse(*this);
-    if (!encrypted && socketAttached) // before the line: in it the client may be released
+    if (!encrypted && socketAttached) // before the log line, in which the client may be released
         events.tell({.type = EventType::HandshakeFailed, .reason = socket->errorString()});
     qCDebug(defaultLog) << "OrvaneConnection socket error:" << error;
 }
 
-/// What came before the end is carried out first. Where a call of the host has run events it is discarded.
+/// Earlier messages are carried out first. If the end is met while a host call runs events, they are discarded.
 void OrvaneConnection::handleDisconnected()
 {
     hasEnded = true;
@@ -314,15 +313,15 @@ void OrvaneConnection::handleDisconnected()
         handleReadyRead();
 }
 
-/// \a reason: of the event; null: the socket's own. It is a limit that the client has exceeded if \a isLimit.
+/// \a reason is that of the event; if null, the socket's own. If \a isLimit, it is the limit that was exceeded.
 void OrvaneConnection::release(QLatin1String reason, bool isLimit)
 {
     if (!socketAttached)
         return;
 
     const InUse inUse(*this);
-    const QString why = reason.isNull() ? socket->errorString() : reason.toString(); // close() gives it up
-    socketAttached = false; // first: close() can report disconnected() at once
+    const QString why = reason.isNull() ? socket->errorString() : reason.toString(); // close() clears it
+    socketAttached = false; // first: close() can emit disconnected() at once
     xmlSocket.reset();
     limits.reset();
     socket->close();
@@ -333,12 +332,12 @@ void OrvaneConnection::release(QLatin1String reason, bool isLimit)
 
 void OrvaneConnection::timerEvent(QTimerEvent* event)
 {
-    if (dispatching || isHeld || !socketAttached) // what the client has sent meanwhile waits behind this
+    if (dispatching || isHeld || !socketAttached) // what the client has sent meanwhile is still waiting
         return;
     endIfExceeded(limits->exceededByTime(event->timerId(), encrypted, isLoggedIn()));
 }
 
-/// \a limit as ClientLimits names it; null: nothing is exceeded.
+/// \a limit as named by ClientLimits; null if none is exceeded.
 void OrvaneConnection::endIfExceeded(QLatin1String limit)
 {
     if (limit.isNull() || !socketAttached)
@@ -350,14 +349,14 @@ void OrvaneConnection::endIfExceeded(QLatin1String limit)
 
 qint64 OrvaneConnection::unsentBytes() const
 {
-    if (!isConnected()) // nobody is left whom it could wait for
+    if (!isConnected()) // nobody is left to read them
         return 0;
     const auto* sslSocket = qobject_cast<const QSslSocket*>(socket);
     return socket->bytesToWrite() + (sslSocket != nullptr ? sslSocket->encryptedBytesToWrite() : 0);
 }
 
-/// The end of the release. Until then the socket may be inside a signal of its own, and an event loop of the host would
-/// carry out the deletion before that has returned. The object itself stays as long as the server, so it keeps nothing.
+/// Completes the release. Before, the socket may be inside one of its own signals, and a nested event loop of the host
+/// would delete it before that returns. This object lives as long as the server, so it keeps no data.
 void OrvaneConnection::forget()
 {
     socket->deleteLater();
@@ -372,9 +371,9 @@ void OrvaneConnection::leaveServer()
     if (uses == 0)
         return;
 
-    // The host destroys the server inside one of our calls on it or one of our log lines, with the socket's signal and
-    // this object still on the stack. Leave the server's object tree: the socket is deleted when they have returned,
-    // and takes this object with it.
+    // The host destroys the server inside a host call or a log line, with the socket's signal and this object still on
+    // the stack. Leave the server's object tree: the socket is deleted once they have returned, together with this
+    // object.
     socket->setParent(nullptr);
     setParent(socket);
 }

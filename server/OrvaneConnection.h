@@ -23,22 +23,22 @@ class OrvaneInterface;
 class OrvaneServerPrivate;
 
 /**
- * One connected client: its socket, its login, and the commands that it sends.
+ * One connected client: its socket, its login and its commands.
  *
- * Takes complete messages from its XMLSocket and carries them out one at a time, each with its reply, in the order of
- * arrival. The command operations are defined in commands/, one file for a group.
+ * Takes complete messages from its XMLSocket and carries them out one at a time, in the order of arrival, each with its
+ * reply. The command handlers are defined in commands/, one file per group.
  *
- * During a host call anything may happen: the host may run an event loop, in which the client can go, and it may
- * destroy the server. The same holds for a log line, for which the host may have a message handler. So:
- * 1. While a message is being dispatched no other message of this client is begun.
- * 2. While anything here is on the stack that can run code of the host (see InUse), neither this object nor its socket
- *    is deleted; the release is noted, and the deletion follows when the last of it is over. Command operations need no
- *    check of their own after a host call or a log line.
- * 3. After the release nothing is sent and the socket is not touched, but for scheduling its deletion.
- * 4. An error and the end of the client are dealt with when the event loop comes round, never inside the call of Qt in
- *    which they are met, such as a flush: all messages that have been read are carried out before, and Qt is not in the
- *    middle of something when their lines run code of the host. They come inside a dispatch only where the host runs
- *    events in it. If that was in a call, the messages behind it are discarded.
+ * In a host call, the host may run a nested event loop, in which the client can leave, and it may destroy the server.
+ * The same holds for a log line, since the host may have a message handler. So:
+ * 1. While a message is being dispatched, no other message of this client is started.
+ * 2. While anything here that can run host code is on the stack (see InUse), neither this object nor its socket is
+ *    deleted. The release is noted, and the deletion follows when all of that has returned. So command handlers need no
+ *    check after a host call or a log line.
+ * 3. After the release, nothing is sent, and the socket is not touched except to schedule its deletion.
+ * 4. An error and the end of a connection are handled in the next round of the event loop, never inside the call of Qt
+ *    that meets them, such as a flush. So all messages already read are carried out first, and Qt is not in the middle
+ *    of something when the log lines run host code. They are handled inside a dispatch only if the host runs events
+ *    there. If it does so in a host call, the remaining messages are discarded.
  *
  * Thread: that of the server.
  */
@@ -54,28 +54,28 @@ public:
      * \param password password of that account
      * \param parent the server
      *
-     * Nothing is told or read before takeUpSocket().
+     * Nothing is reported or read before takeUpSocket().
      */
     OrvaneConnection(
         OrvaneInterface* hostInterface, QTcpSocket* socket, QString userName, QString password, QObject* parent);
     ~OrvaneConnection() override;
 
-    /// Tells of the client, and deals with what the socket went through before this object listened to it. To be called
-    /// once, when the server knows the connection: messages that have come already are carried out.
+    /// Reports the client, and handles what happened to the socket before its signals were connected. Call it once,
+    /// after the server has registered the connection: messages that have already arrived are carried out.
     void takeUpSocket(OrvaneServerPrivate& server);
 
-    /// Sends one message to the client; does nothing when the socket has been released.
+    /// Sends one message to the client; does nothing after the release.
     void sendMessage(const QString& message);
 
-    /// Whether the client is there; false after the release.
+    /// Whether the client is still served; false after the release.
     bool isAttached() const { return socketAttached; }
     const OrvaneClient& client() const { return events.client(); }
 
-    /// Sends \a notice, as XMLSocket::frame() has made it for all clients, if this one waits for the end of a refresh.
+    /// Sends \a notice, which XMLSocket::frame() made for all clients, if this client waits for the end of a refresh.
     void notifyRefreshFinished(const QByteArray& notice);
 
-    /// The release, and the last word of the server to each of its connections, from its destructor: this object is
-    /// deleted as soon as nothing of it is on the stack.
+    /// Called by ~OrvaneServer(). Releases the socket; this object is deleted once none of its functions is on the
+    /// stack.
     void leaveServer();
 
 protected:
@@ -85,10 +85,10 @@ private:
     class HostCall;
     class InUse;
     using Outcome = OrvaneClientEvent::Outcome;
-    /// What has come of a command.
+    /// Result of a command.
     struct Result {
         Outcome outcome;
-        std::optional<int> split {}; ///< that the host has used, where it says so
+        std::optional<int> split {}; ///< used by the host, if it reports one
     };
     using Handler = Result (OrvaneConnection::*)(XmlCommandReader& reader);
 
@@ -142,22 +142,22 @@ private:
     bool orvaneLoggedIn = false; ///< with the system account; never cleared
     bool thirdPartyLoggedIn = false; ///< with the account that the host grants; never cleared
     bool recorderUpdatePending = false; ///< the client waits for the end of a refresh
-    QString userName; ///< null after the release, as the password
+    QString userName; ///< null after the release, like the password
     QString password;
     std::unique_ptr<ClientLimits> limits; ///< null until takeUpSocket(), and after the release
     QPointer<HostCalls> hostCalls; ///< of the server
     Acceptor* acceptor = nullptr; ///< of the server; dangling after the release
     bool encrypted = false; ///< the TLS handshake is done
     bool isEncryptionTold = false;
-    bool hasEnded = false; ///< the client has gone; what it said before is still to be carried out
+    bool hasEnded = false; ///< the client has left; its earlier messages are still to be carried out
     qint64 turnBytes = 0; ///< read since beginTurn()
     bool isTurnOver = false; ///< until beginTurn()
-    bool isReading = true; ///< as updateReading() has left it: to find the notifiers at each read would be expensive
-    bool isHeld = false; ///< waits until one of the calls inside one another returns
-    bool isSilent = false; ///< can say nothing more, but may read on
-    bool isHeard = false; ///< has said something since checkUnsent()
-    bool isInCall = false; ///< of the host
-    int uses = 0; ///< the InUse that live
+    bool isReading = true; ///< as set by updateReading(): finding the notifiers for each read would be expensive
+    bool isHeld = false; ///< waits until one of the nested calls returns
+    bool isSilent = false; ///< the client can send no more messages, but may still read
+    bool isHeard = false; ///< the client has sent something since checkUnsent()
+    bool isInCall = false; ///< a host call is running
+    int uses = 0; ///< number of live InUse objects
     bool dispatching = false; ///< handleReadyRead() is on the stack
     ClientEvents events;
 };

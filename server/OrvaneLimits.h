@@ -7,36 +7,35 @@
 namespace OrvaneInterface {
 
 /**
- * What a client may take of the host, at most; see OrvaneServer::setLimits().
+ * Limits on what a client may take of the host; see OrvaneServer::setLimits().
  *
- * 0 is no limit, and everything is 0 at first. Whoever exceeds a limit is disconnected, with one line in the log.
- * Commands that came before have been carried out; their replies may be lost with the connection.
- * The record never gets another member: it is a part of compiled hosts.
+ * 0, the default, means no limit. A client that exceeds a limit is disconnected, with one line in the log. Its earlier
+ * commands have been carried out, but their replies may be lost with the connection. No member will ever be added:
+ * compiled hosts contain this record.
  */
 struct OrvaneLimits {
-    /// Clients at once. Further ones wait for a place for a tenth of a second, a hundred of them at most, and are
-    /// then disconnected, before their TLS handshake. The place of a client that has left is free when the event loop
-    /// has seen it.
+    /// Connected clients. Up to 100 more wait up to 100 ms for a slot, then are disconnected before their TLS
+    /// handshake. The slot of a client that has left becomes free once the event loop has noticed.
     int maxClients = 0;
-    /// Logins of one connection that are not valid; the next one exceeds the limit.
+    /// Invalid logins per connection; the next one exceeds the limit.
     int maxInvalidLogins = 0;
-    /// Characters of a message, in UTF-16, without its end. A character beyond ASCII of which the network delivers a
-    /// part at a time can count as up to four: leave some room.
+    /// Length of a message in UTF-16 code units, without its terminator. A non-ASCII character that arrives in parts
+    /// can count as up to four: leave some room.
     qint64 maxMessageLength = 0;
-    /// The same for a client that is not logged in, where that is to be less.
+    /// The same for a client that is not logged in, if that limit is to be lower.
     qint64 maxMessageLengthBeforeLogin = 0;
-    /// Bytes of replies that wait for the client to read. Looked at when it sends another command, so that a client
-    /// that reads each reply before it goes on is never over it, however long the reply and slow the network. One that
-    /// sends commands in advance can be, however fast it reads: the replies to what came in one read are made before
-    /// the network takes them. What TLS itself answers counts, too; before the login, 64 KiB are the most.
+    /// Bytes of replies that the client has not read. Checked when its next command arrives, so a client that reads
+    /// each reply first never exceeds it, however long the reply and slow the network. A client that sends commands in
+    /// advance can exceed it, however fast it reads: replies to commands that arrive in one read are built before the
+    /// network takes them. Responses of TLS itself also count. Before the login, at most 64 KiB are allowed.
     qint64 maxUnsentBytes = 0;
-    /// From the connection to the end of the TLS handshake, to within a tenth. Time in which the host's thread stands
-    /// still does not count.
+    /// From the connection to the end of the TLS handshake, accurate to a tenth. Time during which the host's thread is
+    /// blocked does not count.
     std::chrono::milliseconds handshakeTimeout {0};
-    /// From the connection to a valid login, in the same way.
+    /// From the connection to a valid login, measured in the same way.
     std::chrono::milliseconds loginTimeout {0};
 
-    /// Limits that are fit for a control room; docs/hosting.md has how they were chosen.
+    /// Limits suitable for a control room; docs/hosting.md explains the values.
     static OrvaneLimits controlRoom()
     {
         OrvaneLimits limits;

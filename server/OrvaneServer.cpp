@@ -24,14 +24,14 @@ namespace {
 const QString KeyResource = u":/Halden/Resources/hxkey.pem"_s;
 const QString CertificateResource = u":/Halden/Resources/hxcert.pem"_s;
 
-/// Nothing when it cannot be opened.
+/// Empty if the resource cannot be opened.
 QByteArray contentOf(const QString& resource)
 {
     QFile file(resource);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// Why a resource gave no key, or no certificate.
+/// Why a resource yielded no key or certificate.
 QString resourceError(const QString& resource, const QString& expected)
 {
     const QByteArray content = contentOf(resource);
@@ -42,8 +42,8 @@ QString resourceError(const QString& resource, const QString& expected)
     return resource + u" is not "_s + expected;
 }
 
-/// Not a whole configuration: that would be Qt's default one, in which a host may have set for its own ends what a
-/// server socket does not begin with, such as protocols of an application.
+/// Sets no whole configuration: that would be Qt's default one, which the host may have changed for its own purposes.
+/// It may then contain what a server socket does not start with, such as application protocols.
 void setMaterial(QSslSocket& socket, const QSslKey& key, const QSslCertificate& certificate)
 {
     socket.setProtocol(QSsl::SecureProtocols);
@@ -77,13 +77,13 @@ OrvaneServer::OrvaneServer(
 OrvaneServer::~OrvaneServer()
 {
     ClientObservation& observation = *OrvaneServerPrivate::of(*this).observation;
-    observation.isOver = true; // first: what the observer holds may set another one when it is destroyed
+    observation.isOver = true; // first: destroying the observer may run code that sets another one
     observation.observer.reset();
     close();
-    // In the lines about the clients that are released others would come in, who have waited for a place.
+    // Otherwise waiting clients would be admitted while the log lines about released ones are written.
     disconnect(&OrvaneServerPrivate::of(*this).acceptor, nullptr, this, nullptr);
     disconnect(this, &QTcpServer::newConnection, this, nullptr);
-    // Not the registry: a connection that it has dropped can still be in the middle of a host call.
+    // Not the registry: a connection dropped from it may still be inside a host call.
     const auto all = findChildren<OrvaneConnection*>(QString(), Qt::FindDirectChildrenOnly);
     for (OrvaneConnection* connection : all)
         connection->leaveServer();
@@ -97,7 +97,7 @@ void OrvaneServer::startListeningForConnection()
 void OrvaneServer::incomingConnection(qintptr socketDescriptor)
 {
     auto* socket = new QSslSocket(this);
-    // Queued: Qt is in the middle of the handshake, and could not stand it if the line ran an event loop of the host.
+    // Queued: in the middle of a handshake, Qt could not cope with a nested event loop of the message handler.
     connect(socket, qOverload<const QList<QSslError>&>(&QSslSocket::sslErrors), this, &OrvaneServer::sslErrors,
         Qt::QueuedConnection);
     if (const auto& ofHost = OrvaneServerPrivate::of(*this).configuration)
@@ -107,7 +107,7 @@ void OrvaneServer::incomingConnection(qintptr socketDescriptor)
     socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite);
     ClientEvents::setClient(*socket);
     OrvaneServerPrivate::of(*this).acceptor.setStranger(*socket, true);
-    addPendingConnection(socket); // the encryption begins when it has a place
+    addPendingConnection(socket); // encryption starts once it has a slot
 }
 
 void OrvaneServer::setSslConfiguration(const QSslConfiguration& configuration)
@@ -179,8 +179,8 @@ void OrvaneServer::handleNewConnection()
         const std::lock_guard lock(connectionsMutex);
         removeDisconnectedConnections();
     }
-    // A refusal and a connection tell of themselves: the next client may come inside of that, the refresh may end, and
-    // the server may be destroyed. So nothing of it happens under the lock.
+    // Reporting a refusal or a new connection may run host code: the next client may come, the refresh may end, and the
+    // server may be destroyed. So the lock is not held meanwhile.
     const QPointer<OrvaneServer> server(this);
     auto& d = OrvaneServerPrivate::of(*this);
     do {
@@ -201,7 +201,7 @@ void OrvaneServer::handleNewConnection()
     } while (!server.isNull() && hasPendingConnections());
 }
 
-/// The caller holds connectionsMutex. The connections that are dropped live on as children of the server.
+/// The caller holds connectionsMutex. Dropped connections remain children of the server.
 void OrvaneServer::removeDisconnectedConnections()
 {
     std::erase_if(connections, [](const OrvaneConnection* connection) { return !connection->isAttached(); });
@@ -209,10 +209,10 @@ void OrvaneServer::removeDisconnectedConnections()
 
 void OrvaneServer::handleUpdateAllTreeDevicesFinished()
 {
-    // Nothing of the host can run under the lock: see XMLSocket.
+    // No host code can run under the lock: see XMLSocket.
     const std::lock_guard lock(connectionsMutex);
     const QByteArray notice = XMLSocket::frame(refreshFinishedNotice());
-    // Clients that have left are still in the registry; where they waited, the notice reaches nobody.
+    // The registry may still contain disconnected clients. Nothing is sent to them.
     for (OrvaneConnection* connection : connections)
         connection->notifyRefreshFinished(notice);
 }

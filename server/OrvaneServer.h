@@ -21,114 +21,114 @@ class OrvaneConnection;
 class OrvaneInterface;
 
 /**
- * The TLS server through which Orvane reaches the host: the one object that a host creates.
+ * The TLS server through which Orvane controls the host; the one object that a host creates.
  *
- * Calling order: construct, startListeningForConnection(), any number of handleUpdateAllTreeDevicesFinished(), destroy.
- * All of it, and every call on the host's OrvaneInterface, happens on the thread that owns the server, which needs a
- * running Qt event loop.
+ * Order of calls: construct the server, call startListeningForConnection(), call handleUpdateAllTreeDevicesFinished()
+ * any number of times, destroy the server. All this, and every call to the host's OrvaneInterface, happens on the
+ * thread that owns the server. That thread needs a running Qt event loop.
  *
- * The host application carries the TLS key and certificate as Qt resources: ":/Halden/Resources/hxkey.pem" (an RSA
- * private key in PEM without pass phrase) and ":/Halden/Resources/hxcert.pem" (the certificate in PEM). They are read
- * once, by the constructor. Where one is missing the server listens all the same, and no client's TLS handshake can
- * succeed: ask sslErrorString(). Or the host sets a configuration of its own, with setSslConfiguration().
+ * By default, TLS key and certificate are Qt resources of the host: ":/Halden/Resources/hxkey.pem" (an RSA private key
+ * in PEM format, without pass phrase) and ":/Halden/Resources/hxcert.pem" (the certificate in PEM format). The
+ * constructor reads them once. If one is missing, the server still listens, but no client completes the TLS handshake:
+ * check sslErrorString(). To use another configuration, call setSslConfiguration().
  *
- * The server owns its clients' sockets and connections. It may be destroyed at any time, also with clients attached and
- * from inside a call on the host's OrvaneInterface.
+ * The server owns the sockets and connections of its clients. It may be destroyed at any time, even while clients are
+ * connected and inside a call to the host's OrvaneInterface.
  */
 class ORVANE_INTERFACE_EXPORT OrvaneServer : public QTcpServer {
     Q_OBJECT
 
 public:
     /**
-     * Reads the key and the certificate; does not listen yet.
+     * Constructs the server and reads key and certificate; does not listen yet.
      *
-     * \param hostInterface the host's implementation. Not owned; must outlive the server. With a null pointer every
-     *        message of every client is ignored.
-     * \param port the TCP port to listen on, 0 for the default, 5679
-     * \param userName user name of the account that the host grants, beside the fixed system account. With an empty
-     *        name and an empty password a login without both is accepted.
+     * \param hostInterface the host's implementation. Not owned; must outlive the server. If null, all messages of
+     *        clients are ignored.
+     * \param port the TCP port to listen on; 0 for the default, 5679
+     * \param userName user name of the account that the host grants, in addition to the fixed system account. If user
+     *        name and password are both empty, a login with neither is accepted.
      * \param password password of that account
      * \param parent the Qt parent, which deletes the server; may be null
      */
     OrvaneServer(OrvaneInterface* hostInterface, quint16 port, QString userName, QString password, QObject* parent);
 
-    /// Stops listening, ends all connections and deletes their sockets.
+    /// Stops listening, disconnects all clients and deletes their sockets.
     ~OrvaneServer() override;
 
     /**
      * Listens on all local addresses.
      *
-     * Reports nothing: ask isListening() afterwards, and errorString() for the reason when it is false.
+     * Reports no error: call isListening() afterwards. If it returns false, errorString() returns the reason.
      */
     void startListeningForConnection();
 
     /**
-     * Takes this configuration for the clients that connect from now on, instead of key and certificate from the
-     * resources. Those that are connected keep theirs.
+     * Sets the TLS configuration of clients that connect from now on. It replaces key and certificate from the
+     * resources. Connected clients keep theirs.
      *
-     * It holds as it is, also in whether clients are asked for a certificate: begin with what sslConfiguration() gives.
+     * It is used unchanged, even as to whether clients are asked for a certificate: start from sslConfiguration().
      */
     void setSslConfiguration(const QSslConfiguration& configuration);
 
-    /// What the next client gets. Until setSslConfiguration(): Qt's default, with key and certificate from the
-    /// resources, and no certificate asked of clients.
+    /// Returns the TLS configuration of the next client. Until setSslConfiguration(), this is Qt's default with key and
+    /// certificate from the resources; clients are not asked for a certificate.
     QSslConfiguration sslConfiguration() const;
 
     /**
-     * Why no client can be served with the present configuration, in words for a person; empty when nothing is found.
+     * Returns a human-readable reason why no client can be served with the current configuration; empty if none was
+     * found.
      *
-     * That is: no key, no certificate, one that cannot be read, a pass phrase, a key that is not that of the
-     * certificate, or too weak, a certificate that is not valid yet, or any more, clients that must show a certificate
-     * while no issuer is trusted, or something that the TLS library does not take. There is no handshake in it: whether
-     * clients trust the certificate, whether the chain behind it is strong enough, and whether protocols and ciphers go
-     * together shows with the first client. Takes a few milliseconds.
+     * It detects a missing or unreadable key or certificate, a pass phrase, a key that is too weak or does not match
+     * the certificate, a certificate that is not valid yet or has expired, required client certificates without a
+     * trusted issuer, and anything else that the TLS library rejects. It performs no handshake: an untrusted
+     * certificate, weak issuers in its chain, and mismatched protocols or ciphers show only with the first client.
+     * Takes a few milliseconds.
      */
     QString sslErrorString() const;
 
-    /// The same of a configuration that is not set yet: ask first, and setSslConfiguration() when it is empty.
+    /// Checks \a configuration in the same way before it is set. If the result is empty, call setSslConfiguration().
     static QString sslErrorString(const QSslConfiguration& configuration);
 
-    /// Limits the clients that connect from now on; those that are connected keep the limits that they have.
+    /// Sets the limits of clients that connect from now on. Connected clients keep theirs.
     void setLimits(const OrvaneLimits& limits);
 
-    /// At first there is no limit.
+    /// Returns the limits of the next client. By default, there are none.
     OrvaneLimits limits() const;
 
-    /// The clients that are connected, in the order in which they came. Those that wait for a place are not among them.
+    /// Returns the connected clients, in the order in which they came. Clients that wait for a slot are not included.
     QList<OrvaneClient> clients() const;
 
     /**
-     * The client whose command is being carried out. Only inside an operation of OrvaneInterface there is one;
-     * elsewhere isNull() is true. Where operations run inside one another, it is the client of the innermost. It may
-     * have left.
+     * Returns the client whose command is being carried out; null outside the operations of OrvaneInterface. If
+     * operations are nested, it is the client of the innermost one. It may already have left.
      */
     OrvaneClient currentClient() const;
 
     /**
-     * Tells of each event of each client from now on.
+     * Sets the function that is called with each event of each client from now on.
      *
-     * The observer may do whatever an operation may do: run events, set another observer, destroy the server. As in an
-     * operation, the server must not be moved to another thread. The destructor of the server takes the observer away
-     * first, so nobody is told of the clients that it ends: whoever keeps a list of clients() clears it then. The list
-     * changes with each event but Command, InvalidLogin and RefusedDocument; it has changed already when the audit
-     * trail writes its line, and the observer is called after that, and before anything else of that client is told.
+     * The observer may do whatever an operation may do: run a nested event loop, set another observer, destroy the
+     * server. As in an operation, the server must not be moved to another thread. The server's destructor removes the
+     * observer first, so the clients that it disconnects are not reported: if you keep a list of clients(), clear it
+     * then. The list changes with every event except Command, InvalidLogin and RefusedDocument. It has already changed
+     * when the audit trail writes its line. The observer is called after that, and before the client's next event.
      *
-     * \param observer called in the thread of the server. It replaces the one before; an empty one ends it.
-     * \param context the observer is not called any more when this object has been destroyed; null: nothing ends it
+     * \param observer called on the server's thread. It replaces the previous one; an empty function removes it.
+     * \param context the observer is no longer called once this object is destroyed. If null, nothing ends it.
      */
     void setClientObserver(OrvaneClientObserver observer, const QObject* context = nullptr);
 
 public Q_SLOTS:
     /**
-     * Tells every client that is waiting for it that the refresh of the recorder list has finished.
+     * Notifies every client that is waiting for the end of a refresh of the recorder list.
      *
-     * Call it when a refresh that OrvaneInterface::updateRecorderContents() started has finished, from inside that
-     * operation at the earliest. Without a waiting client it does nothing.
+     * Call it when a refresh started by OrvaneInterface::updateRecorderContents() has finished, at the earliest inside
+     * that operation. Does nothing if no client is waiting.
      */
     void handleUpdateAllTreeDevicesFinished();
 
 protected:
-    /// For Qt: starts TLS on the accepted socket \a socketDescriptor. A host does not call it.
+    /// Called by Qt, not by hosts. Makes the accepted socket \a socketDescriptor a pending TLS connection.
     void incomingConnection(qintptr socketDescriptor) override;
 
 private Q_SLOTS:
@@ -138,20 +138,21 @@ private:
     void handleNewConnection();
     void removeDisconnectedConnections();
 
-    /// The port that a host gets with 0.
+    /// The port used if the host passes 0.
     static const unsigned short OrvaneDefaultPort;
 
     OrvaneInterface* hostInterface; ///< not owned, may be null
     std::vector<OrvaneConnection*> connections; ///< in order of acceptance; children of the server
     quint16 port;
-    QSslKey privateKey; ///< null while there is none
-    QSslCertificate certificate; ///< null while there is none
+    QSslKey privateKey; ///< null if there is none
+    QSslCertificate certificate; ///< null if there is none
     QString userName;
     QString password;
-    /// Guards connections; taken before the write mutex of any client. There is one thread; should a host tell of the
-    /// end of a refresh from another one all the same, the registry stays whole.
+    /// Guards connections; locked before the write mutex of any client. There is only one thread, but the registry
+    /// stays intact even if a host reports the end of a refresh from another one.
     mutable std::mutex connectionsMutex;
-    // Nothing may be added: a compiled host sets aside this many bytes. What else the server needs is a child of it.
+    // Add no members: compiled hosts allocate exactly this many bytes. The rest belongs in OrvaneServerPrivate, a
+    // child.
 };
 
 } // namespace OrvaneInterface

@@ -13,13 +13,13 @@
 
 namespace OrvaneInterface {
 
-/// What a server needs beside its members, of which there may be no more; a child of the server.
+/// The private state of a server, which itself may get no more members. A child of the server.
 class OrvaneServerPrivate : public QObject {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(OrvaneServerPrivate)
 
 public:
-    /// \a server is the parent; it has no other child yet, so that looking for this one is fast.
+    /// \a server is the parent. This is its first child, so that of() finds it fast.
     explicit OrvaneServerPrivate(QTcpServer& server)
         : QObject(&server)
         , acceptor(server, admission, observation, this)
@@ -31,12 +31,12 @@ public:
         return *server.findChild<OrvaneServerPrivate*>(QString(), Qt::FindDirectChildrenOnly);
     }
 
-    /// Null until the host sets one: then key and certificate come from its resources.
+    /// Null until the host sets one; until then, key and certificate come from the resources.
     std::optional<QSslConfiguration> configuration;
-    /// Shared with who may outlive the server inside a call on the host.
+    /// Shared with clients that may outlive the server during a host call.
     const std::shared_ptr<ClientObservation> observation = std::make_shared<ClientObservation>();
     Admission admission;
-    HostCalls hostCalls {this}; // as its child it goes with the server to another thread
+    HostCalls hostCalls {this}; // a child, so that it moves with the server to another thread
     Acceptor acceptor;
 };
 

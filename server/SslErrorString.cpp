@@ -15,13 +15,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Whether the TLS library would begin with this configuration. Qt tells only when encryption starts, so it is started,
-/// at a socket that leads nowhere. The reason that Qt gives is often empty, or that of something else.
+/// Whether the TLS library accepts this configuration. Qt reports that only when encryption starts, so it is started on
+/// an unconnected socket. Qt's reason is often empty or unrelated.
 bool isUsable(const QSslConfiguration& configuration)
 {
     QSslSocket socket;
     socket.setSslConfiguration(configuration);
-    socket.setSocketDescriptor(-1); // fails, but without a socket layer Qt could not start
+    socket.setSocketDescriptor(-1); // fails, but Qt cannot start encryption without a socket layer
     socket.startServerEncryption();
     return socket.error() != QAbstractSocket::SslInternalError
         && socket.error() != QAbstractSocket::SslInvalidUserDataError;
@@ -50,8 +50,8 @@ QString keyError(const QSslKey& key, const QSslCertificate& certificate)
         .arg(key.length());
 }
 
-/// Qt loads the issuers that the system trusts when they are asked for, unless others, or none, were set; which of the
-/// two an empty list means shows only beside a configuration for which none were set.
+/// Qt loads the system's trusted issuers on demand, unless others, or none, were set. An empty list can mean either.
+/// Comparing with a configuration for which none were set tells which.
 bool trustsNoIssuer(const QSslConfiguration& configuration)
 {
     const QList<QSslCertificate> issuers = configuration.caCertificates();
@@ -94,7 +94,7 @@ QString errorOf(const QSslConfiguration& configuration)
 QString OrvaneServer::sslErrorString(const QSslConfiguration& configuration)
 {
     const QString error = errorOf(configuration);
-    return QString(error.constData(), error.size()); // no literal: the host may keep it longer than the library
+    return QString(error.constData(), error.size()); // not a literal: the host may keep it longer than the library
 }
 
 } // namespace OrvaneInterface

@@ -11,7 +11,7 @@ using OrvaneInterface::MessageTerminator;
 
 namespace {
 
-/// Goes from one carriage return to the next: looking for a single character is what Qt does many at a time.
+/// Goes from one carriage return to the next: Qt's search for a single character is vectorised.
 qsizetype findTerminator(QStringView text, qsizetype from)
 {
     for (qsizetype position = from; (position = text.indexOf(u'\r', position)) >= 0; ++position) {
@@ -30,20 +30,20 @@ XMLSocket::XMLSocket(QTcpSocket* socket)
 
 XMLSocket::~XMLSocket()
 {
-    // A write that holds the mutex at this moment finishes first.
+    // Waits for a write that holds the mutex.
     const QMutexLocker locker(&mutex);
 }
 
 qint64 XMLSocket::readMessages(qint64 most)
 {
     const qint64 available = std::min(most, socket->bytesAvailable());
-    const QByteArray bytes = available > 0 ? socket->read(available) : QByteArray(); // it may be closed already
+    const QByteArray bytes = available > 0 ? socket->read(available) : QByteArray(); // it may already be closed
     receiveBuffer += QString::fromUtf8(bytes);
 
     const qsizetype firstTerminator = findTerminator(receiveBuffer, searchedLength);
     if (firstTerminator >= 0)
         splitReceiveBuffer(firstTerminator);
-    // The last three characters may be the beginning of a terminator; the text before them is never searched again.
+    // The last three characters may be the start of a terminator. The text before them is never searched again.
     searchedLength = std::max<qsizetype>(0, receiveBuffer.size() - (MessageTerminator.size() - 1));
     return bytes.size();
 }
@@ -59,7 +59,7 @@ void XMLSocket::splitReceiveBuffer(qsizetype firstTerminator)
         messages.append(received.mid(begin, end - begin));
     receiveBuffer = received.mid(begin);
 
-    // The first message takes the text over instead of copying from it: it is the one that can be large.
+    // The first message takes over the text instead of copying it: only this one can be large.
     received.truncate(firstTerminator);
     messages.first() = std::move(received);
 }

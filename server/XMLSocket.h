@@ -7,16 +7,15 @@
 #include <QTcpSocket>
 
 /**
- * Frames the byte stream of one client into messages, each UTF-8 text ended by an empty line.
+ * Splits the byte stream of one client into messages: UTF-8 text, each ended by an empty line.
  *
- * Knows nothing of XML and sets no bound on a message. Each read is decoded on its own, before it is joined to what
- * came earlier: a character whose bytes are spread over two reads becomes replacement characters.
+ * Knows no XML and does not limit the length of a message. Each read is decoded on its own, then appended to what came
+ * earlier: a character split between two reads becomes replacement characters.
  *
- * Invariant: after readMessages() receiveBuffer holds no complete terminator.
+ * Invariant: after readMessages(), receiveBuffer contains no complete terminator.
  *
- * Thread: that of the socket; only the writing is guarded by a lock. No code of the host can run under it: a write only
- * adds to the socket's buffers, and one that is not connected any more, at which Qt would log a warning or report an
- * error, is left alone.
+ * Thread: the socket's; only writing is guarded by a lock. No host code can run under it: a write only adds to the
+ * socket's buffers. A disconnected socket is not written to, since Qt would log a warning or report an error.
  */
 class XMLSocket {
     Q_DISABLE_COPY_MOVE(XMLSocket)
@@ -26,30 +25,30 @@ public:
     explicit XMLSocket(QTcpSocket* socket);
     virtual ~XMLSocket();
 
-    /// Reads what the socket has, up to \a most bytes; the messages that are now complete replace the content of
-    /// messages. \return the number of bytes
+    /// Reads up to \a most of the available bytes. Newly completed messages replace the content of messages.
+    /// \return the number of bytes read
     qint64 readMessages(qint64 most);
 
-    /// Characters that have come of the next message, without what may turn out to belong to its terminator.
+    /// Characters received of the next message, without those that may belong to its terminator.
     qsizetype unfinishedLength() const { return searchedLength; }
 
-    /// Writes one message, with the terminator unless it already ends with it. A write that fails is not reported.
+    /// Writes one message, and its terminator unless it already ends with one. Failed writes are not reported.
     void writeMessage(const QString& message) { writeFrame(frame(message)); }
 
     /// The bytes that writeMessage() writes.
     static QByteArray frame(const QString& message);
-    /// Writes what frame() has made: for a message to many clients, whose sockets then share the bytes.
+    /// Writes the result of frame(): for a message to many clients, whose sockets then share the bytes.
     void writeFrame(const QByteArray& bytes);
 
-    /// Hands what was written to the system now. The socket may report anything in it; no lock is held.
+    /// Passes written bytes to the system now. The socket may emit any signal meanwhile; no lock is held.
     void flush() { socket->flush(); }
 
 private:
-    /// Held while one message is written; taken after the server's registry mutex. There is one thread; should a host
-    /// tell of the end of a refresh from another one all the same, no message is written into another.
+    /// Held while a message is written; locked after the server's registry mutex. There is only one thread, but
+    /// messages stay whole even if a host reports the end of a refresh from another one.
     QMutex mutex;
     QTcpSocket* socket; ///< not owned
-    QString receiveBuffer; ///< what has come since the last terminator
+    QString receiveBuffer; ///< text received since the last terminator
 
 public:
     /// Complete messages, oldest first, without their terminators. The owner empties it after each readMessages().
