@@ -19,7 +19,7 @@ namespace {
 
 using EventType = OrvaneClientEvent::Type;
 
-/// Those that an event has.
+/// The parameters that an event reports.
 QMap<QString, QString> firstParameters(const XmlCommandReader& reader)
 {
     constexpr qsizetype most = 16;
@@ -39,7 +39,7 @@ void OrvaneConnection::handleCommand(const QString& message)
         return;
 
     XmlCommandReader reader;
-    reader.parseCommand(message); // a document with an error goes ahead with what came before it
+    reader.parseCommand(message); // a malformed document is carried out up to its first error
     const QString commandName = reader.commandName();
     if (!reader.refusalReason().isNull()) {
         refuse(commandName, reader.refusalReason());
@@ -51,7 +51,7 @@ void OrvaneConnection::handleCommand(const QString& message)
     }
 
     qCDebug(defaultLog) << message;
-    if (!socketAttached) // a message handler of the host may have destroyed the server, and the host after it
+    if (!socketAttached) // a message handler may have destroyed the server, and then the host
         return;
     OrvaneClientEvent event {.type = EventType::Command, .command = commandName, .outcome = Outcome::NotLoggedIn};
     if (isLoggedIn())
@@ -63,7 +63,7 @@ void OrvaneConnection::carryOut(XmlCommandReader& reader, OrvaneClientEvent& eve
 {
     const Handler handler = handlerOf(event.command);
     if (handler != nullptr && events.isWanted())
-        event.parameters = firstParameters(reader); // before the split of the host stands there
+        event.parameters = firstParameters(reader); // before the host's split replaces the client's
     QElapsedTimer timer;
     timer.start();
     const auto [outcome, split] = handler != nullptr ? (this->*handler)(reader) : rejectUnknown(reader);
@@ -72,7 +72,7 @@ void OrvaneConnection::carryOut(XmlCommandReader& reader, OrvaneClientEvent& eve
     event.split = split;
 }
 
-/// Of a document that is too much for a command nothing is carried out, a login included, and its text is not logged.
+/// Nothing of a refused document is carried out, not even a login, and its text is not logged.
 void OrvaneConnection::refuse(const QString& commandName, QLatin1String reason)
 {
     qCDebug(defaultLog) << "OrvaneConnection refused a document:" << reason.data();
@@ -82,8 +82,8 @@ void OrvaneConnection::refuse(const QString& commandName, QLatin1String reason)
         sendCommandRejected(commandName, reason);
 }
 
-/// What a client can do once it has logged in; the documents describe the commands in this order.
-/// \return null for an unknown one
+/// The commands of a logged-in client, in the order of the documentation.
+/// \return null for an unknown command
 OrvaneConnection::Handler OrvaneConnection::handlerOf(const QString& commandName)
 {
     struct Command {
@@ -117,21 +117,21 @@ void OrvaneConnection::handleLoginClient(const XmlCommandReader& reader)
 {
     const QString user = reader.stringParameter(u"username");
     const QString pass = reader.stringParameter(u"password");
-    // A user with the system account's name is never tried against the other account. No login is ever taken back.
+    // The system account's user name is never checked against the other account. Logins are never revoked.
     const bool isSystem = user == SystemUserName;
     const bool isValid = isSystem ? pass == SystemPassword : user == userName && pass == password;
     const bool wasLoggedIn = isLoggedIn();
     orvaneLoggedIn = orvaneLoggedIn || (isValid && isSystem);
     thirdPartyLoggedIn = thirdPartyLoggedIn || (isValid && !isSystem);
-    if (isLoggedIn()) // the one with more rights, where the client has logged in with both
+    if (isLoggedIn()) // if the client has logged in with both accounts, the one with more rights
         events.setAccount(orvaneLoggedIn ? OrvaneClient::Account::System : OrvaneClient::Account::Host,
             orvaneLoggedIn ? QString(SystemUserName) : userName);
     if (isLoggedIn() && !wasLoggedIn && socketAttached)
         acceptor->setStranger(*socket, false);
 
-    if (socketAttached) // before the lines: in one of them the client may go
+    if (socketAttached) // before the log lines, in which the client may leave
         events.tell({.type = isValid ? EventType::LoggedIn : EventType::InvalidLogin, .user = user});
-    qCDebug(defaultLog) << reader.commandName(); // never the message, which holds the password
+    qCDebug(defaultLog) << reader.commandName(); // never the message, which contains the password
     if (orvaneLoggedIn)
         qCDebug(defaultLog) << "This is Orvane";
     else if (!thirdPartyLoggedIn)

@@ -15,20 +15,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The detail views of one setDetailViews, by sub-split id. Of several with one id the last one holds.
+/// The detail views of one setDetailViews, by sub-split id. If an id is repeated, the last view wins.
 struct DetailViews {
     std::map<int, SubsplitRect> rects;
     std::map<int, qint64> objectIds;
 };
 
-/// Whether the product of the sides, in single precision, is positive: so also when both axes are reversed.
+/// Whether the product of the sides, in single precision, is positive: even if both axes are reversed.
 bool hasArea(const SubsplitRect& rect)
 {
     return float {(rect.rby - rect.lty) * (rect.rbx - rect.ltx)} > 0;
 }
 
-/// Up to the first "subsplit" of the document that has no id, or a negative one. Their numbers have no hexadecimal
-/// form.
+/// Reads up to the first "subsplit" without an id or with a negative one. Numbers cannot be hexadecimal here.
 DetailViews readDetailViews(const XmlCommandReader& reader)
 {
     DetailViews views;

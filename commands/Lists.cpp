@@ -17,7 +17,7 @@ using RecorderEntry = OrvaneInterface::RecorderEntry;
 constexpr QLatin1String RecorderListResponse("getRecorderListResponse");
 constexpr QLatin1String PresetsListResponse("getPresetsListResponse");
 
-/// Does what `text += QString::fromUtf8(bytes)` does, without the text in between.
+/// Like `text += QString::fromUtf8(bytes)`, without the temporary string.
 void appendUtf8(QString& text, QByteArrayView bytes)
 {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
@@ -27,7 +27,7 @@ void appendUtf8(QString& text, QByteArrayView bytes)
     text.truncate(end - text.constData());
 }
 
-/// The value is the host's, and not escaped: that is how clients know the lists.
+/// The host's value is not escaped: clients expect that.
 void appendAttribute(QString& reply, QLatin1String before, const std::string& value)
 {
     reply += before;

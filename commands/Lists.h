@@ -6,7 +6,7 @@
 
 #include <vector>
 
-// The replies that are lists. Their texts are the host's, and are not escaped: that is how clients know them.
+// The replies that are lists. The host's strings are not escaped: clients expect that.
 namespace OrvaneInterface {
 
 /// Only the system account gets the credentials.

@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A decimal number of 64 bits; it has no hexadecimal form. 0 when the text is no number.
+/// Reads a 64-bit number, decimal only; 0 if the text is not a number.
 qint64 int64Parameter(const XmlCommandReader& reader, QStringView key, qint64 defaultValue)
 {
     return reader.hasParameter(key) ? reader.stringParameter(key).toLongLong() : defaultValue;
@@ -65,7 +65,7 @@ OrvaneConnection::Result OrvaneConnection::handleShowTrack(XmlCommandReader& rea
     return sendAcceptedWithSplit(reader, splitId);
 }
 
-/// The long acceptance, with the split that the host has used in place of the one that the client has sent.
+/// The long acceptance, with the split used by the host instead of the one sent by the client.
 OrvaneConnection::Result OrvaneConnection::sendAcceptedWithSplit(XmlCommandReader& reader, int splitId)
 {
     static const QStringList echoNames(u"splitid"_s);

@@ -16,7 +16,7 @@ OrvaneConnection::Result OrvaneConnection::handleSetPreset(XmlCommandReader& rea
 
 OrvaneConnection::Result OrvaneConnection::handleSetSplitMode(XmlCommandReader& reader)
 {
-    // Base 10 only, unlike intParameter(): a hexadecimal form is split mode 0.
+    // Decimal only, unlike intParameter(): hexadecimal text gives split mode 0.
     const int splitMode = reader.stringParameter(u"splitmode", u"-1"_s).toInt();
     if (splitMode >= 0) {
         HostCall(*this)->setSplitMode(splitMode);
