@@ -27,7 +27,7 @@ namespace OrvaneInterface {
  * Every operation is called synchronously, on the thread that owns the server (the host's Qt event loop thread). Two
  * operations never run at the same time for one client. An operation may run a nested event loop: commands of other
  * clients may then be called inside it, while further commands of the same client wait until it returns. It may also
- * end the client's connection or destroy the server. It must not throw.
+ * destroy the server. It must not throw.
  *
  * All strings are UTF-8. The host may modify arguments passed by value, or move from them.
  *

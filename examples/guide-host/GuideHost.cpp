@@ -153,8 +153,8 @@ bool GuideHost::updateRecorderContents()
 void GuideHost::finishRefresh(const std::vector<RecorderEntry>& read)
 {
     recorders = read;
-    // Not before, as QThread::isRunning() would have it: a client that asks in between would start a refresh of its
-    // own, and take this notice for the end of that.
+    // Only here. QThread::isRunning() becomes false earlier: a client that asked in between would start a refresh of
+    // its own, and mistake this notice for its end.
     isRefreshing = false;
     Q_EMIT refreshFinished();
 }
