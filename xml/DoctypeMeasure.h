@@ -11,13 +11,12 @@
 namespace OrvaneInterface {
 
 /**
- * What a document type declaration can do to the price of its document.
+ * What a document type declaration can add to the cost of its document.
  *
- * Declarations are where an XML document can be made to cost anything: entities made of entities, entities that stand
- * for nothing, declarations that are compared with each other. No client of the protocol needs them. So one rule holds:
- * a declaration is short, and nothing in its internal subset refers to anything or holds markup. Then an entity stands
- * for no more characters than are written here, none of them a tag, and whatever the XML reader does with the
- * declaration itself it does with few characters.
+ * Declarations can make an XML document arbitrarily expensive: entities made of entities, empty entities, declarations
+ * that are compared with each other. No client of the protocol needs them. Hence one rule: a declaration is short, and
+ * nothing in its internal subset contains references or markup. Entities then expand to at most their literal text,
+ * without tags, and the XML reader has few characters of declaration to process.
  */
 class DoctypeMeasure {
 public:
@@ -34,7 +33,7 @@ public:
     {
         const QStringView text = rest.first(std::min(rest.size(), MaximumLength));
         MarkupCursor cursor(text);
-        constexpr QStringView externalIdEnds = u"'\"[>"; // it may hold anything in quotes
+        constexpr QStringView externalIdEnds = u"'\"[>"; // an external identifier may quote anything
         for (takeUpTo(cursor, externalIdEnds); cursor.atQuote(); takeUpTo(cursor, externalIdEnds))
             cursor.takeQuoted(MarkupCursor::isAny);
         if (cursor.take(u'['))
@@ -45,7 +44,7 @@ public:
             excess = QLatin1String("Its document type declaration is too long");
     }
 
-    /// The longest of that name; without text where none is declared.
+    /// The longest entity with that name; of length 0 if none is declared.
     Entity entity(QStringView name) const
     {
         Entity longest;
@@ -56,14 +55,14 @@ public:
         return longest;
     }
 
-    qsizetype length = 0; ///< in characters; with an error in the declaration up to the end of the document
-    QLatin1String excess; ///< what is too much, in words for a person; null when nothing is
+    qsizetype length = 0; ///< in characters; up to the end of the document if the declaration is malformed
+    QLatin1String excess; ///< human-readable; null if there is none
     std::vector<Entity> entities;
-    qsizetype defaultAttributes = 0; ///< the most that one element can be given, namespaces included
-    qsizetype defaultAttributesLength = 0; ///< of what declares them, in characters
+    qsizetype defaultAttributes = 0; ///< the most that one element can get, namespaces included
+    qsizetype defaultAttributesLength = 0; ///< of their declarations, in characters
 
 private:
-    /// Characters. A declaration that only names a document type is much shorter.
+    /// In characters. A declaration that only names a document type is much shorter.
     static constexpr qsizetype MaximumLength = 1024;
 
     static QStringView takeUpTo(MarkupCursor& cursor, QStringView ends)
@@ -71,7 +70,7 @@ private:
         return cursor.takeWhile([ends](char16_t c) { return std::find(ends.begin(), ends.end(), c) == ends.end(); });
     }
 
-    /// The text is too much when it holds one of the characters.
+    /// Refuses \a text if it contains one of \a characters.
     void refuse(QStringView characters, QStringView text)
     {
         if (std::find_first_of(text.cbegin(), text.cend(), characters.cbegin(), characters.cend()) != text.cend())
@@ -102,7 +101,7 @@ private:
             refuse(u"%", takeUpTo(cursor, u"'\">"));
             if (!cursor.atQuote())
                 break;
-            // Behind more than the entity's name it is an external identifier: not the text, but where to find it.
+            // If more than the entity's name precedes it, it is an external identifier: not the text, but its location.
             const QStringView before = read().mid(entity.size()).trimmed();
             const QStringView literal = cursor.takeQuoted(MarkupCursor::isAny);
             refuse(u"&%<", literal);

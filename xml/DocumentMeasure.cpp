@@ -13,45 +13,44 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Characters of a document. Positions in the texts of its parameters, which can be longer than itself, are kept in 32
-/// bits.
+/// Characters of a document. The texts of its parameters can be longer, and positions in them have 32 bits.
 constexpr qsizetype MaximumLength = qsizetype(1) << 27;
 
-/// Elements inside one another, below the root.
+/// Nested elements below the root.
 constexpr qsizetype MaximumDepth = 1024;
 
-/// Attributes of one element, declarations of namespaces included. The XML reader compares each with each other one,
-/// up to 100 comparisons for each character of such an element; a subsplit takes less than one.
+/// Attributes of one element, namespace declarations included. The XML reader compares each with every other: up to 100
+/// comparisons per character of such an element. A subsplit takes less than one.
 constexpr qsizetype MaximumAttributes = 1024;
 
-/// Comparisons with namespaces for each character of the document. The XML reader looks through all that are in scope
-/// for each element, and for each attribute that has a prefix; the writer of captured elements does so again.
+/// Namespace comparisons per character of the document. The XML reader searches all namespaces in scope for each
+/// element and for each attribute with a prefix; the writer of captured elements does so again.
 constexpr qsizetype NamespaceComparisonsPerCharacter = 64;
-/// Characters of a namespace that are compared in the time of one comparison.
+/// Comparing this many characters of a namespace takes as long as one comparison.
 constexpr qsizetype CharactersPerComparison = 16;
 
-/// Bytes of memory that a document may take for each character beyond what its own text takes.
+/// Bytes of memory per character that a document may take in addition to its own text.
 constexpr qsizetype GrowthPerCharacter = 40;
-/// Shorter documents may grow as one of so many characters: a short command may hold an entity or two. In time this is
-/// less than a third of what the dearest document of that length takes without any growth.
+/// Shorter documents may grow as if they had this many characters: a short command may contain an entity or two. This
+/// takes less than a third of the time of the slowest document of that length without growth.
 constexpr qsizetype ShortestLength = 2048;
 
-/// Bytes for each character by which an entity is longer than its reference. So entities can at most double a document.
+/// Bytes per character by which an entity is longer than its reference. Entities can thus at most double a document.
 constexpr qsizetype EntityGrowth = GrowthPerCharacter;
-/// Bytes for each quote in an entity: captured, it becomes six characters, and the writer makes two copies of them.
+/// Bytes per quote in an entity: when captured, it becomes six characters, and the writer copies them twice.
 constexpr qsizetype QuoteGrowth = 32;
-/// Bytes for each character of the declarations of default attributes, at each element: captured, a quote becomes six
+/// Bytes per character of the default attributes' declarations, for each element: a captured quote becomes six
 /// characters.
 constexpr qsizetype DefaultAttributeGrowth = 16;
-/// Bytes for each character of a namespace that a captured element declares again, the declaration around it included.
+/// Bytes per character of a namespace that a captured element declares again, and of the declaration around it.
 constexpr qsizetype NamespaceGrowth = 2;
 constexpr qsizetype NamespaceDeclarationLength = 24;
 
 /**
- * A walk over a document from one markup to the next.
+ * Walks over a document from one piece of markup to the next.
  *
- * Looks at no more than it takes to tell one construct from another. Behind an error it may mistake one for another:
- * the XML reader stops at the error, so what comes behind costs nothing.
+ * Reads only as much as it needs to tell constructs apart. After a syntax error it may confuse them: the XML reader
+ * stops at the error, so the rest costs nothing.
  */
 class Measuring {
 public:
@@ -76,8 +75,8 @@ public:
 
 private:
     struct Tag {
-        qsizetype attributes = 0; ///< all, declarations of namespaces included
-        qsizetype prefixed = 0; ///< the others that have a prefix
+        qsizetype attributes = 0; ///< all, namespace declarations included
+        qsizetype prefixed = 0; ///< those with a prefix, namespace declarations excluded
         qsizetype declarations = 0;
     };
 
@@ -112,7 +111,7 @@ private:
 
     void readDoctype()
     {
-        // The XML reader takes any number of them, also in the root element or behind it, and keeps what all declare.
+        // The XML reader accepts any number of them, even inside or after the root element, and keeps all they declare.
         if (doctype.length > 0 || rootSeen) {
             excess = "It has a document type declaration too many"_L1;
             return;
@@ -155,14 +154,14 @@ private:
         }
     }
 
-    /// Up to its ">", which is looked at as text.
+    /// Stops before its ">", which is then read as text.
     void readEndTag()
     {
         cursor.takeWhile([](char16_t character) { return character != u'>'; });
         namespaces.removeLast();
     }
 
-    /// \return how many characters longer \a text is when each entity stands there itself
+    /// \return by how many characters \a text grows when its entities are expanded
     qsizetype expand(QStringView text)
     {
         if (doctype.entities.empty())
@@ -173,14 +172,14 @@ private:
             if (rest.atEnd())
                 break;
             const DoctypeMeasure::Entity entity = doctype.entity(name);
-            growth += std::max<qsizetype>(0, entity.length - (name.size() + 2)); // "&" and ";" stand there, too
+            growth += std::max<qsizetype>(0, entity.length - (name.size() + 2)); // 2: "&" and ";"
             growthLeft -= entity.quotes * QuoteGrowth;
         }
         growthLeft -= growth * EntityGrowth;
         return growth;
     }
 
-    /// What a start tag costs, and what the elements inside it will find in scope.
+    /// Charges the cost of a start tag, and records how many namespaces are in scope inside it.
     void charge(const Tag& tag)
     {
         const qsizetype prefixed = tag.prefixed + doctype.defaultAttributes;
@@ -202,14 +201,14 @@ private:
 
     QStringView document;
     MarkupCursor cursor;
-    qsizetype begin = 0; ///< of what is being looked at
+    qsizetype begin = 0; ///< of the construct being read
     QLatin1String excess;
     qsizetype comparisonsLeft;
     qsizetype growthLeft;
     DoctypeMeasure doctype;
     bool rootSeen = false;
     qsizetype longestNamespace = 0;
-    QVarLengthArray<qsizetype, 64> namespaces {0}; ///< in scope: outside the root, and in each open element
+    QVarLengthArray<qsizetype, 64> namespaces {0}; ///< how many are in scope outside the root, and in each open element
 };
 
 } // namespace

@@ -8,22 +8,21 @@ namespace OrvaneInterface {
 /**
  * How much of a document may be read.
  *
- * A client can send documents before it has logged in, and a few of them cost their reader far more than their length
- * shows: time that grows with the square of it, or memory that grows beyond all measure. The XML reader tells of such a
- * thing only when it has paid for it, so the document is measured before. What is too much is refused as a whole; the
- * bounds are far from everything that a client has a use for.
+ * A client can send documents before it logs in. Some would cost their reader far more than their length suggests: time
+ * that grows with the square of the length, or memory without bound. The XML reader detects this only after the cost is
+ * incurred, so each document is measured first. A document with an excess is refused as a whole. The limits are far
+ * above what any client needs.
  */
 struct DocumentMeasure {
-    /// In characters: all of the document, or what stands before the first thing that is too much.
+    /// In characters: the whole document, or the part before the first excess.
     qsizetype readableLength;
-    /// What is too much, in words for a person; null when nothing is.
+    /// Human-readable; null if there is none.
     QLatin1String excess;
-    /// The most by which what is captured of the document can be longer than its text, in characters, apart from
-    /// escapes.
+    /// Upper bound for how much longer captured content is than its text, in characters, not counting escapes.
     qsizetype growth;
 };
 
-/// Takes time in proportion to the length of \a document, and is right about a document up to its first error.
+/// Takes time proportional to the length of \a document. The result is correct up to the first syntax error.
 DocumentMeasure measureDocument(QStringView document);
 
 } // namespace OrvaneInterface

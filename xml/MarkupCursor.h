@@ -7,17 +7,17 @@
 namespace OrvaneInterface {
 
 /**
- * A place in the text of a document, which moves on over what is taken or skipped.
+ * A position in a document's text, advanced by taking or skipping.
  *
- * Knows how markup is written, and leaves it to its user what may be where, and of which characters names and values
- * are made. It takes no memory, and time in proportion to the length. Behind an error of the document one construct
- * cannot be told from another, so an error is the end of what there is. Thread: any one at a time.
+ * Knows the syntax of markup. The caller knows what is allowed where, and which characters names and values may
+ * contain. Allocates nothing, and takes time proportional to the length. After a syntax error constructs cannot be told
+ * apart, so an error skips to the end. Thread: any, one at a time.
  */
 class MarkupCursor {
 public:
     static constexpr auto isAny = [](char16_t /*character*/) { return true; };
     static constexpr auto isSpace = [](char16_t character) {
-        return character <= u' ' // nearly none, and so told at once
+        return character <= u' ' // false for nearly all, so tested first
             && (character == u' ' || character == u'\n' || character == u'\r' || character == u'\t');
     };
 
@@ -44,13 +44,13 @@ public:
         return end - position >= expected.size() && std::equal(position, position + expected.size(), expected.utf16());
     }
     bool atQuote() const { return at(u'"') || at(u'\''); }
-    /// Of a start tag.
+    /// At the end of a start tag.
     bool atTagEnd() const { return at(u'>') || at(u'/'); }
 
     void skipAll() { position = end; }
     /// \return whether there was any
     bool skipSpace() { return !takeWhile(isSpace).isEmpty(); }
-    /// \return false where there is none; then everything is skipped
+    /// Skips past \a what. \return false if there is none; everything is then skipped
     bool skipBehind(QStringView what)
     {
         const qsizetype found = rest().indexOf(what);
@@ -66,7 +66,7 @@ public:
         return isThere;
     }
 
-    /// One character after the other: nearly all that is taken is too short for a search to be faster.
+    /// Goes character by character: nearly all that is taken is too short for a search to be faster.
     template <typename Predicate> QStringView takeWhile(const Predicate& predicate)
     {
         const char16_t* const begin = position;
@@ -75,8 +75,7 @@ public:
         return {begin, position};
     }
 
-    /// What stands in quotes, if it is made of characters for which \a mayHold is true; null where there is no such
-    /// thing.
+    /// The text in quotes, if \a mayHold is true for all its characters; otherwise null.
     template <typename Predicate> QStringView takeQuoted(const Predicate& mayHold)
     {
         if (atQuote()) {
@@ -89,7 +88,7 @@ public:
         return {};
     }
 
-    /// The next attribute of a start tag. \return false at the tag's end, or where there is none
+    /// Takes the next attribute of a start tag. \return false at the tag's end, or if there is no attribute
     template <typename NamePredicate, typename ValuePredicate>
     bool takeAttribute(Attribute& attribute, const NamePredicate& nameMayHold, const ValuePredicate& valueMayHold)
     {

@@ -12,11 +12,11 @@ namespace OrvaneInterface {
 
 namespace {
 
-/// Up to here looking at each child is faster than hashing. Hardly an element has more attributes.
+/// Up to this number, looking at each child is faster than hashing. Hardly any element has more attributes.
 constexpr quint32 MostChildrenToLookAt = 16;
 
-/// A polynomial of the characters in the field of a prime, at a random place: nobody outside can choose segments that
-/// meet in one bucket. Not qHash(): on processors with AVX-512 it was seen to double what a list costs.
+/// A polynomial of the characters modulo a prime, at a random point, so that clients cannot choose segments that
+/// collide. Not qHash(): on processors with AVX-512 it was seen to double the cost of a list.
 size_t hashOf(quint32 parent, QStringView segment)
 {
     constexpr quint32 prime = 0x7FFF'FFFF;
@@ -76,7 +76,7 @@ QMap<QString, QString> ParameterTree::values(qsizetype most, qsizetype longest) 
     return values;
 }
 
-/// Root when there is none.
+/// Root if there is none.
 ParameterTree::Node ParameterTree::findChild(Node parent, QStringView segment) const
 {
     if (entries.at(parent).children > MostChildrenToLookAt) {
@@ -101,21 +101,21 @@ ParameterTree::Node ParameterTree::findOrAddChild(Node parent, QStringView segme
     const Text name = keep(segment);
     if (entries.size() == entries.capacity())
         makeRoom(name);
-    Entry& entry = entries.emplace_back(); // made in place: copying what has just been written would wait for it
+    Entry& entry = entries.emplace_back(); // built in place: copying it would wait for the writes just made
     entry.parent = parent;
     entry.nextSibling = std::exchange(entries[parent].firstChild, added);
     entry.segment = name;
 
     const quint32 children = ++entries[parent].children;
-    // The first one too many is hashed together with all before it.
+    // The first child above the limit is hashed together with all before it.
     const Node hashed = children == MostChildrenToLookAt + 1 ? Root : entry.nextSibling;
     for (Node node = added; children > MostChildrenToLookAt && node != hashed; node = entries.at(node).nextSibling)
         manyChildren.emplace(hashOf(parent, view(entries.at(node).segment)), node);
     return added;
 }
 
-/// For as many nodes as the document has at its end, if it goes on as it has up to the newest segment: each growth
-/// copies all there are, into memory that is new.
+/// Reserves room for all nodes of the document, estimated from those up to the newest segment: each growth copies all
+/// entries into new memory.
 void ParameterTree::makeRoom(Text newest)
 {
     const qint64 used = entries.size();

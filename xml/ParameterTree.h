@@ -13,41 +13,41 @@
 namespace OrvaneInterface {
 
 /**
- * The parameters of one document by their keys, and how often each key has been met as an element.
+ * The parameters of one document by key, and how often each key has occurred as an element.
  *
- * A key is a text of segments joined by "/". No segment holds a "/" itself, so a key and its way down a tree are the
- * same thing: every beginning of a key is a node, which is found by its parent and its segment. A key is therefore
- * never built, compared or stored as a whole, and what a node costs does not depend on how deep it stands.
+ * A key is a string of segments joined by "/". Segments contain no "/", so a key is a path in a tree: each leading part
+ * of a key is a node, found by its parent and its segment. A key is therefore never built, compared or stored as a
+ * whole, and the cost of a node does not depend on its depth.
  *
- * What stands in the document itself is kept as a place in it, all other texts stand behind one another in one buffer.
- * A child is looked for among its siblings, which for the few attributes of an element lie side by side in memory; only
- * a parent that has many children has them in a hash table.
+ * Texts that occur in the document are kept as positions in it; all others share one buffer. A child is searched among
+ * its siblings; the few attributes of an element are adjacent in memory. Only the children of a parent with many are in
+ * a hash table.
  *
- * Thread: any one at a time.
+ * Thread: any, one at a time.
  */
 class ParameterTree {
 public:
     using Node = quint32;
-    static constexpr Node Root = 0; ///< parent of all keys; no key itself
+    static constexpr Node Root = 0; ///< parent of all keys, not a key itself
     static constexpr qsizetype Unlimited = std::numeric_limits<qsizetype>::max();
 
-    /// \a document must outlive the tree: what is part of it is not copied.
+    /// \a document must outlive the tree: its parts are not copied.
     explicit ParameterTree(QStringView document = {})
         : document(document)
     {
     }
 
-    /// The node of a key that has a value.
+    /// The node of a key, if it has a value.
     std::optional<Node> find(QStringView key) const;
-    /// The node of a key, added when it is new.
+    /// The node of a key, added if new.
     Node findOrAdd(QStringView key);
-    /// The node one segment below \a parent, added when it is new.
+    /// The node one segment below \a parent, added if new.
     Node findOrAddChild(Node parent, QStringView segment);
-    /// Counts the node as met once more. Gives the node itself the first time; from then on its sibling that has the
-    /// number of times it was met before appended to the segment.
+    /// Counts an occurrence. \return the node itself the first time; later a sibling, whose segment has the number of
+    /// earlier occurrences appended
     Node nextOccurrence(Node node);
 
-    /// Null where there is none. Valid until the tree is changed.
+    /// Null if there is none. Valid until the tree is changed.
     QStringView value(Node node) const
     {
         const Text value = entries.at(node).value;
@@ -57,19 +57,19 @@ public:
     }
     void setValue(Node node, QStringView value) { entries[node].value = keep(value); }
 
-    /// Sets a value that can be many times as long as the document, and is therefore not copied. The tree keeps one.
+    /// Sets a value without copying it: it can be many times as long as the document. The tree keeps only one.
     void setLongValue(Node node, QString value)
     {
         entries[node].value = LongValue;
         longValue = std::move(value);
     }
 
-    /// The first \a most values by their keys, and of each value the first \a longest characters.
+    /// The first \a most values by key, each cut to \a longest characters.
     QMap<QString, QString> values(qsizetype most = Unlimited, qsizetype longest = Unlimited) const;
 
 private:
     struct Text {
-        quint32 start; ///< in the document; from its length on in texts
+        quint32 start; ///< in the document; from the document's length on: in texts
         quint32 length;
     };
     struct Entry {
@@ -79,7 +79,7 @@ private:
         quint32 children = 0;
         Text segment {0, 0};
         Text value = NoValue;
-        quint32 occurrences = 0; ///< how often the key has been met as an element
+        quint32 occurrences = 0; ///< of the key as an element
     };
     static constexpr Text NoValue {~quint32(0), 0};
     static constexpr Text LongValue {~quint32(1), 0};
@@ -95,11 +95,11 @@ private:
     Text keep(QStringView text);
 
     QStringView document;
-    // Room for a command without a list, such as showLive, without an allocation.
+    // Large enough that a command without a list, such as showLive, needs no allocation.
     QVarLengthArray<char16_t, 256> texts;
-    QVarLengthArray<Entry, 24> entries {Entry()}; ///< by node; the first one is the root
+    QVarLengthArray<Entry, 24> entries {Entry()}; ///< by node; the first is the root
     QString longValue;
-    std::unordered_multimap<size_t, Node> manyChildren; ///< the children of parents with many, by their hashes
+    std::unordered_multimap<size_t, Node> manyChildren; ///< the children of parents with many, by hash
 };
 
 } // namespace OrvaneInterface

@@ -13,12 +13,12 @@
 namespace OrvaneInterface {
 
 /**
- * The walk through a document that fills its parameters, written once for both sources of tokens: QXmlStreamReader and
- * PlainXmlReader. What it makes of a document stands at XmlCommandReader.
+ * Walks through a document and fills its parameters. It serves both sources of tokens: QXmlStreamReader and
+ * PlainXmlReader. XmlCommandReader describes the result.
  */
 template <typename Reader> class ParameterWalk {
 public:
-    /// \a captureRoom: made beforehand for the content of each "paramvalue".
+    /// \a captureRoom: characters to reserve for the content of each "paramvalue".
     ParameterWalk(Reader& reader, ParameterTree& parameters, qsizetype captureRoom = 0)
         : reader(reader)
         , parameters(parameters)
@@ -26,7 +26,7 @@ public:
     {
     }
 
-    /// Reads up to the root. \return its local name; empty when an error comes before it
+    /// Reads the root's start tag. \return its local name; empty if an error precedes it
     QString readRootElement()
     {
         while (!reader.isStartElement() && !reader.atEnd())
@@ -55,14 +55,14 @@ public:
     }
 
 private:
-    /// Of an element of which the content is stored as XML text; see XmlCommandReader.
+    /// The content of this element is stored as XML text; see XmlCommandReader.
     static constexpr QStringView ParamValueName = u"paramvalue";
 
     bool isParamValue() const { return reader.name() == ParamValueName; }
 
-    /// With the current node it adds no segment to the keys of what is inside the element.
+    /// Entering the current node again adds no segment to the keys inside the element.
     void enter(ParameterTree::Node element) { path.append(element); }
-    /// At the root there is nothing to leave, and its end tag changes nothing.
+    /// The root is never left: its end tag changes nothing.
     void leave() { path.resize(std::max<qsizetype>(1, path.size() - 1)); }
 
     void readElement()
@@ -72,7 +72,7 @@ private:
         readAttributes();
         reader.readNext();
         if (reader.isStartElement() && reader.attributes().isEmpty()) {
-            // Not counted, and not captured where it is a "paramvalue". A child with attributes is left to the walk.
+            // Not counted, and not captured if it is a "paramvalue". A child with attributes is left to the walk.
             enter(parameters.findOrAddChild(path.last(), reader.name()));
             reader.readNext();
         }
@@ -82,7 +82,7 @@ private:
         reader.readNext();
     }
 
-    /// The list of the attributes is released before the next token, for which the XML reader would otherwise copy it.
+    /// Releases the list of attributes before the next token; otherwise the XML reader would copy it then.
     void readAttributes()
     {
         const auto& attributes = reader.attributes();
@@ -92,13 +92,13 @@ private:
 
     void readParamValue()
     {
-        if constexpr (requires { reader.decline(); }) { // nothing of it is captured by the plain reader
+        if constexpr (requires { reader.decline(); }) { // the plain reader captures nothing
             reader.decline();
         } else {
             QString content = captureParamValue();
             if (!content.isEmpty())
                 parameters.setLongValue(parameters.findOrAdd(ParamValueName), std::move(content));
-            // Before the first other child whatever ends the capture is skipped: also the start tag of another one.
+            // Before the first other child, whatever ends the capture is skipped, even the start tag of another one.
             if (!elementSeen && reader.isStartElement()) {
                 enter(path.last());
                 reader.readNext();
@@ -106,9 +106,8 @@ private:
         }
     }
 
-    /// The content of the "paramvalue" at whose start tag the reader is. It leaves the reader at whatever else has that
-    /// name: the end tag, the start tag of another one inside it, which is begun in the content, or a reference to an
-    /// entity.
+    /// Returns the content of the "paramvalue" whose start tag the reader is at. Stops at the next token of that name:
+    /// its end tag, the start tag of a nested one, which the content then includes, or a reference to an entity.
     QString captureParamValue()
     {
         QString content;
@@ -132,8 +131,8 @@ private:
         return content;
     }
 
-    /// The writer makes an escaped copy of what it is given, which can be six times as long. Writing an empty text,
-    /// such as that of an empty CDATA section, ends the start tag before it.
+    /// The writer makes an escaped copy of its input, which can be six times as long. An empty text, such as that of an
+    /// empty CDATA section, is written as well: it ends the start tag before it.
     static void writeInPieces(QXmlStreamWriter& writer, QStringView text)
     {
         constexpr qsizetype usualLength = 4096;
@@ -149,9 +148,9 @@ private:
     Reader& reader;
     ParameterTree& parameters;
     qsizetype captureRoom;
-    /// The nodes of the root and of each open element, whatever their content is.
+    /// The nodes of the root and of each open element, captured ones included.
     QVarLengthArray<ParameterTree::Node, 16> path {ParameterTree::Root};
-    bool elementSeen = false; ///< below the root, other than a "paramvalue"
+    bool elementSeen = false; ///< below the root, not counting any "paramvalue"
 };
 
 } // namespace OrvaneInterface

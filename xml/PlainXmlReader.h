@@ -10,16 +10,16 @@
 namespace OrvaneInterface {
 
 /**
- * Reads the tokens of plain documents, in place and without a copy; for all others there is QXmlStreamReader, which is
- * what says what a document means.
+ * Reads the tokens of plain documents in place, without a copy. QXmlStreamReader reads all others, and defines what a
+ * document means.
  *
- * Plain is what nearly all clients send: perhaps an XML declaration, elements, attributes and text; names in ASCII, a
- * prefix for the root alone, no references, no carriage return. Whatever it does not know for certain makes it decline:
- * then the document is to be read anew, by the other one. It may decline what is plain, but never reads what is not,
- * and never reads anything differently. So an error of the document is never its business.
+ * Nearly all clients send plain documents: an optional XML declaration, elements, attributes and text; ASCII names, a
+ * prefix only on the root, no references, no carriage return. If it is not certain, it declines, and the other reader
+ * must start over. It may decline a plain document, but never reads any other, and never reads one differently. It
+ * never reports errors; it declines.
  *
- * It has the operations of QXmlStreamReader that the walk through a document needs. Takes time in proportion to the
- * length, and no memory but for open elements. Thread: any one at a time.
+ * It has the operations of QXmlStreamReader that ParameterWalk needs. Takes time proportional to the length, and memory
+ * only for open elements. Thread: any, one at a time.
  */
 class PlainXmlReader {
     Q_DISABLE_COPY_MOVE(PlainXmlReader)
@@ -32,7 +32,7 @@ public:
     explicit PlainXmlReader(QStringView document)
         : cursor(document)
     {
-        // The cursor takes a carriage return for white space, and QXmlStreamReader changes it.
+        // The cursor takes a carriage return for white space; QXmlStreamReader changes it.
         if (document.size() > LongestDocument || document.contains(u'\r'))
             decline();
         if (!cursor.take(u"<?xml version=\"1.0\""))
@@ -45,16 +45,16 @@ public:
 
     void readNext() { token = atEnd() ? token : readToken(); }
     bool atEnd() const { return token == Token::End || token == Token::Declined; }
-    /// Whether the document is to be read by another reader; what has been read of it says nothing then.
+    /// Whether another reader must read the document; what was read so far is then meaningless.
     bool hasDeclined() const { return token == Token::Declined; }
-    /// Declines by the wish of who reads.
+    /// Declines at the caller's request.
     void decline() { token = Token::Declined; }
 
     bool isStartElement() const { return token == Token::StartElement; }
     bool isEndElement() const { return token == Token::EndElement; }
     bool isCharacters() const { return token == Token::Characters; }
 
-    /// Of a start tag: without the prefix.
+    /// Of a start tag, without the prefix.
     QStringView name() const { return localName; }
     QStringView text() const { return characters; }
     /// Of a start tag.
@@ -63,12 +63,12 @@ public:
 private:
     enum class Token : quint8 { None, StartElement, EndElement, Characters, End, Declined };
 
-    /// More are compared with one another for too long, or are too deep, for a command that somebody has a use for.
+    /// Comparing more attributes takes too long; no useful command has so many, or such depth.
     static constexpr qsizetype MostAttributes = 16;
     static constexpr qsizetype MostOpenElements = 64;
-    /// The other reader may not read longer ones.
+    /// The other reader may not accept longer ones.
     static constexpr qsizetype LongestName = 1000;
-    /// Longer ones are for the other reader, which is given none that is refused for its length.
+    /// Longer ones go to the other reader, unless they are refused for their length.
     static constexpr qsizetype LongestDocument = qsizetype(1) << 26;
 
     static constexpr auto isNameStart = [](char16_t character) {
@@ -80,14 +80,14 @@ private:
         return isNameStart(character) || (character >= u'-' && character <= u'9' && character != u'/');
     };
 
-    /// In a value a line break or a tab would become a blank. Beyond ASCII all of the basic plane is plain, but for
-    /// surrogates and what is no character of XML.
+    /// In a value, a line break or a tab would become a space. Beyond ASCII, the whole basic plane is plain, except
+    /// surrogates and characters that XML forbids.
     static constexpr auto isValuePart = [](char16_t character) {
         return (character >= u' ' && character < u'\x7F' && character != u'<' && character != u'&')
             || (character > u'\x7F' && character < 0xD800) || (character >= 0xE000 && character < 0xFFFE);
     };
 
-    /// A bracket could begin what must not stand in a text.
+    /// A bracket could begin "]]>", which XML forbids in a text.
     static constexpr auto isTextPart = [](char16_t character) {
         return (isValuePart(character) && character != u']') || character == u'\t' || character == u'\n';
     };
@@ -141,13 +141,13 @@ private:
         return cursor.take(u'>') ? Token::EndElement : Token::Declined;
     }
 
-    /// Whether parts of a name are one.
+    /// Whether \a parts, all of them name characters, form a name.
     static bool isName(QStringView parts)
     {
         return !parts.isEmpty() && parts.size() <= LongestName && isNameStart(parts.front().unicode());
     }
 
-    /// Names of one length mostly differ in their last character.
+    /// Names of the same length mostly differ in their last character.
     bool isNewAttribute(QStringView name) const
     {
         return std::none_of(attributeList.cbegin(), attributeList.cend(), [name](const Attribute& other) {
@@ -155,7 +155,7 @@ private:
         });
     }
 
-    /// Of a root element: nothing is declared but its own prefix, and the namespace of names without one.
+    /// Whether the root element declares only its own prefix and the default namespace.
     bool isPlainRoot(QStringView rootName) const
     {
         const qsizetype colon = rootName.indexOf(u':');
@@ -166,7 +166,7 @@ private:
             if (!name.startsWith(u"xml") && !name.contains(u':'))
                 continue;
             const bool declaresPrefix = !prefix.isEmpty() && name.startsWith(u"xmlns:") && name.sliced(6) == prefix;
-            // Some names are reserved, and may not be declared, or as something else.
+            // Some names are reserved: they must not be declared, or not as anything else.
             if ((!declaresPrefix && name != u"xmlns") || value.isEmpty() || value.startsWith(u"http://www.w3.org/"))
                 return false;
             isDeclared = isDeclared || declaresPrefix;

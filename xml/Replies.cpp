@@ -4,8 +4,8 @@
 
 #include <QStringBuilder>
 
-// Put together with %, which makes room for its parts at once, and never with arg(), which would look for its markers
-// in what a client has sent.
+// Concatenated with %, which allocates once for all parts, and never with arg(), which would look for markers in client
+// text.
 namespace OrvaneInterface {
 
 using namespace Qt::StringLiterals;
@@ -20,7 +20,7 @@ constexpr QLatin1String Rejection("commandRejected");
 QString replyStart(QLatin1String name, const QString& namespaceUri)
 {
     QString reply;
-    reply.reserve(400); // holds most acknowledgements with what clients put into them
+    reply.reserve(400); // enough for most acknowledgements, client text included
     reply += "<p:"_L1 % name % " xmlns:p=\""_L1 % namespaceUri % "\">"_L1;
     return reply;
 }
@@ -66,7 +66,7 @@ QString refreshFinishedNotice()
 
 } // namespace OrvaneInterface
 
-// Here and not with the rest of the class: this file is the one place for acknowledgements.
+// Not with the rest of the class: this file builds all acknowledgements.
 QString XmlCommandReader::acceptedReply(
     const QString& remark, const QStringList& echoNames, const QString& namespaceUri) const
 {

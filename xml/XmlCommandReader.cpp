@@ -15,7 +15,7 @@ bool XmlCommandReader::parseCommand(const QString& text)
     return readPlainDocument() || readDocument();
 }
 
-/// \return false when it is not plain; then nothing is known of it
+/// \return false if it is not plain; name and parameters are then meaningless
 bool XmlCommandReader::readPlainDocument()
 {
     parameters = ParameterTree(document);
@@ -32,15 +32,15 @@ bool XmlCommandReader::readDocument()
     const auto measure = OrvaneInterface::measureDocument(document);
     QXmlStreamReader reader;
     reader.addData(measure.excess.isNull() ? document : document.first(measure.readableLength));
-    // Copying a content that grows, to make room for it, would hold it twice. Hardly any grows.
+    // Reserved in advance: reallocating captured content would hold it twice. Hardly any document grows.
     const qsizetype captureRoom = measure.growth > 0 ? document.size() + measure.growth : 0;
     OrvaneInterface::ParameterWalk walk(reader, parameters, captureRoom);
     rootName = walk.readRootElement();
-    if (rootName.contains(u':')) // that of a well-formed root holds none
+    if (rootName.contains(u':')) // the local name of a well-formed root has none
         rootName = rootName.section(u':', 1, 1);
     walk.readParameters();
 
-    // An error that comes before what is too much is an error as in any other document.
+    // A syntax error before the excess is treated as in any other document.
     if (!measure.excess.isNull() && reader.error() != QXmlStreamReader::NotWellFormedError) {
         refusal = measure.excess;
         parameters = ParameterTree(document);
@@ -48,7 +48,7 @@ bool XmlCommandReader::readDocument()
     return refusal.isNull() && !reader.hasError();
 }
 
-/// A key in UTF-16, as all of the library's own are, is not copied.
+/// Keys in UTF-16, such as all of the library's own, are not copied.
 std::optional<ParameterTree::Node> XmlCommandReader::find(QAnyStringView key) const
 {
     return key.visit([this](auto text) {
@@ -72,7 +72,7 @@ int XmlCommandReader::intParameter(QAnyStringView key, int defaultValue) const
         return defaultValue;
     const QStringView value = parameters.value(*parameter);
     if (value.startsWith("0x"_L1))
-        return static_cast<int>(value.mid(2).toString().toUpper().toUInt(nullptr, 16)); // eight F digits are -1
+        return static_cast<int>(value.mid(2).toString().toUpper().toUInt(nullptr, 16)); // 0xFFFFFFFF is -1
     return value.toInt();
 }
 
