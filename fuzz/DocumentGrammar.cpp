@@ -11,12 +11,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A rule in each line, or the rest of one: its alternatives, of which a gene chooses one.
+// Each line is a rule, or the rest of one: its alternatives, from which a gene chooses.
 //   $x  the rule x          *x  the rule x a chosen number of times, with the same genes each time
-//   ~x  as many times as the last *                     +x  until the document is as long as it is to be
-//   $#  a new number        $=  the last one again      $;  so far they are those of the root's prefixes
-//   $:  one of those prefixes, if there are any         $@  the next one at each repetition, or else a new name
-//   $[ $]  around the name of an element that stays open; $/  the end tag of the last of them; $.  all their end tags
+//   ~x  as many times as the last *                     +x  until the document has its full length
+//   $#  a new number        $=  the last one again      $;  the numbers so far are those of the root's prefixes
+//   $:  one of those prefixes, if there are any         $@  the next one at each repetition, otherwise a new name
+//   $[ $]  around the name of an element left open; $/  the end tag of the last of these; $.  all their end tags
 const auto RuleLines = uR"(
 D $X$Y$Y<r*n>$;$S$S$S$S$S+F$E
 X ||||<?xml version='1.0' encoding='UTF-8'?>
@@ -76,7 +76,7 @@ public:
     QString text;
 
 private:
-    /// A number below \a options; 0 when there are no bytes left.
+    /// A number below \a options; 0 if no bytes are left.
     qsizetype choose(qsizetype options)
     {
         return options > 1 && position < genes.size() ? static_cast<uchar>(genes[position++]) % options : 0;
@@ -122,7 +122,7 @@ private:
                 text += u'x';
             if (changes != changesBefore)
                 continue;
-            const qsizetype added = std::max<qsizetype>(1, text.size() - before); // the others are the same
+            const qsizetype added = std::max<qsizetype>(1, text.size() - before); // the rest is the same
             const qsizetype left = std::min(times - index - 1, std::max<qsizetype>(0, length - text.size()) / added);
             text += text.sliced(before).repeated(left);
             break;
@@ -168,7 +168,7 @@ private:
     qsizetype index = 0; ///< of the repetition
     qsizetype prefixes = 0; ///< that the root element declares
     qsizetype numbers = 0; ///< for names that must differ
-    qsizetype changes = 0; ///< of what makes the same genes write something else
+    qsizetype changes = 0; ///< after which the same genes write something else
 };
 
 } // namespace

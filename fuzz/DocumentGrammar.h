@@ -4,12 +4,12 @@
 #include <QString>
 
 /**
- * Makes a document of about a given length out of any bytes: a prolog, some elements to set the scene, then the same
- * few constructs again and again. That is the form of a document that costs much: what is dear is repeated, and what
- * makes it dear stands before it.
+ * Makes a document of about a given length from any bytes: a prolog, some elements to set the scene, then the same few
+ * constructs again and again. Expensive documents have this form: the expensive part is repeated, and what makes it
+ * expensive comes first.
  *
- * Knows all that documents are made of: document type declarations with entities, parameter entities, attribute lists,
- * content models, notations; namespaces, attributes, nesting, captured elements, CDATA, comments, references. The
- * document is well-formed unless the bytes want it otherwise. The same bytes give the same document at any length.
+ * Knows everything that documents can contain: document type declarations with entities, parameter entities, attribute
+ * lists, content models, notations; namespaces, attributes, nesting, captured elements, CDATA, comments, references.
+ * The document is well-formed unless the bytes choose otherwise. The same bytes give the same document at any length.
  */
 QString documentOf(const QByteArray& genes, qsizetype length);

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-/// A connected socket without a network: what a peer sends is put into it, what is written to it is kept.
+/// A connected socket without a network: put() is what the peer sends; written bytes are kept.
 class MemorySocket : public QTcpSocket {
 public:
     MemorySocket()

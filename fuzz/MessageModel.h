@@ -4,8 +4,8 @@
 #include <QString>
 #include <QStringList>
 
-/// The definition of a message, as plainly as it can be written: a read is decoded on its own, joined to what came
-/// before, and each empty line ends a message.
+/// The definition of a message, in its simplest form: each read is decoded on its own and appended to the rest, and
+/// each empty line ends a message.
 class MessageModel {
 public:
     /// The messages that \a read completes.

@@ -7,11 +7,11 @@
 #include <cstdio>
 #include <cstdlib>
 
-// The entry that every target defines, by the names that the fuzz engine calls. A finding ends the program.
+// The entry point of every target, with the name that the fuzz engine calls. A finding ends the program.
 // NOLINTNEXTLINE(readability-identifier-naming)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
-/// Ends the program with \a what on the standard error when \a holds is false: that is how a target reports a finding.
+/// Reports a finding if \a holds is false: prints \a what to standard error and ends the program.
 inline void require(bool holds, const QString& what)
 {
     if (holds)

@@ -11,8 +11,8 @@
 using namespace Qt::StringLiterals;
 using namespace OrvaneClient;
 
-// Whatever a host answers, the command-line client makes the same of it as the library's reader, prints about as much
-// as came, and nothing that a terminal would obey. Messages are the same, wherever the reads end.
+// Whatever a host sends, the command-line client reads it as the library's reader does. It prints about as much as it
+// received, and nothing that would control a terminal. Messages are the same wherever the reads end.
 
 namespace {
 
@@ -29,7 +29,7 @@ void requireSameReading(const Reply& reply, const QString& document)
     require(!isWellFormed || reply.root == reader.commandName(), u"another root"_s);
 }
 
-/// An entity may be longer than its reference, up to a bound of its own.
+/// An entity may be longer than its reference; that has a limit of its own.
 void requireAboutAsLong(const QByteArray& printed, const QByteArray& message)
 {
     constexpr qsizetype most = 64;

@@ -7,13 +7,12 @@
 
 using namespace Qt::StringLiterals;
 
-// Whatever a text is, the reader makes the same of it as the plain way of reading it, or refuses it whole; and it
-// refuses nothing that somebody could have a use for.
+// The reader reads any text as ReferenceReading does, or refuses it as a whole; it refuses nothing useful.
 
 namespace {
 
-/// Whether it has what can be too much: the numbers are smaller than the bounds, so that these are never the reason for
-/// a document of this length.
+/// Whether the document contains anything that can be refused. The numbers are below the limits: without any of these,
+/// a document of this length never reaches a limit.
 bool isExtraordinary(const QString& document)
 {
     static const QRegularExpression doctypes(u"<(!DOCTYPE|[^!?]).*<!DOCTYPE|<!DOCTYPE(.{1000}|.*\\[.*[&%<])"_s,
@@ -21,14 +20,14 @@ bool isExtraordinary(const QString& document)
     if (document.contains("<!DOCTYPE"_L1))
         return doctypes.match(document).hasMatch();
     const ReferenceReading reference(document);
-    // An error in the very element that has too much comes too late.
+    // A syntax error in the same element as the excess comes too late.
     const bool tooMuchInTheErroneous =
         !reference.isWellFormed && (document.count(u'=') > 1000 || document.contains("xmlns:"_L1));
     return reference.deepest > 1000 || reference.mostAttributes > 1000 || tooMuchInTheErroneous
         || reference.declarations > 5 || reference.longestNamespace > 100;
 }
 
-/// The input itself, or, where it begins as no text does, what the grammar makes of it.
+/// The input itself, or what the grammar makes of it if its first byte cannot begin a text.
 QString documentOf(const QByteArray& input)
 {
     constexpr qsizetype shortLength = 300;

@@ -7,8 +7,8 @@
 
 using namespace Qt::StringLiterals;
 
-// Any bytes, in any cuts, are framed into the messages that the definition of a message gives; and a message that is
-// written ends with exactly one terminator. In the input a '|' ends a read.
+// Any bytes, however cut, are framed into messages as the definition says. A written message ends with exactly one
+// terminator. In the input, a '|' ends a read.
 
 namespace {
 
@@ -39,7 +39,7 @@ void requireFraming(const QList<QByteArray>& reads)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    constexpr qsizetype shortEnough = 64; // to be cut everywhere
+    constexpr qsizetype shortEnough = 64; // to be cut at every offset
     const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
     requireFraming(input.split('|'));
     for (qsizetype cut = 1; cut < input.size() && input.size() <= shortEnough; ++cut)

@@ -10,12 +10,12 @@
 
 using namespace Qt::StringLiterals;
 
-// Every document has two readers: the plain one makes of it what QXmlStreamReader makes of it, or declines and leaves
-// no trace. The input is a list of steps that write a document, so that most are plain, and a few are so nearly.
+// The plain reader reads a document as QXmlStreamReader does, or declines and leaves no trace. The input is a list of
+// steps that write a document: most documents are plain, a few only nearly.
 
 namespace {
 
-/// How many were read by the plain reader; told at the end.
+/// How many the plain reader has read; printed at the end.
 struct Share {
     ~Share() { static_cast<void>(std::fprintf(stderr, "plain: %ld of %ld documents\n", plain, all)); }
     long all = 0;
@@ -86,7 +86,7 @@ private:
 
     void start(QString tag)
     {
-        if (take() % 16 == 0) // the name, in its end tag, too
+        if (take() % 16 == 0) // the name, also in its end tag
             tag.insert(take() % 4 % (tag.size() + 1), anyCharacter());
         text += u'<' + tag + u'>';
         open += tag.section(u' ', 0, 0);
@@ -110,10 +110,10 @@ private:
         return choice < rare ? list.at(take() % list.size()) : list.at(choice % 5);
     }
 
-    /// Any character, where it happens to stand.
+    /// Inserts any character anywhere near the end.
     void disturb() { text.insert(text.size() - std::min<qsizetype>(take() % 32, text.size()), anyCharacter()); }
 
-    /// In half of all cases one that markup is made of.
+    /// Half of the time, one used in markup.
     QChar anyCharacter()
     {
         constexpr QStringView ofMarkup = u" \n\t\v<>/=\"'&;:!?1-.a";

@@ -19,37 +19,36 @@
 #include <functional>
 #include <map>
 
-// Looks for the document that costs its reader the most for each of its characters.
+// Searches for the document that costs its reader the most per character.
 //
-// Under valgrind's callgrind it counts the instructions, a number that is the same in every run, and holds it against
-// those of a long list of subsplits, which is the dearest thing that an honest client sends, with a comment at its end,
-// so that both ways of reading it are paid for. The limit for a character is the same for short documents as for long
-// ones. Without valgrind it looks at the memory that is held at the peak. It keeps the dearest documents that it has
-// met and changes them at random.
+// Under valgrind's callgrind it counts instructions, which are the same in every run. It compares them with those of a
+// long list of subsplits, the most expensive document of an honest client, with a comment at its end, so that both
+// readers read it. The limit per character is the same for short and long documents. Without valgrind it measures peak
+// memory. It keeps the most expensive documents so far and changes them at random.
 //
-// Usage: fuzz-price LENGTH SECONDS   looks for so long for documents of this length; a finding is kept in findings/
-//        fuzz-price LENGTH           measures the shapes of documents that are known to be dear
+// Usage: fuzz-price LENGTH SECONDS   searches among documents of this length; a finding is kept in findings/
+//        fuzz-price LENGTH           measures the known expensive shapes of documents
 //        fuzz-price FILE             measures a document
 // Under valgrind: --tool=callgrind --callgrind-out-file=price-counts. Status 1 with a finding.
 
 using namespace Qt::StringLiterals;
 namespace {
 
-/// How many times as many instructions as in an honest document a character may cost. An element with a thousand
-/// attributes is what comes nearest: the XML reader compares each with each other one.
+/// Instructions per character, in multiples of those of an honest document. An element with a thousand attributes comes
+/// closest: the XML reader compares each with every other.
 constexpr double MostInstructions = 15;
-/// Characters of the honest document: so many that what each document costs, however short, no longer counts.
+/// Characters of the honest document: enough to make the fixed cost of a document negligible.
 constexpr qsizetype HonestLength = 32768;
-/// How much a document of four times the length may cost, when the shorter one is as long as the honest one. In less
-/// there is room for less than is allowed of many things: attributes, open elements.
+/// Cost of a document of four times the length, if the shorter one is at least as long as the honest one. Shorter ones
+/// have no room for all the attributes and open elements that are allowed.
 constexpr double MostForFourTimes = 5;
-/// Bytes that a document may make its reader hold for each character.
+/// Bytes per character that a document may make its reader hold.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr double MostBytes = 1e9; // the sanitizers keep what was freed
+constexpr double MostBytes = 1e9; // the sanitizers keep freed memory
 #else
 constexpr double MostBytes = 64;
 #endif
-/// Bytes that it may make its reader hold however short it is, the memory pages that are only begun included.
+/// Bytes that any document may make its reader hold in addition, partly used memory pages included.
 constexpr double BytesForAny = 256 * 1024;
 
 bool countsInstructions()
@@ -69,7 +68,7 @@ void print(const QString& line)
     std::exit(2);
 }
 
-/// callgrind writes what it has counted to a file of its own for each time that it is asked.
+/// callgrind writes each dump of its counts to a new file.
 double instructionsOf(const std::function<void()>& function)
 {
     static int dump = 0;
@@ -86,7 +85,7 @@ double instructionsOf(const std::function<void()>& function)
     return counts.mid(counts.indexOf(line) + line.size()).split('\n').first().toDouble();
 }
 
-/// Reads the document, and then as a host reads one that it has been given.
+/// Reads the document as the library does, then as a host would.
 void readTwice(const QString& document)
 {
     {
@@ -100,7 +99,7 @@ void readTwice(const QString& document)
         host.readNext();
 }
 
-/// What reading the document costs: instructions, or bytes at the peak, the host's included.
+/// The cost of reading the document: instructions, or peak memory in bytes, the host's included.
 double costOf(const QString& document)
 {
     if (countsInstructions())
@@ -121,7 +120,7 @@ QString honestDocument()
     return document + u"</subsplits></setDetailViews><!-- -->"_s;
 }
 
-/// The most that a character may cost in a document of this length.
+/// Limit per character in a document of this length.
 double limitFor(qsizetype length)
 {
     if (!countsInstructions())
@@ -135,10 +134,10 @@ QString inWords(double price)
     return countsInstructions() ? u"%1 instructions"_s.arg(price, 0, 'f', 0) : u"%1 bytes"_s.arg(price, 0, 'f', 1);
 }
 
-/// The dearest genes so far, by what a character costs.
+/// The genes of the most expensive documents so far, by cost per character.
 using Dearest = std::multimap<double, QByteArray>;
 
-/// Random ones, or random changes to some of the dearest.
+/// Random genes, or random changes to some of the most expensive.
 QByteArray newGenes(const Dearest& dearest)
 {
     QRandomGenerator& random = *QRandomGenerator::global();
@@ -201,7 +200,8 @@ bool findDearDocument(qsizetype length, int seconds)
     return false;
 }
 
-/// The known shapes; the instructions of long ones also at four times the length. \return whether one is a finding
+/// Measures the known shapes; counts instructions of long ones also at four times the length. \return whether one is a
+/// finding
 bool measureShapes(qsizetype length)
 {
     const auto shorter = hostileDocuments(length);
@@ -236,7 +236,7 @@ int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    readTwice(honestDocument()); // what is done once in a program costs the first document
+    readTwice(honestDocument()); // otherwise the first document would pay the one-time costs
     const qsizetype length = arguments.value(1).toLongLong();
     const int seconds = arguments.value(2).toInt();
     if (arguments.size() < 2)

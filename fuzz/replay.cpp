@@ -14,9 +14,9 @@
 
 using namespace Qt::StringLiterals;
 
-// The main function of a target that is built without the fuzz engine: runs files once each, and then inputs that are
-// made of them at random, always the same ones. Usage: --help. Status 0 without a finding, which ends the program and
-// is kept in the file "finding".
+// The main function of a target built without the fuzz engine: runs each file once, then random inputs made from them,
+// the same in every run. Usage: --help. Status 0 without a finding. A finding ends the program; the random input that
+// caused it is kept in the file "finding".
 
 namespace {
 
@@ -30,7 +30,7 @@ QByteArray contentOf(const QString& path)
 
 QByteArray current; ///< input
 
-/// A finding can be shown again by its file.
+/// Keeps the input, so that the finding can be reproduced.
 void keepFinding(int /*signal*/)
 {
     QFile file(u"finding"_s);
@@ -41,12 +41,12 @@ void keepFinding(int /*signal*/)
 void run(const QByteArray& bytes)
 {
     current = bytes;
-    // A buffer of exactly this size, so that the address sanitizer sees a read beyond it.
+    // A buffer of exactly this size, so that the address sanitizer detects a read beyond it.
     const std::vector<uint8_t> input(bytes.begin(), bytes.end());
     LLVMFuzzerTestOneInput(input.data(), input.size());
 }
 
-/// Makes inputs: any bytes, or one of the files with some changes in it.
+/// Makes inputs: random bytes or one of the files, with some changes.
 class Inputs {
 public:
     Inputs(QByteArrayList seeds, const QByteArray& dictionary)
