@@ -6,7 +6,7 @@
 #include <optional>
 
 /**
- * What the benchmarks print: each figure beside the limit that it is held against, both measured in the same run.
+ * The output of the benchmarks: each figure next to its limit, both measured in the same run.
  *
  * The rows of one program make one table; several programs print one after the other.
  */
@@ -18,7 +18,7 @@ public:
         QString limitedBy;
         double limit; ///< in the unit
         QString unit;
-        std::optional<double> atMost; ///< times the limit; without it the other figure is there to compare only
+        std::optional<double> atMost; ///< times the limit; if unset, the limit is only for comparison
     };
 
     void add(const Row& row) { rows.append(row); }

@@ -3,7 +3,7 @@
 #include <QByteArray>
 #include <QString>
 
-// The documents that the benchmarks work with.
+// The documents of the benchmarks.
 
 /// showLive with five parameters.
 inline QString showLiveDocument()
@@ -26,14 +26,14 @@ inline QString detailViewsDocument(int subsplits)
     return document + QStringLiteral("</subsplits></p:setDetailViews>");
 }
 
-/// What a host that keeps the split makes the library answer to showLiveDocument().
+/// The library's reply to showLiveDocument() if the host keeps the split.
 inline QByteArray showLiveReply()
 {
     return "<p:commandAccepted xmlns:p=\"http://www.halden.example/ravo_1_0/\"><command>showLive</command>"
            "<splitid>2</splitid><commandtag>4711</commandtag></p:commandAccepted>\r\n\r\n";
 }
 
-/// What the end of a refresh sends to each client that waits for it.
+/// The notice to each client waiting for the end of a refresh.
 inline QByteArray refreshFinishedNotice()
 {
     return "<p:updateRecorderContentsFinished xmlns:p=\"http://www.halden.example/ravo_1_0/\" />\r\n\r\n";

@@ -6,7 +6,7 @@
 #include <QTcpServer>
 
 /**
- * The least that a server over TLS can be: answers each message with the same bytes, without looking at it.
+ * The simplest possible server over TLS: answers each message with the same bytes, whatever it says.
  *
  * Its sockets have the same key, certificate and settings as those of the library.
  */

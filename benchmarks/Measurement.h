@@ -11,11 +11,11 @@
 
 class ServerProcess;
 
-// What the benchmarks share that measure a server from the outside.
+// Shared by the benchmarks that measure a server from outside.
 
 double median(std::vector<double> values);
 
-/// Ends the program with a message when \a condition does not hold.
+/// Ends the program with a message if \a condition is false.
 void require(bool condition, const char* what);
 
 template <typename Condition> bool allOf(const Clients& clients, Condition condition)
@@ -23,7 +23,7 @@ template <typename Condition> bool allOf(const Clients& clients, Condition condi
     return std::all_of(clients.cbegin(), clients.cend(), [&](const auto& client) { return condition(*client); });
 }
 
-/// Has each client say something, and waits until it has left.
+/// Makes each client send something, and waits until all of it is sent.
 template <typename Speech> void sayAll(const Clients& clients, Speech speech)
 {
     for (const auto& client : clients)
@@ -31,20 +31,21 @@ template <typename Speech> void sayAll(const Clients& clients, Speech speech)
     require(waitFor([&] { return allOf(clients, isSent); }), "a client could not send");
 }
 
-/// So many clients with their handshakes done.
+/// Connects \a count clients, handshakes included.
 Clients connectAll(const ServerProcess& server, int count);
 
-/// A command and the reply to it, as they go over the connection.
+/// A command and its reply, as bytes on the connection.
 struct Exchange {
     QByteArray command;
     QByteArray reply;
 };
 
-/// Has the server answer a number of commands, so many at a time. \return its processor time for each, in microseconds
+/// Sends a number of commands, \a atATime at a time, and waits for the replies. \return the server's processor time per
+/// command, in microseconds
 double commandCost(const ServerProcess& server, TlsClient& client, const Exchange& exchange, int commands, int atATime);
 
-/// Keeps this process, and those that it starts meanwhile, on one processor: otherwise the time of a command depends on
-/// whether the two take turns on one processor, or each has to wake up another one that sleeps.
+/// Keeps this process, and those that it starts meanwhile, on one processor. Otherwise the time of a command depends on
+/// whether the two share a processor, or each has to wake a sleeping one.
 class OneProcessor {
 public:
     OneProcessor();

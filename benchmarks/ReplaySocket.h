@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
-/// A socket without a network: hands out bytes in reads of a fixed size, and forgets what is written to it.
+/// A socket without a network: hands out bytes in reads of a fixed size, and discards what is written to it.
 class ReplaySocket : public QTcpSocket {
 public:
     /// \a bytes must outlive the socket.
@@ -18,7 +18,7 @@ public:
     }
 
     bool isFinished() const { return position == bytes.size(); }
-    /// What the next readAll() gives.
+    /// The size of the next readAll().
     qint64 bytesAvailable() const override { return std::min(readSize - sizeOfRead, bytes.size() - position); }
     /// Makes the bytes of the next read available.
     void nextRead() { sizeOfRead = 0; }

@@ -22,7 +22,7 @@ namespace {
 
 using OrvaneInterface::OrvaneServer;
 
-/// Measures something that makes the server write to all its clients, and answers with the figures.
+/// Measures \a send, which makes the server write to all its clients, and prints the figures.
 void measure(const QList<QSslSocket*>& sockets, const std::function<void()>& send)
 {
     const qint64 begin = processorNs(CLOCK_PROCESS_CPUTIME_ID);

@@ -4,7 +4,7 @@
 #include <QFile>
 #include <QString>
 
-/// The key or the certificate that the library reads as well.
+/// The key or the certificate, which the library reads as well.
 inline QByteArray tlsResource(const QString& name)
 {
     QFile file(QStringLiteral(":/Halden/Resources/") + name);

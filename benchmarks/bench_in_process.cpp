@@ -22,8 +22,8 @@
 
 using namespace Qt::StringLiterals;
 
-// What runs without a network. Every comparison is two benchmarks, the measured thing and its limit, whose repetitions
-// are mixed at random, so that a busy moment of the machine meets both; the table shows the medians.
+// Benchmarks without a network. Each comparison is two of them: what is measured, and its limit. Their repetitions are
+// interleaved at random, so that a busy moment of the machine affects both. The table shows the medians.
 
 namespace {
 
@@ -46,7 +46,7 @@ void parseWithCommandReader(State& state, const QString& document)
     }
 }
 
-/// What reading a document costs at least with it: the tokens, and nothing made of them.
+/// The least that reading a document with QXmlStreamReader costs: the tokens only.
 bool parseBare(const QString& document)
 {
     QXmlStreamReader reader;
@@ -69,7 +69,7 @@ Comparison parsing(const std::string& what, const QString& document, double atMo
         [document](State& state) { parseWithXmlReader(state, document); }};
 }
 
-/// A list so many times as long as one of 1,000, held against as many of these.
+/// Compares a list \a factor times as long as one of 1,000 with \a factor of these.
 Comparison parsingLinearly(const std::string& what, int factor, double atMost)
 {
     constexpr int shortList = 1000;
@@ -165,7 +165,7 @@ void joinRecorderTexts(State& state)
     }
 }
 
-/// All that the audit trail and the observer of clients cost a command where there is neither.
+/// All that the audit trail and the client observer cost a command if both are off.
 void askWhetherEventsAreWanted(State& state)
 {
     const OrvaneInterface::ClientEvents events({}, std::make_shared<OrvaneInterface::ClientObservation>());
@@ -173,7 +173,7 @@ void askWhetherEventsAreWanted(State& state)
         benchmark::DoNotOptimize(events.isWanted());
 }
 
-/// The time of the slowest of three runs for each document.
+/// The slowest of three runs for each document.
 void measureHostileDocuments(ComparisonTable& table)
 {
     constexpr double allowed = 1000;
@@ -197,7 +197,7 @@ void run(benchmark::internal::Benchmark* benchmark)
     benchmark->Unit(benchmark::kMicrosecond)->MinTime(0.05)->Repetitions(11)->ReportAggregatesOnly();
 }
 
-/// Collects the medians by the names of the benchmarks, instead of printing everything.
+/// Collects the medians by benchmark name, instead of printing everything.
 class MedianReporter : public benchmark::BenchmarkReporter {
 public:
     bool ReportContext(const Context& /*context*/) override { return true; }
@@ -232,7 +232,7 @@ std::vector<Comparison> comparisons()
     };
 }
 
-/// What a list costs, by the number of its subsplits, each half an order of magnitude longer than the one before.
+/// The cost of a list by its number of subsplits, in steps of half an order of magnitude.
 std::vector<Comparison> curve()
 {
     std::vector<Comparison> lists;

@@ -17,9 +17,9 @@
 
 using namespace Qt::StringLiterals;
 
-// What a server costs its host, measured from the outside: the processor time and the memory of a process with nothing
-// but a server in it, under the load of TLS clients in this one. Measured thing and limit take turns, so that a busy
-// time of the machine meets both; the table shows the medians.
+// What a server costs its host, measured from outside: processor time and memory of a process that runs only a server,
+// under the load of TLS clients in this one. The measured server and the limit take turns, so that a busy time of the
+// machine affects both. The table shows the medians.
 
 namespace {
 
@@ -31,7 +31,7 @@ constexpr int CyclesAtOnce = 40;
 void measureCommands(ComparisonTable& table)
 {
     constexpr int repetitions = 40;
-    constexpr int pipelined = 25; // what sets up a wall of 25 splits
+    constexpr int pipelined = 25; // as many as set up a wall of 25 splits
     const Exchange showLive {showLiveDocument().toUtf8() + "\r\n\r\n", showLiveReply()};
     const OneProcessor oneProcessor;
     ServerProcess library;
@@ -65,10 +65,10 @@ void measureCommands(ComparisonTable& table)
 
 struct Crowd {
     Clients clients;
-    double memory; ///< what each takes of the server's, in KiB
+    double memory; ///< of the server for each, in KiB
 };
 
-/// The first clients, with which comes what the process needs once, are not counted and leave again.
+/// The first clients are not counted: they include what the process needs once. They disconnect again.
 Crowd gatherClients(const ServerProcess& server, bool login)
 {
     constexpr int first = 20;
@@ -108,7 +108,7 @@ void measureNotice(ServerProcess& server, const Clients& clients, ComparisonTabl
     for (int repetition = 0; repetition < repetitions; ++repetition) {
         sayAll(clients, [](TlsClient& client) { client.send("<updateRecorderContents/>"); });
         server.waitUntilIdle();
-        // The one that comes second finds the sockets in the caches.
+        // They alternate, because the second one finds the sockets in the caches.
         const bool noticeFirst = repetition % 2 == 0;
         if (noticeFirst)
             measure("notice", notice);
@@ -141,7 +141,7 @@ void runCycles(const ServerProcess& server, int count)
         const Clients clients = connectAll(server, CyclesAtOnce);
         sayAll(clients, [](TlsClient& client) {
             client.loginAsOrvane();
-            client.disconnectFromHost(); // once that has been sent
+            client.disconnectFromHost(); // once the login has been sent
         });
         const auto hasLeft = [](const TlsClient& client) {
             return client.state() == QAbstractSocket::UnconnectedState;

@@ -1,4 +1,4 @@
-# Draws docs/cost.svg; called by benchmarks/run --picture, which says where the figures are.
+# Draws docs/cost.svg; called by benchmarks/run --picture, which passes the paths of the figures.
 set terminal svg size 960,380 font "DejaVu Sans,12" background "#ffffff"
 set output "docs/cost.svg"
 set multiplot layout 1,2

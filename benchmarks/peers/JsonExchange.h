@@ -2,7 +2,7 @@
 
 #include "Measurement.h"
 
-// What the client of a WebSocket server says, as bytes made beforehand.
+// What a WebSocket client sends, as bytes prepared in advance.
 
 inline void upgrade(TlsClient& client)
 {
@@ -13,14 +13,14 @@ inline void upgrade(TlsClient& client)
     require(client.received.startsWith("HTTP/1.1 101 "), "a WebSocket server did not let a client in");
 }
 
-/// The message of a server.
+/// A message from a server.
 inline QByteArray plainFrame(const QByteArray& text)
 {
     require(text.size() < 126, "a message is too long for a length of one byte");
     return QByteArray("\x81") + static_cast<char>(text.size()) + text;
 }
 
-/// The message of a client.
+/// A message from a client.
 inline QByteArray maskedFrame(const QByteArray& text)
 {
     constexpr int isMasked = 0x80;
@@ -32,7 +32,7 @@ inline QByteArray maskedFrame(const QByteArray& text)
     return frame;
 }
 
-/// With the information of showLiveDocument() and showLiveReply(). Both peers sort the members of a reply.
+/// With the content of showLiveDocument() and showLiveReply(). Both peers sort the members of a reply.
 inline Exchange showLiveAsJson()
 {
     return {maskedFrame(R"({"command":"showLive","recorder":"Recorder 1","camera":3,"splitid":2,"alarm":0,)"

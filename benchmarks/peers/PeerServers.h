@@ -2,9 +2,9 @@
 
 #include <QtGlobal>
 
-// The servers that one would build otherwise: commands and replies as JSON in WebSocket messages, over TLS with the
-// same key, certificate and socket settings as the library. Each knows showLive, calls the same host, and serves until
-// the standard input ends.
+// The servers that one would build instead: commands and replies as JSON in WebSocket messages, over TLS with the same
+// key, certificate and socket settings as the library. Each knows showLive, calls the same host, and serves until
+// standard input ends.
 
 /// QWebSocketServer and QJsonDocument. \return the exit status
 int serveWithQtWebSockets(quint16 port);

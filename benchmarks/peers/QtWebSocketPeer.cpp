@@ -58,7 +58,7 @@ int serveWithQtWebSockets(quint16 port)
         QObject::connect(socket, &QWebSocket::textMessageReceived,
             [&host, socket](const QString& message) { socket->sendTextMessage(answer(host, message)); });
     });
-    // As the WebSocket server has one of its own, whose sockets nobody else can set to send without delay.
+    // Replaces the WebSocket server's own, whose sockets cannot be set to send without delay.
     QSslServer server;
     server.setSslConfiguration(tlsConfiguration());
     QObject::connect(&server, &QTcpServer::pendingConnectionAvailable, [&] {

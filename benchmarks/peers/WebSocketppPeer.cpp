@@ -87,7 +87,7 @@ void setUpServer(Server& server, asio::io_context& loop, QuietHost& host)
         server.get_con_from_hdl(handle)->get_raw_socket().set_option(asio::ip::tcp::no_delay(true));
     });
     server.set_message_handler([&](const connection_hdl& handle, const Server::message_ptr& message) {
-        message->get_raw_payload() = answer(host, message->get_payload()); // the reply in the place of the command
+        message->get_raw_payload() = answer(host, message->get_payload()); // the reply replaces the command
         server.send(handle, message);
     });
 }

@@ -18,24 +18,24 @@
 
 using namespace Qt::StringLiterals;
 
-// What a command and a client cost a server made with the library, beside what they cost the servers that one would
-// build otherwise, and the least that a server can be. Measured as by bench_over_tls; all servers take turns.
+// What a command and a client cost a server made with the library, compared with the servers that one would build
+// instead and with the simplest possible server. Measured as in bench_over_tls; all servers take turns.
 
 namespace {
 
 constexpr int ClientCount = 300;
-constexpr int Pipelined = 100; // more hardly make a command cheaper
+constexpr int Pipelined = 100; // more would hardly make a command cheaper
 
-/// A kind of server, what its clients say, and what it costs.
+/// A kind of server, what its clients send, and what it costs.
 struct Contender {
     QString name;
     QString option;
     int (*serve)(quint16 port);
     std::function<void(TlsClient&)> open; ///< what a client does before its first command
     Exchange showLive;
-    std::optional<double> atMost; ///< the library may take so many times the processor time, pipelined
+    std::optional<double> atMost; ///< limit for the library's pipelined processor time, in multiples of this server's
 
-    std::vector<double> pipelined {}; ///< in microseconds, as the next one
+    std::vector<double> pipelined {}; ///< in microseconds, like the next one
     std::vector<double> oneAtATime {};
     std::vector<double> memory {}; ///< in KiB
 };
@@ -56,7 +56,7 @@ Contenders allContenders()
             ofFloor}};
 }
 
-/// A server of that kind in a process, with clients that it has let in.
+/// A process with a server of that kind, and its connected clients.
 struct Running {
     explicit Running(const Contender& contender)
         : contender(contender)
@@ -110,7 +110,7 @@ void measureCommands(Contenders& contenders)
     }
 }
 
-/// Every client sends so many commands, and then each waits for its replies. \return what one cost, in microseconds
+/// Every client sends \a atATime commands, then all wait for the replies. \return the cost of one, in microseconds
 double crowdCost(const Running& running, int atATime)
 {
     const Exchange& exchange = running.contender.showLive;
@@ -127,8 +127,7 @@ double crowdCost(const Running& running, int atATime)
     return static_cast<double>(taken) / 1000 / atATime / static_cast<double>(clients.size());
 }
 
-/// Prints what a command costs by the number of clients that send such, a line for each number, a column for each
-/// contender.
+/// Prints the cost of a command by the number of clients: a line per number, a column per contender.
 void printCurve(const Contenders& contenders)
 {
     constexpr int rounds = 11;
@@ -150,7 +149,7 @@ void printCurve(const Contenders& contenders)
     showProgress("\n");
 }
 
-/// The first clients, with which comes what the process needs once, are not counted.
+/// The first clients are not counted: they include what the process needs once.
 void measureClients(Contenders& contenders)
 {
     constexpr int rounds = 3;
