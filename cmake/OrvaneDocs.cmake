@@ -1,5 +1,5 @@
 # The target "orvane-docs": the reference of the public headers, with the documents as pages, in <build>/reference/html.
-# There is none without doxygen. Whatever is undocumented or links to nothing fails the build of the target.
+# It does not exist without doxygen. It fails if anything is undocumented or a link is broken.
 find_package(Doxygen QUIET)
 if(NOT DOXYGEN_FOUND)
     return()
@@ -11,7 +11,7 @@ set(DOXYGEN_IMAGE_PATH "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/docs")
 set(DOXYGEN_STRIP_FROM_PATH "${PROJECT_SOURCE_DIR}")
 set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
 set(DOXYGEN_WARN_IF_UNDOCUMENTED YES)
-# The files are named below one by one; else the images would be looked for in build trees, too.
+# The files are listed below; otherwise the images would be searched in build trees as well.
 set(DOXYGEN_RECURSIVE NO)
 set(DOXYGEN_DISTRIBUTE_GROUP_DOC YES)
 set(DOXYGEN_QUIET YES)

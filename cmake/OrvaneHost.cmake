@@ -1,4 +1,4 @@
-# orvane_set_up_host(<target>): what every host application of this tree needs beside its own code.
+# orvane_set_up_host(<target>): what every host application in this tree needs besides its own code.
 find_program(OPENSSL_EXECUTABLE openssl REQUIRED)
 
 function(orvane_set_up_host target)
@@ -6,8 +6,8 @@ function(orvane_set_up_host target)
     orvane_add_tls_material(${target})
     target_link_libraries(${target} PRIVATE OrvaneInterface::OrvaneInterface)
     if(NOT MSVC)
-        # The host interface has no virtual destructor on purpose: the library never deletes through it, and the slots
-        # of its vtable stay where compiled hosts expect them. The compiler would say so at each class derived from it.
+        # The host interface has no virtual destructor on purpose: the library never deletes through it, and its vtable
+        # slots stay where compiled hosts expect them. The compiler would warn about it at each derived class.
         target_compile_options(${target} PRIVATE -Wno-non-virtual-dtor)
     endif()
 endfunction()

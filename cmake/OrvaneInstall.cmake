@@ -21,7 +21,7 @@ install(FILES
     "${CMAKE_CURRENT_BINARY_DIR}/OrvaneInterfaceConfigVersion.cmake"
     DESTINATION "${ORVANE_CMAKE_DIRECTORY}" COMPONENT development)
 
-# Relative to itself, so that it is right whatever prefix the installation is given.
+# Relative to the file itself, so that it is correct for any installation prefix.
 file(RELATIVE_PATH ORVANE_PREFIX_FROM_PKGCONFIG "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 set(ORVANE_PKGCONFIG_CFLAGS "-I\${includedir}")
 if(ORVANE_LIBRARY_TYPE STREQUAL "STATIC")

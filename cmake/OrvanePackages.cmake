@@ -1,4 +1,4 @@
-# cpack -G DEB: a package with the library, one with what building a host takes, and one with the command-line client.
+# cpack -G DEB: one package with the library, one for building hosts, and one with the command-line client.
 set(CPACK_PACKAGE_NAME orvaneinterface)
 set(CPACK_PACKAGE_VENDOR "OrvaneInterface developers")
 set(CPACK_PACKAGE_CONTACT "OrvaneInterface developers <orvaneinterface@halden.example>")
@@ -46,7 +46,7 @@ set(CPACK_DEBIAN_CLIENT_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_CLIENT_DESCRIPTION
     "A command-line client for the hosts of the Orvane control system: one command,\nor many from a terminal or a pipe, over TLS.")
 
-# As the links of README.md have them.
+# In the folders to which README.md links.
 set(documents_directory "${CMAKE_INSTALL_DATADIR}/doc/${ORVANE_DEVELOPMENT_PACKAGE}")
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
     DESTINATION "${documents_directory}" COMPONENT development)
@@ -55,19 +55,19 @@ install(DIRECTORY examples/first-host examples/guide-host DESTINATION "${documen
 install(PROGRAMS examples/client-python/orvane_client.py
     DESTINATION "${documents_directory}/examples/client-python" COMPONENT development)
 
-# What lintian says of these is known.
-set(overrides_of_all "initial-upload-closes-no-bugs") # they are uploaded nowhere
-set(overrides_of_DEVELOPMENT "wrong-name-for-upstream-changelog") # by this name README.md links it
-set(overrides_of_RUNTIME "maintscript-calls-ldconfig") # cpack adds the scripts, beside the trigger
+# What lintian is known to report.
+set(overrides_of_all "initial-upload-closes-no-bugs") # they are not uploaded anywhere
+set(overrides_of_DEVELOPMENT "wrong-name-for-upstream-changelog") # README.md links to this name
+set(overrides_of_RUNTIME "maintscript-calls-ldconfig") # cpack adds the scripts in addition to the trigger
 
-# Debian wants a changelog and a copyright file from each package. The date is that of the release in CHANGELOG.md; until
-# there is one, today's, or SOURCE_DATE_EPOCH.
+# Debian requires a changelog and a copyright file in each package. The date is that of the release in CHANGELOG.md;
+# until there is one, today's or SOURCE_DATE_EPOCH.
 file(STRINGS CHANGELOG.md headings REGEX "^## ")
 list(GET headings 0 heading)
 if(NOT heading MATCHES "^## ${PROJECT_VERSION} \\((.*)\\)$")
     message(FATAL_ERROR "CHANGELOG.md begins with \"${heading}\", not with version ${PROJECT_VERSION} and its date")
 endif()
-set(release_date "${CMAKE_MATCH_1}") # the next match, too, sets CMAKE_MATCH_1
+set(release_date "${CMAKE_MATCH_1}") # the next match overwrites CMAKE_MATCH_1
 set(date_options --utc --rfc-email)
 if(release_date MATCHES "^[0-9]+-[0-9]+-[0-9]+$")
     list(APPEND date_options "--date=${release_date}")

@@ -1,12 +1,12 @@
-# orvane_set_up_target(<target>): the language, the Qt settings and the warnings of all our own targets.
+# orvane_set_up_target(<target>): the language, Qt settings and warnings of all our own targets.
 function(orvane_set_up_target target)
     target_compile_features(${target} PRIVATE cxx_std_20)
     set_target_properties(${target} PROPERTIES
         CXX_EXTENSIONS OFF
-        UNITY_BUILD ${ORVANE_UNITY_BUILD} # not what a parent has for its own
+        UNITY_BUILD ${ORVANE_UNITY_BUILD} # not a parent project's setting
         UNITY_BUILD_BATCH_SIZE 0
         AUTOMOC ON
-        AUTOMOC_COMPILER_PREDEFS OFF) # asking the compiler for them takes longer than all else that moc does here
+        AUTOMOC_COMPILER_PREDEFS OFF) # asking the compiler for them takes longer than everything else that moc does here
     target_compile_definitions(${target} PRIVATE
         QT_NO_CAST_FROM_ASCII
         QT_NO_CAST_TO_ASCII
@@ -20,7 +20,7 @@ function(orvane_set_up_target target)
         target_compile_options(${target} PRIVATE /W4 /permissive- $<$<BOOL:${ORVANE_WARNINGS_AS_ERRORS}>:/WX>)
         return()
     endif()
-    # A parent may warn of shadowed members, which the parameters of constructors here do.
+    # A parent project may warn of shadowed members; parameters of constructors here shadow them.
     target_compile_options(${target} PRIVATE
         -Wno-shadow
         -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wdouble-promotion
