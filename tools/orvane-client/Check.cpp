@@ -19,17 +19,17 @@ constexpr QLatin1String Skipped("skipped");
 
 struct Finding {
     QLatin1String verdict;
-    QString what; ///< came
+    QString what; ///< was found
     QString meaning = {};
 };
 
 struct Step {
-    QString command; ///< "?" is a name that the host has given
-    QString answer; ///< a regular expression; what it captures is the split
-    QString meaning = {}; ///< of such an answer
+    QString command; ///< "?" stands for the first name in the host's list
+    QString answer; ///< regular expression; its capture is the split
+    QString meaning = {}; ///< of that answer
 };
 
-/// How the library writes an acknowledgement, or the beginning of another message.
+/// Matches an acknowledgement exactly as the library writes it or, without \a content, any message with this root.
 QString message(const QString& root, const QString& content = {})
 {
     const QString start = u"<p:%1 xmlns:p=\"%2\""_s.arg(root, OrvaneInterface::XmlNamespaceUri);
@@ -43,7 +43,7 @@ Step rejected(const QString& command, const QString& reason, const QString& mean
         meaning};
 }
 
-/// \a content: of the answer, with the name of the command.
+/// \a content: of the answer; %1 is the command's name.
 Step accepted(const QString& command, const QString& content = u"<commandname>%1</commandname>"_s)
 {
     return {command, message(u"commandAccepted"_s, content.arg(command.section(u' ', 0, 0))),
@@ -67,7 +67,7 @@ QList<Step> allSteps()
         {refused.command, message(RefreshFinishedNotice) + u'|' + refused.answer}};
 }
 
-/// So many of them, the first ones, leave the display as it is.
+/// The first steps, this many, do not change the display.
 constexpr qsizetype HarmlessSteps = 5;
 
 class HostCheck {
@@ -99,7 +99,7 @@ public:
     }
 
 private:
-    /// What shows before a login, on a connection of its own.
+    /// Checks what a client sees before a login, on a separate connection.
     void greet()
     {
         constexpr int soon = 30;
@@ -122,13 +122,13 @@ private:
     /// \return whether the check can go on
     bool play(const Step& step)
     {
-        constexpr qint64 longest = 500; // ms; a host call that takes more holds up every client
+        constexpr qint64 longest = 500; // ms; a longer host call delays every client
         replies.clear();
         QStringList words = step.command.split(u' ');
         for (QString& word : words)
             word.replace("=?"_L1, u'=' + host.names().value(word.chopped(2)).value(0));
         if (words.contains(u"track="_s) || words.contains(u"presetname="_s))
-            return true; // there is none
+            return true; // the host has no such name
         const CommandRequest request = requestFromWords(words);
         const Outcome outcome = attempt([&] { host.exchange(request); });
         const bool hasAnswer = outcome.status != ExitStatus::NoAnswer;
@@ -157,7 +157,7 @@ private:
         const QString time = milliseconds >= 0 ? u"%1 ms"_s.arg(milliseconds) : QString();
         QString line = verdict.leftJustified(9) + name.leftJustified(24) + finding.what.leftJustified(28)
             + time.rightJustified(10) + u"  "_s + finding.meaning;
-        console.text(visibleText(line.replace(u'\n', u' ').trimmed()) + u'\n'); // some of it is the host's
+        console.text(visibleText(line.replace(u'\n', u' ').trimmed()) + u'\n'); // part of it comes from the host
     }
 
     Finding findingOf(const Step& step, const Outcome& outcome) const
@@ -211,7 +211,7 @@ private:
 
     Host& host;
     Console& console;
-    QList<Reply> replies; ///< to the present command
+    QList<Reply> replies; ///< to the current command
     QList<QLatin1String> verdicts;
 };
 

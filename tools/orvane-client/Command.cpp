@@ -14,7 +14,7 @@ namespace OrvaneClient {
 
 namespace {
 
-// The help on the protocol's commands. What is known of them comes from here: completion, and what is checked.
+// Help on the protocol's commands. Completion and the checks also read this text.
 const QString HelpOnAll = uR"(loginClient             log in with another account
     username=text password=text
 updateRecorderContents  refresh the recorder list; answered by a notice when it is done
@@ -36,12 +36,12 @@ showLiveAtSubsplit      show the live picture of a camera in a sub-split
 getPertinentInfo        ask the host a question of its own; takes any keys
 )"_s;
 
-// What stands before a name there.
+// What precedes a name in that text.
 constexpr QLatin1String Key(" ");
-constexpr QLatin1String Field("[:,]"); ///< of the one group, of detail views
+constexpr QLatin1String Field("[:,]"); ///< of the only group, the detail views
 constexpr QLatin1String Group("subsplit:");
 
-/// Null for a command that the protocol does not have.
+/// The help on a command; null if it is unknown.
 QString knownLines(const QString& command)
 {
     const QRegularExpression lines(u"(?m)^%1 .*\\n(?:    .*\\n)*"_s.arg(QRegularExpression::escape(command)));
@@ -57,7 +57,7 @@ QStringList capturedIn(const QString& text, const QString& pattern)
     return captured;
 }
 
-/// What a key or a field takes: text, number, decimal, long or float; null if it is not among the lines.
+/// The type of a key or field: text, number, decimal, long or float; null if \a lines does not contain it.
 QString kindOf(QLatin1String before, const QString& name, const QString& lines)
 {
     return capturedIn(lines, before + QRegularExpression::escape(name) + u"=(\\w+)"_s).value(0);
@@ -74,7 +74,7 @@ bool isGroup(const QString& word)
     return keyOf(word).contains(u':');
 }
 
-/// The fields of a group: the parts between the commas that have no backslash before them.
+/// The fields of a group, split at each comma without a backslash before it.
 QStringList groupParts(const QString& text)
 {
     QStringList parts(QString {});
@@ -88,7 +88,7 @@ QStringList groupParts(const QString& text)
     return parts;
 }
 
-/// As the host reads numbers: with white space around them, and hexadecimal ones with a small x.
+/// Reads numbers like the host: white space may surround them, and hexadecimal ones begin with a lower-case 0x.
 bool isValue(const QString& text, const QString& kind)
 {
     bool isNumber = true;
@@ -99,7 +99,7 @@ bool isValue(const QString& text, const QString& kind)
         static_cast<void>(number.toInt(&isNumber));
     else if (kind == "long"_L1)
         static_cast<void>(number.toLongLong(&isNumber));
-    else if (kind == "float"_L1) // the host takes what is too large for infinite
+    else if (kind == "float"_L1) // the host reads a number that is too large as infinite
         isNumber = !std::isnan(number.toDouble(&isNumber)) && isNumber;
     return isNumber;
 }
@@ -109,7 +109,7 @@ bool isValue(const QString& text, const QString& kind)
     refuse(fault + u" (--force sends it all the same)"_s);
 }
 
-/// \a what: what is known by these names; null if others are allowed as well.
+/// \a what: what the key should be; null if unknown keys are allowed.
 void checkValue(const QString& word, const QString& kind, const QString& what)
 {
     const QString value = word.section(u'=', 1);
@@ -153,7 +153,7 @@ QString helpOn(const QString& command)
 
 namespace {
 
-/// Values with what a line needs before blanks and quotes. A line cannot hold those with line ends.
+/// The values of a key, escaped for a line. Omits those with line ends, which a line cannot contain.
 QStringList valuesFor(const QString& key, const ValuesOfKey& valuesOf)
 {
     static const QRegularExpression oneLine(u"^[^\\r\\n]*\\z"_s);
@@ -197,12 +197,12 @@ std::pair<QString, QStringList> completionOf(const QString& line, const ValuesOf
 
 namespace {
 
-/// The text as element content or attribute value. Line ends become references: an empty line would end the message,
-/// and a reader would turn the others into blanks or single line feeds.
+/// Escapes text for an element or attribute. Line ends become references: an empty line would end the message, and an
+/// XML reader would turn other line ends into blanks or single line feeds.
 QString escapedXml(const QString& key, const QString& text, bool inAscii)
 {
     static const QRegularExpression impossible(u"[\\x00-\\x08\\x0B\\x0C\\x0E-\\x1F\\x{FFFE}\\x{FFFF}]"_s);
-    if (text.contains(QChar::ReplacementCharacter)) // what is not UTF-8 has become this on the way in
+    if (text.contains(QChar::ReplacementCharacter)) // invalid UTF-8 was decoded to this
         refuse(u"the value of \"%1\" is not UTF-8"_s.arg(key));
     if (const QString found = impossible.match(text).captured(); !found.isEmpty())
         refuse(u"the value of \"%1\" holds U+%2, which no XML document can hold"_s.arg(
@@ -223,7 +223,7 @@ bool isXmlName(const QString& name)
 {
     if (name.contains(u':'))
         return false;
-    // The reader knows what a name is; whatever else it makes of the text is not the text as a name.
+    // The XML reader decides: it must return the whole text as the name, and nothing else.
     QXmlStreamReader reader(u'<' + name + "/>"_L1);
     return reader.readNextStartElement() && reader.name() == name && reader.attributes().isEmpty();
 }
@@ -294,7 +294,7 @@ CommandRequest requestFromWords(const QStringList& words, bool inAscii)
         text += u"<%1>%2</%1>"_s.arg(key, escapedXml(key, word.section(u'=', 1), inAscii));
     }
     const QByteArray document = u"<%1>%2</%1>"_s.arg(command, text).toUtf8();
-    // A host reads pieces of this length, and decodes each by itself.
+    // A host reads pieces of this length, and decodes each separately.
     constexpr qsizetype lengthOfPiece = 4096;
     const bool mayTear = document.size() + OrvaneInterface::MessageTerminator.size() > lengthOfPiece
         && text.toUtf8().size() != text.size();

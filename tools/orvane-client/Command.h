@@ -15,45 +15,45 @@ constexpr QLatin1String RefreshFinishedNotice("updateRecorderContentsFinished");
 constexpr QLatin1String RecorderList("getRecorderListResponse");
 constexpr QLatin1String PresetsList("getPresetsListResponse");
 
-/// One command with its keys; without a name the commands of the protocol, one a line, and how parameters are written.
+/// Help on one command and its keys; if \a command is empty, on all commands of the protocol.
 QString helpOn(const QString& command);
 
-/// The values that the host has for a key, such as the names of its recorders; none for most keys.
+/// The host's values for a key, such as the names of its recorders; none for most keys.
 using ValuesOfKey = std::function<QStringList(const QString& key)>;
 
-/// What the last word of a line can become: a command, a key that the command does not have yet, a field of a group, or
-/// a value. A key comes with its "=". \return the last word, and what can take its place
+/// Completes the last word of a line to a command, a key not yet in the line, a field of a group, or a value. Keys end
+/// in "=". \return the last word and its possible replacements
 std::pair<QString, QStringList> completionOf(const QString& line, const ValuesOfKey& valuesOf);
 
-/// One command, ready to be sent, and which message answers it. Others may come before that, such as the notice for an
+/// A command ready to be sent, and how to recognise its answer. Other messages may come first, such as the notice of an
 /// earlier command.
 struct CommandRequest {
-    /// The answer is the command's own, or its notice, by the protocol.
+    /// Expects the answer that the protocol defines: the command's own, or its notice.
     CommandRequest(QString name, QByteArray text);
 
-    /// For the user: what is waited for.
+    /// What is awaited, for messages to the user.
     QString answerDescription() const;
 
-    QString command; ///< local name of the root element; empty if the document has none that can be read
-    QByteArray document; ///< without the end of message
+    QString command; ///< local name of the root element; empty if it cannot be read
+    QByteArray document; ///< without the message terminator
     QString answerRoot; ///< local name of the answer's root element; empty: any answer but a notice
-    bool awaitsNotice; ///< which comes some time after the command, and not in place of its answer
+    bool awaitsNotice; ///< a notice may come long after the host has processed the command
 };
 
 /**
- * The document for a command's name and its parameters. It is well-formed, whatever the values are, and plain ASCII if
- * a host would read it in pieces. Refuses what can be no document.
+ * The document for a command and its parameters. It is well-formed for any values, and plain ASCII if a host would read
+ * it in pieces. Refuses what cannot become a document.
  *
- * A parameter is "key=value", an element; or a group "name:field=value,field=value", an element "name" with attributes,
- * collected with the others of its name in one element "names". In a group "\," is a comma and "\\" a backslash.
+ * "key=value" becomes an element. A group "name:field=value,field=value" becomes an element "name" with attributes; all
+ * groups of a name are in one element "names". In a group "\," is a comma and "\\" a backslash.
  */
 CommandRequest requestFromWords(const QStringList& words, bool inAscii = false);
 
-/// The same, but refuses also what the protocol does not have, unless \a isForced: a command, a key, a number that is
-/// not one, a key twice. The host would ignore it or misread it.
+/// The same. Unless \a isForced, also refuses unknown commands and keys, invalid numbers and duplicate keys, which the
+/// host would ignore or misread.
 CommandRequest checkedRequest(const QStringList& words, bool isForced);
 
-/// A document that somebody else wrote, sent as it is: it may be anything but empty or more than one message.
+/// A document from elsewhere, sent as it is. Refuses it only if it is empty or more than one message.
 CommandRequest requestFromDocument(const QByteArray& document, const QString& fileName);
 
 } // namespace OrvaneClient

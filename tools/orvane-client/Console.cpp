@@ -24,7 +24,7 @@ QString textOfBytes(const QByteArray& bytes)
     return decoder.hasError() ? QString::fromLatin1(bytes) : text;
 }
 
-/// Direction: the marks, embeddings, overrides and isolates of Unicode's algorithm for text in two directions.
+/// Direction: the marks, embeddings, overrides and isolates of Unicode's bidirectional algorithm.
 bool isHarmful(QChar character)
 {
     static const QString changesDirection =
@@ -81,7 +81,7 @@ void Console::print(const QByteArray& bytes)
     const int error = write(stdout, isatty(STDOUT_FILENO) != 0 ? visibleText(textOfBytes(bytes)).toUtf8() : bytes);
     if (error == 0)
         return;
-    if (error != EPIPE) // a reader that has enough is no problem
+    if (error != EPIPE) // it is not an error that the reader has closed the pipe
         problem(u"cannot write to standard output: %1"_s.arg(QString::fromLocal8Bit(std::strerror(error))));
     std::_Exit(static_cast<int>(ExitStatus::OutputFailed));
 }

@@ -7,30 +7,30 @@
 
 namespace OrvaneClient {
 
-/// The text of bytes that a host has sent. Those that are no UTF-8, such as a character that two reads cut apart, are
-/// taken one by one.
+/// Decodes bytes from a host as UTF-8. If any are invalid, as when two reads split a character, decodes all of them as
+/// Latin-1.
 QString textOfBytes(const QByteArray& bytes);
 
-/// Whether a terminal would obey the character instead of showing it, or show others in another order because of it.
+/// Whether a terminal would act on the character instead of showing it, or reorder others because of it.
 bool isHarmful(QChar character);
 
-/// The text with all that is harmful as \\x1b or \\u202e, but for the characters that are kept.
+/// The text with harmful characters, except those in \a kept, written like \\x1b or \\u202e.
 QString visibleText(const QString& text, QStringView kept = u"\n\t");
 
 /**
- * All that the program says: answers on standard output, everything else on standard error. It ends the program if
- * standard output takes no more.
+ * All output of the program: answers on standard output, everything else on standard error. Ends the program if
+ * standard output cannot be written.
  *
- * Answers go into a pipe or a file byte for byte. On a terminal, and on standard error wherever that leads, nothing
- * that a host sends is obeyed: see visibleText().
+ * Answers go to a pipe or a file byte for byte. All output to a terminal or to standard error goes through
+ * visibleText(), so that no terminal acts on what a host sends.
  */
 class Console {
 public:
     ReplyFormat format() const { return replyFormat; }
     void setFormat(ReplyFormat format) { replyFormat = format; }
-    /// From now on replies and problems have the time with them.
+    /// From now on replies and problems include the time.
     void showTimes() { showsTimes = true; }
-    /// Called before and after the output, while a prompt is shown.
+    /// Sets what to call before and after each output, to hide and restore a prompt.
     void setPrompt(const std::function<void()>& hide, const std::function<void()>& restore)
     {
         hidePrompt = hide;
@@ -43,14 +43,14 @@ public:
     void object(QJsonObject object);
     /// One line.
     void problem(const QString& reason);
-    /// One line, with nothing but what is harmful made visible.
+    /// One line, with all harmful characters made visible, line ends and tabs included.
     void trace(const QString& line) { write(stderr, visibleText(line, {}).toUtf8() + '\n'); }
 
 private:
     /// Empty while no times are shown.
     QString time() const;
     void print(const QByteArray& bytes);
-    /// \return why it failed; 0 if it did not
+    /// \return the errno of the failure; 0 on success
     int write(std::FILE* stream, const QByteArray& bytes);
 
     std::function<void()> hidePrompt = [] {};

@@ -26,12 +26,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// After so long without an answer the host is asked why, or after a third of the timeout.
+/// After this time without an answer, or a third of the timeout if that is shorter, a fence is sent.
 constexpr std::chrono::milliseconds Silence = 300ms;
 
 constexpr QLatin1String FenceCommand("end-of-query-");
 
-constexpr qsizetype LongestMessage = qsizetype(1) << 27; ///< more than any host has to say, and can be held
+constexpr qsizetype LongestMessage = qsizetype(1) << 27; ///< more than any host sends, and fits in memory
 
 } // namespace
 
@@ -59,8 +59,8 @@ Host::Host(const Settings& settings, Console& console, std::optional<CommandRequ
     , login(std::move(login))
 {
     socket.setSslConfiguration(trust.configuration());
-    socket.setReadBufferSize(1 << 16); // a host that sends without an end is not heard longer than the timeout
-    // They are judged when the handshake is done, together with the certificate; nothing is sent before.
+    socket.setReadBufferSize(1 << 16); // so that a host that never stops sending cannot outlast the timeout
+    // Errors are judged after the handshake, together with the certificate; nothing is sent before.
     QObject::connect(&socket, &QSslSocket::sslErrors, &socket, [this] { socket.ignoreSslErrors(); });
     QObject::connect(&socket, &QSslSocket::connected, &socket, [this] { isReached = true; });
 }
@@ -130,9 +130,9 @@ void Host::reset()
     isReached = isOpen = isLoggedIn = false;
 }
 
-/// A host never answers a login. Whether it was accepted shows by a fence: it is rejected after a login, and ignored
-/// without one. But a host that stays silent may be busy. So it is told that nothing more comes: when it closes then,
-/// it has read everything.
+/// A host never answers a login. A fence shows whether it was accepted: the host rejects the fence after a login, and
+/// ignores it without one. But a silent host may be busy. So the client ends its side of the connection: when the host
+/// then closes, it has read everything.
 void Host::logIn()
 {
     if (isOpen && isLoggedIn)
@@ -149,7 +149,7 @@ void Host::logIn()
         throw endOfConnection();
     endSending(deadline);
     if (awaitFence(deadline)) {
-        open(); // the connection takes no more commands
+        open(); // the old connection can carry no more commands
         if (login)
             send(login->document);
         isLoggedIn = true;
@@ -184,10 +184,10 @@ void Host::exchange(const CommandRequest& request)
     outcome.reset();
     awaited = request;
     answeredAfter = -1;
-    if (fencesSent == fenceBefore) // what the host still has to say to the command before comes in front of it
+    if (fencesSent == fenceBefore) // further messages for the previous command precede its rejection
         sendFence();
     fenceBefore = fencesSent;
-    sinceSent.start(); // not before the login has been answered
+    sinceSent.start(); // again, to leave out the login
     send(request.document);
     if (!waitUntil(isDone, QDeadlineTimer(std::min(Silence, limit / 3)))) {
         sendFence();
@@ -207,14 +207,14 @@ Outcome Host::giveUp(const CommandRequest& request, std::chrono::milliseconds li
     QString problem = hasPassed && !request.awaitsNotice ? u"the host gives no %1"_s.arg(what)
                                                          : u"no %1 within %2"_s.arg(what, durationText(limit));
     if (!hasPassed)
-        reset(); // or what comes late would be taken for the answer to the next command
+        reset(); // otherwise a late answer would be taken for that of the next command
     else if (request.answerRoot == RefreshFinishedNotice)
         problem = request.awaitsNotice ? problem + u"; the refresh goes on (give it more --timeout)"_s
                                        : u"when the refresh has ended, %1 is shown"_s.arg(request.answerRoot);
     return {ExitStatus::NoAnswer, problem};
 }
 
-/// A line for each line, with a mark before it, and without the password of a login.
+/// Prints each line after a mark, without the password of a login.
 void Host::trace(QLatin1String mark, const QByteArray& bytes)
 {
     static const QRegularExpression password(u"(?s)(<(?:[\\w.-]+:)?password\\b[^>]*>).*?(</|$)"_s);
@@ -246,7 +246,7 @@ bool Host::awaitFence(QDeadlineTimer deadline)
     return waitUntil([this] { return fencesPassed == fencesSent || !isOpen; }, deadline) && fencesPassed == fencesSent;
 }
 
-/// The host closes when it has read all. Closing here at once could make the system drop what it has not read yet.
+/// The host closes when it has read everything. If this side closed, the system could drop what the host has not read.
 void Host::endSending(QDeadlineTimer deadline)
 {
     waitUntil(
@@ -267,7 +267,7 @@ void Host::receive()
     if (cutter.incompleteLength() > LongestMessage)
         socket.abort();
     isOpen = socket.state() != QAbstractSocket::UnconnectedState;
-    if (!isOpen && isLoggedIn && !awaited) // whoever waits for something says so himself
+    if (!isOpen && isLoggedIn && !awaited) // otherwise exchange() or logIn() reports it
         console.problem(endOfConnection().problem);
 }
 

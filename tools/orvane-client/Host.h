@@ -15,49 +15,49 @@ namespace OrvaneClient {
 class Console;
 class Settings;
 
-/// From now on SIGINT, SIGTERM and SIGHUP do not end the program, but the waits of hosts.
+/// From now on SIGINT, SIGTERM and SIGHUP end the waits of hosts instead of the program.
 void catchSignals();
 
-/// The number of the last one; 0: there was none.
+/// The last signal caught; 0: none.
 inline int caughtSignal = 0;
 
 /**
- * A host, and the connection to it. An operation blocks until it has ended, its time is over, or a signal was caught.
- * It throws if it has not succeeded.
+ * A host and the connection to it. An operation blocks until it has finished, times out, or a signal is caught. On
+ * failure it throws.
  *
- * An answer is never taken for that of another command. Hosts answer in order, so between two commands goes one that no
- * host knows, a fence: what comes before its rejection is not the second one's answer. Behind a command that is
- * unanswered goes one as well: when it is rejected, no answer will come. A host that does not even come to the fence is
- * disconnected.
+ * An answer is never taken for that of another command. Hosts answer in order, so a fence is sent between two commands:
+ * a command that no host knows. What comes before its rejection does not answer the second command. A fence also
+ * follows an unanswered command: once it is rejected, no answer will come. If the host does not reach the fence in
+ * time, the connection is closed.
  */
 class Host {
 public:
     const Settings& settings; ///< what the user wants
-    Console& console; ///< where it is told
-    /// For each message of the host, except the rejections of fences.
+    Console& console; ///< where it is reported
+    /// Called with each message of the host, except rejections of fences.
     std::function<void(const Reply& reply)> listener = [](const Reply&) {};
 
-    /// Settings and console live longer. Without \a login it does not log in.
+    /// Settings and console must outlive it. Without \a login it does not log in.
     Host(const Settings& settings, Console& console, std::optional<CommandRequest> login);
     ~Host() { socket.abort(); }
     Q_DISABLE_COPY_MOVE(Host)
 
-    /// Connects, judges the certificate, and sends nothing. Does nothing if there is a connection.
+    /// Connects and judges the certificate; sends nothing. Does nothing if connected.
     /// \return the certificate
     QSslCertificate connect();
-    /// Logs in. Does nothing if that was done.
+    /// Logs in. Does nothing if logged in.
     void logIn();
-    /// Sends a command and waits for its answer. Connects and logs in if need be. The command may be a login: the host
-    /// gets it on a connection of its own, or an earlier one would stay valid if it fails.
+    /// Sends a command and waits for its answer. Connects and logs in if necessary. A login is sent on a new
+    /// connection: on the old one, an earlier login would stay valid if it failed.
     void exchange(const CommandRequest& request);
 
-    /// Receives messages until the condition holds. \return whether it does; no at the deadline or a signal
+    /// Receives messages until the condition holds. \return false at the deadline or a signal
     bool waitUntil(const std::function<bool()>& condition, QDeadlineTimer deadline);
 
     bool isConnected() const { return isOpen; }
-    /// That its lists have, by the keys that take them.
+    /// The names in the host's lists, by the keys that take them.
     const QMap<QString, QStringList>& names() const { return knownNames; }
-    /// How long after the last command the host began to send, if it did: what the host, and not this program, takes.
+    /// From the last command until the host began to send, or until now: the host's time, not this program's.
     qint64 millisecondsToAnswer() const { return answeredAfter < 0 ? sinceSent.elapsed() : answeredAfter; }
 
 private:
@@ -79,16 +79,16 @@ private:
     std::optional<CommandRequest> login;
     QSslSocket socket;
     MessageCutter cutter;
-    std::optional<CommandRequest> awaited; ///< while an exchange waits for it
-    std::optional<Outcome> outcome; ///< of the present exchange
+    std::optional<CommandRequest> awaited; ///< set while an exchange waits
+    std::optional<Outcome> outcome; ///< of the current exchange
     QMap<QString, QStringList> knownNames;
     QElapsedTimer sinceSent;
     qint64 answeredAfter = -1; ///< below 0: not yet
     int fencesSent = -1;
     int fencesPassed = -1;
-    int fenceBefore = -1; ///< the command of the present exchange, or the last one
+    int fenceBefore = -1; ///< the last fence before the command of the current or last exchange
     bool isReached = false; ///< by TCP
-    bool isOpen = false; ///< and trusted
+    bool isOpen = false; ///< by TLS, and trusted
     bool isLoggedIn = false;
 };
 

@@ -29,8 +29,7 @@ namespace OrvaneClient {
 
 namespace {
 
-/// \return whether standard input can be read, or has ended; no at a signal. Messages of the host are received
-/// meanwhile.
+/// Receives messages of the host meanwhile. \return whether standard input can be read or has ended; false at a signal
 bool awaitInput(Host& host)
 {
     bool isReadable = false;
@@ -39,16 +38,16 @@ bool awaitInput(Host& host)
         isReadable = true;
         notifier.setEnabled(false);
     });
-    // What was typed after Ctrl-C is not dropped with the line: it stays to be read.
+    // Text typed after Ctrl-C stays unread: it is not dropped with the line.
     return host.waitUntil([&] { return isReadable; }, QDeadlineTimer(QDeadlineTimer::Forever)) && caughtSignal == 0;
 }
 
 std::array<char, 9> promptText = {"orvane> "};
 
-/// Lines that a user edits at a prompt, with completion, and a history that all prompts share.
+/// Line editing at a prompt, with completion and a history shared by all prompts.
 class Prompt {
 public:
-    /// The host lives longer.
+    /// The host must outlive it.
     Prompt(Host& host, ValuesOfKey valuesOf)
         : host(host)
         , valuesOf(std::move(valuesOf))
@@ -66,14 +65,14 @@ public:
         history_w(history.get(), &event, H_SETSIZE, 1000);
         history_w(history.get(), &event, H_SETUNIQUE, 1);
         readHistory();
-        // Before the prompt is shown: what is typed early is not cut or shown twice.
+        // Before the prompt is shown, so that early typing is neither cut nor shown twice.
         el_set(editor.get(), EL_PREP_TERM, 1);
     }
 
     ~Prompt() { el_set(editor.get(), EL_PREP_TERM, 0); }
     Q_DISABLE_COPY_MOVE(Prompt)
 
-    /// Nothing at the end.
+    /// The next line; nullopt at the end.
     std::optional<QByteArray> next()
     {
         while (true) {
@@ -92,7 +91,7 @@ public:
         }
     }
 
-    /// Keeps a line for the user to come back to, besides what other prompts have written meanwhile.
+    /// Adds a line to the history, and keeps what other prompts have added meanwhile.
     void remember(const QByteArray& line)
     {
         enter(line);
@@ -109,7 +108,7 @@ private:
         return *static_cast<Prompt*>(data);
     }
 
-    /// The editor's own function knows neither the host nor signals.
+    /// Replaces the editor's own function, which handles neither the host nor signals.
     static int readKey(EditLine* editor, wchar_t* key)
     {
         QStringDecoder decoder(QStringDecoder::Utf8);
@@ -130,7 +129,7 @@ private:
     {
         Prompt& prompt = of(editor);
         const auto [word, words] = completionOf(prompt.typedText(), prompt.valuesOf);
-        caughtSignal = 0; // in the wait for names
+        caughtSignal = 0; // it only ended the wait for names
         if (words.isEmpty())
             return CC_REFRESH_BEEP;
         QString common = words.first();
@@ -145,7 +144,7 @@ private:
         }
         constexpr qsizetype most = 100;
         const QString rest = words.size() > most ? u"  and %1 more"_s.arg(words.size() - most) : QString();
-        prompt.host.console.setPrompt([] {}, [] {}); // it stays where it is, and comes again below
+        prompt.host.console.setPrompt([] {}, [] {}); // the prompt stays, and is repeated below
         prompt.host.console.text(u'\n' + words.mid(0, most).join("  "_L1) + rest + u'\n');
         el_set(editor, EL_REFRESH);
         prompt.show();
@@ -163,7 +162,7 @@ private:
         host.console.setPrompt([this] { hide(); }, [this] { el_set(editor.get(), EL_REFRESH); });
     }
 
-    /// Takes the prompt and what is typed off the screen.
+    /// Erases the prompt and the typed text from the screen.
     void hide() const
     {
         winsize size = {};
@@ -172,14 +171,14 @@ private:
         const bool isKnown = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
         const int row = isKnown ? width / size.ws_col : 0;
         static_cast<void>(std::fputs(row > 0 ? qPrintable(u"\x1b[%1A\r\x1b[J"_s.arg(row)) : "\r\x1b[J", stdout));
-        static_cast<void>(std::fflush(stdout)); // before what goes to standard error
+        static_cast<void>(std::fflush(stdout)); // before anything goes to standard error
     }
 
     void readHistory()
     {
         QDir().mkpath(QFileInfo(historyFile).path());
         QFile file(historyFile);
-        if (!file.open(QIODevice::ReadWrite, QFile::ReadOwner | QFile::WriteOwner)) // only the user's, from the start
+        if (!file.open(QIODevice::ReadWrite, QFile::ReadOwner | QFile::WriteOwner)) // private from the start
             return;
         while (!file.atEnd())
             enter(file.readLine());
@@ -212,7 +211,7 @@ QStringList wordsOfLine(const QByteArray& line)
     return texts;
 }
 
-/// Runs lines, each a command of the host or one of the client's own.
+/// Runs lines: commands for the host, and the client's own.
 class Shell {
 public:
     explicit Shell(Host& host)
@@ -232,7 +231,7 @@ public:
     {
         host.connect();
         if (prompt && !host.settings.has("no-login"))
-            host.logIn(); // a wrong password is told before anything is typed
+            host.logIn(); // reports a wrong password before anything is typed
         if (prompt)
             host.console.text(u"Connected. \"help\" lists the commands, \"quit\" ends.\n"_s);
         for (int number = 1; const std::optional<QByteArray> line = prompt ? prompt->next() : nextLine(); ++number) {
@@ -243,7 +242,7 @@ public:
     }
 
 private:
-    /// Without a prompt; nothing at the end.
+    /// Without a prompt; nullopt at the end.
     std::optional<QByteArray> nextLine()
     {
         if (!input.isOpen() && !input.open(STDIN_FILENO, QIODevice::ReadOnly))
@@ -252,21 +251,21 @@ private:
         return line.isEmpty() ? std::nullopt : std::optional(line.endsWith('\n') ? line.chopped(1) : line);
     }
 
-    /// Asks the host for what it has not told yet.
+    /// Asks the host for a list that it has not sent yet.
     QStringList valuesOf(const QString& key)
     {
         static const QMap<QString, QString> lists = {{u"presetname"_s, u"getPresetsList"_s},
             {u"recorder"_s, u"getRecorderList"_s}, {u"track"_s, u"getRecorderList"_s}};
         if (lists.contains(key) && !host.names().contains(key)) {
             isCompleting = true;
-            // If it fails there are no names.
+            // On failure there are no names.
             static_cast<void>(attempt([&] { host.exchange(requestFromWords({lists[key]})); }));
             isCompleting = false;
         }
         return host.names().value(key);
     }
 
-    /// \return whether to go on
+    /// \return whether to continue
     bool runLine(const QByteArray& line, int number)
     {
         const Outcome outcome = attempt([&] { execute(line); });
@@ -278,7 +277,7 @@ private:
         }
         host.console.problem(u"line %1: %2"_s.arg(number).arg(outcome.problem));
         status = status == ExitStatus::Success ? outcome.status : status;
-        return outcome.status != ExitStatus::NotLoggedIn && outcome.status != ExitStatus::NoConnection; // for nothing
+        return outcome.status != ExitStatus::NotLoggedIn && outcome.status != ExitStatus::NoConnection; // or all fail
     }
 
     void execute(const QByteArray& line)
@@ -287,23 +286,23 @@ private:
         const QByteArray trimmed = line.trimmed();
         if (trimmed.isEmpty() || trimmed.startsWith('#'))
             return;
-        if (prompt && !QString::fromUtf8(trimmed).contains(secret)) // also where the command is misspelt
+        if (prompt && !QString::fromUtf8(trimmed).contains(secret)) // even if the command is misspelt
             prompt->remember(line);
-        // A backslash may stand before a blank at the end.
+        // Not trimmed: the line may end in an escaped blank.
         const QStringList words = wordsOfLine(line.endsWith('\r') ? line.chopped(1) : line);
         if (words.value(0) == "help"_L1) {
             host.console.text(helpOn(words.mid(1).join(u' ')));
             return;
         }
         CommandRequest request = checkedRequest(words, host.settings.has("force"));
-        request.awaitsNotice = request.awaitsNotice && !prompt; // there it is shown when it comes
+        request.awaitsNotice = request.awaitsNotice && !prompt; // a prompt shows it when it comes
         host.exchange(request);
     }
 
     Host& host;
     QFile input;
-    std::unique_ptr<Prompt> prompt; ///< null: there is no user to whom to show it
-    ExitStatus status = ExitStatus::Success; ///< of the first line that failed; at a prompt the user has seen it
+    std::unique_ptr<Prompt> prompt; ///< null: not at a terminal
+    ExitStatus status = ExitStatus::Success; ///< of the first line that failed; Success at a prompt
     bool isCompleting = false;
 };
 

@@ -6,15 +6,13 @@ namespace OrvaneClient {
 
 class Host;
 
-// Each does what the settings of the host say. It returns the status of the program, or throws the outcome that it ends
-// with.
+// Each follows the settings of the host. It returns the program's exit status, or throws an Outcome.
 
-/// Commands from a prompt or from standard input, one after the other. \return the status of the first that failed; at
-/// a prompt the user has seen the failures
+/// Runs commands from a prompt or from standard input, one by one. \return the status of the first that failed; Success
+/// at a prompt, where the user has seen the failures
 ExitStatus runLines(Host& host);
 
-/// Plays the commands of the protocol against a host, and says of each what came, and what it means for the host's
-/// developer.
+/// Sends the protocol's commands to a host, and reports each result with its meaning for the host developer.
 ExitStatus runCheck(Host& host);
 
 } // namespace OrvaneClient

@@ -6,20 +6,20 @@
 
 namespace OrvaneClient {
 
-/// What a script learns when the program ends. The manual page documents the numbers; they stay as they are.
+/// The exit status, for scripts. The manual page documents the numbers; they must not change.
 enum class ExitStatus {
     Success = 0,
     UsageError = 1,
     Rejected = 2,
     NoAnswer = 3,
     NoConnection = 4,
-    BadAnswer = 5, ///< an answer came, but it is not well-formed XML, or costs too much to read
+    BadAnswer = 5, ///< the answer is not well-formed XML, or too expensive to read
     OutputFailed = 6,
     NotLoggedIn = 7, ///< the host does not accept the account
-    NotAsItShouldBe = 8, ///< check has found a fault
+    NotAsItShouldBe = 8, ///< check has found an error
 };
 
-/// How something has ended, and one line for the user. Thrown wherever it is not success.
+/// The result of an operation, and one line for the user. Thrown unless it is Success.
 struct Outcome {
     ExitStatus status = ExitStatus::Success;
     QString problem = {};
@@ -31,7 +31,7 @@ struct Outcome {
     throw Outcome {ExitStatus::UsageError, problem};
 }
 
-/// How the function ends, which throws outcomes.
+/// Calls a function that may throw an Outcome, and returns the result.
 template <typename Function> Outcome attempt(const Function& function)
 {
     try {

@@ -19,7 +19,7 @@ namespace OrvaneClient {
 QList<QByteArray> MessageCutter::add(const QByteArray& bytes)
 {
     constexpr qsizetype length = OrvaneInterface::MessageTerminator.size();
-    // The last three bytes may begin a terminator; those before them are never searched again.
+    // The last three bytes may begin a terminator; earlier ones are not searched again.
     qsizetype searched = std::max<qsizetype>(0, buffer.size() - (length - 1));
     buffer += bytes;
     QList<QByteArray> messages;
@@ -34,8 +34,8 @@ QList<QByteArray> MessageCutter::add(const QByteArray& bytes)
 
 namespace {
 
-/// A list with its names escaped, which hosts do not do. A name that holds a part of the list's own markup is misread,
-/// as by any other reader.
+/// A list with its names escaped, since hosts do not escape them. A name that contains markup of the list itself is
+/// misread, as by any reader.
 QString withEscapedNames(const QString& list)
 {
     static const QRegularExpression values(
@@ -70,7 +70,7 @@ Reply::Reply(const QByteArray& message)
     reason = why;
 }
 
-/// Text inside elements inside a child counts as the child's.
+/// The text of a child includes that of its descendants.
 void Reply::read(const QString& document)
 {
     const OrvaneInterface::DocumentMeasure measure = OrvaneInterface::measureDocument(document);
@@ -101,9 +101,9 @@ void Reply::read(const QString& document)
     }
 
     kind = root == "commandAccepted"_L1 ? Kind::Accepted : root == "commandRejected"_L1 ? Kind::Rejected : Kind::Other;
-    command = texts.value(u"command"_s, texts.value(u"commandname"_s)); // the former in the long acceptance
+    command = texts.value(u"command"_s, texts.value(u"commandname"_s)); // "command" in the long acceptance
     reason = texts.value(u"reason"_s);
-    if (!measure.excess.isNull() && reader.error() != QXmlStreamReader::NotWellFormedError) { // or an error came first
+    if (!measure.excess.isNull() && reader.error() != QXmlStreamReader::NotWellFormedError) { // and no error came first
         kind = Kind::TooMuch;
         reason = measure.excess;
     } else if (reader.hasError()) {
@@ -153,12 +153,12 @@ QMap<QString, QStringList> Reply::names() const
 
 namespace {
 
-/// As it came if it is too deep, as each level makes its lines longer, or declares a prefix twice in one element: that
-/// is an error for a reader that takes declarations for attributes.
+/// Unchanged if it is nested too deep, as each level lengthens its lines, or if an element declares a prefix twice: an
+/// error for a reader that treats declarations as attributes.
 QByteArray indented(const QByteArray& message)
 {
     QXmlStreamReader reader(QString::fromUtf8(message));
-    reader.setNamespaceProcessing(false); // keeps the prefixes of the message, instead of new ones
+    reader.setNamespaceProcessing(false); // keeps the message's own prefixes
     QByteArray text;
     QXmlStreamWriter writer(&text);
     writer.setAutoFormatting(true);

@@ -12,13 +12,13 @@
 
 namespace OrvaneClient {
 
-/// Cuts a byte stream into messages, wherever the reads end. Knows no text encoding.
+/// Splits a byte stream into messages, wherever the reads end. Does not decode text.
 class MessageCutter {
 public:
     /// The messages that these bytes complete, without their terminators.
     QList<QByteArray> add(const QByteArray& bytes);
 
-    /// How many bytes wait for the end of their message.
+    /// The number of bytes of a message that has not ended.
     qsizetype incompleteLength() const { return buffer.size(); }
 
 private:
@@ -26,46 +26,46 @@ private:
 };
 
 enum class ReplyFormat {
-    Raw, ///< as it came
-    Indented, ///< one element a line
-    Json, ///< one object a line
+    Raw, ///< as received
+    Indented, ///< one element per line
+    Json, ///< one object per line
     Nothing,
 };
 
-/// One message of the host, and what it says.
+/// One message of the host, and its content.
 struct Reply {
     enum class Kind {
         Accepted,
         Rejected,
-        Other, ///< a list, a notice, or an answer that the host wrote itself
+        Other, ///< a list, a notice, or the host's own answer
         NotXml,
-        TooMuch, ///< reading it would cost far more than its length; it is printed, but not read
+        TooMuch, ///< too expensive to read for its length; printed, but not read
     };
 
     explicit Reply(const QByteArray& message);
 
     QJsonObject json() const;
-    /// To print, the last line end included.
+    /// Text to print, including the last line end.
     QByteArray lines(bool isIndented) const;
-    /// The names that a list has for the values of keys, such as those of the recorders for "recorder".
+    /// The names in a list, by the key that takes them, such as "recorder".
     QMap<QString, QStringList> names() const;
 
     QByteArray raw;
     Kind kind = Kind::NotXml;
     QString root; ///< local name of the root element
-    QString command; ///< that an acknowledgement names
+    QString command; ///< named by an acknowledgement
     QString reason; ///< why a command was rejected, or why the message is not well-formed
-    bool isTextList = false; ///< a list that is not XML but can be read: hosts do not escape the names in them
+    bool isTextList = false; ///< a list that is not XML, as hosts do not escape names, but was read
 
 private:
     void read(const QString& document);
     bool isList() const { return root == RecorderList || root == PresetsList; }
 
-    QMap<QString, QString> texts; ///< of the elements in the root, by their names
+    QMap<QString, QString> texts; ///< of the root's children, by name
     QJsonArray entries; ///< of a list
 };
 
-/// How a message ends the request; nothing if it does not.
+/// The outcome if the message ends the request; otherwise nullopt.
 std::optional<Outcome> judge(const Reply& reply, const CommandRequest& request);
 
 } // namespace OrvaneClient

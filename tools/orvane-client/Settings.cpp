@@ -50,10 +50,10 @@ QList<QCommandLineOption> programOptions()
     };
 }
 
-/// So many of them, the first ones, can stand in a profile.
+/// The first options, this many, are allowed in a profile.
 constexpr qsizetype OptionsOfProfiles = 10;
 
-/// As they would stand on a command line.
+/// The environment variables as command-line arguments.
 QStringList environmentArguments()
 {
     QStringList arguments;
@@ -65,7 +65,7 @@ QStringList environmentArguments()
     return arguments;
 }
 
-/// The same of the profile; nothing without one.
+/// The same for the profile; empty without one.
 QStringList profileArguments(const QMap<QString, QString>& given)
 {
     if (!given.contains(u"profile"_s))
@@ -87,7 +87,7 @@ QStringList profileArguments(const QMap<QString, QString>& given)
         if (!known.contains(key))
             refuse(u"the profile \"%1\" in \"%2\" has an unknown key \"%3\"; there are: %4"_s.arg(
                 name, file, key, known.join(", "_L1)));
-        const QString value = profiles.value(key).toStringList().join(u','); // a comma begins no list here
+        const QString value = profiles.value(key).toStringList().join(u','); // a comma does not begin a list here
         if (value != "false"_L1)
             arguments.append(value == "true"_L1 ? u"--"_s + key : u"--%1=%2"_s.arg(key, value));
     }
@@ -106,7 +106,7 @@ Settings::Settings(const QStringList& arguments)
         refuse(u"--password-file goes with a user only"_s);
 }
 
-/// The options that are given, by their long names; the value of a flag is empty.
+/// The given options by their long names; the value of a flag is empty.
 QMap<QString, QString> Settings::parse(const QStringList& arguments)
 {
     QCommandLineParser parser;
@@ -122,7 +122,7 @@ QMap<QString, QString> Settings::parse(const QStringList& arguments)
     return given;
 }
 
-/// Of options that exclude each other any replaces all: the password of a profile is that of its own user only.
+/// An option replaces all that it excludes. An account also drops the password file, which belongs to another user.
 void Settings::overlay(const QMap<QString, QString>& given)
 {
     for (const QStringList& exclusive : {QStringList {u"user"_s, u"system"_s, u"no-login"_s},
@@ -141,11 +141,11 @@ void Settings::overlay(const QMap<QString, QString>& given)
     readAddress(given.value(u"forget"_s, given.value(u"host"_s)), given.value(u"port"_s));
 }
 
-/// The host may be host:port or [address]:port, too.
+/// The host may also be host:port or [address]:port.
 void Settings::readAddress(const QString& text, QString portText)
 {
     static const QRegularExpression pattern(u"^(?:\\[([^\\]]*)\\]|([^:]*))(?::([^:]*))?$"_s);
-    const QRegularExpressionMatch match = pattern.match(text); // none: an address of IPv6
+    const QRegularExpressionMatch match = pattern.match(text); // no match: an IPv6 address
     if (match.hasCaptured(3) && !portText.isNull())
         refuse(u"\"%1\" has a port already, beside --port"_s.arg(text));
     if (match.hasCaptured(3))

@@ -10,7 +10,7 @@
 
 namespace OrvaneClient {
 
-/// What the user wants: the options of the command line, and those of profile and environment that it does not have.
+/// The user's options: from the command line, else from the profile, else from the environment.
 class Settings {
 public:
     /// \a arguments: without the program's name.
@@ -19,7 +19,7 @@ public:
     bool has(const char* option) const { return values.contains(QString::fromLatin1(option)); }
     /// Empty if the option is not given.
     QString get(const char* option) const { return values.value(QString::fromLatin1(option)); }
-    /// Of an option that takes seconds, 5 if it is not given.
+    /// The value of an option in seconds; 5 s if it is not given.
     std::chrono::milliseconds duration(const char* option) const;
     QString address() const { return QStringLiteral("%1:%2").arg(host).arg(port); }
 
@@ -37,7 +37,7 @@ private:
     QMap<QString, QString> values; ///< by the long names of the options
 };
 
-/// All of --help.
+/// The text of --help.
 QString programHelp();
 
 } // namespace OrvaneClient

@@ -48,7 +48,7 @@ QString textOf(const QByteArray& digest)
     return QString::fromLatin1(digest.toHex(':').toUpper());
 }
 
-/// What openssl prints before it does not matter, nor do colons and case.
+/// Ignores what openssl prints before it, colons, and case.
 QString readFingerprint(const QString& text)
 {
     const QByteArray digest = QByteArray::fromHex(text.mid(text.indexOf(u'=') + 1).toLatin1());
@@ -97,7 +97,7 @@ Trust::Trust(const Settings& settings)
 QSslConfiguration Trust::configuration() const
 {
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    configuration.setPeerVerifyMode(QSslSocket::VerifyPeer); // or there would be no errors to judge
+    configuration.setPeerVerifyMode(QSslSocket::VerifyPeer); // otherwise there are no errors to judge
     if (!authorities.isEmpty())
         configuration.setCaCertificates(authorities);
     return configuration;
@@ -110,7 +110,7 @@ QString Trust::judge(const QSslCertificate& certificate, const QList<QSslError>&
     const QString known = authorities.isEmpty() ? hosts.value(keyOf(settings)).toString() : QString();
     const QString expected = fingerprint.isEmpty() ? known : fingerprint;
     const bool isNew = expected.isEmpty() && settings.has("trust-on-first-use");
-    // The user decides with the certificate that is shown.
+    // With --show-certificate the user decides.
     if (settings.has("insecure") || settings.has("show-certificate") || shown == expected)
         return {};
     QString reason;

@@ -10,25 +10,25 @@ namespace OrvaneClient {
 
 class Settings;
 
-/// Which certificate of the host is accepted. Most hosts have self-signed ones, so the authorities of the system are
-/// not enough.
+/// Decides whether the host's certificate is accepted. Most are self-signed, so the authorities of the system are not
+/// enough.
 class Trust {
 public:
-    /// The settings live longer. Refuses what is no fingerprint, and a file without certificates.
+    /// The settings must outlive it. Refuses an invalid fingerprint, and a file without certificates.
     explicit Trust(const Settings& settings);
 
     QSslConfiguration configuration() const;
-    /// Throws why the certificate is refused. A host that is trusted on first use becomes known.
-    /// \return what the user should know; may be empty
+    /// Throws the reason if the certificate is refused. A host trusted on first use becomes known.
+    /// \return a message for the user; may be empty
     QString judge(const QSslCertificate& certificate, const QList<QSslError>& errors) const;
 
 private:
     const Settings& settings;
-    QString fingerprint; ///< the only one that is accepted; empty: there is none
+    QString fingerprint; ///< the only accepted one; empty: not given
     QList<QSslCertificate> authorities; ///< empty: those of the system
 };
 
-/// Makes the known host of the settings unknown. Refuses one that is not known.
+/// Removes the host of the settings from the known hosts. Refuses an unknown one.
 void forget(const Settings& settings);
 
 /// Pairs of hexadecimal digits with colons between them.

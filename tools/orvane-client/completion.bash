@@ -1,4 +1,4 @@
-# Completes the command lines of orvane-client, from what its help says. Installed where bash looks for it.
+# Completes command lines of orvane-client from its help. Installed where bash looks for it.
 _orvane_client() {
     local cur prev words cword help command='' found='' i
     _init_completion -n := || return
@@ -24,7 +24,7 @@ _orvane_client() {
         found=$(orvane-client help "$command" | grep -oE ' (subsplit:)?[a-z]+=')
     fi
     mapfile -t COMPREPLY < <(compgen -W "$found" -- "$cur")
-    # The shell takes these two for the end of a word, too, and replaces what comes after.
+    # For the shell these two also end a word: it replaces only what follows.
     COMPREPLY=("${COMPREPLY[@]#"${cur%"${cur##*[:=]}"}"}")
     [[ ${COMPREPLY-} != *= ]] || compopt -o nospace 2> /dev/null
 }

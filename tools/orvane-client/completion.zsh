@@ -1,5 +1,5 @@
 #compdef orvane-client
-# Completes the command lines of orvane-client, from what its help says. Installed where zsh looks for it.
+# Completes command lines of orvane-client from its help. Installed where zsh looks for it.
 local help=$(orvane-client --help) command word start
 local -a fitting keys
 local -i i

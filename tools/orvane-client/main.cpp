@@ -24,18 +24,18 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// Where the program was started with one of the first three descriptors closed, the next file that it opens would get
-/// its number. Nothing can be read from these, and nothing be written.
+/// If the program starts with one of the first three descriptors closed, the next file that it opens would get that
+/// number. Reads from the replacement get nothing, and writes to it fail.
 void occupyClosedDescriptors()
 {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(descriptor, F_GETFD) == -1)
-            static_cast<void>(open("/dev/null", O_RDONLY)); // gets this number, the lowest that is free
+            static_cast<void>(open("/dev/null", O_RDONLY)); // gets this number, the lowest free one
     }
 }
 
-/// Texts are UTF-8 whatever the environment says, as in cron jobs and containers; and what the program remembers has a
-/// place in the home directory, but never in the root.
+/// Makes text UTF-8 whatever the environment says, as in cron jobs and containers. Makes the program store its data in
+/// the home directory, never in the root directory.
 void completeEnvironment()
 {
     qputenv("LC_ALL", "C.UTF-8");
@@ -56,7 +56,7 @@ QString passwordOf(const QString& user, const Settings& settings)
     constexpr qsizetype longest = 4096; // a device may never end
     if (settings.has("password-file")) {
         QFile file(settings.get("password-file"));
-        openInput(file, u"the password from "_s, QIODevice::ReadOnly | QIODevice::Unbuffered); // and no more than that
+        openInput(file, u"the password from "_s, QIODevice::ReadOnly | QIODevice::Unbuffered); // reads only that line
         return QString::fromUtf8(file.readLine(longest)).remove(u'\r').remove(u'\n');
     }
     if (qEnvironmentVariableIsSet("ORVANE_PASSWORD"))
@@ -106,7 +106,7 @@ CommandRequest makeRequest(const Settings& settings)
     return requestFromDocument(file.readAll(), settings.get("file"));
 }
 
-/// One command, with its answer.
+/// Sends one command and prints its answer.
 ExitStatus runCommand(Host& host)
 {
     CommandRequest request = makeRequest(host.settings);
@@ -119,7 +119,7 @@ ExitStatus runCommand(Host& host)
     return ExitStatus::Success;
 }
 
-/// Without a command watch asks for both lists.
+/// Without a command, watch queries both lists.
 QList<CommandRequest> makeQueries(const Settings& settings)
 {
     if (settings.words.size() > 1)
@@ -127,7 +127,7 @@ QList<CommandRequest> makeQueries(const Settings& settings)
     return {requestFromWords({u"getRecorderList"_s}), requestFromWords({u"getPresetsList"_s})};
 }
 
-/// Notices, and the changes of the answers to queries, until a signal.
+/// Prints notices and changed answers to queries, until a signal.
 ExitStatus runWatch(Host& host)
 {
     Console& console = host.console;
@@ -148,7 +148,7 @@ ExitStatus runWatch(Host& host)
             console.problem(result.problem);
         const bool isHopeless = result.status == ExitStatus::NoConnection && !result.mayPass;
         if (isHopeless || result.status == ExitStatus::NotLoggedIn)
-            throw Outcome {result.status}; // it has been told
+            throw Outcome {result.status}; // already reported
     };
     while (caughtSignal == 0) {
         const bool wasConnected = host.isConnected();
@@ -198,14 +198,14 @@ int main(int argc, char** argv)
 {
     occupyClosedDescriptors();
     completeEnvironment();
-    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a reader that has gone is told of as any other failure
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a closed pipe becomes a write error like any other
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(u"orvane-client"_s);
     Console console;
     try {
         return static_cast<int>(run(Settings(QCoreApplication::arguments().mid(1)), console));
     } catch (const Outcome& outcome) {
-        const QString problem = caughtSignal != 0 ? u"given up"_s : outcome.problem; // not for want of time
+        const QString problem = caughtSignal != 0 ? u"given up"_s : outcome.problem; // it did not time out
         if (!outcome.problem.isEmpty())
             console.problem(outcome.status == ExitStatus::UsageError ? problem + u" (--help tells more)"_s : problem);
         return static_cast<int>(outcome.status);
