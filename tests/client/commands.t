@@ -31,7 +31,7 @@ What the client sends, what it prints, and how it ends. First at the example hos
   orvane-client: showTrack was rejected: showTrack command without valid track ID or track name
   [2]
   $ orvane loginClient username=x
-  orvane-client: not logged in: the host does not accept the account, and answers nothing
+  orvane-client: not logged in: the host did not accept the account (it sent no answer)
   [7]
   $ orvane loginClient username=operator password=only-for-this-test
   $ printf '%s\n' 'loginClient username=operator password=only-for-this-test' getPresetsList | orvane --no-login --quiet
@@ -40,10 +40,10 @@ What the client sends, what it prints, and how it ends. First at the example hos
   orvane-client: nope was rejected: Unknown command
   [2]
   $ orvane --no-login setPreset
-  orvane-client: not logged in: without a login a host answers nothing
+  orvane-client: not logged in: a host sends no answer before a login
   [7]
   $ printf 'setPreset\nsetPreset\n' | ORVANE_PASSWORD=wrong orvane --user operator
-  orvane-client: line 1: not logged in: the host does not accept the account, and answers nothing
+  orvane-client: line 1: not logged in: the host did not accept the account (it sent no answer)
   [7]
   $ "$CLIENT" --insecure --port "$port" getPresetsList > /dev/full
   orvane-client: cannot write to standard output: No space left on device
@@ -88,41 +88,41 @@ What it does not send:
   > orvane showLive camera=3 camera=4
   > END
   Unknown option 'bogus'.
-  "65536" is no port: it takes a number from 1 to 65535
-  "nan" is no timeout: it takes seconds, above 0 and up to 86400
-  --ca and --insecure exclude each other
-  --json and --quiet exclude each other
+  invalid port "65536": use a number from 1 to 65535
+  invalid timeout "nan": use a number of seconds above 0, at most 86400
+  --ca and --insecure cannot be combined
+  --json and --quiet cannot be combined
   cannot read "nowhere.xml": No such file or directory
-  "setPreset" is one command too many beside --file
-  cannot send "-": the document holds an empty line (CR LF CR LF), where a host would cut it in two
-  --wait goes with one command only
-  no password for "operator": set ORVANE_PASSWORD, name a --password-file, or give it at a terminal
-  "a x='1'" is no XML name and so no command
-  "1a" is no XML name and so no key
-  the field "a" stands twice in one group "s"
-  "" in the group "s" is no field: write field=value
-  the value of "a" holds U+0001, which no XML document can hold
-  the protocol has no command "shwLive" (--force sends it all the same)
-  the key "camera" stands twice, and the host takes the first one (--force sends it all the same)
+  the command "setPreset" and --file cannot be combined
+  cannot send "-": the document contains an empty line (CR LF CR LF), which would split it
+  --wait works only with one command
+  no password for "operator": set ORVANE_PASSWORD, use --password-file, or enter it at a terminal
+  invalid command "a x='1'": not an XML name
+  invalid key "1a": not an XML name
+  duplicate field "a" in group "s"
+  invalid field "" in group "s": write field=value
+  the value of "a" contains U+0001, which XML does not allow
+  unknown command "shwLive" (use --force to send it anyway)
+  duplicate key "camera": the host uses only the first (use --force to send it anyway)
 
 What the protocol does not have, or only as something else, is not sent unless it is forced:
 
   $ printf '%s\n' 'showLive split=1' 'showLive cammera=1' 'showLive zzzzzzzz=1' 'showLive camera=3x' 'showLive camera=" 0x1F"' 'showLive camera=0x1F' \
   >     'showLive camera=0X10' 'showTrack track=a time=1e3' 'setDetailViews subsplit:id=1,x=2' 'showLive subsplit:id=1' \
   >     'setDetailViews subsplits:id=1' 'setDetailViews subsplit:id=0x1' 'setDetailViews subsplit:ltx=.5,rby=inf' \
-  >     'getPertinentInfo anything=goes any:thing=too' | orvane 2>&1 | sed 's/ (--force sends it all the same)//'
-  orvane-client: line 1: "split" is no key of showLive
-  orvane-client: line 2: "cammera" is no key of showLive
-  orvane-client: line 3: "zzzzzzzz" is no key of showLive
-  orvane-client: line 4: "3x" is no number for "camera"
-  orvane-client: line 5: " 0x1F" is no number for "camera"
+  >     'getPertinentInfo anything=goes any:thing=too' | orvane 2>&1 | sed 's/ (use --force to send it anyway)//'
+  orvane-client: line 1: "split" is not a key of showLive
+  orvane-client: line 2: "cammera" is not a key of showLive
+  orvane-client: line 3: "zzzzzzzz" is not a key of showLive
+  orvane-client: line 4: invalid number "3x" for camera
+  orvane-client: line 5: invalid number " 0x1F" for camera
   <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><command>showLive</command><splitid>0</splitid></p:commandAccepted>
-  orvane-client: line 7: "0X10" is no number for "camera"
-  orvane-client: line 8: "1e3" is no number for "time"
-  orvane-client: line 9: "x" is no field of a subsplit
-  orvane-client: line 10: "subsplit" is no group of showLive
-  orvane-client: line 11: "subsplits" is no group of setDetailViews
-  orvane-client: line 12: "0x1" is no number for "id"
+  orvane-client: line 7: invalid number "0X10" for camera
+  orvane-client: line 8: invalid number "1e3" for time
+  orvane-client: line 9: "x" is not a field of a subsplit
+  orvane-client: line 10: "subsplit" is not a group of showLive
+  orvane-client: line 11: "subsplits" is not a group of setDetailViews
+  orvane-client: line 12: invalid number "0x1" for id
   <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setDetailViews</commandname></p:commandAccepted>
   <info>Nothing is shown</info>
   $ calls 3
@@ -148,8 +148,8 @@ For scripts:
   $ against tls '<updateRecorderContentsFinished/>\r\n\r\n' --json updateRecorderContents
   {"reply":"refreshFinished"}
   $ against tls '\xff"\r\n\r\n' --json c
-  {"document":"\xc3\xbf\\"","reason":"it is no UTF-8","reply":"unreadable"} (esc)
-  orvane-client: the answer is no well-formed XML: REASON
+  {"document":"\xc3\xbf\\"","reason":"it is not UTF-8","reply":"unreadable"} (esc)
+  orvane-client: the answer is not well-formed XML: REASON
   [5]
   $ list() { echo "<p:$1 xmlns:p=\"http://www.halden.example/ravo_1_0/\">$2</p:$1>\r\n\r\n"; }
   $ against tls "$(list getPresetsListResponse '<preset name="Day & dusk" /><preset name="a<b" c" />')" --json getPresetsList
@@ -161,7 +161,7 @@ For scripts:
   <p:getPresetsListResponse xmlns:p="http://www.halden.example/ravo_1_0/"><preset name="Day & dusk" /></p:getPresetsListResponse>
   $ against tls "$(list getPresetsListResponse '<preset name="a">&</preset>')" --json getPresetsList
   {"document":*,"reply":"unreadable"} (glob)
-  orvane-client: the answer is no well-formed XML: REASON
+  orvane-client: the answer is not well-formed XML: REASON
   [5]
   $ orvane --quiet showTrack
   orvane-client: showTrack was rejected: showTrack command without valid track ID or track name
@@ -172,8 +172,8 @@ Lines of a pipe: all are sent, and the status is that of the first that failed.
   $ printf '%b' "# first\n\nsetPreset presetname='A b'\r\nsetPreset oops\nsetPreset \"open\nsetPreset presetname=\xff\n" \
   >     'nope\nsetPreset presetname=C' | forced
   <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setPreset</commandname></p:commandAccepted>
-  orvane-client: line 4: "oops" is no parameter: write key=value
-  orvane-client: line 5: a quote or a backslash at the end of the line is left open
+  orvane-client: line 4: invalid parameter "oops": write key=value
+  orvane-client: line 5: unclosed quote, or backslash at the end of the line
   orvane-client: line 6: the value of "presetname" is not UTF-8
   <p:commandRejected xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>nope</commandname><reason>Unknown command</reason></p:commandRejected>
   orvane-client: line 7: nope was rejected: Unknown command

@@ -2,7 +2,7 @@ Which hosts the client trusts, and what it makes of those that misbehave.
 
   $ . "$TESTDIR/setup.sh"
   $ trusting setPreset presetname=N
-  orvane-client: the certificate of 127.0.0.1:PORT is refused: REASON (if this is the host that you mean, trust it with --fingerprint FINGERPRINT)
+  orvane-client: the certificate of 127.0.0.1:PORT is refused: REASON (if this is the right host, trust it with --fingerprint FINGERPRINT)
   [4]
   $ trusting --show-certificate | grep -v '^Valid'
   Subject: localhost
@@ -16,12 +16,12 @@ Which hosts the client trusts, and what it makes of those that misbehave.
   orvane-client: the certificate of 127.0.0.1:PORT is refused: its fingerprint is FINGERPRINT, not the one given
   [4]
   $ trusting --fingerprint AB:CD setPreset presetname=N
-  orvane-client: "AB:CD" is no SHA-256 fingerprint: it takes 64 hexadecimal digits (--help tells more)
+  orvane-client: invalid SHA-256 fingerprint "AB:CD": it needs 64 hexadecimal digits (see --help)
   [1]
   $ trusting --ca "$CERTIFICATE" setPreset presetname=N
   <p:commandAccepted xmlns:p="http://www.halden.example/ravo_1_0/"><commandname>setPreset</commandname></p:commandAccepted>
   $ trusting --ca /dev/null setPreset presetname=N
-  orvane-client: "/dev/null" holds no PEM certificate (--help tells more)
+  orvane-client: "/dev/null" contains no PEM certificate (see --help)
   [1]
 
 Without TLS:
@@ -30,13 +30,13 @@ Without TLS:
   orvane-client: cannot connect to 127.0.0.1:PORT: Connection refused
   [4]
   $ against plain 'HTTP/1.0 400 Bad Request\r\n\r\n' c
-  orvane-client: no TLS with 127.0.0.1:PORT: REASON
+  orvane-client: no TLS connection to 127.0.0.1:PORT: REASON
   [4]
   $ against shut '' c
-  orvane-client: no TLS with 127.0.0.1:PORT: REASON (as a host does that has all the clients it takes)
+  orvane-client: no TLS connection to 127.0.0.1:PORT: REASON (the host may have reached its limit of clients)
   [4]
-  $ in_vain 'no TLS' against plain '' c
-  orvane-client: no TLS with 127.0.0.1:PORT within TIME
+  $ in_vain 'no TLS connection' against plain '' c
+  orvane-client: no TLS connection to 127.0.0.1:PORT within TIME
   [4]
 
 With TLS, and an answer that is late, of something else, cut short or no XML:
@@ -68,19 +68,19 @@ With TLS, and an answer that is late, of something else, cut short or no XML:
   <news/>
   $ against tls '<preset name="A & B" />\r\n\r\n' getPresetsList
   <preset name="A & B" />
-  orvane-client: the answer is no well-formed XML: REASON
+  orvane-client: the answer is not well-formed XML: REASON
   [5]
   $ for answer in '\xff\xfe' '' '<p:getPresetsListResponse/>' '<commandAccepted><commandname>c</commandname></commandAccept>'; do
   >     against tls "$answer\r\n\r\n" c
   > done
   \xff\xfe (esc)
-  orvane-client: the answer is no well-formed XML: REASON
+  orvane-client: the answer is not well-formed XML: REASON
   |
-  orvane-client: the answer is no well-formed XML: it is empty
+  orvane-client: the answer is not well-formed XML: it is empty
   <p:getPresetsListResponse/>
-  orvane-client: the answer is no well-formed XML: REASON
+  orvane-client: the answer is not well-formed XML: REASON
   <commandAccepted><commandname>c</commandname></commandAccept>
-  orvane-client: the answer is no well-formed XML: REASON
+  orvane-client: the answer is not well-formed XML: REASON
   [5]
   $ in_vain 'no answer' against silent '' getPertinentInfo
   orvane-client: no answer to getPertinentInfo within TIME
@@ -91,7 +91,7 @@ With TLS, and an answer that is late, of something else, cut short or no XML:
 A host that does not answer a command says so by answering the next one, which is not shown; a notice is waited for:
 
   $ against second "$(rejected end-of-query-1)" getPertinentInfo
-  orvane-client: the host gives no answer to getPertinentInfo
+  orvane-client: the host sent no answer to getPertinentInfo
   host got: <getPertinentInfo></getPertinentInfo>
   host got: <end-of-query-1/>
   [3]
@@ -100,8 +100,8 @@ A host that does not answer a command says so by answering the next one, which i
   host got: <updateRecorderContents></updateRecorderContents>
   host got: <end-of-query-1/>
 
-  $ in_vain 'goes on' against second "$(rejected end-of-query-1)" updateRecorderContents
-  orvane-client: no updateRecorderContentsFinished after updateRecorderContents within TIME; the refresh goes on (give it more --timeout)
+  $ in_vain 'still running' against second "$(rejected end-of-query-1)" updateRecorderContents
+  orvane-client: no updateRecorderContentsFinished after updateRecorderContents within TIME; the refresh is still running (use a longer --timeout)
   host got: <updateRecorderContents></updateRecorderContents>
   host got: <end-of-query-1/>
   [3]
@@ -117,7 +117,7 @@ An answer that comes too late is not taken for that of the next command:
 Nor is a second answer to the same command:
 
   $ printf '%s\n' getPertinentInfo getPertinentInfo | against more '<a/>\r\n\r\n' --quiet
-  orvane-client: line 2: the host gives no answer to getPertinentInfo
+  orvane-client: line 2: the host sent no answer to getPertinentInfo
   [3]
 
 An answer costs what its length says, and the time for it holds also where it never stops:
@@ -125,7 +125,7 @@ An answer costs what its length says, and the time for it holds also where it ne
   $ many() { head -c "$1" /dev/zero | sed "s|\x00|$2|g"; }
   $ against tls "$(many 10000 '<a>')\r\n\r\n" --pretty c | awk '{count = gsub(/<a>/, ""); print count ":" $0}'
   10000:
-  0:orvane-client: the answer is too much to be read: Its elements are nested too deep
+  0:orvane-client: the answer is too expensive to read: Its elements are nested too deep
   $ against tls "$(many 1000 '<a>')$(many 1000 '</a>')\r\n\r\n" --pretty c | wc -c
   7001
   $ in_vain 'no answer' against drip '' c
@@ -145,20 +145,20 @@ A host is checked:
 
   $ at_ease orvane check --apply
   ok       certificate             localhost                               valid until DATE
-  ok       without a login         no answer                               strangers are not served
-  ok       no-such-command         rejected  TIME  the login is valid, and unknown commands are told
-  ok       showTrack               rejected  TIME  without a track the host is not asked
+  ok       without a login         no answer                               clients are not served without a login
+  ok       no-such-command         rejected  TIME  the login is valid, and unknown commands are rejected
+  ok       showTrack               rejected  TIME  without a track the host is not called
   ok       getPresetsList          1 name  TIME  Night
   ok       getRecorderList         1 name  TIME  North gate
-  ok       getPertinentInfo        <info>  TIME  an answer of the host's own
-  ok       showLive                accepted, split 0  TIME  look whether the display shows it
-  ok       showTrack               accepted, split 0  TIME  look whether the display shows it
-  ok       showLiveAtSubsplit      accepted  TIME  look whether the display shows it
-  ok       setDetailViews          accepted  TIME  look whether the display shows it
-  ok       setSplitMode            accepted  TIME  look whether the display shows it
-  ok       setPreset               accepted  TIME  look whether the display shows it
-  ok       updateRecorderContents  rejected  TIME  a refresh is running already, or none can be started
-  All is as the protocol has it.
+  ok       getPertinentInfo        <info>  TIME  the host's own answer
+  ok       showLive                accepted, split 0  TIME  check that the display shows it
+  ok       showTrack               accepted, split 0  TIME  check that the display shows it
+  ok       showLiveAtSubsplit      accepted  TIME  check that the display shows it
+  ok       setDetailViews          accepted  TIME  check that the display shows it
+  ok       setSplitMode            accepted  TIME  check that the display shows it
+  ok       setPreset               accepted  TIME  check that the display shows it
+  ok       updateRecorderContents  rejected  TIME  a refresh is already running, or cannot be started
+  All results are right.
   $ calls 10
   getPresetsList
   getRecorderList
@@ -171,18 +171,18 @@ A host is checked:
   setPreset Night
   updateRecorderContents
   $ at_ease orvane check | grep -v ^ok | uniq -cw 8 | sed 's/^ *//'
-  7 skipped  showLive                not played                              changes the display: --apply
-  1 All is as the protocol has it.
+  7 skipped  showLive                not sent                                changes the display; use --apply
+  1 All results are right.
   $ ORVANE_PASSWORD=wrong orvane --user operator check
   ok       certificate             localhost                               valid until DATE
-  ok       without a login         no answer                               strangers are not served
-  WRONG    no-such-command         no answer  TIME  not logged in: the host does not accept the account, and answers nothing
+  ok       without a login         no answer                               clients are not served without a login
+  WRONG    no-such-command         no answer  TIME  not logged in: the host did not accept the account (it sent no answer)
   [8]
   $ in_vain 'not byte for byte*closed the connection' against tls '<getPresetsListResponse/>\r\n\r\n' check | head -4
   ok       certificate             localhost                               valid until DATE
-  ok       without a login         no answer                               strangers are not served
-  WRONG    no-such-command         not the answer  TIME  not byte for byte what the protocol has: <getPresetsListResponse/>
-  WRONG    showTrack               not the answer  TIME  127.0.0.1:PORT closed the connection, no answer to showTrack
+  ok       without a login         no answer                               clients are not served without a login
+  WRONG    no-such-command         wrong answer  TIME  not byte for byte as in the protocol: <getPresetsListResponse/>
+  WRONG    showTrack               no answer  TIME  127.0.0.1:PORT closed the connection, no answer to showTrack
 
   $ against many 50000 check | grep RecorderList
   ok       getRecorderList         50000 names  TIME  North gate
@@ -205,7 +205,7 @@ does the password of a login that somebody wrote by hand:
   </p:list>
   $ against tls 'no <xml\r\n\r\n' --pretty c
   no <xml
-  orvane-client: the answer is no well-formed XML: REASON
+  orvane-client: the answer is not well-formed XML: REASON
   [5]
   $ printf '<loginClient><p:password\n>geheim' | against tls '\x1b[2J\xff\r\n\r\n' --trace --file -
   |> <loginClient><p:password\n

@@ -21,7 +21,7 @@ forced() { orvane --force "$@"; }
 refused() {
     local line
     while read -r line; do
-        (eval "$line" 2>&1; echo "status $?") | sed 's/^orvane-client: //; s/ (--help tells more)$//; /^status 1$/d'
+        (eval "$line" 2>&1; echo "status $?") | sed 's/^orvane-client: //; s/ (see --help)$//; /^status 1$/d'
     done
 }
 
@@ -71,9 +71,9 @@ sys.exit(subprocess.run(sys.argv[1:], stdout=output).returncode)' "$@"
 hide() {
     sed "/^[<>] .*end-of-query-[1-9]/,+1d # of a host that does not answer at once
         s/$fingerprint/FINGERPRINT/; s/\(127\.0\.0\.1:\)[0-9]*/\1PORT/; s/ within [0-9.]* s/ within TIME/
-        s/\(no TLS with [^ ]*:\) [^(]*[^( ]/\1 REASON/; s/refused: The .* (if/refused: REASON (if/
+        s/\(no TLS connection to [^ ]*:\) [^(]*[^( ]/\1 REASON/; s/refused: The .* (if/refused: REASON (if/
         s/ *[0-9]\+ ms /  TIME /; s/[0-9.]\+ ms/TIME/g; s/valid until [-0-9]*/valid until DATE/
-        /it is empty$/!s/\(no well-formed XML:\) .*/\1 REASON/
+        /it is empty$/!s/\(not well-formed XML:\) .*/\1 REASON/
         s/^[<>] \|^$/|&/" # a line that is empty, or that cram would take for more of the command
 }
 

@@ -121,7 +121,7 @@ class Terminal(unittest.TestCase):
                 if document:
                     self.host_gets(document)
                 else:
-                    self.shows('"s" is no parameter')
+                    self.shows('invalid parameter "s"')
 
     def test_tabulator_twice_lists_what_fits(self):
         for keys, fitting in [
@@ -162,7 +162,7 @@ class Terminal(unittest.TestCase):
                 self.start()
                 self.type("updateRecorderContents\r")
                 self.host_gets("<updateRecorderContents></updateRecorderContents>")
-                self.shows("when the refresh has ended, updateRecorderContentsFinished is shown")
+                self.shows("updateRecorderContentsFinished is shown when the refresh has finished")
                 self.shows(PROMPT)
                 self.type("setPreset presetname=" + preset)
                 self.shows("-end")
@@ -203,7 +203,7 @@ class Terminal(unittest.TestCase):
         self.type("getPertinentInfo\r")
         self.host_gets("<getPertinentInfo></getPertinentInfo>")
         self.type(CTRL_C)
-        self.shows("given up")
+        self.shows("interrupted")
         self.shows(PROMPT)
         self.enter("B")  # on a new connection
         self.host_gets("<setPreset><presetname>B</presetname></setPreset>")
@@ -289,7 +289,7 @@ class Terminal(unittest.TestCase):
             port = other.getsockname()[1]
         self.start("--retry", until="trying again", port=port)
         self.type(CTRL_C)
-        self.shows("orvane-client: given up\r\n")
+        self.shows("orvane-client: interrupted\r\n")
         self.ends(4)
         self.start("--retry", "getPresetsList", until="trying again", port=port)
         self.listener = socket.create_server(("127.0.0.1", port))
@@ -329,7 +329,7 @@ class Terminal(unittest.TestCase):
                     self.shows(text)
 
     def test_password_is_not_shown(self):
-        self.start("--user", "operator", until="Password of operator: ")
+        self.start("--user", "operator", until="Password for operator: ")
         self.type("secret\r")
         self.shows(PROMPT)
         self.assertNotIn("secret", self.client.before)

@@ -47,7 +47,7 @@ Step rejected(const QString& command, const QString& reason, const QString& mean
 Step accepted(const QString& command, const QString& content = u"<commandname>%1</commandname>"_s)
 {
     return {command, message(u"commandAccepted"_s, content.arg(command.section(u' ', 0, 0))),
-        u"look whether the display shows it"_s};
+        u"check that the display shows it"_s};
 }
 
 QList<Step> allSteps()
@@ -55,10 +55,10 @@ QList<Step> allSteps()
     const QString split = u"<command>%1</command><splitid>(-?\\d+)</splitid><commandtag>check</commandtag>"_s;
     const Step refused = rejected(u"updateRecorderContents"_s, u".*"_s, {});
     return {rejected(u"no-such-command"_s, OrvaneInterface::UnknownCommand,
-                u"the login is valid, and unknown commands are told"_s),
-        rejected(u"showTrack"_s, OrvaneInterface::NoTrack, u"without a track the host is not asked"_s),
+                u"the login is valid, and unknown commands are rejected"_s),
+        rejected(u"showTrack"_s, OrvaneInterface::NoTrack, u"without a track the host is not called"_s),
         {u"getPresetsList"_s, message(PresetsList)}, {u"getRecorderList"_s, message(RecorderList)},
-        {u"getPertinentInfo about=orvane-client"_s, u".*"_s, u"an answer of the host's own"_s},
+        {u"getPertinentInfo about=orvane-client"_s, u".*"_s, u"the host's own answer"_s},
         accepted(u"showLive recorder=? camera=1 commandtag=check"_s, split),
         accepted(u"showTrack recorder=? track=? camera=1 commandtag=check"_s, split),
         accepted(u"showLiveAtSubsplit splitid=0 subsplit=0 camera=1"_s),
@@ -86,15 +86,15 @@ public:
         for (qsizetype i = 0; i < steps.size(); ++i) {
             if (i >= HarmlessSteps && !host.settings.has("apply"))
                 tell(steps[i].command.section(u' ', 0, 0),
-                    {Skipped, u"not played"_s, u"changes the display: --apply"_s});
+                    {Skipped, u"not sent"_s, u"changes the display; use --apply"_s});
             else if (!play(steps[i]))
                 return ExitStatus::NotAsItShouldBe;
         }
         const bool isAllRight = !verdicts.contains(Wrong);
         if (console.format() != ReplyFormat::Json)
-            console.text(!isAllRight              ? u"Something is not as it should be.\n"_s
-                    : verdicts.contains(Doubtful) ? u"All is as the protocol has it, but look at what is doubtful.\n"_s
-                                                  : u"All is as the protocol has it.\n"_s);
+            console.text(!isAllRight              ? u"Some results are wrong.\n"_s
+                    : verdicts.contains(Doubtful) ? u"No results are wrong, but look at the doubtful ones.\n"_s
+                                                  : u"All results are right.\n"_s);
         return isAllRight ? ExitStatus::Success : ExitStatus::NotAsItShouldBe;
     }
 
@@ -109,14 +109,14 @@ private:
         const QDateTime expiry = certificate.expiryDate().toUTC();
         Finding finding {Ok, certificate.subjectDisplayName(), u"valid until "_s + expiry.toString(u"yyyy-MM-dd"_s)};
         if (now < certificate.effectiveDate() || now > expiry)
-            finding = {Wrong, finding.what, finding.meaning + u": clients that look refuse it"_s};
+            finding = {Wrong, finding.what, finding.meaning + u": clients that check the date refuse it"_s};
         else if (now.daysTo(expiry) < soon)
             finding = {Doubtful, finding.what, finding.meaning + u": renew it"_s};
         tell(u"certificate"_s, finding);
         const bool isServed = attempt([&] { stranger.logIn(); }).status == ExitStatus::Success;
         tell(u"without a login"_s,
-            isServed ? Finding {Wrong, u"an answer"_s, u"everybody is let in"_s}
-                     : Finding {Ok, u"no answer"_s, u"strangers are not served"_s});
+            isServed ? Finding {Wrong, u"an answer"_s, u"clients are served without a login"_s}
+                     : Finding {Ok, u"no answer"_s, u"clients are not served without a login"_s});
     }
 
     /// \return whether the check can go on
@@ -136,7 +136,7 @@ private:
             throw Outcome(outcome);
         Finding finding = findingOf(step, outcome);
         if (finding.verdict == Ok && hasAnswer && !request.awaitsNotice && host.millisecondsToAnswer() > longest)
-            finding = {Doubtful, finding.what, u"slow: all clients wait for it; start the work and return"_s};
+            finding = {Doubtful, finding.what, u"slow: all clients wait for it; start the work and return at once"_s};
         tell(request.command, finding, host.millisecondsToAnswer());
         return outcome.status != ExitStatus::NotLoggedIn;
     }
@@ -166,46 +166,46 @@ private:
         if (outcome.status == ExitStatus::NotLoggedIn)
             return {Wrong, u"no answer"_s, outcome.problem};
         if (replies.size() > 1)
-            return {Wrong, u"%1 answers"_s.arg(replies.size()), u"each command has one"_s};
+            return {Wrong, u"%1 answers"_s.arg(replies.size()), u"each command has exactly one"_s};
         if (outcome.status == ExitStatus::NoAnswer && isRefresh)
             return {Doubtful, u"not finished"_s,
-                u"call handleUpdateAllTreeDevicesFinished() when it has (or give it more --timeout)"_s};
+                u"call handleUpdateAllTreeDevicesFinished() when it has (or use a longer --timeout)"_s};
         if (outcome.status == ExitStatus::NoAnswer && step.answer == ".*"_L1)
-            return {Ok, u"no answer"_s, u"a host may keep silent"_s};
+            return {Ok, u"no answer"_s, u"a host need not answer"_s};
         if (replies.isEmpty())
-            return {Wrong, u"not the answer"_s, outcome.problem};
+            return {Wrong, u"no answer"_s, outcome.problem};
         const Reply& answer = replies.first();
         if (answer.kind == Reply::Kind::NotXml || answer.isTextList)
-            return {Wrong, u"no well-formed XML"_s,
-                answer.reason + u": keep \", & and < out of names, and escape your answers"_s};
+            return {Wrong, u"not well-formed XML"_s,
+                answer.reason + u": do not use \", & or < in names, and escape your answers"_s};
         const QRegularExpression pattern(u"(?s)^(?:%1)\\z"_s.arg(step.answer));
         const QRegularExpressionMatch match = pattern.match(QString::fromUtf8(answer.raw));
         const int split = match.captured(1).toInt();
         if (!match.hasMatch())
-            return {Wrong, u"not the answer"_s,
-                outcome.problem.isEmpty() ? u"not byte for byte what the protocol has: "_s + textOfBytes(answer.raw)
+            return {Wrong, u"wrong answer"_s,
+                outcome.problem.isEmpty() ? u"not byte for byte as in the protocol: "_s + textOfBytes(answer.raw)
                                           : outcome.problem};
         if (answer.root == PresetsList || answer.root == RecorderList)
             return listFinding(host.names().value(answer.root == PresetsList ? u"presetname"_s : u"recorder"_s));
         if (split < 0)
             return {Doubtful, u"accepted, split %1"_s.arg(split),
-                u"leave the split that you use in splitId, or clients cannot name it"_s};
+                u"set splitId to the split that you use, or clients cannot refer to it"_s};
         if (match.hasCaptured(1))
             return {Ok, u"accepted, split %1"_s.arg(split), step.meaning};
         static const QMap<QString, QString> words = {{u"commandAccepted"_s, u"accepted"_s},
             {u"commandRejected"_s, u"rejected"_s}, {RefreshFinishedNotice, u"finished"_s}};
         const bool isRefused = answer.kind == Reply::Kind::Rejected && step.meaning.isEmpty();
         return {Ok, words.value(answer.root, u'<' + answer.root + u'>'),
-            isRefused ? u"a refresh is running already, or none can be started"_s : step.meaning};
+            isRefused ? u"a refresh is already running, or cannot be started"_s : step.meaning};
     }
 
     static Finding listFinding(const QStringList& given)
     {
         const QString what = given.size() == 1 ? u"1 name"_s : u"%1 names"_s.arg(given.size());
         if (given.isEmpty())
-            return {Doubtful, what, u"there is nothing that clients could choose"_s};
+            return {Doubtful, what, u"clients have nothing to choose from"_s};
         if (given.contains(QString()))
-            return {Doubtful, what, u"one has no name: no client can ask for it"_s};
+            return {Doubtful, what, u"one is empty: clients cannot ask for it"_s};
         return {Ok, what, given.first()};
     }
 

@@ -17,7 +17,7 @@ namespace {
 // Help on the protocol's commands. Completion and the checks also read this text.
 const QString HelpOnAll = uR"(loginClient             log in with another account
     username=text password=text
-updateRecorderContents  refresh the recorder list; answered by a notice when it is done
+updateRecorderContents  refresh the recorder list; a notice follows when it has finished
 getRecorderList         list the recorders with their tracks
 getPresetsList          list the presets
 showLive                show the live picture of a camera in a split
@@ -26,14 +26,14 @@ showTrack               play back a recorded track in a split
     recorder=text trackid=number track=text splitid=number camera=number time=long limitstart=long limitend=long alarm=number commandtag=text
 setPreset               apply a preset
     presetname=text
-setSplitMode            change how a window is divided into splits; takes other keys as well
+setSplitMode            change how a window is divided into splits; takes other keys, too
     splitmode=decimal windowid=number
 setDetailViews          show exactly these detail views inside a split
     splitid=number
     subsplit:id=decimal,objectid=long,ltx=float,lty=float,rbx=float,rby=float
 showLiveAtSubsplit      show the live picture of a camera in a sub-split
     splitid=number subsplit=number camera=number
-getPertinentInfo        ask the host a question of its own; takes any keys
+getPertinentInfo        ask a host-specific question; takes any keys
 )"_s;
 
 // What precedes a name in that text.
@@ -106,7 +106,7 @@ bool isValue(const QString& text, const QString& kind)
 
 [[noreturn]] void refuseUnforced(const QString& fault)
 {
-    refuse(fault + u" (--force sends it all the same)"_s);
+    refuse(fault + u" (use --force to send it anyway)"_s);
 }
 
 /// \a what: what the key should be; null if unknown keys are allowed.
@@ -114,9 +114,9 @@ void checkValue(const QString& word, const QString& kind, const QString& what)
 {
     const QString value = word.section(u'=', 1);
     if (kind.isEmpty() && !what.isNull())
-        refuseUnforced(u"\"%1\" is no %2"_s.arg(keyOf(word), what));
+        refuseUnforced(u"\"%1\" is not a %2"_s.arg(keyOf(word), what));
     if (!isValue(value, kind))
-        refuseUnforced(u"\"%1\" is no number for \"%2\""_s.arg(value, keyOf(word)));
+        refuseUnforced(u"invalid number \"%1\" for %2"_s.arg(value, keyOf(word)));
 }
 
 void checkCommand(const QStringList& words)
@@ -125,16 +125,16 @@ void checkCommand(const QStringList& words)
     const QString lines = knownLines(name);
     const bool takesOthers = name == "setSplitMode"_L1 || name == "getPertinentInfo"_L1;
     if (lines.isEmpty())
-        refuseUnforced(u"the protocol has no command \"%1\""_s.arg(name));
+        refuseUnforced(u"unknown command \"%1\""_s.arg(name));
     for (const QString& word : words.mid(1)) {
         const QString kind = kindOf(Key, keyOf(word), lines);
         if (!isGroup(word)) {
             checkValue(word, kind, takesOthers ? QString() : u"key of "_s + name);
             if (!kind.isEmpty() && words.filter(QRegularExpression(u"^%1="_s.arg(keyOf(word)))).size() > 1)
-                refuseUnforced(u"the key \"%1\" stands twice, and the host takes the first one"_s.arg(keyOf(word)));
+                refuseUnforced(u"duplicate key \"%1\": the host uses only the first"_s.arg(keyOf(word)));
         } else if (!takesOthers) {
             if (!word.startsWith(Group) || !lines.contains(Group))
-                refuseUnforced(u"\"%1\" is no group of %2"_s.arg(word.section(u':', 0, 0), name));
+                refuseUnforced(u"\"%1\" is not a group of %2"_s.arg(word.section(u':', 0, 0), name));
             for (const QString& field : groupParts(word.section(u':', 1)))
                 checkValue(field, kindOf(Field, keyOf(field), lines), u"field of a subsplit"_s);
         }
@@ -147,7 +147,7 @@ QString helpOn(const QString& command)
 {
     const QString known = knownLines(command);
     if (!command.isEmpty() && known.isEmpty())
-        refuse(u"the protocol has no command \"%1\""_s.arg(command));
+        refuse(u"unknown command \"%1\""_s.arg(command));
     return command.isEmpty() ? HelpOnAll : known;
 }
 
@@ -205,7 +205,7 @@ QString escapedXml(const QString& key, const QString& text, bool inAscii)
     if (text.contains(QChar::ReplacementCharacter)) // invalid UTF-8 was decoded to this
         refuse(u"the value of \"%1\" is not UTF-8"_s.arg(key));
     if (const QString found = impossible.match(text).captured(); !found.isEmpty())
-        refuse(u"the value of \"%1\" holds U+%2, which no XML document can hold"_s.arg(
+        refuse(u"the value of \"%1\" contains U+%2, which XML does not allow"_s.arg(
             key, QString::number(found[0].unicode(), 16).toUpper().rightJustified(4, u'0')));
     QString escaped;
     for (const uint character : text.toHtmlEscaped().toUcs4()) {
@@ -232,7 +232,7 @@ QString nameBefore(QChar mark, const QString& word, const QString& what)
 {
     QString name = word.section(mark, 0, 0);
     if (!isXmlName(name))
-        refuse(u"\"%1\" is no XML name and so no %2"_s.arg(name, what));
+        refuse(u"invalid %2 \"%1\": not an XML name"_s.arg(name, what));
     return name;
 }
 
@@ -242,10 +242,10 @@ QString groupElement(const QString& name, const QString& fields, bool inAscii)
     QString element = u'<' + name;
     for (const QString& field : groupParts(fields)) {
         if (!field.contains(u'='))
-            refuse(u"\"%1\" in the group \"%2\" is no field: write field=value"_s.arg(field, name));
+            refuse(u"invalid field \"%1\" in group \"%2\": write field=value"_s.arg(field, name));
         const QString key = nameBefore(u'=', field, u"field"_s);
         if (element.contains(u" %1=\""_s.arg(key)))
-            refuse(u"the field \"%1\" stands twice in one group \"%2\""_s.arg(key, name));
+            refuse(u"duplicate field \"%1\" in group \"%2\""_s.arg(key, name));
         element += u" %1=\"%2\""_s.arg(key, escapedXml(key, field.section(u'=', 1), inAscii));
     }
     return element + "/>"_L1;
@@ -269,14 +269,14 @@ CommandRequest::CommandRequest(QString name, QByteArray text)
 QString CommandRequest::answerDescription() const
 {
     if (awaitsNotice)
-        return u"%1 after %2"_s.arg(answerRoot, command.isEmpty() ? u"it"_s : command);
+        return u"%1 after %2"_s.arg(answerRoot, command.isEmpty() ? u"the document"_s : command);
     return command.isEmpty() ? u"answer"_s : u"answer to %1"_s.arg(command);
 }
 
 CommandRequest requestFromWords(const QStringList& words, bool inAscii)
 {
     if (words.isEmpty())
-        refuse(u"there is no command"_s);
+        refuse(u"the command is missing"_s);
     const QString command = nameBefore(u'\0', words.first(), u"command"_s);
     QString text;
     for (const QString& word : words.mid(1)) {
@@ -289,7 +289,7 @@ CommandRequest requestFromWords(const QStringList& words, bool inAscii)
             continue;
         }
         if (!word.contains(u'='))
-            refuse(u"\"%1\" is no parameter: write key=value"_s.arg(word));
+            refuse(u"invalid parameter \"%1\": write key=value"_s.arg(word));
         const QString key = nameBefore(u'=', word, u"key"_s);
         text += u"<%1>%2</%1>"_s.arg(key, escapedXml(key, word.section(u'=', 1), inAscii));
     }
@@ -315,8 +315,8 @@ CommandRequest requestFromDocument(const QByteArray& document, const QString& fi
     if (trimmed.isEmpty())
         refuse(u"cannot send \"%1\": the document is empty"_s.arg(fileName));
     if (trimmed.contains(OrvaneInterface::MessageTerminator.data()))
-        refuse(u"cannot send \"%1\": the document holds an empty line (CR LF CR LF), where a host would cut it in two"_s
-                   .arg(fileName));
+        refuse(u"cannot send \"%1\": the document contains an empty line (CR LF CR LF), which would split it"_s.arg(
+            fileName));
     QXmlStreamReader reader(trimmed);
     reader.readNextStartElement();
     return {reader.name().toString(), trimmed};

@@ -116,9 +116,11 @@ Outcome Host::connectionFailure() const
 {
     const bool isInTime = socket.state() == QAbstractSocket::UnconnectedState;
     const bool isFull = isReached && isInTime && socket.error() == QAbstractSocket::RemoteHostClosedError;
-    const QString what = isReached ? u"no TLS with"_s : isInTime ? u"cannot connect to"_s : u"no connection to"_s;
+    const QString what = isReached ? u"no TLS connection to"_s
+        : isInTime                 ? u"cannot connect to"_s
+                                   : u"no connection to"_s;
     const QString why = isInTime ? u": "_s + socket.errorString().simplified() : u" within "_s + durationText(timeout);
-    const QString hint = isFull ? u" (as a host does that has all the clients it takes)"_s : QString();
+    const QString hint = isFull ? u" (the host may have reached its limit of clients)"_s : QString();
     return {ExitStatus::NoConnection, u"%1 %2%3%4"_s.arg(what, settings.address(), why, hint), true};
 }
 
@@ -160,8 +162,8 @@ void Host::logIn()
         failure.problem = u"no answer to the login within %1"_s.arg(durationText(timeout));
     else if (cutter.incompleteLength() == 0)
         failure = {ExitStatus::NotLoggedIn,
-            login ? u"not logged in: the host does not accept the account, and answers nothing"_s
-                  : u"not logged in: without a login a host answers nothing"_s};
+            login ? u"not logged in: the host did not accept the account (it sent no answer)"_s
+                  : u"not logged in: a host sends no answer before a login"_s};
     reset();
     throw Outcome(failure);
 }
@@ -204,13 +206,13 @@ Outcome Host::giveUp(const CommandRequest& request, std::chrono::milliseconds li
 {
     const bool hasPassed = fencesPassed == fencesSent;
     const QString what = request.answerDescription();
-    QString problem = hasPassed && !request.awaitsNotice ? u"the host gives no %1"_s.arg(what)
+    QString problem = hasPassed && !request.awaitsNotice ? u"the host sent no %1"_s.arg(what)
                                                          : u"no %1 within %2"_s.arg(what, durationText(limit));
     if (!hasPassed)
         reset(); // otherwise a late answer would be taken for that of the next command
     else if (request.answerRoot == RefreshFinishedNotice)
-        problem = request.awaitsNotice ? problem + u"; the refresh goes on (give it more --timeout)"_s
-                                       : u"when the refresh has ended, %1 is shown"_s.arg(request.answerRoot);
+        problem = request.awaitsNotice ? problem + u"; the refresh is still running (use a longer --timeout)"_s
+                                       : u"%1 is shown when the refresh has finished"_s.arg(request.answerRoot);
     return {ExitStatus::NoAnswer, problem};
 }
 
@@ -290,7 +292,7 @@ Outcome Host::endOfConnection() const
 {
     const qsizetype length = cutter.incompleteLength();
     if (length > LongestMessage)
-        return {ExitStatus::BadAnswer, u"the answer has no end: given up after %1 bytes"_s.arg(length)};
+        return {ExitStatus::BadAnswer, u"the answer does not end: given up after %1 bytes"_s.arg(length)};
     const QString what = awaited ? u", no "_s + awaited->answerDescription() : QString();
     const QString middle = u" in the middle of a message, after %1 bytes"_s.arg(length);
     return {ExitStatus::NoAnswer, u"%1 closed the connection%2"_s.arg(settings.address(), length > 0 ? middle : what)};

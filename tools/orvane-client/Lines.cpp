@@ -204,7 +204,7 @@ QStringList wordsOfLine(const QByteArray& line)
     int count = 0;
     const char** words = nullptr;
     if (!tokenizer || tok_str(tokenizer.get(), line.constData(), &count, &words) != 0)
-        refuse(u"a quote or a backslash at the end of the line is left open"_s);
+        refuse(u"unclosed quote, or backslash at the end of the line"_s);
     QStringList texts;
     for (int i = 0; i < count; ++i)
         texts.append(QString::fromUtf8(words[i]));
@@ -272,7 +272,7 @@ private:
         const int signal = std::exchange(caughtSignal, 0);
         if (outcome.status == ExitStatus::Success || prompt) {
             if (outcome.status != ExitStatus::Success)
-                host.console.problem(signal != 0 ? u"given up: the connection is closed"_s : outcome.problem);
+                host.console.problem(signal != 0 ? u"interrupted: the connection is closed"_s : outcome.problem);
             return signal == 0 || signal == SIGINT;
         }
         host.console.problem(u"line %1: %2"_s.arg(number).arg(outcome.problem));

@@ -57,7 +57,7 @@ Reply::Reply(const QByteArray& message)
 {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString document = decoder(message);
-    reason = u"it is no UTF-8"_s;
+    reason = u"it is not UTF-8"_s;
     if (decoder.hasError())
         return;
     read(document);
@@ -195,7 +195,7 @@ std::optional<Outcome> judge(const Reply& reply, const CommandRequest& request)
     if (reply.kind == Kind::NotXml || reply.kind == Kind::TooMuch)
         return Outcome {ExitStatus::BadAnswer,
             u"the answer is %1: %2"_s.arg(
-                reply.kind == Kind::NotXml ? u"no well-formed XML"_s : u"too much to be read"_s, reply.reason)};
+                reply.kind == Kind::NotXml ? u"not well-formed XML"_s : u"too expensive to read"_s, reply.reason)};
     if (reply.kind != Kind::Other && !request.command.isEmpty() && reply.command != request.command)
         return std::nullopt;
     if (reply.kind == Kind::Rejected)

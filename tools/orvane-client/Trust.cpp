@@ -53,7 +53,7 @@ QString readFingerprint(const QString& text)
 {
     const QByteArray digest = QByteArray::fromHex(text.mid(text.indexOf(u'=') + 1).toLatin1());
     if (digest.size() != QCryptographicHash::hashLength(QCryptographicHash::Sha256))
-        refuse(u"\"%1\" is no SHA-256 fingerprint: it takes 64 hexadecimal digits"_s.arg(text));
+        refuse(u"invalid SHA-256 fingerprint \"%1\": it needs 64 hexadecimal digits"_s.arg(text));
     return textOf(digest);
 }
 
@@ -64,7 +64,7 @@ QList<QSslCertificate> readAuthorities(const QString& fileName)
         refuse(u"cannot read certificates from \"%1\": %2"_s.arg(fileName, file.errorString()));
     QList<QSslCertificate> certificates = QSslCertificate::fromDevice(&file, QSsl::Pem);
     if (certificates.isEmpty())
-        refuse(u"\"%1\" holds no PEM certificate"_s.arg(fileName));
+        refuse(u"\"%1\" contains no PEM certificate"_s.arg(fileName));
     return certificates;
 }
 
@@ -79,7 +79,7 @@ void forget(const Settings& settings)
 {
     QSettings hosts = knownHosts();
     if (!hosts.contains(keyOf(settings)))
-        refuse(u"%1 is no known host"_s.arg(settings.address()));
+        refuse(u"%1 is not a known host"_s.arg(settings.address()));
     hosts.remove(keyOf(settings));
     if (!isSaved(hosts))
         refuse(u"cannot write \"%1\""_s.arg(hosts.fileName()));
@@ -117,11 +117,11 @@ QString Trust::judge(const QSslCertificate& certificate, const QList<QSslError>&
     if (!fingerprint.isEmpty())
         reason = u"its fingerprint is %1, not the one given"_s.arg(shown);
     else if (!known.isEmpty())
-        reason = u"IT HAS CHANGED, somebody may be in between: its fingerprint is %1, and was %2 at first use "
-                 "(only if the host was given a new certificate: orvane-client --forget %3)"_s.arg(
+        reason = u"IT HAS CHANGED, someone may be intercepting the connection: its fingerprint is %1, but was %2 at "
+                 "first use (only if the host has a new certificate: orvane-client --forget %3)"_s.arg(
                      shown, known, settings.address());
     else if (!isNew && !errors.isEmpty())
-        reason = u"%1 (if this is the host that you mean, trust it with --fingerprint %2)"_s.arg(textOf(errors), shown);
+        reason = u"%1 (if this is the right host, trust it with --fingerprint %2)"_s.arg(textOf(errors), shown);
     if (isNew)
         hosts.setValue(keyOf(settings), shown);
     if (isNew && !isSaved(hosts))
@@ -129,8 +129,7 @@ QString Trust::judge(const QSslCertificate& certificate, const QList<QSslError>&
     if (!reason.isEmpty())
         throw Outcome {
             ExitStatus::NoConnection, u"the certificate of %1 is refused: %2"_s.arg(settings.address(), reason)};
-    return isNew ? u"%1 is trusted from now on with the certificate %2"_s.arg(settings.address().toLower(), shown)
-                 : QString();
+    return isNew ? u"%1 is now trusted with the certificate %2"_s.arg(settings.address().toLower(), shown) : QString();
 }
 
 } // namespace OrvaneClient

@@ -62,10 +62,10 @@ QString passwordOf(const QString& user, const Settings& settings)
     if (qEnvironmentVariableIsSet("ORVANE_PASSWORD"))
         return qEnvironmentVariable("ORVANE_PASSWORD");
     std::array<char, longest> typed = {};
-    const QByteArray question = u"Password of %1: "_s.arg(user).toUtf8();
+    const QByteArray question = u"Password for %1: "_s.arg(user).toUtf8();
     if (!readpassphrase(question.constData(), typed.data(), typed.size(), RPP_REQUIRE_TTY))
-        refuse(u"no password for \"%1\": set ORVANE_PASSWORD, name a --password-file, or give it at a terminal"_s.arg(
-            user));
+        refuse(
+            u"no password for \"%1\": set ORVANE_PASSWORD, use --password-file, or enter it at a terminal"_s.arg(user));
     return QString::fromUtf8(typed.data());
 }
 
@@ -205,9 +205,9 @@ int main(int argc, char** argv)
     try {
         return static_cast<int>(run(Settings(QCoreApplication::arguments().mid(1)), console));
     } catch (const Outcome& outcome) {
-        const QString problem = caughtSignal != 0 ? u"given up"_s : outcome.problem; // it did not time out
+        const QString problem = caughtSignal != 0 ? u"interrupted"_s : outcome.problem; // it did not time out
         if (!outcome.problem.isEmpty())
-            console.problem(outcome.status == ExitStatus::UsageError ? problem + u" (--help tells more)"_s : problem);
+            console.problem(outcome.status == ExitStatus::UsageError ? problem + u" (see --help)"_s : problem);
         return static_cast<int>(outcome.status);
     }
 }
