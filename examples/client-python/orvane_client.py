@@ -9,7 +9,7 @@ The password comes from the environment, never from the command line:
     orvane_client.py --user operator --pin 5f:0c:...:e2 '<showLive><camera>3</camera></showLive>'
 
 --ca trusts the certificates in a PEM file and checks the host's name; a self-signed certificate is its own authority.
---pin trusts the one certificate with this SHA-256 fingerprint, whatever name it bears; to see it:
+--pin trusts only the certificate with this SHA-256 fingerprint, whatever its name; to see the fingerprint:
     openssl x509 -in hxcert.pem -noout -fingerprint -sha256
 
 Exit status: 0 reply received, 1 command rejected, 2 wrong usage, 3 no connection, 4 no reply in time.
@@ -47,7 +47,7 @@ def send(connection, document):
 
 
 def receive(connection, timeout):
-    deadline = time.monotonic() + timeout  # also of a host that sends a little again and again
+    deadline = time.monotonic() + timeout  # also for a host that sends a few bytes again and again
     received = bytearray()
     searched = 0
     while (end := received.find(END, searched)) < 0:
@@ -57,13 +57,13 @@ def receive(connection, timeout):
         if not part:
             raise ConnectionError("the host closed the connection")
         if time.monotonic() > deadline:
-            raise TimeoutError("it has no end in time")
+            raise TimeoutError("it did not end in time")
         received += part
     return received[:end].decode(errors="replace")
 
 
 def shown(reply):
-    """What a terminal would obey is made visible; elsewhere a reply goes as it came."""
+    """On a terminal, make unprintable characters visible; elsewhere leave the reply as it is."""
     if not sys.stdout.isatty():
         return reply
     return "".join(c if c.isprintable() or c in "\n\t" else ascii(c)[1:-1] for c in reply)

@@ -4,7 +4,7 @@
 
 #include <QTreeWidget>
 
-/// Who is connected, a line for each client.
+/// The connected clients, one per line.
 class ClientList final : public QTreeWidget {
 public:
     ClientList();

@@ -16,10 +16,10 @@
 namespace {
 
 constexpr unsigned long RefreshMilliseconds = 500;
-constexpr int RenewalMilliseconds = 200; // in which both files are there
+constexpr int RenewalMilliseconds = 200; // time to replace both files
 constexpr int Splits = 9;
 
-/// Null when there is no such key, or not with this pass phrase. Qt wants to be told of what kind it is.
+/// Null if there is no such key, or the pass phrase is wrong. Qt must be told the kind of key.
 QSslKey readKey(const QString& path, const QByteArray& passPhrase)
 {
     QFile file(path);
@@ -28,13 +28,13 @@ QSslKey readKey(const QString& path, const QByteArray& passPhrase)
     return key.isNull() ? QSslKey(pem, QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey, passPhrase) : key;
 }
 
-/// Clients that have pinned the certificate do not ask for its dates.
+/// Clients that pin the certificate ignore its dates.
 bool hasExpired(const QSslCertificate& certificate)
 {
     return !certificate.isNull() && certificate.expiryDate() < QDateTime::currentDateTimeUtc();
 }
 
-/// Takes its time, as asking recorders does. On another thread: it uses nothing of the host.
+/// Takes time, like asking real recorders. Runs on another thread, so it must not use the host.
 std::vector<HostInterface::RecorderEntry> readRecorders()
 {
     QThread::msleep(RefreshMilliseconds);
@@ -99,7 +99,7 @@ QSslConfiguration GuideHost::tlsFromFiles() const
     return tls;
 }
 
-/// Leaves those that have forward secrecy and do not use CBC.
+/// Keeps only ciphers with forward secrecy and without CBC.
 void GuideHost::narrowCiphers(QSslConfiguration& tls)
 {
     QList<QSslCipher> ciphers = tls.ciphers();
@@ -109,7 +109,7 @@ void GuideHost::narrowCiphers(QSslConfiguration& tls)
     tls.setCiphers(ciphers);
 }
 
-/// Where there is a file with those who issue them.
+/// Only if there is a file with their issuers.
 void GuideHost::askForClientCertificates(QSslConfiguration& tls) const
 {
     const QString issuers = tlsDirectory + QStringLiteral("/clients.pem");
@@ -123,10 +123,10 @@ void GuideHost::renewCertificate()
 {
     const QSslConfiguration renewed = tlsFromFiles();
     if (const QString error = HostServer::sslErrorString(renewed); !error.isEmpty()) {
-        qWarning() << "The old certificate stays:" << error;
+        qWarning() << "Keeping the old certificate:" << error;
         return;
     }
-    server->setSslConfiguration(renewed); // nobody is disconnected
+    server->setSslConfiguration(renewed); // clients stay connected
 }
 
 void GuideHost::observeClients()
@@ -172,7 +172,7 @@ void GuideHost::getPresetsList(std::vector<PresetEntry>& presets)
 void GuideHost::showLive(std::string recorder, int camera, bool alarm, int& splitId)
 {
     if (splitId < 0 || splitId >= Splits)
-        splitId = 0; // the client is told which split it was
+        splitId = 0; // the client is told which split is used
     qInfo() << "showLive" << QString::fromStdString(recorder) << camera << alarm << splitId << "for"
             << server->currentClient().accountName();
 }

@@ -14,8 +14,8 @@
 #include <memory>
 #include <vector>
 
-// Inside a class derived from it, OrvaneInterface is that base and no longer the namespace. So the server needs another
-// name there, and so does the base itself: moc repeats it inside the class, where it would name the constructor.
+// Inside a derived class, OrvaneInterface is the base class, not the namespace. So the server needs an alias there. The
+// base class needs one, too: moc repeats its name inside the class, where it would mean the constructor.
 using HostInterface = OrvaneInterface::OrvaneInterface;
 using HostServer = OrvaneInterface::OrvaneServer;
 using HostLimits = OrvaneInterface::OrvaneLimits;
@@ -26,11 +26,11 @@ class GuideHost final : public QObject, public HostInterface {
     Q_OBJECT
 
 public:
-    /// \a tlsDirectory: with the key, hxkey.pem, the certificate and those who issued it, hxcert.pem, and, if clients
-    /// are to have certificates, those who issue them, clients.pem.
+    /// \a tlsDirectory contains the key (hxkey.pem), the certificate and its issuers (hxcert.pem) and, if clients need
+    /// certificates, their issuers (clients.pem).
     explicit GuideHost(QString tlsDirectory, QObject* parent = nullptr);
 
-    /// Port 0: the default, 5679. False when no client can connect; the reason has been printed.
+    /// Port 0: the default, 5679. If no client can connect, prints the reason and returns false.
     bool startServer(quint16 serverPort);
 
     bool updateRecorderContents() override;
@@ -65,6 +65,6 @@ private:
     QTimer renewal;
     std::vector<RecorderEntry> recorders;
     bool isRefreshing = false;
-    QThreadPool refreshThreads {this}; // its end waits for them
+    QThreadPool refreshThreads {this}; // its destructor waits for them
     std::unique_ptr<HostServer> server;
 };

@@ -1,4 +1,4 @@
-// The host of docs/hosting.md, whose pieces of code all come from this directory, as does that of SECURITY.md.
+// The host of docs/hosting.md. All C++ in that document and in SECURITY.md comes from this directory.
 #include "GuideHost.h"
 
 #include <QCoreApplication>
@@ -20,7 +20,7 @@ namespace {
 QFile auditFile;
 QtMessageHandler defaultHandler = nullptr;
 
-/// Without a file the trail goes to the standard output, all else to the standard error.
+/// Without a file the trail goes to standard output; everything else goes to standard error.
 bool openAuditFile()
 {
     constexpr int standardOutput = 1;
@@ -31,7 +31,7 @@ bool openAuditFile()
     return auditFile.open(QIODevice::Append | QIODevice::Unbuffered, QFile::ReadOwner | QFile::WriteOwner);
 }
 
-/// Puts the time inside the line of the audit trail, which stays a JSON object.
+/// Adds the time inside each line of the audit trail, so that it stays a JSON object.
 void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
     if (qstrcmp(context.category, "orvane.audit") != 0)
@@ -41,7 +41,7 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
 }
 
 #ifdef Q_OS_LINUX
-/// SIGTERM and Ctrl-C end the event loop, and not the process. To be called before there is another thread.
+/// SIGTERM and Ctrl-C end the event loop instead of the process. Call it before there is another thread.
 void quitOnSignals(QCoreApplication& application)
 {
     sigset_t ending;

@@ -10,11 +10,11 @@ int main(int argc, char** argv)
 {
     const QApplication application(argc, argv);
     if (argc < 4) {
-        qCritical() << "Usage: guide-window PICTURE TLS-DIRECTORY PORT"; // a picture of the window, at each change
+        qCritical() << "Usage: guide-window PICTURE TLS-DIRECTORY PORT"; // PICTURE: a screenshot, saved at each change
         return EXIT_FAILURE;
     }
     const QString picture = QString::fromLocal8Bit(argv[1]);
-    ClientList list; // before the host, which tells it of its clients
+    ClientList list; // before the host, which updates it
     GuideHost host(QString::fromLocal8Bit(argv[2]));
     QObject::connect(&host, &GuideHost::clientsChanged, &list, [&list, picture](const QList<HostClient>& clients) {
         list.setClients(clients);

@@ -1,4 +1,4 @@
-// The smallest complete host: it prints what Orvane asks for, and has one recorder and one preset to offer.
+// A small complete host: it prints what Orvane asks for, and offers one recorder and one preset.
 #include <OrvaneInterface.h>
 #include <OrvaneServer.h>
 
@@ -69,7 +69,7 @@ public:
     }
 
 private:
-    /// Of a client that names none; it is told which split it was.
+    /// For a client that names no split; it is told which one is used.
     static void chooseSplit(int& splitId) { splitId = splitId < 0 ? 0 : splitId; }
 
     template <typename... Arguments> static void print(const char* operation, const Arguments&... arguments)
@@ -83,7 +83,7 @@ private:
 int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
-    // The account for third parties. A password belongs neither into the source nor into the process list.
+    // The account for third parties. A password belongs neither in the source nor in the process list.
     const QString user = qEnvironmentVariable("ORVANE_USER");
     const QString password = qEnvironmentVariable("ORVANE_PASSWORD");
     if (user.isEmpty() || password.isEmpty()) {

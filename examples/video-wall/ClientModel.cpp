@@ -10,7 +10,7 @@ using OrvaneInterface::OrvaneServer;
 
 namespace {
 
-/// In one line, whatever the name holds.
+/// On one line, whatever the name contains.
 QString accountText(const OrvaneClient& client)
 {
     return client.account() == OrvaneClient::Account::None ? u"Not logged in"_s : client.accountName().simplified();
@@ -27,7 +27,7 @@ void ClientModel::follow(OrvaneServer& newServer)
             setClients(newServer.clients());
     };
     newServer.setClientObserver(update, this);
-    connect(&newServer, &QObject::destroyed, this, [this] { setClients({}); }); // the observer is not told of this
+    connect(&newServer, &QObject::destroyed, this, [this] { setClients({}); }); // the observer does not learn of this
 }
 
 QString ClientModel::asker() const

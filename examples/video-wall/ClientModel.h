@@ -7,7 +7,7 @@
 #include <QPointer>
 #include <QString>
 
-/// The clients of a server, first come first, and which of them asks. Knows nothing of windows.
+/// The clients of a server in the order in which they connected, and which one is being served. Independent of windows.
 class ClientModel : public QAbstractListModel {
     Q_OBJECT
 
@@ -16,10 +16,10 @@ public:
 
     using QAbstractListModel::QAbstractListModel;
 
-    /// Lists the clients of \a newServer, until one of the two goes: they may do so in any order. Takes its observer.
+    /// Lists the clients of \a newServer until either is destroyed, in any order. Replaces the server's observer.
     void follow(OrvaneInterface::OrvaneServer& newServer);
 
-    /// The client whose command the host carries out; empty when it does not carry out any.
+    /// The client whose command the host is carrying out; empty if there is none.
     QString asker() const;
 
     int rowCount(const QModelIndex& parent = {}) const override;

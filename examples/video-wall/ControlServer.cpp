@@ -41,5 +41,5 @@ StartUpProblem startServing(OrvaneInterface::OrvaneServer& server, quint16 port)
     if (server.isListening())
         return {};
     return {u"Cannot listen on port %1: %2"_s.arg(port).arg(server.errorString()),
-        u"Close the program that uses the port, or start the wall with another one: --port NUMBER."_s};
+        u"Close the program that uses the port, or choose another port: --port NUMBER."_s};
 }

@@ -7,7 +7,7 @@
 /// The account for third parties. The password comes from the environment, never from the command line, which other
 /// users of the machine can read.
 struct ControlAccount {
-    /// \a user empty: ORVANE_USER, or else "operator". Without ORVANE_PASSWORD the password is made up for this run.
+    /// If \a user is empty: ORVANE_USER, else "operator". Without ORVANE_PASSWORD a password is made up for this run.
     explicit ControlAccount(const QString& user);
 
     QString user;
@@ -15,7 +15,7 @@ struct ControlAccount {
     bool passwordMadeUp = false;
 };
 
-/// Why Orvane could not be served, and what to do about it; both empty when it can.
+/// Why Orvane cannot be served, and the remedy; both empty if it can.
 struct StartUpProblem {
     QString problem;
     QString remedy;

@@ -20,7 +20,7 @@ struct Recorder {
     QString userName;
     QString password;
     int channels = 0;
-    QList<Track> tracks; ///< a track's id is its place, counted from 1
+    QList<Track> tracks; ///< a track's id is its position, counted from 1
 };
 
 /// The recorders that the wall can show. There is always at least one.
@@ -29,13 +29,13 @@ public:
     RecorderCatalogue();
 
     const QList<Recorder>& all() const { return recorders; }
-    /// The recorder with a name; null when there is none. Valid until the next addFound().
+    /// The recorder with this name; null if there is none. Valid until the next addFound().
     const Recorder* find(const QString& name) const;
-    /// What a client means that names no recorder (the first one) or no camera, -1 (the first one).
+    /// Fills in what a client has left out: the first recorder for an empty name, the first camera for -1.
     CameraSource completed(const CameraSource& source) const;
-    /// Why a camera has no picture; empty when it has one.
+    /// Why a camera has no picture; empty if it has one.
     QString faultOf(const CameraSource& source) const;
-    /// Adds what a refresh finds: a recorder the first time, a track each further time. Says what it was.
+    /// Adds what a refresh finds: a recorder the first time, then a track each time. \return a text that names it
     QString addFound();
 
 private:

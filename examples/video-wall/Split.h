@@ -15,24 +15,24 @@ struct CameraSource {
     bool operator==(const CameraSource&) const = default;
 };
 
-/// A recorded track that runs. All times are milliseconds since 1970, UTC.
+/// A recorded track being played. All times are milliseconds since 1970, UTC.
 struct Playback {
-    QString track; ///< as it is called on the tile
-    qint64 start = 0; ///< begin of the range
+    QString track; ///< its name on the tile
+    qint64 start = 0; ///< start of the range
     qint64 end = 0; ///< end of the range, where the playback stops
     bool limited = false; ///< whether the client gave the range; otherwise it is the track's own
     qint64 from = 0; ///< where the playback began
     qint64 startedAt = 0; ///< when it began
 
     qint64 positionAt(qint64 now) const { return std::clamp(from + std::max<qint64>(now - startedAt, 0), start, end); }
-    /// 0 at the begin of the range to 1 at its end.
+    /// From 0 at the start of the range to 1 at its end.
     double progressAt(qint64 now) const
     {
         return end <= start ? 1 : static_cast<double>(positionAt(now) - start) / static_cast<double>(end - start);
     }
 };
 
-/// A small picture inside a split, known by its sub-split id.
+/// A small picture inside a split, identified by its sub-split id.
 struct Inset {
     std::optional<QRectF> cutOut; ///< the part of the split's picture that it enlarges; the whole picture is 0..1
     qint64 objectId = 0; ///< the object of the split's picture that it follows, 0 for none

@@ -97,17 +97,17 @@ LayoutDocument::LayoutDocument(const QString& document)
             reader.skipCurrentElement();
     }
     while (!reader.atEnd())
-        reader.readNext(); // what stands after the root element may still spoil the document
+        reader.readNext(); // an error after the root element also counts
 
     if (reader.hasError())
         problem = u"Unreadable document, line %1: %2"_s.arg(reader.lineNumber()).arg(reader.errorString());
     else if (layoutName.isEmpty())
-        problem = u"The document names no layout"_s;
+        problem = u"The document contains no layout name"_s;
 }
 
 namespace {
 
-/// The named layout, which the wall is known to have.
+/// The layout with this name, which must exist.
 SplitLayout layoutNamed(const char* name)
 {
     return SplitLayout::named(QString::fromLatin1(name)).value();

@@ -12,20 +12,20 @@
 /**
  * How the wall is divided into splits: rectangles on a square grid, in the order of their split ids.
  *
- * The grid is as many rows as columns, so the splits of a 16:9 area are 16:9 themselves.
+ * The grid has as many rows as columns, so the splits of a 16:9 area are 16:9, too.
  */
 class SplitLayout {
 public:
-    /// The layout of a split mode: as many equal splits as the number says. None for a mode that the wall lacks.
+    /// The layout of a split mode, which is the number of its equal splits; nullopt for an unknown mode.
     static std::optional<SplitLayout> ofSplitMode(int splitMode);
-    /// The layout with a name, in any case of letters. None for a name that the wall lacks.
+    /// The layout with this name, ignoring case; nullopt for an unknown name.
     static std::optional<SplitLayout> named(const QString& name);
-    /// The names of all layouts, in the order to offer them.
+    /// The names of all layouts, in the order in which to offer them.
     static QStringList names();
 
     QString name() const { return layoutName; }
     int splitCount() const { return static_cast<int>(cells.size()); }
-    /// Where a split lies in \a area, with \a gap between neighbours.
+    /// The place of a split in \a area, with \a gap between neighbours.
     QRectF splitRect(int splitId, const QRectF& area, qreal gap) const;
 
 private:
@@ -41,21 +41,21 @@ private:
 /**
  * What a setSplitMode document says about the layout, in a child element "layoutname".
  *
- * The document is client text and may be anything; one that is not well formed has a problem, whatever it names.
+ * The document is client text and may be anything. If it is not well-formed, there is a problem, even if it has a name.
  */
 struct LayoutDocument {
     explicit LayoutDocument(const QString& document);
 
-    QString layoutName; ///< of no use when there is a problem
-    QString problem; ///< in words for people; empty when there is a name
+    QString layoutName; ///< invalid if there is a problem
+    QString problem; ///< human-readable; empty if there is a name
 };
 
-/// A stored view of the whole wall: a layout, and the live pictures in its splits in the order of the split ids.
+/// A stored view of the whole wall: a layout, and the live pictures of its splits in the order of their ids.
 struct Preset {
     QString name;
     SplitLayout layout;
     QList<CameraSource> sources;
 };
 
-/// The presets of the wall, in the order to offer them.
+/// The presets of the wall, in the order in which to offer them.
 QList<Preset> storedPresets();

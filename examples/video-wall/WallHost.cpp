@@ -13,7 +13,7 @@ namespace {
 
 /// A client may send any length; nothing on the wall has a longer name.
 constexpr qsizetype LongestName = 200;
-/// What the activity list shows of a document.
+/// The part of a document that the activity list shows.
 constexpr qsizetype LongestExcerpt = 160;
 
 QString name(const std::string& text)
@@ -70,7 +70,7 @@ QString rectText(const QRectF& rect)
     return u"(%1, %2) to (%3, %4)"_s.arg(rect.left()).arg(rect.top()).arg(rect.right()).arg(rect.bottom());
 }
 
-/// Keeps the corners as they are, also when they are reversed.
+/// Keeps the corners as they are, even if they are reversed.
 QRectF toQRectF(const OrvaneInterface::SubsplitRect& rect)
 {
     const auto point = [](float x, float y) { return QPointF(static_cast<qreal>(x), static_cast<qreal>(y)); };
@@ -180,7 +180,7 @@ void WallHost::setSplitMode(int splitMode)
     Q_EMIT displayCalled(u"setSplitMode"_s);
 }
 
-/// The wall has one window, so that every window id means it.
+/// The wall has one window; every window id means it.
 void WallHost::setSplitModeByName(int windowId, const std::string& commandDocument)
 {
     const QString document = QString::fromStdString(commandDocument);

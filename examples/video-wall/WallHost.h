@@ -7,14 +7,14 @@
 #include <QObject>
 #include <QString>
 
-/// Under another name, since in moc's code inside the class the last part of the full one would mean the constructor.
+/// An alias: moc repeats the name inside the class, where the last part of the full name would mean the constructor.
 using HostInterface = OrvaneInterface::OrvaneInterface;
 
 /**
- * The wall as the library sees it: turns each host call into one request to the WallState, and tells of it.
+ * The wall as the library sees it: turns each host call into one request to the WallState, and signals it.
  *
- * Times are milliseconds since 1970, UTC; a time of -1 is the begin of the track or of the limits, limits of 0 are
- * none. Rectangles are parts of the picture, which is 0 to 1 both ways. Cameras are numbered from 1, splits from 0.
+ * Times are milliseconds since 1970, UTC. A time of -1 is the start of the track or of the limits; a limit of 0 is not
+ * set. Rectangles are parts of the picture, 0 to 1 both ways. Cameras are numbered from 1, splits from 0.
  */
 class WallHost final : public QObject, public HostInterface {
     Q_OBJECT
@@ -39,7 +39,7 @@ public:
     bool getPertinentInfo(const std::string& commandDocument, std::string& answer) override;
 
 Q_SIGNALS:
-    /// A host call has come in and is about to be carried out; its arguments in words.
+    /// A host call has come in and is about to be carried out; its arguments in readable form.
     void called(const QString& command, const QString& arguments);
     /// A host call that may have changed the display has been carried out.
     void displayCalled(const QString& command);

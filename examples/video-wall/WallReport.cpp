@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Replaces what no XML document can hold, such as control characters; they can come in with client text.
+/// Replaces characters that XML does not allow, such as control characters: client text can contain them.
 QString xmlText(const QString& text)
 {
     QString result;

@@ -4,5 +4,5 @@
 
 class WallState;
 
-/// An XML document that says what each split of the wall shows at \a now (milliseconds since 1970, UTC).
+/// An XML document that describes what each split of the wall shows at \a now (milliseconds since 1970, UTC).
 QString wallReport(const WallState& state, qint64 now);

@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds RefreshDuration {1800};
 /// The end of the year 9999: later times have no readable form, and sums with them could overflow.
 constexpr qint64 LatestTime = 253'402'300'799'999;
 
-/// The part of a cut-out that lies in the picture, corners in order. Empty when there is none.
+/// The part of a cut-out that is inside the picture, corners in order; empty if there is none.
 QRectF insidePicture(const QRectF& cutOut)
 {
     const auto bounded = [](qreal value) { return std::isnan(value) ? 0 : std::clamp<qreal>(value, 0, 1); };
@@ -49,7 +49,7 @@ Playback playbackOf(const PlaybackRequest& request, const Track& track, qint64 n
     Playback playback;
     playback.track = trackLabel(request, &track);
     playback.limited = request.limitStart > 0 || request.limitEnd > 0;
-    // Without limits the range is the track, stretched to a start outside of it.
+    // Without limits the range is the track, extended to a start outside of it.
     playback.start = request.limitStart > 0 ? request.limitStart : time < 0 ? track.start : std::min(time, track.start);
     playback.end = request.limitEnd > 0 ? request.limitEnd : std::max(time, track.end);
     playback.start = std::min(playback.start, LatestTime);
@@ -101,7 +101,7 @@ int WallState::showPlayback(const PlaybackRequest& request, bool alarm, int want
     return splitId;
 }
 
-/// Puts a camera into a split. Views of the former picture go when it was another camera's.
+/// Shows a camera in a split. If the camera changes, removes the views of the old picture.
 void WallState::show(int splitId, const CameraSource& source, bool alarm)
 {
     Split& split = splits[splitId];
@@ -121,11 +121,11 @@ int WallState::chooseSplit(int wantedSplit)
         return wantedSplit;
     const int chosen = firstFreeOrOldest();
     Q_EMIT noted(wantedSplit == -1 ? u"Split %1 chosen"_s.arg(chosen)
-                                   : u"No split %1: split %2 chosen"_s.arg(wantedSplit).arg(chosen));
+                                   : u"No split %1; split %2 chosen"_s.arg(wantedSplit).arg(chosen));
     return chosen;
 }
 
-/// The first free split; on a full wall the one whose picture is the oldest, an alarm only when there is nothing else.
+/// The first free split; on a full wall the one with the oldest picture, an alarm only if all splits are alarms.
 int WallState::firstFreeOrOldest() const
 {
     const auto rank = [](const Split& split) {
@@ -162,7 +162,7 @@ void WallState::setDetailViews(int splitId, const QMap<int, Inset>& views)
         if (inset->cutOut)
             inset->cutOut = insidePicture(*inset->cutOut);
         if (inset->cutOut && inset->cutOut->isEmpty()) {
-            Q_EMIT noted(u"Detail view %1 lies outside the picture (0 to 1)"_s.arg(inset.key()));
+            Q_EMIT noted(u"Detail view %1 is outside the picture (0 to 1)"_s.arg(inset.key()));
             inset->cutOut.reset();
         }
         inset = inset->cutOut || inset->objectId != 0 ? std::next(inset) : insets.erase(inset);
@@ -191,7 +191,7 @@ void WallState::setSplitMode(int splitMode)
     if (const auto layout = SplitLayout::ofSplitMode(splitMode))
         setLayout(*layout);
     else
-        Q_EMIT noted(u"No split mode %1: there are 1, 4, 9 and 16"_s.arg(splitMode));
+        Q_EMIT noted(u"No split mode %1; use 1, 4, 9 or 16"_s.arg(splitMode));
 }
 
 void WallState::setLayoutByDocument(const QString& commandDocument)
@@ -204,7 +204,7 @@ void WallState::setLayoutByDocument(const QString& commandDocument)
     if (const auto layout = SplitLayout::named(document.layoutName))
         setLayout(*layout);
     else
-        Q_EMIT noted(u"No layout \"%1\": there are %2"_s.arg(document.layoutName, SplitLayout::names().join(u", "_s)));
+        Q_EMIT noted(u"No layout \"%1\"; use one of %2"_s.arg(document.layoutName, SplitLayout::names().join(u", "_s)));
 }
 
 void WallState::setLayout(const SplitLayout& layout)
@@ -217,7 +217,7 @@ void WallState::setLayout(const SplitLayout& layout)
 bool WallState::startRefresh()
 {
     if (isRefreshing()) {
-        Q_EMIT noted(u"Refused: a refresh is running"_s);
+        Q_EMIT noted(u"Rejected: a refresh is already running"_s);
         return false;
     }
     refreshRunning.start();

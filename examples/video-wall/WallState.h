@@ -18,16 +18,16 @@
 struct PlaybackRequest {
     CameraSource source;
     std::variant<QString, int> track; ///< by name or by id
-    qint64 time = -1; ///< where to start; negative: at the begin of the range
-    qint64 limitStart = 0; ///< begin of the range; 0 or less: that of the track
+    qint64 time = -1; ///< where to start; negative: at the start of the range
+    qint64 limitStart = 0; ///< start of the range; 0 or less: that of the track
     qint64 limitEnd = 0; ///< end of the range; 0 or less: that of the track
 };
 
 /**
- * What the wall shows, its recorders and its presets. Knows nothing of windows or of the network.
+ * What the wall shows, its recorders and its presets. Independent of windows and of the network.
  *
- * Splits are numbered from 0 in the order of the layout. A split keeps what it shows, its insets included, for as long
- * as the layout has it. Requests that make no sense to the wall change nothing but are noted.
+ * Splits are numbered from 0 in the order of the layout. A split keeps its picture and its insets for as long as the
+ * layout contains it. Requests that make no sense to the wall change nothing, but are noted.
  *
  * Lives on the thread of the host's event loop.
  */
@@ -42,13 +42,13 @@ public:
     const QList<Recorder>& recorders() const { return catalogue.all(); }
     const QList<Preset>& presets() const { return presetList; }
 
-    /// Shows a camera and returns the split that it is in: \a wantedSplit if there is one, else one that is chosen.
+    /// Shows a camera. \return its split: \a wantedSplit if that exists, otherwise one that is chosen
     int showLive(const CameraSource& source, bool alarm, int wantedSplit);
     /// As showLive(), for a recorded track.
     int showPlayback(const PlaybackRequest& request, bool alarm, int wantedSplit);
     /// Shows another camera of the split's recorder as an inset.
     void showLiveAtSubsplit(int splitId, int camera, int subsplitIndex);
-    /// Replaces all insets of a split. The corners of a cut-out may be reversed or lie outside the picture.
+    /// Replaces all insets of a split. The corners of a cut-out may be reversed or outside the picture.
     void setDetailViews(int splitId, const QMap<int, Inset>& views);
     void setPreset(const QString& name);
     void setSplitMode(int splitMode);
@@ -63,7 +63,7 @@ public:
 
 Q_SIGNALS:
     void changed();
-    /// Something that people should read: a request that could not be met, or what was chosen or found.
+    /// Text for the user: a request that could not be met, or what was chosen or found.
     void noted(const QString& text);
     void refreshFinished();
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-/// Smooth enough for a stand-in, and cheap: sixteen drawn pictures cost what sixteen videos do not.
+/// Smooth enough for simulated video, and cheap: sixteen drawn pictures cost more than sixteen videos.
 constexpr std::chrono::milliseconds FrameInterval {66};
 
 } // namespace

@@ -4,7 +4,7 @@
 
 class WallState;
 
-/// The splits, in the largest area of 16:9 that has room.
+/// The splits, in the largest 16:9 area that fits.
 class WallView : public QWidget {
     Q_OBJECT
 

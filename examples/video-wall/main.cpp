@@ -1,4 +1,4 @@
-// A host application as an integrator would write it: a wall of video pictures that Orvane drives.
+// A host application like one that a host developer would write: a wall of video pictures that Orvane drives.
 #include "Activity.h"
 #include "ClientModel.h"
 #include "ControlServer.h"
@@ -21,7 +21,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A wall that nobody can see is still driven, and photographed.
+/// Without a display the wall still works, and can write snapshots.
 void useOffscreenWithoutDisplay()
 {
     for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
@@ -55,7 +55,7 @@ void connectSnapshots(const WallHost& host, const WallState& state, SnapshotWrit
         [&writer] { writer.writeSoon(u"updateRecorderContentsFinished"_s); });
 }
 
-/// Something of everything, with the same host calls that Orvane would cause.
+/// Shows an example of everything, by the host calls that Orvane would cause.
 void showDemo(WallHost& host)
 {
     constexpr qint64 thursday1410 = 1'795'097'400'000; // 2026-11-19 14:10 UTC, in the track
@@ -107,7 +107,7 @@ int main(int argc, char** argv)
             return fail(failure);
         connectSnapshots(host, state, writer);
     }
-    // After the snapshots: the picture of one call is written before the next one is listed.
+    // After the snapshots, so that the picture of a call is written before the next call is listed.
     connectActivity(host, state, clients, activity);
 
     OrvaneInterface::OrvaneServer server(&host, options.port, account.user, account.password, nullptr);

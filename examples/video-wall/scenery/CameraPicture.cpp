@@ -19,7 +19,7 @@ constexpr int Movers = 3;
 constexpr int Colors = 4; // of each thing
 constexpr qreal FullTurn = 2 * M_PI;
 
-/// Draws an element of scenery.svg by its id, with what is at 0,0 in it at \a origin.
+/// Draws an element of scenery.svg by its id, with its point 0,0 at \a origin.
 void draw(QPainter& painter, const QString& element, const QPointF& origin = {}, qreal size = 1)
 {
     static QSvgRenderer scenery(u":/scenery.svg"_s);
@@ -33,12 +33,12 @@ void draw(QPainter& painter, const QString& element, const QPointF& origin = {},
 } // namespace
 
 CameraPicture::CameraPicture(const CameraSource& source, qint64 time)
-    // Names of recorders tend to be alike: the checksum spreads them.
+    // Names of recorders tend to be similar: the checksum spreads them.
     : seed(qChecksum(source.recorder.toUtf8()) + source.camera)
     , light((seed / 5) % 2 == 1 ? "-night"_L1 : "-day"_L1)
     , seconds(static_cast<qreal>(time) / 1000.0)
 {
-    // Every other camera looks at what the recorder is named after, the rest at this and that.
+    // Every other camera shows the scene that the recorder is named after, the others various scenes.
     static constexpr std::array scenes {"road"_L1, "harbour"_L1, "hall"_L1, "car-park"_L1};
     static const QStringList homes {u"North gate"_s, u"Harbour basin"_s, u"Main hall"_s, u"Car park"_s};
     const qsizetype home = source.camera % 2 != 0 ? homes.indexOf(source.recorder) : -1;
@@ -75,7 +75,7 @@ QRectF CameraPicture::objectRect(qint64 objectId) const
         share, share};
 }
 
-/// What is far away, at 0, is small and moves little; 1 is at the lower edge.
+/// A "way" of 0 is far away, where things are small and move little; 1 is at the lower edge.
 CameraPicture::Mover CameraPicture::mover(int index) const
 {
     if (scene == "harbour"_L1)

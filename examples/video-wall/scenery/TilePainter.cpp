@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qint64 AlarmPulseMilliseconds = 1000;
-/// More insets would hide the picture, and a client may ask for any number; the rest is only counted.
+/// More insets would hide the picture. A client may ask for any number; the others are only counted.
 constexpr qsizetype MostInsets = 6;
 constexpr int InsetRows = 3;
 constexpr QColor Shade {6, 9, 12, 180};
@@ -68,7 +68,7 @@ public:
     }
 
 private:
-    /// \a scale 1 is ordinary text.
+    /// \a scale 1 is normal text.
     QFont font(qreal scale, bool bold = false) const
     {
         QFont font(u"DejaVu Sans"_s);
@@ -77,7 +77,7 @@ private:
         return font;
     }
 
-    /// Below this a badge covers nothing.
+    /// A badge covers nothing below this.
     qreal badgeBottom() const { return tile.top() + margin + QFontMetricsF(font(1.35, true)).height() * 1.2; }
 
     /// Returns the width of the text.
@@ -139,7 +139,7 @@ private:
         }
     }
 
-    /// The right text whole, the left one in the room that it leaves.
+    /// Paints the right text whole, and the left one in the remaining room.
     void paintPair(const QRectF& line, const QString& left, const QFont& leftFont, const QColor& leftColor,
         const QString& right, qreal rightScale)
     {
@@ -162,7 +162,7 @@ private:
         QRectF line(tile.x() + margin, tile.bottom() - margin - height, tile.width() - 2 * margin, height);
         if (isRunning) {
             const Playback& playback = *split.playback;
-            // The time of day; with the date when the range leaves the day on which it begins.
+            // The time of day; with the date if the range is a day or longer.
             const bool isOneDay = playback.end - playback.start < 24LL * 60 * 60 * 1000;
             const QString format = isOneDay ? u"HH:mm:ss"_s : u"dd MMM HH:mm"_s;
             paintPair(line, timeText(playback.start, format), font(0.78), WallColors::Text.darker(115),
@@ -221,13 +221,13 @@ private:
             colorOf(inset), scale);
     }
 
-    /// Which part of the picture an inset is taken from, whole picture 0..1.
+    /// The part of the picture that an inset shows, whole picture 0..1.
     QRectF partOf(const Inset& inset) const
     {
         return inset.objectId != 0 ? picture->objectRect(inset.objectId) : *inset.cutOut;
     }
 
-    /// Shows on the picture itself what the inset is taken from.
+    /// Marks the part of the picture that an inset shows.
     void paintMark(int subsplitId, const Inset& inset)
     {
         if (inset.live)
@@ -254,9 +254,9 @@ private:
     QRectF tile;
     const Split& split;
     qint64 now;
-    qreal textSize; ///< pixels of ordinary text on this tile
+    qreal textSize; ///< pixels of normal text on this tile
     qreal margin;
-    std::optional<CameraPicture> picture; ///< of the split; none when it is free or has a fault
+    std::optional<CameraPicture> picture; ///< of the split; none if it is free or has a fault
 };
 
 } // namespace

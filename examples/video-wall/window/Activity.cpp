@@ -71,7 +71,7 @@ namespace {
 
 constexpr int Padding = 7;
 constexpr int Wrapped = Qt::AlignLeft | Qt::TextWordWrap;
-/// What wraps to more is cut off: a client may send any length.
+/// More lines are cut off: a client may send any length.
 constexpr int MostTextLines = 5;
 
 QRect textRect(const QRect& item, const QFont& font, const QString& text)

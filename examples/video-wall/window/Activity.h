@@ -18,9 +18,9 @@ public:
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
 
-    /// A host call, its arguments in words, and the client that has caused it; empty: none.
+    /// A host call, its arguments in readable form, and the client that caused it; empty: none.
     void addCall(const QString& command, const QString& arguments, const QString& asker);
-    /// What the wall has to say about it.
+    /// A note from the wall itself.
     void addNote(const QString& text);
 
 private:

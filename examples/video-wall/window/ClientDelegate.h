@@ -2,8 +2,7 @@
 
 #include <QStyledItemDelegate>
 
-/// Draws a client of the ClientModel in two lines: its account, since when it is connected; its address, encrypted or
-/// not.
+/// Draws a client of the ClientModel in two lines: account and time of connection, address and encryption.
 class ClientDelegate : public QStyledItemDelegate {
     Q_OBJECT
 

@@ -13,7 +13,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Cards grow no wider than this many of the line height.
+/// The maximum width of a card, in line heights.
 constexpr qreal WidestCard = 14;
 constexpr qreal Gap = 10;
 

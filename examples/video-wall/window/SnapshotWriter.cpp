@@ -36,7 +36,7 @@ QString SnapshotWriter::write(const QString& file)
 QString SnapshotWriter::setDirectory(const QString& path)
 {
     if (!QDir().mkpath(path))
-        return u"Cannot make the directory \"%1\""_s.arg(path);
+        return u"Cannot create the directory \"%1\""_s.arg(path);
     directory = path;
     return {};
 }

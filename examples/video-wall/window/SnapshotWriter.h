@@ -9,8 +9,8 @@ class QWidget;
 /**
  * Writes a window as PNG. A file is complete when it appears under its name.
  *
- * After a call the writer waits a moment, so that the caller is answered first; when the next call comes earlier, the
- * picture is written before that one changes the window. So every call has its own picture.
+ * After a call the writer waits a moment, so that the client gets its reply first. If the next call comes sooner, the
+ * picture is written before that call changes the window. So every call has its own picture.
  */
 class SnapshotWriter : public QObject {
     Q_OBJECT
@@ -19,15 +19,14 @@ public:
     /// \a window must outlive this object.
     explicit SnapshotWriter(QWidget& window, QObject* parent = nullptr);
 
-    /// Why the picture could not be written; empty when it was.
+    /// \return why the picture could not be written; empty on success
     QString write(const QString& file);
 
-    /// Numbered pictures go into this directory, which is made when there is none. Empty when all is well, else why
-    /// not.
+    /// Sets the directory for numbered pictures, and creates it if necessary. \return why it failed; empty on success
     QString setDirectory(const QString& path);
-    /// Shortly from now, under the next number and this name. Without a directory nothing happens.
+    /// Writes a picture soon, under the next number and this name. Does nothing without a directory.
     void writeSoon(const QString& name);
-    /// A picture that is still to be written, at once.
+    /// Writes a picture that is still pending, at once.
     void writePending();
 
 private:

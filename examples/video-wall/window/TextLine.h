@@ -7,13 +7,13 @@ class QColor;
 class QPainter;
 class QRectF;
 
-/// For what stands beside or below the main text; it stays readable.
+/// For text beside or below the main text; still readable.
 QFont smaller(QFont font);
-/// For the first line of an entry of a list.
+/// For the first line of a list entry.
 QFont headingOf(QFont font);
 
-/// One line of text, elided where it has no room.
+/// Paints one line of text, elided if it does not fit.
 void paintLine(QPainter& painter, const QRectF& line, const QString& text, const QFont& font, const QColor& color);
-/// The same at the right edge. \return the room that it leaves
+/// The same at the right edge. \return the remaining room
 QRectF paintLineRight(
     QPainter& painter, const QRectF& line, const QString& text, const QFont& font, const QColor& color);

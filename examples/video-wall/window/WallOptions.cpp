@@ -15,7 +15,7 @@ using OrvaneInterface::DefaultPort;
 
 namespace {
 
-/// Smaller than this nothing can be read, larger than this no picture can be allocated.
+/// Below this nothing is readable; above this no picture can be allocated.
 constexpr int SmallestSide = 360;
 constexpr int LargestSide = 8192;
 
@@ -48,15 +48,13 @@ QSize readSize(const QString& value)
 QString description()
 {
     return u"A video wall that the Orvane control system drives over the network.\n\n"
-           "The account for third parties: the user from --user or ORVANE_USER (or else \"operator\"), the password "
-           "from\n"
-           "the environment, ORVANE_PASSWORD. Without one the wall makes up a password and shows it.\n\n"
-           "Without a display the wall runs unseen; --snapshot and --snapshot-directory then show what it would look "
-           "like.\n\n"
-           "Splits are numbered from 0, cameras and track ids from 1. Split modes: 1, 4, 9, 16. Layouts, for a "
-           "document\n"
-           "with an element <layoutname>: %1.\n"
-           "Times are milliseconds since 1970, UTC; -1 starts at the begin. Rectangles are parts of the picture, 0 to 1."_s
+           "Account for third parties: the user is from --user or ORVANE_USER, or \"operator\"; the password is from\n"
+           "ORVANE_PASSWORD. If that is not set, the wall makes up a password and shows it.\n\n"
+           "Without a display the wall runs without a visible window; --snapshot and --snapshot-directory write\n"
+           "pictures of it.\n\n"
+           "Splits are numbered from 0, cameras and track ids from 1. Split modes: 1, 4, 9, 16. Layouts, for a\n"
+           "document with an element <layoutname>: %1.\n"
+           "Times are milliseconds since 1970, UTC; -1 is the start. Rectangles are parts of the picture, 0 to 1."_s
                .arg(SplitLayout::names().join(u", "_s));
 }
 
@@ -71,10 +69,10 @@ WallOptions::WallOptions(const QCoreApplication& application)
     const QCommandLineOption sizeOption(
         u"size"_s, u"Size of the window (default 1280x720)."_s, u"WxH"_s, u"1280x720"_s);
     const QCommandLineOption snapshotOption(
-        u"snapshot"_s, u"Write the window as PNG after start-up, and end."_s, u"file"_s);
+        u"snapshot"_s, u"Write a PNG of the window after start-up, and exit."_s, u"file"_s);
     const QCommandLineOption directoryOption(u"snapshot-directory"_s,
-        u"Write the window as a numbered PNG into this directory after each call that changes it."_s, u"directory"_s);
-    const QCommandLineOption demoOption(u"demo"_s, u"Fill the wall at start, for a picture of it."_s);
+        u"Write a numbered PNG of the window to this directory after each call that changes it."_s, u"directory"_s);
+    const QCommandLineOption demoOption(u"demo"_s, u"Start with sample content, for a picture of the wall."_s);
 
     QCommandLineParser parser;
     parser.setApplicationDescription(description());

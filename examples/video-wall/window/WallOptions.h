@@ -5,9 +5,9 @@
 
 class QCoreApplication;
 
-/// What the command line asks for. Help and version are answered, and bad values refused, before there is one.
+/// The options of the command line, all valid.
 struct WallOptions {
-    /// Ends the process for --help and --version (status 0) and for what it cannot understand (status 1).
+    /// Ends the process for --help and --version (status 0) and for invalid arguments (status 1).
     explicit WallOptions(const QCoreApplication& application);
 
     quint16 port = 0;

@@ -69,7 +69,7 @@ WallWindow::WallWindow(const WallState& state, ClientModel& clients, ActivityMod
     banner->hide();
     statusLabel = makeLabel(WallColors::MutedText, this);
     statusLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    statusLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // no user name widens the window
+    statusLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // no user name may widen the window
 
     auto* left = new QVBoxLayout;
     left->setSpacing(12);
@@ -132,7 +132,7 @@ QWidget* WallWindow::makeSidePanel(ClientModel& clients, ActivityModel& activity
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(6);
     column->addWidget(clientCountLabel);
-    column->addWidget(clientList, 1); // always as high, so that nothing moves when clients come and go
+    column->addWidget(clientList, 1); // constant height: nothing moves when clients come and go
     column->addWidget(heading);
     column->addWidget(activityList, 3);
     return sidePanel;
@@ -189,7 +189,7 @@ void WallWindow::resizeEvent(QResizeEvent* event)
     base.setPixelSize(std::clamp(std::min(event->size().height() / 55, event->size().width() / 96), 10, 22));
     setFont(base);
     for (QListView* list : {clientList, activityList})
-        list->setFont(base); // a style sheet stands in the way of the window's font
+        list->setFont(base); // a style sheet blocks the window's font
     banner->setFont(base);
     QFont title = base;
     title.setPixelSize(base.pixelSize() * 3 / 2);

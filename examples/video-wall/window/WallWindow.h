@@ -12,7 +12,7 @@ class RecorderStrip;
 class WallState;
 struct ControlAccount;
 
-/// The window: the splits, what is known of the recorders, who is connected, what has happened, and how Orvane gets in.
+/// The window: the splits, the recorders, the connected clients, the activity, and how Orvane can connect.
 class WallWindow : public QWidget {
     Q_OBJECT
 
@@ -21,7 +21,7 @@ public:
     WallWindow(const WallState& state, ClientModel& clients, ActivityModel& activity, QWidget* parent = nullptr);
 
     void showListening(quint16 port, const ControlAccount& account);
-    /// Shows a banner that stays, with what to do below what is wrong.
+    /// Shows a banner that stays, with the problem and below it the remedy.
     void showProblem(const QString& problem, const QString& remedy);
 
 protected:
