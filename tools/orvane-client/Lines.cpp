@@ -277,7 +277,8 @@ private:
         }
         host.console.problem(u"line %1: %2"_s.arg(number).arg(outcome.problem));
         status = status == ExitStatus::Success ? outcome.status : status;
-        return outcome.status != ExitStatus::NotLoggedIn && outcome.status != ExitStatus::NoConnection; // or all fail
+        // After these two, all further lines would fail.
+        return outcome.status != ExitStatus::NotLoggedIn && outcome.status != ExitStatus::NoConnection;
     }
 
     void execute(const QByteArray& line)
