@@ -52,8 +52,8 @@ QString description()
            "ORVANE_PASSWORD. If that is not set, the wall makes up a password and shows it.\n\n"
            "Without a display the wall runs without a visible window; --snapshot and --snapshot-directory write\n"
            "pictures of it.\n\n"
-           "Splits are numbered from 0, cameras and track ids from 1. Split modes: 1, 4, 9, 16. Layouts, for a\n"
-           "document with an element <layoutname>: %1.\n"
+           "Splits are numbered from 0, cameras and track ids from 1. Split modes: 1, 4, 9, 16.\n"
+           "Layouts, for a document with an element <layoutname>:\n%1.\n"
            "Times are milliseconds since 1970, UTC; -1 is the start. Rectangles are parts of the picture, 0 to 1."_s
                .arg(SplitLayout::names().join(u", "_s));
 }
