@@ -14,8 +14,8 @@ namespace {
 
 const QStringList SystemAccount {u"Orvane"_s, u"157b25b09a99c70fc75a6e79412a00b2"_s};
 
-/// The operations of the host with their arguments: $ before a text, ? before a flag, # before a number and / before
-/// one of 64 bits that are -1 when absent, % before one that is 0 then, = before one without hexadecimal form.
+/// The operations of the host with their arguments: $ text, ? flag, # number, = number without hexadecimal form,
+/// / and % number of 64 bits. If absent, numbers are -1, but those with % are 0.
 const QStringList Operations =
     u"updateRecorderContents|getRecorderList entries|getPresetsList entries|getPertinentInfo document|"
     "showLive $recorder #camera ?alarm #splitid|showLiveAtSubsplit #splitid #camera #subsplit|setPreset $presetname|"
@@ -23,14 +23,14 @@ const QStringList Operations =
     "showTrackById $recorder #trackid #camera /time ?alarm #splitid %limitstart %limitend|"
     "setSplitMode =splitmode|setSplitModeByName #windowid document|setDetailViews #splitid rects objects"_s.split(u'|');
 
-/// A byte that belongs to no character is replaced, and a byte order mark in front is none of the text.
+/// Replaces bytes that belong to no character, and drops a leading byte order mark.
 QByteArray inUnicode(const std::string& text)
 {
     return QString::fromStdString(text).toUtf8();
 }
 
-/// White space around a number and a plus do not count. A text that is none or out of range is 0, but infinity where it
-/// is out of the range of floats.
+/// Ignores a plus and white space around the number. Invalid or out of range is 0; out of the range of floats,
+/// infinity.
 template <typename Number, typename... Base> Number numberIn(const QString& text, Base... base)
 {
     QByteArray digits = text.trimmed().toUtf8();
@@ -38,7 +38,7 @@ template <typename Number, typename... Base> Number numberIn(const QString& text
         digits.remove(0, 1);
     Number number {};
     const auto [end, error] = std::from_chars(digits.constBegin(), digits.constEnd(), number, base...);
-    if (error == std::errc::result_out_of_range && !digits.contains("e-")) // that of integers is 0
+    if (error == std::errc::result_out_of_range && !digits.contains("e-")) // infinity() of integers is 0
         return std::numeric_limits<Number>::infinity() * static_cast<Number>(digits.startsWith('-') ? -1 : 1);
     return error == std::errc() && end == digits.constEnd() ? number : Number {};
 }
@@ -77,7 +77,7 @@ void CommandModel::logIn()
     client->isLoggedIn |= client->isSystem || (sent == account && sent.first() != SystemAccount.first());
 }
 
-/// Name and arguments; empty when the command is rejected.
+/// Name and arguments; empty if the command is rejected.
 QStringList CommandModel::operation() const
 {
     QString name = QString::fromUtf8(command);

@@ -14,12 +14,12 @@
 #include <vector>
 
 /**
- * What a host is asked and its clients receive, by docs/protocol.md. The keys and values of a document are those of
- * ReferenceReading, the calls of the host those of RecordingHost.
+ * Predicts host calls and replies, by docs/protocol.md. It takes keys and values from ReferenceReading, and writes
+ * calls as RecordingHost does.
  */
 class CommandModel {
 public:
-    /// What comes of a document.
+    /// The effects of one document.
     struct Step {
         QString document;
         QStringList calls;
@@ -28,7 +28,7 @@ public:
 
     struct Client {
         std::unique_ptr<TlsClient> socket;
-        std::vector<Step> steps {Step {}}; ///< since they were taken; the first one is for what comes unasked
+        std::vector<Step> steps {Step {}}; ///< since they were last taken; the first one is for notices
         bool isLoggedIn = false;
         bool isSystem = false;
         bool isWaiting = false;
@@ -62,7 +62,7 @@ private:
 
     const RecordingHost& host;
     const QStringList account;
-    Client* client = nullptr; ///< that has sent the document
+    Client* client = nullptr; ///< the sender of the document
     QString document;
     QByteArray command;
     QMap<QString, QString> parameters;

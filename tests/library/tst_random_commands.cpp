@@ -14,13 +14,13 @@
 
 using namespace Qt::StringLiterals;
 
-/// Random commands of three clients to a host with random answers, against a model that is written from
+/// Compares random commands of three clients, to a host with random answers, with a model written from
 /// docs/protocol.md. The commands are always the same, unless ORVANE_RANDOM_SEED is set to a number.
 class tst_random_commands : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void areCarriedOutAndAnswered();
+    void carriesOutAndAnswersRandomCommands();
 };
 
 namespace {
@@ -30,7 +30,7 @@ using Step = CommandModel::Step;
 
 const QByteArray End = "\r\n\r\n";
 
-/// A server with its host, its clients, and the model of them.
+/// A server with its host and clients, and the model of them.
 class Play {
 public:
     explicit Play(RandomText& random)
@@ -51,7 +51,7 @@ public:
             model.clients.begin(), model.clients.end(), [](const Client& each) { return each.socket != nullptr; });
     }
 
-    /// \return what is other than in the model; empty when nothing is
+    /// \return the first difference from the model; empty if there is none
     QString difference()
     {
         constexpr int batches = 30;
@@ -65,7 +65,7 @@ public:
             }
             found = differenceAfter(model.clients.at(static_cast<size_t>(random.upTo(2))), madeMessages());
         }
-        for (Client& client : model.clients) // each may still wait for something, or have received too much
+        for (Client& client : model.clients) // a client may still wait for a reply, or have received too much
             found = found.isEmpty() ? differenceAfter(client, {loginMessage().chopped(End.size())}) : found;
         return found;
     }
@@ -98,7 +98,7 @@ private:
         }
     }
 
-    /// Perhaps with a character that breaks off at its end.
+    /// Perhaps with an incomplete last character.
     std::string name()
     {
         std::string text = random.made(u"name"_s).toStdString();
@@ -107,15 +107,15 @@ private:
         return text;
     }
 
-    /// So many as come in one read, in which no character is torn.
+    /// No more than arrive in one read, so that no character is split.
     QByteArrayList madeMessages()
     {
         QByteArrayList messages;
         for (int count = random.upTo(9); count >= 0; --count) {
             QString text = random.made(u"message"_s);
-            if (random.isOneIn(12)) // breaks off
+            if (random.isOneIn(12)) // incomplete
                 text.truncate(random.upTo(static_cast<int>(text.size())));
-            text.replace(u"\r\n\r\n"_s, u"\n"_s); // would be an end
+            text.replace(u"\r\n\r\n"_s, u"\n"_s); // would end the message
             messages += text.toUtf8() + (text.endsWith(u"\r\n"_s) ? " " : "");
             if (messages.join(End).size() > 4000)
                 messages.removeLast();
@@ -144,10 +144,10 @@ private:
     static QString firstDifference(const std::vector<Step>& steps, QStringList calls, QByteArray replies)
     {
         for (const Step& step : steps) {
-            const bool isLast = &step == &steps.back(); // nothing more may come of it
+            const bool isLast = &step == &steps.back(); // nothing may be left after it
             if (calls.first(std::min(calls.size(), step.calls.size())) != step.calls || !replies.startsWith(step.reply)
                 || (isLast && (calls.size() > step.calls.size() || replies.size() > step.reply.size())))
-                return u"%1\n--- expected:\n%2\n%3\n--- came, the rest included:\n%4\n%5"_s.arg(step.document,
+                return u"%1\n--- expected:\n%2\n%3\n--- received, including the rest:\n%4\n%5"_s.arg(step.document,
                     step.calls.join(u'\n'), QString::fromUtf8(step.reply), calls.join(u'\n'),
                     QString::fromUtf8(replies));
             calls.remove(0, step.calls.size());
@@ -167,15 +167,15 @@ private:
 
 } // namespace
 
-void tst_random_commands::areCarriedOutAndAnswered()
+void tst_random_commands::carriesOutAndAnswersRandomCommands()
 {
-    constexpr int enough = 4000;
+    constexpr int leastMessages = 4000;
     bool isSet = false;
     const int seed = qEnvironmentVariableIntValue("ORVANE_RANDOM_SEED", &isSet);
     RandomText random(QStringLiteral(ORVANE_RANDOM_COMMANDS), isSet ? static_cast<quint32>(seed) : 1);
     random.setRule(u"long"_s, QString(500, u'x'));
     random.setRule(u"mark"_s, QString(QChar::ByteOrderMark));
-    for (qsizetype sent = 0; sent < enough;) {
+    for (qsizetype sent = 0; sent < leastMessages;) {
         Play play(random);
         QVERIFY(play.isConnected());
         if (const QString difference = play.difference(); !difference.isEmpty())

@@ -16,8 +16,8 @@
 using namespace Qt::StringLiterals;
 using namespace OrvaneInterface;
 
-/// Clients at the edge of random limits, against a model that says each line of the log, each entry of the audit trail
-/// and each reply beforehand. The trail is on and off by turns.
+/// Compares clients at the edge of random limits with a model that predicts each log line, audit entry and reply. The
+/// audit trail is switched on and off at random.
 class tst_random_limits : public QObject {
     Q_OBJECT
 
@@ -25,8 +25,8 @@ private Q_SLOTS:
     void init();
     void cleanup() { qInstallMessageHandler(nullptr); }
 
-    void clientsAreServedAndEndedAsTheLimitsSay();
-    void clientsFindPlacesInTheOrderOfArrival();
+    void servesAndDisconnectsClientsByRandomLimits();
+    void givesPlacesInOrderOfArrival();
 };
 
 namespace {
@@ -40,10 +40,10 @@ QString printed(const QJsonObject& entry)
 
 std::function<void(const QJsonObject& entry)> whenAudited;
 
-/// Without what differs from run to run.
+/// Drops what differs from run to run.
 void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
-    if (type == QtDebugMsg && !message.contains(u"socket error"_s)) // of which Qt has one or two
+    if (type == QtDebugMsg && !message.contains(u"socket error"_s)) // Qt reports one or two of these
         lines += message.section(u" 127.0.0.1:"_s, 0, 0);
     if (std::strcmp(context.category, "orvane.audit") != 0)
         return;
@@ -55,11 +55,11 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
         entry["microseconds"_L1] = 0;
     const QString reason = entry.value("reason"_L1).toString();
     if (entry["event"_L1] == "disconnected"_L1 && !reason.startsWith(u"max"_s) && reason != u"Unknown error"_s)
-        entry["reason"_L1] = u"by itself"_s; // in Qt's words
+        entry["reason"_L1] = u"by the client"_s; // replaces Qt's text
     lines += printed(entry);
 }
 
-/// As texts of clients stand in the trail.
+/// Client text as the audit trail shows it.
 QString shortened(const QString& text)
 {
     return text.size() > 200 ? text.first(200) + u"..."_s : text;
@@ -103,8 +103,7 @@ public:
         replies += isKnown ? shortAcceptance("setPreset") : rejection(command.toUtf8(), "Unknown command");
     }
 
-    /// Of a document that is refused.
-    void takeTooMuch(const QString& message, const QString& command, const QString& reason)
+    void takeRefusedDocument(const QString& message, const QString& command, const QString& reason)
     {
         takeLength(message.size());
         if (isEnded)
@@ -136,7 +135,7 @@ public:
             end(u"maxInvalidLogins"_s);
     }
 
-    void leave() { disconnect(u"by itself"_s); }
+    void leave() { disconnect(u"by the client"_s); }
 
 private:
     void takeLength(qsizetype length)
@@ -185,7 +184,7 @@ private:
     int ofStranger = 0;
 };
 
-/// One client: what it sends, and what the model makes of it.
+/// One client that sends random messages, with its model.
 class RandomClient {
 public:
     RandomClient(const OrvaneLimits& limits, QRandomGenerator& random)
@@ -195,7 +194,7 @@ public:
     {
     }
 
-    /// \return false when that took too long
+    /// \return false if it took too long
     bool play(const Session& session)
     {
         lines.clear();
@@ -206,12 +205,12 @@ public:
         for (int step = random.bounded(25); step > 0 && !model.isEnded; --step) {
             setAudited(random.bounded(4) > 0);
             const QString message = nextMessage() + u"\r\n\r\n"_s;
-            const bool isInOne =
+            const bool isUncut =
                 limits.maxMessageLength > 0 && limits.maxMessageLengthBeforeLogin > 0; // a part may exceed the other
-            const qsizetype cut = isInOne ? 0 : random.bounded(message.size());
+            const qsizetype cut = isUncut ? 0 : random.bounded(message.size());
             client->write(message.first(cut).toUtf8());
             client->flush();
-            for (int round = random.bounded(3); round > 0; --round) // in which the server may read the first part
+            for (int round = random.bounded(3); round > 0; --round) // the server may read the first part now
                 runEventsFor(std::chrono::milliseconds(0));
             client->write(message.sliced(cut).toUtf8());
             if (!waitFor([&] { return lines.size() >= model.lines.size() && hasReplies(*client); }))
@@ -233,17 +232,17 @@ private:
         QLoggingCategory::setFilterRules(isOn ? u"orvane.audit.info=true"_s : QString());
     }
 
-    /// Those of a client that is ended may be lost.
+    /// The replies to a disconnected client may be lost.
     bool hasReplies(const TlsClient& client) const { return model.isEnded || client.received == model.replies; }
 
     QString nextMessage()
     {
         const int kind = random.bounded(isStranger ? 4 : 0, 15);
         if (kind == 13)
-            return tooMuch(
+            return refusedDocument(
                 u"<loginClient>"_s + u"<a>"_s.repeated(1025), u"loginClient"_s, u"Its elements are nested too deep"_s);
         if (kind == 14)
-            return tooMuch(u"<!DOCTYPE a [<!ENTITY b '&lt;'>]><setPreset/>"_s, QString(),
+            return refusedDocument(u"<!DOCTYPE a [<!ENTITY b '&lt;'>]><setPreset/>"_s, QString(),
                 u"A reference or markup in its document type declaration"_s);
         if (kind == 0)
             return login(u"Orvane"_s, u"157b25b09a99c70fc75a6e79412a00b2"_s, true);
@@ -260,9 +259,9 @@ private:
         return message;
     }
 
-    QString tooMuch(const QString& message, const QString& command, const QString& reason)
+    QString refusedDocument(const QString& message, const QString& command, const QString& reason)
     {
-        model.takeTooMuch(message, command, reason);
+        model.takeRefusedDocument(message, command, reason);
         return message;
     }
 
@@ -274,7 +273,7 @@ private:
         return message;
     }
 
-    /// At the edge of one of the limits, or short.
+    /// At the edge of a limit, or short.
     qsizetype length()
     {
         const qint64 limit = random.bounded(2) == 0 ? limits.maxMessageLength : limits.maxMessageLengthBeforeLogin;
@@ -295,7 +294,7 @@ private:
     const bool isStranger = random.bounded(3) == 0; ///< never logs in
 };
 
-/// A host may turn clients away by their addresses.
+/// A host that turns some clients away, as it may by address.
 class PickyServer : public OrvaneServer {
 public:
     using OrvaneServer::OrvaneServer;
@@ -307,11 +306,11 @@ protected:
         if (isWelcome())
             OrvaneServer::incomingConnection(socketDescriptor);
         else
-            QTcpSocket().setSocketDescriptor(socketDescriptor); // and closes it
+            QTcpSocket().setSocketDescriptor(socketDescriptor); // closed by its destructor
     }
 };
 
-/// Clients that come and go where there are few places, held against what each entry of the audit trail says of them.
+/// Clients that come and go where places are few. Each audit entry is compared with what they did.
 class Places {
 public:
     explicit Places(QRandomGenerator& random)
@@ -330,17 +329,17 @@ public:
     }
     ~Places() { whenAudited = nullptr; }
 
-    /// \return what is other than it should be; empty when nothing is
+    /// \return the first fault; empty if there was none
     QString play()
     {
         for (int act = 0; act < 40 && fault.isEmpty(); ++act) {
             const int kind = random.bounded(8);
             if (kind < 3)
-                come();
+                connectClient();
             else if (kind == 3)
-                rush();
+                connectManyClients();
             else if (kind < 6)
-                leave();
+                disconnectRandomClient();
             else if (kind == 6)
                 setPlaces(1 + random.bounded(3));
             else
@@ -352,11 +351,11 @@ public:
     }
 
 private:
-    /// As long as a client waits, the server counts in these.
+    /// The server's time step while a client waits.
     static constexpr int StepMs = 10;
-    static constexpr int StepsToSee = 4; ///< that a client has left
+    static constexpr int StepsToSee = 4; ///< until the server notices that a client has left
     static constexpr int FewestSteps = 5;
-    static constexpr int MostSteps = 25; // of its own it counts 10, from another moment on
+    static constexpr int MostSteps = 25; // the server counts 10 of its own, from another moment on
 
     struct Client {
         std::unique_ptr<TlsClient> socket;
@@ -380,38 +379,39 @@ private:
         server->setLimits({.maxClients = count});
     }
 
-    void come()
+    void connectClient()
     {
         Client client;
         client.socket = std::make_unique<TlsClient>();
         client.socket->connectToHost(QHostAddress(QHostAddress::LocalHost), server->serverPort());
-        client.socket->waitForConnected(); // by the system
+        client.socket->waitForConnected(); // to the system, not yet to the server
         client.port = client.socket->localPort();
         client.since = steps;
         clients.push_back(std::move(client));
     }
 
-    /// More come before a step is over, so that who waits could be kept from its end.
-    void rush()
+    /// New clients come within each step. They must not prolong the wait of the earlier ones.
+    void connectManyClients()
     {
         const int begin = steps;
         while (steps < begin + MostSteps && clients.size() < 80 && fault.isEmpty()) {
-            come();
+            connectClient();
             runEventsFor(std::chrono::milliseconds(StepMs / 3));
         }
     }
 
-    void leave()
+    void disconnectRandomClient()
     {
         const auto isAccepted = [](const Client& each) { return each.isAccepted; };
-        check(waitFor([&] { return std::all_of(clients.begin(), clients.end(), isAccepted); }), u"somebody is left"_s);
+        check(waitFor([&] { return std::all_of(clients.begin(), clients.end(), isAccepted); }),
+            u"a client was not accepted"_s);
         if (clients.empty())
             return;
         Client& client = clients[size_t(random.bounded(int(clients.size())))];
         if (!std::exchange(client.hasLeft, true))
             client.leftSince = steps;
         client.socket->abort();
-        if (random.bounded(2) == 0) { // until it is seen, and then there may be a place
+        if (random.bounded(2) == 0) { // until the server notices; then there may be a place
             runEventsFor(std::chrono::milliseconds((StepsToSee + 1) * StepMs));
             setPlaces(1 + random.bounded(4));
         }
@@ -421,7 +421,7 @@ private:
     {
         const auto next =
             std::find_if(clients.begin(), clients.end(), [](const Client& each) { return !each.isAccepted; });
-        check(next != clients.end(), u"nobody comes"_s);
+        check(next != clients.end(), u"no client was expected"_s);
         if (next == clients.end())
             return false;
         const bool isWelcome = random.bounded(8) > 0;
@@ -436,31 +436,32 @@ private:
         const auto found =
             std::find_if(clients.begin(), clients.end(), [port](const Client& each) { return each.port == port; });
         if (found == clients.end())
-            return check(false, u"nobody is "_s + QString::number(port));
+            return check(false, u"no client has port "_s + QString::number(port));
         const auto firstWaiting =
             std::find_if(clients.begin(), clients.end(), [](const Client& each) { return !each.isServed; });
         if (event == u"connected") {
-            check(servedCount() < places, u"there is no place for it"_s);
-            check(found == firstWaiting, u"it is not its turn"_s);
-            check(!found->hasLeft || steps - found->leftSince < StepsToSee, u"it has left long ago"_s);
+            check(servedCount() < places, u"a client got a place that did not exist"_s);
+            check(found == firstWaiting, u"a client got a place out of turn"_s);
+            check(!found->hasLeft || steps - found->leftSince < StepsToSee,
+                u"a client got a place long after it had left"_s);
             found->isServed = true;
         } else if (event == u"exceededLimit") {
-            check(found == firstWaiting, u"another one has waited longer"_s);
-            check(found->hasLeft || servedCount() >= places, u"there is a place for it"_s);
-            check(found->hasLeft || steps - found->since >= FewestSteps, u"it is refused too early"_s);
+            check(found == firstWaiting, u"a client was refused before an older one"_s);
+            check(found->hasLeft || servedCount() >= places, u"a client was refused in spite of a place"_s);
+            check(found->hasLeft || steps - found->since >= FewestSteps, u"a client was refused too early"_s);
             clients.erase(found);
         } else {
-            check(found->hasLeft && found->isServed, u"it has not left"_s);
+            check(found->hasLeft && found->isServed, u"a client was disconnected that had not left"_s);
             clients.erase(found);
         }
     }
 
-    /// A client that waits finds no place any more, though the lines about those that go run events.
+    /// A waiting client gets no place during destruction, although the entries about disconnected clients run events.
     void end()
     {
         setPlaces(1);
-        come();
-        come();
+        connectClient();
+        connectClient();
         QVERIFY(waitFor([&] {
             return std::all_of(clients.begin(), clients.end(), [](const Client& each) { return each.isAccepted; });
         }));
@@ -468,7 +469,7 @@ private:
             const auto port = entry["peer"_L1].toString().section(u':', -1).toUShort();
             check(std::any_of(clients.begin(), clients.end(),
                       [port](const Client& each) { return each.port == port && each.isServed; }),
-                u"a place is given while the server goes"_s);
+                u"a client got a place during the server's destruction"_s);
             runEventsFor(std::chrono::milliseconds(2 * StepMs));
         };
         server.reset();
@@ -486,10 +487,10 @@ private:
             return std::all_of(clients.begin(), clients.end(),
                 [&](const Client& each) { return each.isServed ? !each.hasLeft : isFull; });
         };
-        check(lines.filter(u"server error"_s).isEmpty(), u"there is a shortage"_s);
-        check(waitFor([&] { return !fault.isEmpty() || isSettled(); }), u"somebody waits in spite of a place"_s);
+        check(lines.filter(u"server error"_s).isEmpty(), u"the server logged an error"_s);
+        check(waitFor([&] { return !fault.isEmpty() || isSettled(); }), u"a client waits in spite of a place"_s);
         for (const Client& each : clients)
-            check(each.isServed || steps - each.since < MostSteps, u"it waits too long"_s);
+            check(each.isServed || steps - each.since < MostSteps, u"a client waits too long"_s);
     }
 
     QRandomGenerator& random;
@@ -510,7 +511,7 @@ void tst_random_limits::init()
     qInstallMessageHandler(&handleMessage);
 }
 
-void tst_random_limits::clientsAreServedAndEndedAsTheLimitsSay()
+void tst_random_limits::servesAndDisconnectsClientsByRandomLimits()
 {
     Session session;
     QRandomGenerator random(1);
@@ -530,7 +531,7 @@ void tst_random_limits::clientsAreServedAndEndedAsTheLimitsSay()
     }
 }
 
-void tst_random_limits::clientsFindPlacesInTheOrderOfArrival()
+void tst_random_limits::givesPlacesInOrderOfArrival()
 {
     QRandomGenerator random(1);
     for (int number = 0; number < 6; ++number) {
