@@ -24,7 +24,7 @@ std::string nameOf(Type type)
     return Names.at(static_cast<size_t>(type));
 }
 
-/// Whether one can be the other a little later.
+/// Whether \a before can have become \a after.
 bool canBecome(const OrvaneInterface::OrvaneClient& before, const OrvaneInterface::OrvaneClient& after)
 {
     return before.address() == after.address() && before.port() == after.port()
@@ -39,9 +39,9 @@ void ClientWatch::checkCurrent(const OrvaneInterface::OrvaneServer& server, quin
 {
     const OrvaneInterface::OrvaneClient current = server.currentClient();
     check(current.id() == asker,
-        "in the call of " + std::to_string(asker) + " the current one is " + std::to_string(current.id()));
+        "in the call of " + std::to_string(asker) + ", currentClient() is " + std::to_string(current.id()));
     check(asker == 0 || (current.isEncrypted() && current.account() != Account::None),
-        std::to_string(asker) + " asks without a login");
+        std::to_string(asker) + " has a call without a login");
 }
 
 std::string ClientWatch::take(const Event& event)
@@ -56,18 +56,19 @@ void ClientWatch::judge(const Event& event, const std::string& text)
     const quint64 id = event.client.id();
     check(id != 0, text);
     if (event.type == Type::Connected) {
-        check(connected.empty() || connected.rbegin()->first < id, "a newcomer overtakes others: " + text);
-        check(!event.client.isEncrypted() && event.client.account() == Account::None, "at first: " + text);
+        check(connected.empty() || connected.rbegin()->first < id, "a new client has too low an id: " + text);
+        check(!event.client.isEncrypted() && event.client.account() == Account::None,
+            "logged in or encrypted from the start: " + text);
         connected[id] = event.client;
         return;
     }
     const auto known = connected.find(id);
-    check(known == connected.end() || canBecome(known->second, event.client), "another one: " + text);
+    check(known == connected.end() || canBecome(known->second, event.client), "an impossible change: " + text);
     const bool isLoggedIn = event.client.account() != Account::None;
-    const bool isSaid = event.type == Type::LoggedIn || event.type == Type::InvalidLogin || event.type == Type::Command
-        || event.type == Type::RefusedDocument;
-    check(!isSaid || (known != connected.end() && known->second.isEncrypted()) || event.type == Type::Command,
-        "before it is encrypted: " + text);
+    const bool isMessage = event.type == Type::LoggedIn || event.type == Type::InvalidLogin
+        || event.type == Type::Command || event.type == Type::RefusedDocument;
+    check(!isMessage || (known != connected.end() && known->second.isEncrypted()) || event.type == Type::Command,
+        "before encryption: " + text);
     check(event.type != Type::Encrypted || event.client.isEncrypted(), text);
     check(event.type != Type::LoggedIn || isLoggedIn, "without an account: " + text);
     check(event.type != Type::Command || isLoggedIn != (event.outcome == Event::Outcome::NotLoggedIn), text);
@@ -76,8 +77,8 @@ void ClientWatch::judge(const Event& event, const std::string& text)
         judgeEnd(event, text);
     else if (known != connected.end())
         known->second = event.client;
-    else // during a command its client may leave
-        check(event.type == Type::Command && isLoggedIn, "after its end: " + text);
+    else // a client may leave during its command
+        check(event.type == Type::Command && isLoggedIn, "after its disconnection: " + text);
 }
 
 void ClientWatch::judgeEnd(const Event& event, const std::string& text)
@@ -85,10 +86,10 @@ void ClientWatch::judgeEnd(const Event& event, const std::string& text)
     static const QString Full = QStringLiteral("maxClients");
     const bool wasConnected = connected.erase(event.client.id()) == 1;
     const bool isFull = event.type == Type::ExceededLimit && event.reason == Full;
-    const bool isTold = event.type == Type::Disconnected && endedByLimit.erase(event.client.id()) == 1;
+    const bool isReported = event.type == Type::Disconnected && endedByLimit.erase(event.client.id()) == 1;
     if (event.type == Type::ExceededLimit && !isFull)
         endedByLimit.insert(event.client.id());
-    check(isFull ? !wasConnected : wasConnected != isTold, text);
+    check(isFull ? !wasConnected : wasConnected != isReported, text);
 }
 
 void ClientWatch::checkClients(const OrvaneInterface::OrvaneServer& server) const
@@ -101,7 +102,9 @@ void ClientWatch::checkClients(const OrvaneInterface::OrvaneServer& server) cons
         if (isSame)
             ++next;
     }
-    check(isSame, std::to_string(clients.size()) + " are there, " + std::to_string(connected.size()) + " were told of");
+    check(isSame,
+        std::to_string(clients.size()) + " clients, but " + std::to_string(connected.size())
+            + " according to the events");
 }
 
 std::string addressOf(const OrvaneInterface::OrvaneClient& client)

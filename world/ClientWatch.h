@@ -8,14 +8,14 @@
 
 namespace world {
 
-/// What a server says of its clients: its events, clients() and currentClient() must tell one story.
+/// Checks that a server's events, clients() and currentClient() agree.
 class ClientWatch {
 public:
-    /// Whenever the host's code runs. \a asker: the id of the client in whose call of this server it runs; 0: in none
+    /// Call it whenever the host's code runs. \a asker: id of the client whose call on this server is running; 0: none
     static void checkCurrent(const OrvaneInterface::OrvaneServer& server, quint64 asker);
     /// \return the name of the event
     std::string take(const OrvaneInterface::OrvaneClientEvent& event);
-    /// Outside of the lines of the audit trail, which come before their events.
+    /// Not for lines of the audit trail, which come before their events.
     void checkClients(const OrvaneInterface::OrvaneServer& server) const;
 
 private:
@@ -24,8 +24,8 @@ private:
     void judge(const Event& event, const std::string& text);
     void judgeEnd(const Event& event, const std::string& text);
 
-    std::map<quint64, OrvaneInterface::OrvaneClient> connected; ///< by their ids, as their last events had them
-    std::set<quint64> endedByLimit; ///< their ends are still to be told
+    std::map<quint64, OrvaneInterface::OrvaneClient> connected; ///< by id, as in their last events
+    std::set<quint64> endedByLimit; ///< Disconnected has not been reported yet
 };
 
 /// Its address and port.

@@ -182,7 +182,7 @@ void Peer::hasProgressed()
     (isWitness() ? progress : shared.progress) = shared.turns; // the witness goes on for as long as others wait
 }
 
-bool Peer::waitsInVain() const
+bool Peer::isStuck() const
 {
     return shared.turns - std::max(progress, shared.progress) > Patience;
 }
@@ -198,7 +198,7 @@ bool Peer::connectAgain()
     }
     const bool waits = errno == EINPROGRESS || errno == EALREADY;
     triedAt = now;
-    return (waits ? waitsInVain() : now - startAt > ConnectPatienceMs) && finish();
+    return (waits ? isStuck() : now - startAt > ConnectPatienceMs) && finish();
 }
 
 void Peer::read()
@@ -214,7 +214,7 @@ void Peer::read()
             BIO_write(incoming, buffer.data(), static_cast<int>(count));
         hasProgressed();
     }
-    if (!greeted)
+    if (!handshakeDone)
         return;
     ERR_clear_error();
     int count = 0;
@@ -273,13 +273,13 @@ bool Peer::advanceStep()
     const std::string text = step < steps.size() ? steps[step] : "reset";
     const std::string name = text.substr(0, text.find(':'));
     const bool looksNoMore = name == "reset" || name == "leave";
-    if ((ended || (endedInTls && !hasSpoilt && !saidGoodbye && !looksNoMore)) && !finSent) {
-        endedByHost = !saidGoodbye;
-        orderly = saidGoodbye && !hasSpoilt;
+    if ((ended || (endedInTls && !sentNonTls && !sentCloseNotify && !looksNoMore)) && !finSent) {
+        endedByHost = !sentCloseNotify;
+        orderly = sentCloseNotify && !sentNonTls;
         return finish();
     }
-    if (waitsInVain()) {
-        waitedInVain = outbox.empty() && !ended;
+    if (isStuck()) {
+        gotStuck = outbox.empty() && !ended;
         return finish();
     }
     held = held && (looksNoMore || name == "close" || name == "notify" || name == "fin");
@@ -294,16 +294,16 @@ bool Peer::hello()
     ERR_clear_error();
     const int result = SSL_do_handshake(tls);
     collect();
-    greeted = result == 1;
-    endedInTls = endedInTls || (!greeted && SSL_get_error(tls, result) == SSL_ERROR_SSL);
-    if (greeted)
+    handshakeDone = result == 1;
+    endedInTls = endedInTls || (!handshakeDone && SSL_get_error(tls, result) == SSL_ERROR_SSL);
+    if (handshakeDone)
         read(); // what came with the end of the handshake
-    return greeted;
+    return handshakeDone;
 }
 
 bool Peer::junk()
 {
-    hasSpoilt = true;
+    sentNonTls = true;
     for (size_t size = std::stoul(argument); size > 0; --size)
         outbox += static_cast<char>(random());
     return true;
@@ -405,13 +405,13 @@ bool Peer::reset()
     return finish();
 }
 
-bool Peer::sayGoodbye()
+bool Peer::sendCloseNotify()
 {
     held = false;
-    if (greeted && !saidGoodbye) {
+    if (handshakeDone && !sentCloseNotify) {
         SSL_shutdown(tls);
         collect();
-        saidGoodbye = true;
+        sentCloseNotify = true;
     }
     writeOut();
     return true;
@@ -424,7 +424,7 @@ bool Peer::fin()
     if (outbox.empty() && !finSent) {
         shutdown(fd, SHUT_WR);
         finSent = true;
-        orderly = !hasSpoilt;
+        orderly = !sentNonTls;
     }
     return ended && finish();
 }

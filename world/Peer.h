@@ -60,12 +60,12 @@ public:
     int updateReplies = 0;
     int64_t connectedAt = 0; ///< 0: never
     int64_t doneAt = 0; ///< 0: not yet
-    bool greeted = false; ///< the handshake is done
+    bool handshakeDone = false; ///< the handshake is done
     bool orderly = false; ///< it has sent all and ended in an orderly way before the host did, and read until the end
-    bool saidGoodbye = false; ///< orderly, with a close_notify
+    bool sentCloseNotify = false; ///< orderly, with a close_notify
     bool endedByHost = false;
-    bool waitedInVain = false;
-    bool hasSpoilt = false; ///< sent what is no TLS
+    bool gotStuck = false;
+    bool sentNonTls = false; ///< sent what is no TLS
 
 private:
     static constexpr int64_t NotifyPatienceMs = 3'000;
@@ -81,21 +81,21 @@ private:
     bool sendSurplus();
     bool witness();
     bool storm();
-    bool notified() { return hasSpoilt = sayGoodbye(); }
+    bool notified() { return sentNonTls = sendCloseNotify(); }
     bool reset();
-    bool leave() { return sayGoodbye() && finish(); }
-    bool close() { return sayGoodbye() && fin(); }
-    bool notify() { return sayGoodbye() && (hasAllReplies() || now - stepSince >= NotifyPatienceMs) && fin(); }
+    bool leave() { return sendCloseNotify() && finish(); }
+    bool close() { return sendCloseNotify() && fin(); }
+    bool notify() { return sendCloseNotify() && (hasAllReplies() || now - stepSince >= NotifyPatienceMs) && fin(); }
     bool fin();
 
     bool advanceStep();
     void sendMessages(const std::string& how, const std::string& letters);
     void putIntoTls(const std::string& text);
-    bool sayGoodbye(); ///< true
+    bool sendCloseNotify(); ///< true
     bool hasAllReplies() const { return received.size() >= predicted.size(); }
     bool connectAgain();
     void hasProgressed();
-    bool waitsInVain() const;
+    bool isStuck() const;
     bool finish(); ///< false: no step comes after it
     void read();
     size_t put(const char* bytes, size_t size);

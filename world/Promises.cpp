@@ -17,8 +17,8 @@ namespace world {
 
 namespace {
 
-constexpr int64_t SlackMs = 5; // of the times in the log
-constexpr int64_t StormsClients = 1'000;
+constexpr int64_t SlackMs = 5; // of times in the log
+constexpr int64_t StormClients = 1'000;
 
 std::string joined(const std::vector<std::string>& words)
 {
@@ -28,7 +28,7 @@ std::string joined(const std::vector<std::string>& words)
     return all;
 }
 
-bool isBeginning(const std::vector<std::string>& part, const std::vector<std::string>& whole)
+bool isPrefix(const std::vector<std::string>& part, const std::vector<std::string>& whole)
 {
     return part.size() <= whole.size() && std::equal(part.begin(), part.end(), whole.begin());
 }
@@ -54,19 +54,21 @@ public:
         for (const auto& each : peers)
             judgePeer(*each);
         for (const auto& [address, balance] : connections)
-            check(balance == 0, "audit", address + " has not ended");
+            check(balance == 0, "audit", address + " was not disconnected");
         check(!seesAudit || !seesLines || hasEnded || invalidLines == invalidEntries, "audit",
-            std::to_string(invalidLines) + " logins were invalid, " + std::to_string(invalidEntries) + " entries are");
+            std::to_string(invalidLines) + " log lines about invalid logins, but " + std::to_string(invalidEntries)
+                + " audit entries");
         return breaches;
     }
 
 private:
-    /// The id of a message, and the address of the client whose command the host was told it is.
+    /// \a words: the id of a message, and the address that the host was given for its client.
     void judgeAsker(const std::vector<std::string>& words)
     {
         const int id = std::stoi(words.at(0).substr(1));
         for (const auto& each : peers)
-            check(each->id != id || each->address == words.at(1), "clients", words.at(0) + " is of " + words.at(1));
+            check(each->id != id || each->address == words.at(1), "clients",
+                words.at(0) + " was attributed to " + words.at(1));
     }
 
     void check(bool isKept, const char* promise, const std::string& text)
@@ -136,14 +138,15 @@ private:
             takeLimit(line.ms, found.str(1), found.str(2));
     }
 
-    /// At the first line of a client: in it the next pause may begin. Whoever waited for a place was accepted before.
-    void accept() { check(!paused || accepts || !limits.empty(), "pause", "a client was accepted in a pause"); }
+    /// At a client's first line, in which the next pause may begin. A client that waited for a place was accepted
+    /// earlier.
+    void accept() { check(!paused || accepts || !limits.empty(), "pause", "a client was accepted during a pause"); }
 
     bool isWhole(const std::string& address)
     {
         static const std::regex Whole("127\\.0\\.0\\.[23]:[1-9][0-9]*");
-        const bool isRight = address == "unknown" || std::regex_match(address, Whole); // it had gone before
-        check(isRight, "address", "somebody is " + address);
+        const bool isRight = address == "unknown" || std::regex_match(address, Whole); // if it had already left
+        check(isRight, "address", "a client's address is " + address);
         return isRight && address != "unknown";
     }
 
@@ -156,7 +159,7 @@ private:
             if (each->address == address)
                 check(std::any_of(limits.begin(), limits.end(),
                           [&](const std::string& name) { return hasExceeded(*each, limit, limitsOf(name), ms); }),
-                    "limits", "c" + std::to_string(each->id) + " was ended for " + limit);
+                    "limits", "c" + std::to_string(each->id) + " was disconnected for " + limit);
     }
 
     bool hasExceeded(
@@ -164,8 +167,8 @@ private:
     {
         const int64_t invalid = std::count_if(peer.logins.begin(), peer.logins.end(),
             [](const std::string& each) { return each.starts_with("invalid"); });
-        const int64_t clients = storms ? StormsClients : std::ssize(peers);
-        const bool isServed = !peer.received.empty(); // by when no time runs any more
+        const int64_t clients = storms ? StormClients : std::ssize(peers);
+        const bool isServed = !peer.received.empty(); // then no time-out runs any more
         const int64_t waited = isServed ? 0 : (ms - peer.connectedAt + SlackMs) * 10 / 9;
         const std::map<std::string, std::pair<int64_t, int64_t>> figures {{"maxClients", {clients, most.maxClients}},
             {"maxInvalidLogins", {invalid, most.maxInvalidLogins}},
@@ -187,7 +190,7 @@ private:
                                const char* key) { return entry.value(QLatin1String(key)).toString().toStdString(); };
         const std::string event = value("event");
         const std::string address = value("peer");
-        check(ascii && !event.empty(), "audit", "an entry is " + line.text);
+        check(ascii && !event.empty(), "audit", "an invalid entry: " + line.text);
         if (!isWhole(address))
             return;
         invalidEntries += event == "invalidLogin" && !entry.contains(QLatin1String("account")) ? 1 : 0;
@@ -198,25 +201,25 @@ private:
         if (event == "login" || event == "invalidLogin")
             logins[address].push_back(event + " " + value("user"));
         if (event == "connected")
-            check(connections[address]++ == 0, "audit", address + " begins twice");
+            check(connections[address]++ == 0, "audit", address + " was connected twice");
         if (event == "disconnected")
-            check(connections[address]-- == 1, "audit", address + " ends without a beginning");
+            check(connections[address]-- == 1, "audit", address + " was disconnected without having been connected");
         judgeEntry(entry, event, line.text);
     }
 
-    /// Of what was sent before the login there are ten entries, and the last one says how many there are not.
+    /// At most ten entries are about messages before the login; the last entry has the number of those left out.
     void judgeEntry(const QJsonObject& entry, const std::string& event, const std::string& text)
     {
         constexpr int mostBeforeLogin = 10;
         const bool hasAccount = entry.contains("account"_L1);
         int& before = entriesBeforeLogin[entry["peer"_L1].toString()];
         if (event == "connected")
-            before = 0; // the address may be one of another client before
+            before = 0; // an earlier client may have had the address
         if (event == "disconnected")
             check(!entry.contains("notWritten"_L1) || (entry["notWritten"_L1].toInt() > 0 && before == mostBeforeLogin),
                 "audit", text);
         if (is(event, {"command", "invalidLogin", "refusedDocument"}) && !hasAccount)
-            check(++before <= mostBeforeLogin, "audit", "too many before the login: " + text);
+            check(++before <= mostBeforeLogin, "audit", "too many entries before the login: " + text);
         if (event != "command")
             return;
         static const std::regex Outcome(
@@ -227,7 +230,7 @@ private:
         check(hasAccount ? std::regex_match(command + outcome, Outcome) : outcome == "not logged in", "audit", text);
     }
 
-    /// Whether the host, a limit or the network may have ended it before its time.
+    /// Whether the host, a limit or the network may have disconnected it early.
     bool mayHaveBeenEnded(const Peer& peer) const
     {
         const bool mayBeLimited = !seesLines && !seesAudit && !limits.empty();
@@ -235,7 +238,7 @@ private:
         return hasEnded || mayBeLimited || mayBeRefused || endings.contains(peer.address);
     }
 
-    /// What was read is carried out, whatever has become of the client: of each record all, when a part of it was.
+    /// What was read is carried out, whatever became of the client: if a part of a record was, all of it.
     void judgeRecords(const Peer& peer, const std::string& name)
     {
         const std::vector<std::string>& made = calls[peer.id];
@@ -243,7 +246,7 @@ private:
         for (const auto& [id, record] : peer.asked) {
             const bool isMade = std::find(made.begin(), made.end(), id) != made.end();
             check(record < 0 || isMade || !isBegun[record], "carried-out",
-                std::string(name).append(" not all that came together, without ").append(id));
+                std::string(name).append(" sent a record that was carried out in part, without ").append(id));
             isBegun[record] = isBegun[record] || isMade;
         }
     }
@@ -253,46 +256,49 @@ private:
         const std::string name = "c" + std::to_string(peer.id) + " (" + peer.address + "," + joined(peer.steps) + ")";
         const std::vector<std::string>& made = calls[peer.id];
         const std::vector<Peer::Call>& asked = peer.asked;
-        const bool isUnknown = asked.empty() && peer.predicted.empty();
-        check(!isUnknown || (made.empty() && peer.received.empty()), "login", name + " was served:" + joined(made));
+        const bool isStranger = asked.empty() && peer.predicted.empty();
+        check(!isStranger || (made.empty() && peer.received.empty()), "login",
+            name + " was served without a login:" + joined(made));
         check(made.size() <= asked.size()
                 && std::equal(made.begin(), made.end(), asked.begin(),
                     [](const std::string& call, const Peer::Call& each) { return call == each.id; }),
-            "carried-out", name + " in this order:" + joined(made));
+            "carried-out", name + " was carried out as:" + joined(made));
         check(peer.predicted.starts_with(peer.received) && peer.updateReplies <= peer.updates, "replies",
-            name + " has received what it was not to: " + peer.received);
-        check(isBeginning(logins[peer.address], peer.logins), "audit", name + " has logins that it has not sent");
-        if (!peer.greeted || mayHaveBeenEnded(peer))
+            name + " received something unexpected: " + peer.received);
+        check(isPrefix(logins[peer.address], peer.logins), "audit",
+            name + " has audit entries for logins that it did not send");
+        if (!peer.handshakeDone || mayHaveBeenEnded(peer))
             return;
-        check(!peer.endedByHost || peer.hasSpoilt, "limits", name + " was ended without a reason");
-        check(!peer.waitedInVain || peer.hasSpoilt, "replies", name + " has waited in vain");
+        check(!peer.endedByHost || peer.sentNonTls, "limits", name + " was disconnected without a reason");
+        check(!peer.gotStuck || peer.sentNonTls, "replies", name + " made no progress any more");
         if (loopsInLines || loopedIn.contains(peer.id))
             return;
         judgeRecords(peer, name);
         if (!peer.orderly)
             return;
-        check(made.size() >= asked.size(), "carried-out", name + " only:" + joined(made));
-        check(!peer.saidGoodbye || peer.received.size() >= peer.predicted.size(), "replies",
-            name + " has not received all: " + peer.received);
-        check(!seesAudit || logins[peer.address].size() >= peer.logins.size(), "audit", name + " misses logins");
+        check(made.size() >= asked.size(), "carried-out", name + " was carried out only in part:" + joined(made));
+        check(!peer.sentCloseNotify || peer.received.size() >= peer.predicted.size(), "replies",
+            name + " did not receive all replies: " + peer.received);
+        check(!seesAudit || logins[peer.address].size() >= peer.logins.size(), "audit",
+            name + " lacks audit entries for its logins");
     }
 
     const std::vector<std::unique_ptr<Peer>>& peers;
     const bool seesLines;
     const bool seesAudit;
     std::vector<std::string> breaches;
-    std::set<std::string> limits; ///< that the server ever had
-    std::set<std::string> endings; ///< addresses of those who were ended by a limit
-    std::set<int> loopedIn; ///< clients in whose calls there was a loop
+    std::set<std::string> limits; ///< all that the server ever had
+    std::set<std::string> endings; ///< addresses of clients that a limit disconnected
+    std::set<int> loopedIn; ///< clients whose calls ran an event loop
     std::map<int, std::vector<std::string>> calls;
     std::vector<std::string> askers;
     std::map<std::string, std::vector<std::string>> logins;
     std::map<std::string, int> connections;
     std::map<QString, int> entriesBeforeLogin;
-    bool accepts = false; ///< the host, by hand
+    bool accepts = false; ///< the host, with waitForNewConnection()
     int invalidLines = 0;
     int invalidEntries = 0;
-    bool asksForCertificate = false; ///< or cannot be reached, at some time
+    bool asksForCertificate = false; ///< at some time, or had no usable key
     bool paused = false;
     bool hasEnded = false; ///< the server was closed or destroyed at some time
     bool loopsInLines = false;
