@@ -13,11 +13,11 @@ enum Whose { Clients, Hosts, Worlds };
 struct Kind {
     std::string name;
     Whose whose;
-    int rarity; ///< in one world of so many
-    std::string text; ///< of the steps of a client, or of what the host does
+    int rarity; ///< one world in this many has it
+    std::string text; ///< the steps of a client, or what the host does
 };
 
-// In texts {a|b} is one of the two, {1..9} one number of these, and $name the text of that name.
+// In texts, {a|b} is one of the two, {1..9} a number in this range, and $name the text of that name.
 const std::vector<Kind>& allKinds()
 {
     static const std::vector<Kind> All {
@@ -117,7 +117,7 @@ private:
         return at;
     }
 
-    /// Of "a|b" or of "1..9".
+    /// One alternative of "a|b", or one number of "1..9".
     std::string oneOf(const std::string& inside)
     {
         std::vector<std::string> choices(1);

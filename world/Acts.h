@@ -5,15 +5,15 @@
 
 namespace world {
 
-/// What may happen in worlds, by kind; a choice of them for each world.
+/// What may happen in worlds. Each world gets a random selection of it.
 struct Choice {
     std::vector<std::string> only; ///< kinds; empty: all
-    std::string limits; ///< "none", "tiny" or "room", with which each world begins; empty: any
+    std::string limits; ///< at the start of each world: "none", "tiny" or "room"; empty: any
 };
 
 std::vector<std::string> kinds();
 
-/// The acts of a world, one line each; see Peer, RandomHost and World for what they say.
+/// The acts of a world, one line each. Peer, RandomHost and World explain them.
 std::vector<std::string> makeActs(unsigned seed, const Choice& choice);
 
 } // namespace world

@@ -63,7 +63,7 @@ std::string readAll(int descriptor)
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-/// Qt writes a line without it where it comes inside the handler of another.
+/// Qt writes a line without its time if it comes inside the handler of another.
 static bool isTime(const std::string& word)
 {
     return word.find('.') != std::string::npos && word.find_first_not_of("0123456789.") == std::string::npos;

@@ -13,11 +13,10 @@ namespace {
 constexpr qsizetype LongMessage = 30'000;
 constexpr size_t LongAnswer = 20'000;
 constexpr const char* End = "\r\n\r\n";
-constexpr const char* SystemsAttributes = R"( usename="viewer" password="apple" maxnumchannels="16")";
+constexpr const char* SystemAttributes = R"( usename="viewer" password="apple" maxnumchannels="16")";
 
-/// In both texts {id}, {n} and {cn} stand for the message's id, its number, and client and number in one, {ns}
-/// for the namespace, {x} for what makes it long, {system} for what is for the system account alone. The reply has no
-/// end.
+/// In both texts, {id} is the message's id, {n} its number, {cn} client and number in one, {ns} the namespace, {x} a
+/// long filling, {system} what only the system account gets. The reply has no terminator.
 struct Exchange {
     char letter;
     std::string document;
@@ -87,7 +86,7 @@ std::string filled(const std::string& text, int client, int number, bool hasSyst
         .replace("{cn}", QByteArray::number(client * 1000 + number))
         .replace("{ns}", " xmlns:p=\"http://www.halden.example/ravo_1_0/\"")
         .replace("{x}", QByteArray(LongMessage, 'x'))
-        .replace("{system}", hasSystemAccount ? SystemsAttributes : "")
+        .replace("{system}", hasSystemAccount ? SystemAttributes : "")
         .toStdString();
 }
 

@@ -4,28 +4,28 @@
 
 namespace world {
 
-// A client's messages have letters in the acts:
+// The acts write a client's messages as letters:
 //   O G W E   a login: with the system account, with the host's, with a wrong password, without fields
 //   p l t T   setPreset, showLive, showTrack by name, by id
 //   v s m M   setDetailViews, showLiveAtSubsplit, setSplitMode, the same by a document
 //   i I n     getPertinentInfo: answered, with a long answer, not answered
-//   R P U     getRecorderList, getPresetsList, updateRecorderContents, none of which says to the host whose it is
+//   R P U     getRecorderList, getPresetsList, updateRecorderContents, which give the host no id
 //   u r e x   an unknown command, showTrack without a track, an empty message, a long setPreset
 constexpr const char* Commands = "pltTvsmMiInRPUurex";
 
-/// How a host call and the acts name message \a number of client \a client.
+/// The name of message \a number of client \a client in host calls and acts.
 std::string messageId(int client, int number);
 
 std::string messageText(char letter, int client, int number);
-/// Whether the host is asked something in which there is an id, or its two numbers: 7002 for c7-m2.
+/// Whether it makes a host call that has the id, or its two numbers in one: 7002 for c7-m2.
 bool callsHost(char letter);
 bool isLogin(char letter);
 bool isValidLogin(char letter);
-/// What stands in the first \a element; empty where there is none.
+/// The content of the first \a element; empty if there is none.
 std::string contentOf(const std::string& document, const std::string& element);
-/// What comes back, its end included, to a client that is logged in; nothing for U, whose replies come when they may.
+/// The reply to a logged-in client, with its terminator; empty for U, whose replies may come at any time.
 std::string predictedReply(char letter, int client, int number, bool hasSystemAccount);
-/// The host's answer to a query, with which \a call was made.
+/// The host's answer to the query of \a call.
 std::string answerTo(const std::string& call);
 
 /// Takes the replies of updateRecorderContents out of \a received. Returns their number.

@@ -20,19 +20,19 @@ namespace world {
 
 namespace {
 
-constexpr int Patience = 600; // turns, of 20 ms or more, in which nobody gets anywhere
+constexpr int Patience = 600; // turns, of 20 ms or more, without progress
 constexpr int64_t SurplusPatienceMs = 700; // for a host that takes no more
-constexpr int64_t ConnectPatienceMs = 3'000; // for a host that does not listen now
-constexpr unsigned FirstPort = 10'000; // below those that the system gives
-constexpr unsigned ClientsLastByte = 2; // of their addresses
-constexpr unsigned StormsLastByte = 3;
-constexpr int StormsTurn = 50; // connections before others have their turn
-constexpr size_t OneRead = 4'000; // TLS hands on somewhat more at once
+constexpr int64_t ConnectPatienceMs = 3'000; // for a host that is not listening
+constexpr unsigned FirstPort = 10'000; // below those that the system assigns
+constexpr unsigned ClientLastByte = 2; // of their addresses
+constexpr unsigned StormLastByte = 3;
+constexpr int StormTurn = 50; // connections before other clients have their turn
+constexpr size_t OneRead = 4'000; // TLS delivers slightly more at once
 constexpr size_t LongestPiece = 600;
 
 std::map<std::string, SSL_CTX*>& contexts()
 {
-    static auto& all = *new std::map<std::string, SSL_CTX*>; // what it holds lives as long as the process
+    static auto& all = *new std::map<std::string, SSL_CTX*>; // never destroyed
     return all;
 }
 
@@ -45,14 +45,14 @@ sockaddr_in addressOf(unsigned lastByte, unsigned port)
     return address;
 }
 
-/// A socket with an address of its own.
+/// A socket bound to its own address.
 int makeSocket(unsigned lastByte, unsigned port)
 {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     const int on = 1;
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    for (const unsigned each : {port, 0U}) { // any one where another process has it
+    for (const unsigned each : {port, 0U}) { // any port, if another process has this one
         const sockaddr_in own = addressOf(lastByte, each);
         if (bind(fd, reinterpret_cast<const sockaddr*>(&own), sizeof own) == 0)
             break;
@@ -101,10 +101,10 @@ void play(const std::vector<std::unique_ptr<Peer>>& peers, Shared& shared)
         shared.clientsAreDone = std::all_of(
             peers.begin(), peers.end(), [](const auto& each) { return each->doneAt != 0 || each->isWitness(); });
         polled.clear();
-        for (const auto& each : peers) // poll() passes over those with a descriptor below 0
+        for (const auto& each : peers) // poll() ignores descriptors below 0
             polled.push_back({each->events() != 0 ? each->descriptor() : -1, each->events(), 0});
         poll(polled.data(), polled.size(), TurnMs);
-        // However slow the machine is: in each of these the host has had its turn, and so have the clients.
+        // However slow the machine is: in each counted turn, the host and the clients have had theirs.
         const int before = std::exchange(rounds, shared.rounds.load());
         shared.turns += rounds != before ? 1 : 0;
         const int64_t now = nowMs();
@@ -117,8 +117,8 @@ Peer::Peer(const std::string& act, Shared& shared)
     : id(std::stoi(split(act, ' ').at(1)))
     , certificate(valueOf(act, "cert"))
     , shared(shared)
-    // A port that no other client of this world has, however short its connection.
-    , fd(makeSocket(ClientsLastByte, FirstPort + static_cast<unsigned>(id)))
+    // A port that no other client of this world has, not even a short-lived one.
+    , fd(makeSocket(ClientLastByte, FirstPort + static_cast<unsigned>(id)))
     , tls(SSL_new(contexts().at(valueOf(act, "tls") + certificate)))
     , incoming(BIO_new(BIO_s_mem()))
     , outgoing(BIO_new(BIO_s_mem()))
@@ -133,7 +133,7 @@ Peer::Peer(const std::string& act, Shared& shared)
     sockaddr_in own {};
     socklen_t size = sizeof own;
     getsockname(fd, reinterpret_cast<sockaddr*>(&own), &size);
-    address = "127.0.0." + std::to_string(ClientsLastByte) + ":" + std::to_string(ntohs(own.sin_port));
+    address = "127.0.0." + std::to_string(ClientLastByte) + ":" + std::to_string(ntohs(own.sin_port));
 }
 
 Peer::~Peer()
@@ -153,8 +153,9 @@ short Peer::events() const
 
 bool Peer::finish()
 {
-    doneAt = nowMs(); // later than that of the turn
-    note("peer", "c" + std::to_string(id) + " " + address + (endedByHost ? " was ended by the host" : " is gone"));
+    doneAt = nowMs(); // not `now`, which is earlier
+    note("peer",
+        "c" + std::to_string(id) + " " + address + (endedByHost ? " was disconnected by the host" : " has ended"));
     if (fd >= 0)
         ::close(fd);
     fd = -1;
@@ -179,7 +180,7 @@ void Peer::advance(int64_t nowMs, short happened)
 
 void Peer::hasProgressed()
 {
-    (isWitness() ? progress : shared.progress) = shared.turns; // the witness goes on for as long as others wait
+    (isWitness() ? progress : shared.progress) = shared.turns; // a witness goes on while others wait
 }
 
 bool Peer::isStuck() const
@@ -190,7 +191,7 @@ bool Peer::isStuck() const
 bool Peer::connectAgain()
 {
     if (connectTo(fd, shared.port)) {
-        connectedAt = triedAt != 0 ? triedAt : now; // it may have been right after the last try
+        connectedAt = triedAt != 0 ? triedAt : now; // perhaps right after the last attempt
         stepSince = now;
         hasProgressed();
         note("peer", "c" + std::to_string(id) + " " + address + " has connected");
@@ -235,7 +236,7 @@ void Peer::collect()
     }
 }
 
-/// How many bytes the system has taken.
+/// \return how many bytes the system has taken
 size_t Peer::put(const char* bytes, size_t size)
 {
     const ssize_t count = ::send(fd, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -272,8 +273,8 @@ bool Peer::advanceStep()
 {
     const std::string text = step < steps.size() ? steps[step] : "reset";
     const std::string name = text.substr(0, text.find(':'));
-    const bool looksNoMore = name == "reset" || name == "leave";
-    if ((ended || (endedInTls && !sentNonTls && !sentCloseNotify && !looksNoMore)) && !finSent) {
+    const bool ignoresHost = name == "reset" || name == "leave";
+    if ((ended || (endedInTls && !sentNonTls && !sentCloseNotify && !ignoresHost)) && !finSent) {
         endedByHost = !sentCloseNotify;
         orderly = sentCloseNotify && !sentNonTls;
         return finish();
@@ -282,8 +283,8 @@ bool Peer::advanceStep()
         gotStuck = outbox.empty() && !ended;
         return finish();
     }
-    held = held && (looksNoMore || name == "close" || name == "notify" || name == "fin");
-    if (!outbox.empty() && !looksNoMore && !held && name != "surplus")
+    held = held && (ignoresHost || name == "close" || name == "notify" || name == "fin");
+    if (!outbox.empty() && !ignoresHost && !held && name != "surplus")
         return false;
     argument = text.substr(std::min(text.size(), name.size() + 1));
     return (this->*stepOf(name))();
@@ -297,7 +298,7 @@ bool Peer::hello()
     handshakeDone = result == 1;
     endedInTls = endedInTls || (!handshakeDone && SSL_get_error(tls, result) == SSL_ERROR_SSL);
     if (handshakeDone)
-        read(); // what came with the end of the handshake
+        read(); // what arrived with the end of the handshake
     return handshakeDone;
 }
 
@@ -384,15 +385,15 @@ bool Peer::witness()
         return false;
     }
     shared.figures.longestWaitUs = std::max<int64_t>(shared.figures.longestWaitUs, us - askedAtUs);
-    askedAtUs = 0; // the next question comes in the next turn
+    askedAtUs = 0; // the next command follows in the next turn
     return shared.clientsAreDone;
 }
 
 bool Peer::storm()
 {
-    for (int count = 0; count < StormsTurn; ++count) {
-        // It does not wait: where the system's queue is full the next try comes when there is a place.
-        const int other = makeSocket(StormsLastByte, 0);
+    for (int count = 0; count < StormTurn; ++count) {
+        // It does not wait. If the system's queue is full, a later attempt finds room.
+        const int other = makeSocket(StormLastByte, 0);
         connectTo(other, shared.port);
         closeWithReset(other);
     }

@@ -12,19 +12,19 @@
 
 namespace world {
 
-/// One client, which is not Qt: TLS over memory, so that its bytes can be cut, held back and spoilt at will.
+/// One client, without Qt: TLS over memory, so that its bytes can be split, held back and corrupted at will.
 ///
 /// Its act: client ID at=MS tls=12|13 cert=none|good|strange STEP... The steps, one after the other:
-///   hello             the whole handshake              junk:N    N bytes that are no TLS
-///   send:HOW:LETTERS  messages; HOW: one (one write, records as long as they get), pieces (records and writes cut
-///                     anywhere), held (in one write with the end behind it)
-///   wait              for all replies that are due     sleep:MS
-///   surplus:MB        junk for as long as it is taken  mute      reads no more
-///   witness           one command after the other, the wait for each reply measured, until the others are done
-///   storm:MS          connects others and resets them at once, again and again
-/// The end, which is also the way in which it goes where no other is given:
+///   hello             the whole handshake              junk:N    N bytes that are not TLS
+///   send:HOW:LETTERS  messages; HOW: one (one write, records as long as possible), pieces (records and writes cut
+///                     anywhere), held (in one write with the end after it)
+///   wait              for all expected replies         sleep:MS
+///   surplus:MB        junk, while the host takes it    mute      stops reading
+///   witness           command after command, measures the wait for each reply, until the others are done
+///   storm:MS          connects other sockets and resets them at once, again and again
+/// The end, reset if none is given:
 ///   close   close_notify, FIN, reads until the end     fin       the same without close_notify
-///   notify  close_notify, reads what is due, then FIN  notified  close_notify, then goes on with the steps
+///   notify  close_notify, reads all replies, then FIN  notified  close_notify, then goes on with the steps
 ///   reset   RST                                        leave     close_notify, and closes the socket at once
 class Peer {
 public:
@@ -33,7 +33,7 @@ public:
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
-    /// What poll() shall wait for.
+    /// What poll() should wait for.
     short events() const;
     int descriptor() const { return fd; }
     bool isWitness() const { return steps.back() == "witness"; }
@@ -42,34 +42,34 @@ public:
 
     struct Call {
         std::string id; ///< of the message that makes it
-        int record; ///< messages with the same number of 0 or more are in one TLS record, which is read as a whole
+        int record; ///< messages with the same number, 0 or more, share a TLS record, which is read as a whole
     };
 
-    // For those who judge, once it is done:
+    // For the judgement, once it is done:
     int id;
     std::string certificate;
     std::string address; ///< its own, with port
     std::vector<std::string> steps;
-    std::vector<Call> asked; ///< what the host is to be called for, in the order of sending
-    std::vector<std::string> logins; ///< as the audit trail is to have them
-    std::string predicted; ///< all replies
-    int64_t longest = 0; ///< length of a message
-    int64_t unsent = 0; ///< length of the replies, if it were logged in from the beginning
-    int updates = 0; ///< updateRecorderContents
+    std::vector<Call> asked; ///< the expected host calls, in the order of sending
+    std::vector<std::string> logins; ///< as the audit trail should have them
+    std::string predicted; ///< all expected replies
+    int64_t longest = 0; ///< length of the longest message
+    int64_t unsent = 0; ///< length of the replies, if it were logged in from the start
+    int updates = 0; ///< times that it sent updateRecorderContents
     std::string received; ///< without the replies of updateRecorderContents
     int updateReplies = 0;
     int64_t connectedAt = 0; ///< 0: never
     int64_t doneAt = 0; ///< 0: not yet
-    bool handshakeDone = false; ///< the handshake is done
-    bool orderly = false; ///< it has sent all and ended in an orderly way before the host did, and read until the end
-    bool sentCloseNotify = false; ///< orderly, with a close_notify
+    bool handshakeDone = false;
+    bool orderly = false; ///< it sent everything, ended in order before the host did, and read until the end
+    bool sentCloseNotify = false;
     bool endedByHost = false;
     bool gotStuck = false;
-    bool sentNonTls = false; ///< sent what is no TLS
+    bool sentNonTls = false; ///< or went on after close_notify
 
 private:
     static constexpr int64_t NotifyPatienceMs = 3'000;
-    using Step = bool (Peer::*)(); ///< does what it can; whether it is done
+    using Step = bool (Peer::*)(); ///< does what it can; returns whether it is done
     static Step stepOf(const std::string& name);
 
     bool hello();
@@ -91,48 +91,48 @@ private:
     bool advanceStep();
     void sendMessages(const std::string& how, const std::string& letters);
     void putIntoTls(const std::string& text);
-    bool sendCloseNotify(); ///< true
+    bool sendCloseNotify(); ///< always true
     bool hasAllReplies() const { return received.size() >= predicted.size(); }
     bool connectAgain();
     void hasProgressed();
     bool isStuck() const;
-    bool finish(); ///< false: no step comes after it
+    bool finish(); ///< always false: no step follows
     void read();
     size_t put(const char* bytes, size_t size);
     void writeOut();
-    void collect(); ///< what TLS has made
+    void collect(); ///< takes what TLS has written
 
     Shared& shared;
     int fd;
     SSL* tls;
-    BIO* incoming; ///< owned by tls, as outgoing
+    BIO* incoming; ///< owned by tls, like outgoing
     BIO* outgoing;
     std::mt19937 random;
     std::string outbox;
     size_t step = 0;
-    std::string argument; ///< of the step
+    std::string argument; ///< of the current step
     int64_t now = 0;
     int64_t startAt;
-    int64_t triedAt = 0; ///< to connect, in vain
-    int progress = 0; ///< the turn of its last one
+    int64_t triedAt = 0; ///< the last failed attempt to connect
+    int progress = 0; ///< the turn of its last progress
     int64_t stepSince;
     int messages = 0;
     bool admitted = false; ///< it has sent a valid login
     bool hasSystemAccount = false;
     size_t surplus = 0;
-    int64_t askedAtUs = 0; ///< by a witness; 0: nothing
+    int64_t askedAtUs = 0; ///< by a witness; 0: it is not waiting
     bool inPieces = false;
     bool muted = false;
-    bool held = false; ///< what is to leave waits for what comes with it
+    bool held = false; ///< the output waits for the end, to leave with it
     bool ended = false; ///< the host, or the network, has ended the connection
     bool endedInTls = false;
     bool finSent = false;
 };
 
-/// Before there are threads: what all clients with these certificates have in common.
+/// Makes the TLS contexts that clients share. Call it before there are threads.
 void makeClientContexts();
 
-/// Plays clients until they are done.
+/// Plays the clients until all are done.
 void play(const std::vector<std::unique_ptr<Peer>>& peers, Shared& shared);
 
 } // namespace world

@@ -20,9 +20,9 @@ namespace {
 
 constexpr int CareMs = 40;
 constexpr int MostPending = 7;
-constexpr int64_t TroubleMs = 250; // for which it leaves a server without clients
+constexpr int64_t TroubleMs = 250; // for which it leaves a server that accepts no clients
 constexpr int AcceptMs = 20;
-constexpr int MostLoops = 12; // inside one another, where there is no crowd
+constexpr int MostLoops = 12; // nested, without a crowd
 
 QByteArray contentOf(const char* file)
 {
@@ -30,7 +30,7 @@ QByteArray contentOf(const char* file)
     return in.open(QIODevice::ReadOnly) ? in.readAll() : QByteArray();
 }
 
-/// The id in a call, or the operation of one that has none.
+/// The id in a call; the operation if it has none.
 std::string nameOf(const std::string& call)
 {
     static const std::regex Id("c[0-9]+-m[0-9]+");
@@ -51,7 +51,7 @@ OrvaneInterface::OrvaneLimits limitsOf(const std::string& name)
         return OrvaneInterface::OrvaneLimits::controlRoom();
     if (name == "tiny")
         return {6, 1, 20'000, 300, 50'000, std::chrono::milliseconds(700), std::chrono::milliseconds(1'000)};
-    if (name == "huge") { // as good as none
+    if (name == "huge") { // practically none
         constexpr int most = std::numeric_limits<int>::max();
         constexpr std::chrono::milliseconds asNoneInAnInt(429'496'729'600);
         return {most, most, most, most, most, std::chrono::milliseconds::max(), asNoneInAnInt};
@@ -121,7 +121,7 @@ void RandomHost::listen()
 
 void RandomHost::configure()
 {
-    // Read once, at first: later there may be no descriptor for it.
+    // Read once, at the start: later there may be no descriptor for it.
     static const QSslKey EllipticKey(contentOf(STRANGE_PAIR "key.pem"), QSsl::Ec);
     static const QSslCertificate EllipticCertificate(contentOf(STRANGE_PAIR "cert.pem"));
     static const QList<QSslCertificate> Issuers = QSslCertificate::fromData(contentOf(GOOD_PAIR "cert.pem"));
@@ -151,7 +151,7 @@ void RandomHost::lookAfter()
     checkCurrent();
     endRefresh();
     if (server->maxPendingConnections() != MostPending)
-        note("broken", "host: what it has set is " + std::to_string(server->maxPendingConnections()));
+        note("broken", "host: maxPendingConnections() is " + std::to_string(server->maxPendingConnections()));
 }
 
 void RandomHost::endRefresh()
@@ -180,7 +180,7 @@ void RandomHost::carryOut(const std::string& what, const std::string& place)
     if (verb == "slow")
         return static_cast<void>(usleep(static_cast<useconds_t>(std::stoi(argument)) * 1'000));
     if (verb == "shortage")
-        return beShort(std::stoi(argument));
+        return startShortage(std::stoi(argument));
     if (verb == "limits")
         limits = argument;
     if (verb == "tls")
@@ -205,9 +205,9 @@ void RandomHost::carryOutOnServer(const std::string& verb)
         server->close();
     if (verb == "listen" || verb == "relisten")
         listen();
-    if (server == nullptr || !server->isListening()) // where Qt crashes in a pause
+    if (server == nullptr || !server->isListening()) // then a pause crashes Qt
         return;
-    // In a shortage the pause would be over, in a storm Qt would accept a thousand at once.
+    // In a shortage this would end the pause, in a storm Qt would accept a thousand at once.
     if (verb == "accept" && taken.empty() && !storms) {
         note("act", "accepting in accept");
         server->waitForNewConnection(AcceptMs);
@@ -231,8 +231,8 @@ void RandomHost::runLoop(int ms)
     --loops;
 }
 
-/// Takes all descriptors that there are; a world sees to it that these are not many.
-void RandomHost::beShort(int ms)
+/// Takes all descriptors; World limits their number.
+void RandomHost::startShortage(int ms)
 {
     for (int last = 0; (last = dup(STDERR_FILENO)) >= 0;)
         taken.push_back(last);
@@ -296,7 +296,7 @@ void RandomHost::handleCall(const std::string& call)
     reach("each");
     checkCurrent();
     askers.pop_back();
-    host.refreshStarts = endedRefreshes != endedBefore || count % 4 != 0; // the client was told of the end already
+    host.refreshStarts = endedRefreshes != endedBefore || count % 4 != 0; // then the client already has its notice
     host.answer.reset();
     if (call.find("<silent/>") == std::string::npos)
         host.answer = answerTo(call);

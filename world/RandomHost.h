@@ -17,31 +17,30 @@
 
 namespace world {
 
-/// The host and its server. It does in calls, in lines of the log and in between what its acts say:
+/// The host and its server. In calls, in log lines and in between, it does what its acts say:
 ///   host WHERE WHAT
 /// WHERE: call:ID, call:OPERATION#N (the Nth call of one without an id), line:KIND#N, audit:EVENT#N, at:MS, begin,
 ///   each, event:EVENT#N (of the observer)
 /// WHAT, or several joined by +: loop:MS slow:MS shortage:MS destroy renew close listen relisten pause resume accept
-/// finished limits:none|room|huge|tiny
-///   tls:rsa|elliptic|query|verify|useless
+///   finished limits:none|room|huge|tiny tls:rsa|elliptic|query|verify|useless
 /// The place `begin` is before the first client; `each` is each call, for crowds.
-/// What it has ended it begins again by itself soon after.
+/// What it has stopped it soon starts again by itself.
 class RandomHost : public QObject {
 public:
     RandomHost(const std::vector<std::string>& worldActs, Shared& shared);
     ~RandomHost() { end(); }
 
-    /// Ends the server, and the host's own care of it.
+    /// Destroys the server, and stops looking after it.
     void end();
     bool hasCrowd() const { return acts.contains("each"); }
-    /// For each line of the library.
+    /// Called for each line of the library.
     void handleLine(const std::string& category, const std::string& line);
 
 private:
     void handleCall(const std::string& call);
     void handleEvent(const OrvaneInterface::OrvaneClientEvent& event);
     void checkCurrent();
-    /// Does what the acts say of this place.
+    /// Carries out the acts of this place.
     void reach(const std::string& place);
     void carryOut(const std::string& what, const std::string& place);
     void carryOutOnServer(const std::string& verb);
@@ -49,7 +48,7 @@ private:
     void listen();
     void configure();
     void runLoop(int ms);
-    void beShort(int ms);
+    void startShortage(int ms);
     void endShortage();
     void lookAfter();
     void endRefresh();
@@ -64,19 +63,19 @@ private:
     int64_t troubleSince = 0; ///< without a server, or with one that does not accept
     std::string limits = "none";
     std::string tls = "rsa";
-    std::vector<int> taken; ///< descriptors, in a shortage
+    std::vector<int> taken; ///< descriptors, during a shortage
     bool paused = false;
-    bool storms = false; ///< a client is one
+    bool storms = false; ///< a client makes a storm
     int loops = 0;
     bool observes;
     ClientWatch watch; ///< of the present server
-    /// In whose calls the host's code runs, and of which server: the client's id and the number of servers before.
+    /// The calls in which the host's code runs, outermost first: the client's id and the number of its server.
     std::vector<std::pair<quint64, int>> askers;
     int servers = 0;
-    int auditLines = 0; ///< inside one another
+    int auditLines = 0; ///< nested
 };
 
-/// Of limits that keep clients waiting and end some: what Promises knows, too.
+/// The limits of this name, which make clients wait and disconnect some. Promises uses them, too.
 OrvaneInterface::OrvaneLimits limitsOf(const std::string& name);
 
 } // namespace world

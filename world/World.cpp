@@ -24,15 +24,15 @@ namespace world {
 
 namespace {
 
-constexpr int64_t MemoryThatMayStay = 3 << 20; // what Qt and TLS keep for their next use
-constexpr int64_t MemoryForAll = 48 << 20; // beside what each client may take, while they are there
-constexpr int64_t MemoryForEach = 400 << 10; // the client's own part in this process, too
+constexpr int64_t MemoryThatMayStay = 3 << 20; // what Qt and TLS keep for reuse
+constexpr int64_t MemoryForAll = 48 << 20; // while clients are there, beside what each may take
+constexpr int64_t MemoryForEach = 400 << 10; // includes the client's own part in this process
 #if defined(__SANITIZE_ADDRESS__)
-constexpr rlim_t StackInCrowd = 8 << 20; // with the sanitizer each function takes more
+constexpr rlim_t StackInCrowd = 8 << 20; // functions take more with the sanitizer
 #else
-constexpr rlim_t StackInCrowd = 3 << 20; // calls inside of hundreds of others must not need more
+constexpr rlim_t StackInCrowd = 3 << 20; // hundreds of nested calls must not need more
 #endif
-constexpr rlim_t Descriptors = 2'048; // for a crowd, and few enough to run out of them
+constexpr rlim_t Descriptors = 2'048; // enough for a crowd, few enough to run out of
 constexpr unsigned HangSeconds = 120; // without a round of the event loop
 
 int64_t memoryInUse()
@@ -66,7 +66,7 @@ void handleLine(QtMsgType type, const QMessageLogContext& context, const QString
 void checkFigure(const char* promise, int64_t value, int64_t most)
 {
     if (value > most)
-        note("broken", promise + (": " + std::to_string(value)) + ", " + std::to_string(most) + " may be");
+        note("broken", promise + (": " + std::to_string(value)) + ", allowed: " + std::to_string(most));
 }
 
 void playAll(const std::vector<std::string>& acts, Figures& figures)
@@ -108,7 +108,7 @@ void playAll(const std::vector<std::string>& acts, Figures& figures)
         note("broken", each);
 }
 
-/// Once for what is made once in a process, and is no leak.
+/// First an empty world, for what is made once in a process and is no leak.
 void playTwice(const std::vector<std::string>& acts, Figures& figures)
 {
     Figures none;

@@ -7,13 +7,13 @@
 
 namespace world {
 
-/// What became of a world. A breach has its promise first: "replies: ...", "crash: ...", "hang: ...".
+/// The result of a world. A breach begins with its promise: "replies: ...", "crash: ...", "hang: ...".
 struct Outcome {
     std::vector<std::string> breaches;
     std::string log;
 };
 
-/// Plays the acts in a process of their own.
+/// Plays the acts in a separate process.
 Outcome playApart(const std::vector<std::string>& acts, Figures& figures);
 
 } // namespace world

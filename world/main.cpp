@@ -22,7 +22,7 @@ constexpr int64_t ProgressMs = 5'000;
 
 class Run {
 public:
-    /// \a maxWaitMs of the witness; 0: however long
+    /// \a maxWaitMs of the witness; 0: unlimited
     explicit Run(int64_t maxWaitMs)
         : maxWaitUs(maxWaitMs * 1'000)
     {
@@ -55,11 +55,12 @@ public:
         return true;
     }
 
-    void tell()
+    void printProgress()
     {
-        told = world::nowMs();
-        std::printf("%5.0f s: %d worlds, %ld clients; longest wait %.1f ms\n", static_cast<double>(told - begin) / 1e3,
-            worlds, static_cast<long>(figures.clients), static_cast<double>(figures.longestWaitUs) / 1e3);
+        printedAt = world::nowMs();
+        std::printf("%5.0f s: %d worlds, %ld clients; longest wait %.1f ms\n",
+            static_cast<double>(printedAt - begin) / 1e3, worlds, static_cast<long>(figures.clients),
+            static_cast<double>(figures.longestWaitUs) / 1e3);
         static_cast<void>(std::fflush(stdout));
     }
 
@@ -70,8 +71,8 @@ private:
         ++worlds;
         if (maxWaitUs > 0 && figures.longestWaitUs > maxWaitUs)
             outcome.breaches.push_back("waiting: " + std::to_string(figures.longestWaitUs) + " us");
-        if (world::nowMs() - told > ProgressMs)
-            tell();
+        if (world::nowMs() - printedAt > ProgressMs)
+            printProgress();
         if (!outcome.breaches.empty())
             report(acts, outcome, name);
         return outcome.breaches.empty();
@@ -96,11 +97,11 @@ private:
         mmap(nullptr, sizeof(world::Figures), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     world::Figures& figures = *new (shared) world::Figures;
     int64_t begin = world::nowMs();
-    int64_t told = begin;
+    int64_t printedAt = begin;
     int worlds = 0;
 };
 
-/// Before there are worlds, which have an application of their own.
+/// Called before there are worlds, which have their own application.
 void readOptions(QCommandLineParser& parser, int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
@@ -108,12 +109,12 @@ void readOptions(QCommandLineParser& parser, int argc, char** argv)
     for (const std::string& each : world::kinds())
         kinds += u' ' + QString::fromStdString(each);
     parser.setApplicationDescription(u"Plays worlds, each from a seed: random clients and a random host over TLS. A "
-                                     "failure writes the acts to a file, and ends with status 1."_s);
+                                     "failure writes the acts to a file and exits with status 1."_s);
     parser.addOptions({{u"seed"_s, u"The first seed."_s, u"N"_s, u"1"_s},
-        {u"seconds"_s, u"World after world for so long; without it, one."_s, u"S"_s, u"0"_s},
-        {u"only"_s, u"Nothing but these:"_s + kinds, u"KIND,..."_s},
-        {u"limits"_s, u"Each world begins with these: none, tiny or room."_s, u"LIMITS"_s},
-        {u"max-wait-ms"_s, u"A witness waits no longer, also for the host itself."_s, u"MS"_s},
+        {u"seconds"_s, u"Play worlds for this long; by default only one."_s, u"S"_s, u"0"_s},
+        {u"only"_s, u"Only these kinds:"_s + kinds, u"KIND,..."_s},
+        {u"limits"_s, u"The limits at the start of each world: none, tiny or room."_s, u"LIMITS"_s},
+        {u"max-wait-ms"_s, u"The longest that a witness may wait, also for the host itself."_s, u"MS"_s},
         {u"replay"_s, u"Plays the acts of a file, or of each file of a directory."_s, u"FILE"_s}});
     parser.addHelpOption();
     parser.process(application);
@@ -132,9 +133,9 @@ try {
     const bool passed = parser.isSet(u"replay"_s)
         ? run.playFiles(valueOf(u"replay"_s))
         : run.playSeeds(parser.value(u"seed"_s).toUInt(), choice, parser.value(u"seconds"_s).toLongLong());
-    run.tell();
+    run.printProgress();
     return passed ? 0 : 1;
-} catch (const std::exception& error) { // a file that is no world
+} catch (const std::exception& error) { // a file that does not describe a world
     static_cast<void>(std::fprintf(stderr, "orvane-world: %s\n", error.what()));
     return UsageStatus;
 }
