@@ -12,7 +12,7 @@
 
 using namespace Qt::StringLiterals;
 
-/// The trail of who did what, as a program reads it.
+/// The audit trail, as a program reads it.
 class tst_audit_log : public QObject {
     Q_OBJECT
 
@@ -20,12 +20,12 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void isOffAtFirst();
-    void tellsWhoDidWhat();
-    void tellsWhyAHandshakeFailed();
-    void keepsALineWhateverAClientSends();
-    void isFollowedByEventsInOrderThoughALineRunsEvents();
-    void namesAPeerOfIpv6ThoughTheServerIsDestroyedInALine();
+    void isOffByDefault();
+    void recordsWhoDidWhat();
+    void recordsWhyHandshakeFailed();
+    void writesOneLineWhateverClientSends();
+    void keepsEventsInOrderIfLineRunsEvents();
+    void namesIpv6PeerIfServerIsDestroyedInLine();
 };
 
 namespace {
@@ -42,7 +42,7 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
         run();
 }
 
-/// One line without what differs from run to run: where the client came from, and how long it took.
+/// A line without what differs from run to run: the client's address, and how long it took.
 QString brief(const QByteArray& line)
 {
     QJsonObject entry = QJsonDocument::fromJson(line).object();
@@ -57,10 +57,10 @@ QString brief(const QByteArray& line)
 
 QStringList briefLines()
 {
-    QStringList brieves;
+    QStringList all;
     for (const QByteArray& line : std::as_const(lines))
-        brieves += brief(line);
-    return brieves;
+        all += brief(line);
+    return all;
 }
 
 } // namespace
@@ -78,7 +78,7 @@ void tst_audit_log::cleanup()
     qInstallMessageHandler(nullptr);
 }
 
-void tst_audit_log::isOffAtFirst()
+void tst_audit_log::isOffByDefault()
 {
     QLoggingCategory::setFilterRules(QString());
     const Session session;
@@ -88,7 +88,7 @@ void tst_audit_log::isOffAtFirst()
     QCOMPARE(lines, QByteArrayList());
 }
 
-void tst_audit_log::tellsWhoDidWhat()
+void tst_audit_log::recordsWhoDidWhat()
 {
     Session session;
     session.host.refreshStarts = true;
@@ -142,17 +142,17 @@ void tst_audit_log::tellsWhoDidWhat()
     QCOMPARE(briefLines(), expected);
 }
 
-void tst_audit_log::tellsWhyAHandshakeFailed()
+void tst_audit_log::recordsWhyHandshakeFailed()
 {
     const Session session;
-    const auto client = session.comer();
+    const auto client = session.tcpClient();
     client->write("GET / HTTP/1.1\r\n\r\n");
     QTRY_VERIFY(lines.size() >= 2);
     QVERIFY(lines.at(1).contains("\"event\":\"handshakeFailed\""));
     QVERIFY(lines.at(1).contains("http request"));
 }
 
-void tst_audit_log::keepsALineWhateverAClientSends()
+void tst_audit_log::writesOneLineWhateverClientSends()
 {
     const Session session;
     auto client = session.connectedClient();
@@ -171,8 +171,8 @@ void tst_audit_log::keepsALineWhateverAClientSends()
     QCOMPARE(QJsonDocument::fromJson(lines.last()).object()["user"_L1].toString(), cutHere + u"..."_s);
 }
 
-/// What happens in the line of an event is told after that event.
-void tst_audit_log::isFollowedByEventsInOrderThoughALineRunsEvents()
+/// What happens inside the line of an event is reported after that event.
+void tst_audit_log::keepsEventsInOrderIfLineRunsEvents()
 {
     using Type = OrvaneInterface::OrvaneClientEvent::Type;
     const Session session;
@@ -182,7 +182,7 @@ void tst_audit_log::isFollowedByEventsInOrderThoughALineRunsEvents()
         whenLogged = [isOver] {
             whenLogged = nullptr;
             QTRY_VERIFY(isOver());
-            QCoreApplication::processEvents(); // what has been posted by then
+            QCoreApplication::processEvents(); // what was posted meanwhile
         };
     };
     const auto countClients = [&] { return session.server->clients().size(); };
@@ -194,14 +194,14 @@ void tst_audit_log::isFollowedByEventsInOrderThoughALineRunsEvents()
     QTRY_COMPARE(countClients(), 0);
 
     types.clear();
-    const auto stranger = session.comer();
+    const auto stranger = session.tcpClient();
     QTRY_COMPARE(types, QList({Type::Connected}));
     runEventsInNextLine([&] { return countClients() == 0; });
     stranger->write("no TLS");
     QTRY_COMPARE(types, QList({Type::Connected, Type::HandshakeFailed, Type::Disconnected}));
 }
 
-void tst_audit_log::namesAPeerOfIpv6ThoughTheServerIsDestroyedInALine()
+void tst_audit_log::namesIpv6PeerIfServerIsDestroyedInLine()
 {
     Session session;
     session.server->setLimits({.handshakeTimeout = std::chrono::milliseconds(50)});

@@ -21,7 +21,7 @@ using OrvaneInterface::SubsplitRect;
 using RecorderEntry = HostInterface::RecorderEntry;
 using PresetEntry = HostInterface::PresetEntry;
 
-/// What hosts have compiled in. Nothing of it may change, except with a new SOVERSION.
+/// What compiled hosts rely on. None of it may change without a new SOVERSION.
 class tst_binary_compatibility : public QObject {
     Q_OBJECT
 
@@ -34,10 +34,10 @@ private Q_SLOTS:
 
 namespace {
 
-/// The slot of a virtual operation in the vtable. That it compiles shows that the operation has this signature.
+/// The slot of a virtual operation in the vtable. It compiles only if the operation has this signature.
 template <typename Operation> int slotOf(Operation operation)
 {
-    // Of the Itanium C++ ABI: the offset, marked as virtual by its low bit.
+    // In the Itanium C++ ABI: the offset, marked as virtual by its low bit.
     std::array<std::ptrdiff_t, 2> representation {};
     static_assert(sizeof operation == sizeof representation);
     std::memcpy(representation.data(), &operation, sizeof operation);
@@ -47,7 +47,7 @@ template <typename Operation> int slotOf(Operation operation)
 
 using Layout = std::vector<size_t>;
 
-/// Where the members are, and the size of the whole.
+/// The offsets of the members, and the size of the record.
 template <typename Record, typename... Members> Layout layoutOf(Members Record::*... members)
 {
     const Record record {};
@@ -57,7 +57,7 @@ template <typename Record, typename... Members> Layout layoutOf(Members Record::
 
 template <typename Result, typename... Arguments> using Operation = Result (HostInterface::*)(Arguments...);
 
-/// What the first release put into the server.
+/// The members of the server in the first release.
 class ServerLayout : public QTcpServer {
     [[maybe_unused]] HostInterface* hostInterface = nullptr;
     std::vector<void*> connections;
@@ -93,8 +93,7 @@ void tst_binary_compatibility::operationsKeepTheirSlots()
         slotOf<Operation<bool, const String&, String&>>(&HostInterface::getPertinentInfo),
     };
     const std::array expected {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
-    QVERIFY2(
-        slots == expected, "a host that is already compiled would be asked for another operation than the client's");
+    QVERIFY2(slots == expected, "a compiled host would get calls for the wrong operations");
 }
 
 void tst_binary_compatibility::recordsKeepTheirLayout()
@@ -105,22 +104,22 @@ void tst_binary_compatibility::recordsKeepTheirLayout()
                   &RecorderEntry::tracks, &RecorderEntry::maxNumChannels)
                  == Layout {0, text, 2 * text, 3 * text, 4 * text, channels, channels + sizeof(void*)})
             && layoutOf(&PresetEntry::name) == Layout({0, text}),
-        "a host that is already compiled would fill in the wrong fields");
+        "a compiled host would fill in the wrong fields");
     QVERIFY2((layoutOf(&SubsplitRect::ltx, &SubsplitRect::lty, &SubsplitRect::rbx, &SubsplitRect::rby)
                  == Layout {0, 4, 8, 12, 16}),
-        "a host that is already compiled would read the wrong corners");
+        "a compiled host would read the wrong corners");
     QVERIFY2((layoutOf(&OrvaneLimits::maxClients, &OrvaneLimits::maxInvalidLogins, &OrvaneLimits::maxMessageLength,
                   &OrvaneLimits::maxMessageLengthBeforeLogin, &OrvaneLimits::maxUnsentBytes,
                   &OrvaneLimits::handshakeTimeout, &OrvaneLimits::loginTimeout)
                  == Layout {0, 4, 8, 16, 24, 32, 40, 48}),
-        "a host that is already compiled would set other limits");
+        "a compiled host would set the wrong limits");
     QVERIFY2(sizeof(HostInterface) == sizeof(void*), "a host's own data would lie where the library expects its own");
 }
 
 void tst_binary_compatibility::serverKeepsItsSize()
 {
     QVERIFY2(sizeof(OrvaneServer) == sizeof(ServerLayout),
-        "a host that is already compiled would set aside too little memory for its server, or more than it takes");
+        "a compiled host would allocate too little or too much memory for its server");
 }
 
 void tst_binary_compatibility::serverKeepsItsMetaMethods()

@@ -14,22 +14,22 @@ using Account = OrvaneClient::Account;
 using Outcome = OrvaneClientEvent::Outcome;
 using Type = OrvaneClientEvent::Type;
 
-/// Who is there, who asks, and what was done. That the three tell one story is what orvane-world judges.
+/// Connected clients, the current client, and events. orvane-world checks that the three agree.
 class tst_client_events : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void init() { events.clear(); }
 
-    void tellsWhoIsThere();
-    void namesTheCertificateThatAClientShows();
-    void tellsWhoAsksOfEachServer();
-    void tellsWhatWasDone();
-    void cutsWhatIsLong();
-    void tellsNothingOfWhatMayBeAPassword();
-    void tellsNothingOnceTheServerIsBeingDestroyed();
-    void standsWhateverTheObserverDoes_data();
-    void standsWhateverTheObserverDoes();
+    void listsConnectedClients();
+    void reportsClientCertificate();
+    void knowsCurrentClientOfEachServer();
+    void reportsEvents();
+    void truncatesLongTexts();
+    void reportsNoPossiblePassword();
+    void reportsNothingDuringDestruction();
+    void survivesAnyObserver_data();
+    void survivesAnyObserver();
 
 private:
     OrvaneInterface::OrvaneClientObserver keepEvents()
@@ -47,7 +47,7 @@ private:
     std::vector<OrvaneClientEvent> events;
 };
 
-void tst_client_events::tellsWhoIsThere()
+void tst_client_events::listsConnectedClients()
 {
     QVERIFY(OrvaneClient().isNull());
     QCOMPARE(OrvaneClient().id(), 0U);
@@ -56,7 +56,7 @@ void tst_client_events::tellsWhoIsThere()
         const Session session;
         QVERIFY(session.server->clients().isEmpty());
         const QDateTime before = QDateTime::currentDateTimeUtc();
-        const auto stranger = session.comer();
+        const auto stranger = session.tcpClient();
         QTRY_COMPARE(session.server->clients().size(), 1);
         const auto both = session.orvaneClient();
         both->login("operator", "secret");
@@ -82,10 +82,10 @@ void tst_client_events::tellsWhoIsThere()
         QCOMPARE(other.server->clients().size(), 1);
         QVERIFY(other.server->clients().at(0).id() > kept.at(2).id());
     }
-    QCOMPARE(kept.at(2).accountName(), u"operator"_s); // longer than the server
+    QCOMPARE(kept.at(2).accountName(), u"operator"_s); // it outlives the server
 }
 
-void tst_client_events::namesTheCertificateThatAClientShows()
+void tst_client_events::reportsClientCertificate()
 {
     const Session session;
     QSslConfiguration asking = session.server->sslConfiguration();
@@ -99,7 +99,7 @@ void tst_client_events::namesTheCertificateThatAClientShows()
     QCOMPARE(session.server->clients().at(0).certificate(), asking.localCertificate());
 }
 
-void tst_client_events::tellsWhoAsksOfEachServer()
+void tst_client_events::knowsCurrentClientOfEachServer()
 {
     Session session;
     Session other;
@@ -124,14 +124,14 @@ void tst_client_events::tellsWhoAsksOfEachServer()
         QTRY_VERIFY(!third->received.isEmpty());
         first.reset();
         QTRY_COMPARE(session.server->clients().size(), 1);
-        ask(session); // it has left, and it is its command all the same
+        ask(session); // it has left, but this is still its command
     };
     first->send("<getPresetsList/>");
     QTRY_COMPARE(asking, expected);
     QVERIFY(session.server->currentClient().isNull());
 }
 
-void tst_client_events::tellsWhatWasDone()
+void tst_client_events::reportsEvents()
 {
     Session session;
     session.server->setClientObserver(keepEvents());
@@ -184,7 +184,7 @@ void tst_client_events::tellsWhatWasDone()
     QCOMPARE(events.size(), 2U);
 }
 
-void tst_client_events::cutsWhatIsLong()
+void tst_client_events::truncatesLongTexts()
 {
     const Session session;
     session.server->setClientObserver(keepEvents());
@@ -202,7 +202,7 @@ void tst_client_events::cutsWhatIsLong()
     QVERIFY(parameters.contains(u"p14"_s)); // in the order of the document
 }
 
-void tst_client_events::tellsNothingOfWhatMayBeAPassword()
+void tst_client_events::reportsNoPossiblePassword()
 {
     const Session session;
     session.server->setClientObserver(keepEvents());
@@ -217,7 +217,7 @@ void tst_client_events::tellsNothingOfWhatMayBeAPassword()
         QVERIFY(event.parameters.isEmpty());
 }
 
-void tst_client_events::tellsNothingOnceTheServerIsBeingDestroyed()
+void tst_client_events::reportsNothingDuringDestruction()
 {
     Session session;
     const auto client = session.orvaneClient();
@@ -229,15 +229,15 @@ void tst_client_events::tellsNothingOnceTheServerIsBeingDestroyed()
     QVERIFY(events.empty());
 }
 
-void tst_client_events::standsWhateverTheObserverDoes_data()
+void tst_client_events::survivesAnyObserver_data()
 {
     QTest::addColumn<bool>("destroys");
     QTest::newRow("destroys the server") << true;
     QTest::newRow("sets another observer and runs events") << false;
 }
 
-/// In each event of a session in turn.
-void tst_client_events::standsWhateverTheObserverDoes()
+/// The observer acts in each event of a session in turn.
+void tst_client_events::survivesAnyObserver()
 {
     QFETCH(const bool, destroys);
     constexpr int eventsOfSession = 12;

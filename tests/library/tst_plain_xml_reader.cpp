@@ -5,7 +5,7 @@
 
 using namespace Qt::StringLiterals;
 
-/// What is plain is read as QXmlStreamReader reads it, and everything that may be something else is declined.
+/// Plain documents are read as QXmlStreamReader reads them. Whatever may be anything else is declined.
 class tst_plain_xml_reader : public QObject {
     Q_OBJECT
 

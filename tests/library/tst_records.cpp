@@ -14,10 +14,10 @@ static_assert(!std::has_virtual_destructor_v<OrvaneInterface::OrvaneInterface>);
 
 namespace {
 
-// Long enough not to fit into the string object itself: a move then hands over memory.
+// Too long for the string object itself, so a move hands over memory.
 const std::string LongText = "a text that does not fit into the string object itself";
 
-/// What a move takes away; the number of channels stays.
+/// What a move takes; the number of channels stays.
 auto contentOf(RecorderEntry& recorder)
 {
     return std::tie(recorder.name, recorder.ip, recorder.userName, recorder.password, recorder.tracks);
@@ -38,7 +38,7 @@ int channelsOf(const PresetEntry&)
     return 0;
 }
 
-template <typename Record> void copiesWholeAndLeavesNothingBehindAMove(Record full)
+template <typename Record> void checkCopyAndMove(Record full)
 {
     const Record original(full);
     const auto isFull = [&](Record record) {
@@ -53,7 +53,7 @@ template <typename Record> void copiesWholeAndLeavesNothingBehindAMove(Record fu
     Record constructed(std::move(source));
     QVERIFY(isFull(constructed) && isEmpty(source)); // NOLINT(bugprone-use-after-move): what is left is the point
     Record assigned;
-    contentOf(assigned) = contentOf(full); // is replaced
+    contentOf(assigned) = contentOf(full); // to be replaced
     assigned = std::move(constructed);
     QVERIFY(isFull(assigned) && isEmpty(constructed)); // NOLINT(bugprone-use-after-move)
     constructed = assigned;
@@ -82,7 +82,7 @@ void tst_records::recorders()
     QVERIFY(contentOf(recorder) == std::make_tuple("", "", "", "", std::vector<std::string>()));
     contentOf(recorder) = std::make_tuple(LongText + '1', "10.0.0.5", LongText + '2', "pw1", std::vector {LongText});
     recorder.maxNumChannels = 16;
-    copiesWholeAndLeavesNothingBehindAMove(recorder);
+    checkCopyAndMove(recorder);
 }
 
 void tst_records::presets()
@@ -90,7 +90,7 @@ void tst_records::presets()
     PresetEntry preset;
     QCOMPARE(preset.name, std::string());
     preset.name = LongText;
-    copiesWholeAndLeavesNothingBehindAMove(preset);
+    checkCopyAndMove(preset);
 }
 
 QTEST_APPLESS_MAIN(tst_records)

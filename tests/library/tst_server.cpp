@@ -19,29 +19,29 @@ using namespace Qt::StringLiterals;
 
 using OrvaneInterface::OrvaneServer;
 
-/// The server over real TLS: who is served, told and let go, whatever clients and host do; and what it can do because
-/// it is a QTcpServer and a QObject: other addresses, pauses, other threads, company.
+/// The server over real TLS: serving, logging and destruction, whatever clients and host do; and what it offers as a
+/// QTcpServer and a QObject: other addresses, slots by name, other threads.
 class tst_server : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void listensOnThePortItIsGiven();
-    void saysNothingWhenThePortIsTaken();
-    void commandsNothingWithoutHost();
-    void canBeCalledByTheNamesOfItsSlots();
-    void greetsNobodyAndLogsEachClient();
-    void sendsWhatIsReadyBeforeTheNextLongCall();
+    void listensOnGivenPort();
+    void logsNothingIfPortIsTaken();
+    void carriesOutNothingWithoutHost();
+    void hasSlotsCallableByName();
+    void sendsNoGreetingAndLogsEachClient();
+    void sendsReadyRepliesBeforeNextLongCall();
     void canBeDestroyedInsideAnyCallOrLogLine();
-    void takesUpWhatAClientDidInsideItsFirstLogLine_data();
-    void takesUpWhatAClientDidInsideItsFirstLogLine();
-    void listensWhereTheHostWants_data();
-    void listensWhereTheHostWants();
-    void worksInAThreadOfItsOwn();
+    void handlesWhatClientDidDuringItsFirstLogLine_data();
+    void handlesWhatClientDidDuringItsFirstLogLine();
+    void listensOnChosenAddress_data();
+    void listensOnChosenAddress();
+    void worksInItsOwnThread();
 };
 
 namespace {
 
-/// One document for each operation of the host, and for each line that says why there is none.
+/// One document for each operation of the host, and for each log line that says why none is called.
 const std::array Documents {
     "<unknown/>",
     "<showTrack/>",
@@ -71,7 +71,7 @@ template <typename Condition> void runEventLoop(Condition condition)
 
 } // namespace
 
-void tst_server::listensOnThePortItIsGiven()
+void tst_server::listensOnGivenPort()
 {
     RecordingHost host;
     const quint16 port = freePort();
@@ -88,7 +88,7 @@ void tst_server::listensOnThePortItIsGiven()
     QCOMPARE(onDefaultPort.serverPort(), quint16 {5679});
 }
 
-void tst_server::saysNothingWhenThePortIsTaken()
+void tst_server::logsNothingIfPortIsTaken()
 {
     const Session session;
     RecordingHost host;
@@ -100,7 +100,7 @@ void tst_server::saysNothingWhenThePortIsTaken()
     QCOMPARE(LogCapture::take(), QStringList());
 }
 
-void tst_server::commandsNothingWithoutHost()
+void tst_server::carriesOutNothingWithoutHost()
 {
     const LogCapture log;
     OrvaneServer server(nullptr, freePort(), QString(), QString(), nullptr);
@@ -111,11 +111,11 @@ void tst_server::commandsNothingWithoutHost()
     client.send("<foo/>");
     QStringList lines;
     QTRY_COMPARE((lines += LogCapture::take()).filter(u"received command"_s).size(), 2);
-    QCOMPARE(lines.size(), 3); // the first one tells of the connection
+    QCOMPARE(lines.size(), 3); // the first one reports the connection
     QCOMPARE(client.received, QByteArray());
 }
 
-void tst_server::canBeCalledByTheNamesOfItsSlots()
+void tst_server::hasSlotsCallableByName()
 {
     const Session session;
     QVERIFY(QMetaType::fromName("QList<QSslError>").isValid());
@@ -126,7 +126,7 @@ void tst_server::canBeCalledByTheNamesOfItsSlots()
     QVERIFY(QMetaObject::invokeMethod(session.server.get(), "handleUpdateAllTreeDevicesFinished"));
 }
 
-void tst_server::greetsNobodyAndLogsEachClient()
+void tst_server::sendsNoGreetingAndLogsEachClient()
 {
     Session session;
     const LogCapture log;
@@ -149,7 +149,7 @@ void tst_server::greetsNobodyAndLogsEachClient()
     QCOMPARE(taken, QStringList(u"OrvaneConnection socket error: QAbstractSocket::RemoteHostClosedError"_s));
 }
 
-void tst_server::sendsWhatIsReadyBeforeTheNextLongCall()
+void tst_server::sendsReadyRepliesBeforeNextLongCall()
 {
     constexpr int longCallMs = 5;
     constexpr int commands = 4;
@@ -159,14 +159,14 @@ void tst_server::sendsWhatIsReadyBeforeTheNextLongCall()
     QVERIFY(client);
     const QSslSocket* socket = session.server->findChild<QSslSocket*>();
     session.host.duringCall = [&] {
-        QCOMPARE(socket->bytesToWrite() + socket->encryptedBytesToWrite(), 0); // the replies to the calls before
+        QCOMPARE(socket->bytesToWrite() + socket->encryptedBytesToWrite(), 0); // the replies to earlier calls
         QThread::msleep(longCallMs);
     };
     client->write(QByteArray("<setPreset/>\r\n\r\n").repeated(commands));
     QTRY_COMPARE(client->received, shortAcceptance("setPreset").repeated(commands));
     QCOMPARE(session.host.calls.size(), commands);
 
-    int waiting = 0; // replies of short calls, also behind a long one
+    int waiting = 0; // replies to short calls, also after a long one
     session.host.duringCall = [&] {
         waiting += socket->bytesToWrite() > 0 ? 1 : 0;
         QThread::msleep(session.host.calls.size() == commands + 1 ? longCallMs : 0);
@@ -181,7 +181,7 @@ void tst_server::canBeDestroyedInsideAnyCallOrLogLine()
 {
     QByteArray allReplies;
     int count = 0;
-    for (int last = 0; last == 0 || last <= count; ++last) { // the first time only when all has happened
+    for (int last = 0; last == 0 || last <= count; ++last) { // the first time, only after everything has happened
         Session session;
         session.host.answer = "<answer/>";
         session.host.refreshStarts = false;
@@ -207,7 +207,7 @@ void tst_server::canBeDestroyedInsideAnyCallOrLogLine()
                 return;
             const QPointer<QSslSocket> speaking = session.server->findChildren<QSslSocket*>().last();
             destroyServer();
-            QVERIFY(speaking); // still inside its own signal, or in the hands of the server
+            QVERIFY(speaking); // still inside its own signal, or held by the server
         };
         session.host.duringCall = happen;
         QString before;
@@ -244,7 +244,7 @@ void tst_server::canBeDestroyedInsideAnyCallOrLogLine()
     }
 }
 
-void tst_server::takesUpWhatAClientDidInsideItsFirstLogLine_data()
+void tst_server::handlesWhatClientDidDuringItsFirstLogLine_data()
 {
     QTest::addColumn<bool>("sends");
     QTest::addColumn<bool>("leaves");
@@ -254,7 +254,7 @@ void tst_server::takesUpWhatAClientDidInsideItsFirstLogLine_data()
     QTest::newRow("sends a message and leaves") << true << true;
 }
 
-void tst_server::takesUpWhatAClientDidInsideItsFirstLogLine()
+void tst_server::handlesWhatClientDidDuringItsFirstLogLine()
 {
     QFETCH(const bool, sends);
     QFETCH(const bool, leaves);
@@ -286,17 +286,17 @@ void tst_server::takesUpWhatAClientDidInsideItsFirstLogLine()
     QCOMPARE(session.host.calls.size(), sends ? 1 : 0);
 }
 
-void tst_server::listensWhereTheHostWants_data()
+void tst_server::listensOnChosenAddress_data()
 {
     QTest::addColumn<QString>("address");
     QTest::addColumn<QString>("elsewhere");
 
-    QTest::newRow("this machine alone") << u"127.0.0.1"_s << u"127.0.0.2"_s;
+    QTest::newRow("only this machine") << u"127.0.0.1"_s << u"127.0.0.2"_s;
     QTest::newRow("one interface") << u"127.0.0.2"_s << u"127.0.0.1"_s;
     QTest::newRow("IPv6") << u"::1"_s << u"127.0.0.1"_s;
 }
 
-void tst_server::listensWhereTheHostWants()
+void tst_server::listensOnChosenAddress()
 {
     QFETCH(const QString, address);
     QFETCH(const QString, elsewhere);
@@ -316,13 +316,13 @@ void tst_server::listensWhereTheHostWants()
     QTRY_COMPARE(refused.error(), QAbstractSocket::ConnectionRefusedError);
 }
 
-void tst_server::worksInAThreadOfItsOwn()
+void tst_server::worksInItsOwnThread()
 {
-    QTest::failOnWarning(QRegularExpression(u".*"_s)); // Qt writes one where an object is in another thread
+    QTest::failOnWarning(QRegularExpression(u".*"_s)); // Qt warns if an object is in another thread
     Session session;
     const quint16 port = session.server->serverPort();
 
-    // The two threads meet in the standard library only: what Qt does between threads, the thread sanitizer cannot see.
+    // The threads synchronise only through the standard library: the thread sanitizer cannot see what Qt does.
     std::promise<QThread*> started;
     std::promise<void> moved;
     std::atomic_bool finished = false;

@@ -15,39 +15,39 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-/// What meets in one moment: messages and the end of their client, a flood and other clients, a pause and those who
-/// come, calls inside one another.
+/// Things that coincide: messages and the end of their client, a flood and other clients, a pause and new clients,
+/// nested calls.
 class tst_server_events : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void servesAllWhoHaveLoggedInInOneRound_data();
-    void servesAllWhoHaveLoggedInInOneRound();
-    void discardsWhatComesBehindAnErrorOfTls();
-    void carriesOutOneReadInATurn_data();
-    void carriesOutOneReadInATurn();
-    void cutsNoCharacterAtTheEndOfATurn();
-    void readsOneStrangerInATurn();
-    void acceptsOneClientInATurn_data();
-    void acceptsOneClientInATurn();
-    void tellsOnceWhenTheRefreshHasFinished_data();
-    void tellsOnceWhenTheRefreshHasFinished();
-    void staysPausedInTheLineOfAClient();
-    void staysPausedWhenTheHostAcceptsByHand();
-    void boundsCallsInsideOneAnother();
-    void carriesOutWhatManyCallsWaitFor();
-    void countsNoTimeWhileAClientIsHeld();
-    void carriesOutWhatCameThoughALineRunsEvents();
+    void servesAllLoggedInClientsInOneRound_data();
+    void servesAllLoggedInClientsInOneRound();
+    void discardsInputAfterTlsError();
+    void carriesOutOneReadPerTurn_data();
+    void carriesOutOneReadPerTurn();
+    void splitsNoCharacterAtEndOfTurn();
+    void readsOneStrangerPerTurn();
+    void acceptsOneClientPerTurn_data();
+    void acceptsOneClientPerTurn();
+    void sendsOneNoticePerRefresh_data();
+    void sendsOneNoticePerRefresh();
+    void staysPausedIfPausedInLogLine();
+    void staysPausedAfterWaitForNewConnection();
+    void limitsNestedCalls();
+    void carriesOutCommandThatNestedCallsWaitFor();
+    void stopsTimeoutWhileClientIsHeld();
+    void carriesOutReceivedCommandsIfLogLineRunsEvents();
 };
 
 namespace {
 
-/// The most lines with a beginning that come before the event loop comes round.
-class MostInATurn {
-    Q_DISABLE_COPY_MOVE(MostInATurn)
+/// Counts the log lines with a given beginning: the most in one round of the event loop, and all.
+class LinesPerRound {
+    Q_DISABLE_COPY_MOVE(LinesPerRound)
 
 public:
-    explicit MostInATurn(const QString& beginning)
+    explicit LinesPerRound(const QString& beginning)
         : log([this, beginning](const QString& line) {
             if (!line.startsWith(beginning))
                 return;
@@ -68,8 +68,8 @@ private:
     const LogCapture log;
 };
 
-/// The event loop has gone round often enough for whatever was ready.
-bool comesRound(TlsClient& loggedIn)
+/// Runs enough rounds of the event loop for everything that was ready. \return false if that took too long
+bool runRounds(TlsClient& loggedIn)
 {
     int rounds = 0;
     while (rounds < 3 && isServed(loggedIn))
@@ -79,13 +79,13 @@ bool comesRound(TlsClient& loggedIn)
 
 } // namespace
 
-void tst_server_events::discardsWhatComesBehindAnErrorOfTls()
+void tst_server_events::discardsInputAfterTlsError()
 {
     constexpr int pieces = 24;
     const QByteArray piece(1 << 20, 'x');
     const Session session;
     const auto client = session.orvaneClient();
-    QVERIFY(client && comesRound(*client));
+    QVERIFY(client && runRounds(*client));
     auto* network = client->findChild<QTcpSocket*>();
     const qsizetype growth = peakMemoryDuring([&] {
         for (int count = 0; count < pieces; ++count) {
@@ -99,15 +99,15 @@ void tst_server_events::discardsWhatComesBehindAnErrorOfTls()
     QTRY_COMPARE(session.acceptedCount(), 0);
 }
 
-void tst_server_events::carriesOutOneReadInATurn_data()
+void tst_server_events::carriesOutOneReadPerTurn_data()
 {
     QTest::addColumn<bool>("loggedIn");
     QTest::addColumn<int>("mostBytes");
-    QTest::newRow("of a stranger") << false << 4096;
-    QTest::newRow("of a client that has logged in") << true << 8192;
+    QTest::newRow("stranger") << false << 4096;
+    QTest::newRow("logged-in client") << true << 8192;
 }
 
-void tst_server_events::carriesOutOneReadInATurn()
+void tst_server_events::carriesOutOneReadPerTurn()
 {
     QFETCH(const bool, loggedIn);
     QFETCH(const int, mostBytes);
@@ -116,18 +116,18 @@ void tst_server_events::carriesOutOneReadInATurn()
     const Session session;
     const auto client = loggedIn ? session.orvaneClient() : session.connectedClient();
     const auto witness = session.orvaneClient();
-    QVERIFY(client && witness && comesRound(*witness));
+    QVERIFY(client && witness && runRounds(*witness));
 
-    const MostInATurn counter(u"OrvaneConnection received command"_s);
+    const LinesPerRound counter(u"OrvaneConnection received command"_s);
     client->write(message.repeated(messages) + loginMessage() + "<theLast/>\r\n\r\n");
     QTRY_VERIFY(client->received.endsWith(LastReply));
     QVERIFY2(counter.most > 100, qPrintable(QString::number(counter.most)));
     QVERIFY2(counter.most <= mostBytes / message.size(), qPrintable(QString::number(counter.most)));
 }
 
-void tst_server_events::cutsNoCharacterAtTheEndOfATurn()
+void tst_server_events::splitsNoCharacterAtEndOfTurn()
 {
-    constexpr int commands = 200; // more than ten turns hold
+    constexpr int commands = 200; // more than fit into ten turns
     Session session;
     const auto client = session.orvaneClient();
     QVERIFY(client);
@@ -141,7 +141,7 @@ void tst_server_events::cutsNoCharacterAtTheEndOfATurn()
     QCOMPARE(session.host.calls, QStringList {u"setPreset(\"%1\")"_s.arg(name)});
 }
 
-void tst_server_events::readsOneStrangerInATurn()
+void tst_server_events::readsOneStrangerPerTurn()
 {
     const Session session;
     std::vector<std::unique_ptr<TlsClient>> strangers(5);
@@ -149,7 +149,7 @@ void tst_server_events::readsOneStrangerInATurn()
         each = session.connectedClient();
         QVERIFY(each);
     }
-    const MostInATurn lines(u"OrvaneConnection received command"_s);
+    const LinesPerRound lines(u"OrvaneConnection received command"_s);
     for (const auto& each : strangers) {
         each->send("<a/>");
         each->flush();
@@ -158,14 +158,14 @@ void tst_server_events::readsOneStrangerInATurn()
     QCOMPARE(lines.most, 1);
 }
 
-void tst_server_events::acceptsOneClientInATurn_data()
+void tst_server_events::acceptsOneClientPerTurn_data()
 {
     QTest::addColumn<bool>("beginsInAnEvent");
-    QTest::newRow("of a server that has listened for long") << false;
-    QTest::newRow("of one that begins to listen in an event") << true;
+    QTest::newRow("server that has been listening") << false;
+    QTest::newRow("server that begins to listen in an event") << true;
 }
 
-void tst_server_events::acceptsOneClientInATurn()
+void tst_server_events::acceptsOneClientPerTurn()
 {
     QFETCH(const bool, beginsInAnEvent);
     constexpr size_t count = 20;
@@ -175,27 +175,27 @@ void tst_server_events::acceptsOneClientInATurn()
         session.server->close();
         session.server->startListeningForConnection();
         while (clients.size() < count)
-            clients.push_back(session.comer());
+            clients.push_back(session.tcpClient());
     };
     if (beginsInAnEvent)
         QMetaObject::invokeMethod(session.server.get(), listenAndConnect, Qt::QueuedConnection);
     else
         listenAndConnect();
-    const MostInATurn counter(u"New OrvaneConnection"_s);
+    const LinesPerRound counter(u"New OrvaneConnection"_s);
     QTRY_COMPARE(session.acceptedCount(), qsizetype {count});
     QCOMPARE(counter.most, 1);
 }
 
-void tst_server_events::tellsOnceWhenTheRefreshHasFinished_data()
+void tst_server_events::sendsOneNoticePerRefresh_data()
 {
     QTest::addColumn<bool>("inTheCall");
     QTest::addColumn<bool>("inALine");
     QTest::newRow("inside the call") << true << false;
-    QTest::newRow("inside the lines of who waits") << false << true;
-    QTest::newRow("behind one that waited and left, and twice") << false << false;
+    QTest::newRow("inside log lines of the waiting client") << false << true;
+    QTest::newRow("twice, after a waiting client has left") << false << false;
 }
 
-void tst_server_events::tellsOnceWhenTheRefreshHasFinished()
+void tst_server_events::sendsOneNoticePerRefresh()
 {
     QFETCH(const bool, inTheCall);
     QFETCH(const bool, inALine);
@@ -226,41 +226,41 @@ void tst_server_events::tellsOnceWhenTheRefreshHasFinished()
     QTRY_COMPARE(client->received, notice + "\r\n\r\n" + LastReply);
 }
 
-void tst_server_events::staysPausedInTheLineOfAClient()
+void tst_server_events::staysPausedIfPausedInLogLine()
 {
     const Session session;
     const auto witness = session.orvaneClient();
-    QVERIFY(witness && comesRound(*witness));
+    QVERIFY(witness && runRounds(*witness));
     const LogCapture log([&](const QString& line) {
         if (line.startsWith(u"New OrvaneConnection"_s))
             session.server->pauseAccepting();
     });
-    const auto first = session.comer();
-    const auto second = session.comer();
+    const auto first = session.tcpClient();
+    const auto second = session.tcpClient();
     QTRY_COMPARE(session.acceptedCount(), 2);
-    QVERIFY(comesRound(*witness));
+    QVERIFY(runRounds(*witness));
     QCOMPARE(session.acceptedCount(), 2);
     session.server->resumeAccepting();
     QTRY_COMPARE(session.acceptedCount(), 3);
 }
 
-void tst_server_events::staysPausedWhenTheHostAcceptsByHand()
+void tst_server_events::staysPausedAfterWaitForNewConnection()
 {
     const Session session;
     const auto witness = session.orvaneClient();
-    QVERIFY(witness && comesRound(*witness));
+    QVERIFY(witness && runRounds(*witness));
     session.server->pauseAccepting();
-    const auto first = session.comer();
+    const auto first = session.tcpClient();
     QVERIFY(session.server->waitForNewConnection());
     QCOMPARE(session.acceptedCount(), 2);
-    const auto second = session.comer();
-    QVERIFY(comesRound(*witness));
+    const auto second = session.tcpClient();
+    QVERIFY(runRounds(*witness));
     QCOMPARE(session.acceptedCount(), 2);
     session.server->resumeAccepting();
     QTRY_COMPARE(session.acceptedCount(), 3);
 }
 
-void tst_server_events::boundsCallsInsideOneAnother()
+void tst_server_events::limitsNestedCalls()
 {
     constexpr size_t mostNested = 32;
     constexpr size_t clientCount = 40;
@@ -268,7 +268,7 @@ void tst_server_events::boundsCallsInsideOneAnother()
     std::vector<std::unique_ptr<TlsClient>> clients;
     while (clients.size() < clientCount) {
         clients.push_back(session.orvaneClient());
-        QVERIFY(clients.back() && comesRound(*clients.back()));
+        QVERIFY(clients.back() && runRounds(*clients.back()));
     }
     const auto unread = [&] {
         const auto sockets = session.server->findChildren<QSslSocket*>();
@@ -287,7 +287,7 @@ void tst_server_events::boundsCallsInsideOneAnother()
     session.host.duringCall = [&] {
         most = std::max(most, ++nested);
         for (size_t number = mostNested; nested == mostNested && number < clientCount && !isOver; ++number) {
-            setPreset(number); // each waits behind those before
+            setPreset(number); // each waits for those before
             QVERIFY(waitFor([&] { return size_t(unread()) == number - mostNested + 1; }));
         }
         isOver = isOver || nested == mostNested;
@@ -304,14 +304,14 @@ void tst_server_events::boundsCallsInsideOneAnother()
         QCOMPARE(session.host.calls.at(qsizetype(number)), u"setPreset(\"%1\")"_s.arg(number));
 }
 
-void tst_server_events::carriesOutWhatManyCallsWaitFor()
+void tst_server_events::carriesOutCommandThatNestedCallsWaitFor()
 {
     constexpr size_t waitingCalls = 31;
     Session session;
     std::vector<std::unique_ptr<TlsClient>> clients;
     while (clients.size() < waitingCalls + 1) {
         clients.push_back(session.orvaneClient());
-        QVERIFY(clients.back() && comesRound(*clients.back()));
+        QVERIFY(clients.back() && runRounds(*clients.back()));
     }
     bool isOver = false;
     session.host.duringCall = [&] {
@@ -326,21 +326,21 @@ void tst_server_events::carriesOutWhatManyCallsWaitFor()
     };
     for (size_t count = 0; count < waitingCalls; ++count)
         setPreset(*clients[count], "waits");
-    setPreset(*clients.back(), "short"); // by which as many are nested as may be
+    setPreset(*clients.back(), "short"); // reaches the limit of nested calls
     setPreset(*clients.back(), "last");
     for (size_t count = 0; count < waitingCalls; ++count)
         QTRY_COMPARE(clients[count]->received, shortAcceptance("setPreset"));
 }
 
-void tst_server_events::servesAllWhoHaveLoggedInInOneRound_data()
+void tst_server_events::servesAllLoggedInClientsInOneRound_data()
 {
     QTest::addColumn<QByteArray>("login");
     QTest::newRow("with the system account") << loginMessage();
-    QTest::newRow("with that of the host") << loginMessage("operator", "secret");
+    QTest::newRow("with the host's account") << loginMessage("operator", "secret");
 }
 
-/// They share no turn, as strangers do.
-void tst_server_events::servesAllWhoHaveLoggedInInOneRound()
+/// Unlike strangers, they share no turn.
+void tst_server_events::servesAllLoggedInClientsInOneRound()
 {
     QFETCH(const QByteArray, login);
     constexpr int many = 10;
@@ -350,7 +350,7 @@ void tst_server_events::servesAllWhoHaveLoggedInInOneRound()
         clients.push_back(session.connectedClient());
         QVERIFY(clients.back());
         clients.back()->write(login);
-        QVERIFY(comesRound(*clients.back()));
+        QVERIFY(runRounds(*clients.back()));
     }
     session.host.calls.clear();
     for (const auto& client : clients) {
@@ -367,14 +367,14 @@ void tst_server_events::servesAllWhoHaveLoggedInInOneRound()
     QVERIFY2(most > many / 2, qPrintable(QString::number(most)));
 }
 
-/// \return whether a client is served that is held for longer than \a timeout, its time for the login
-static bool isServedThoughHeld(std::chrono::milliseconds timeout)
+/// \return whether a client is served after being held for longer than \a timeout, its login time-out
+static bool isServedAfterHold(std::chrono::milliseconds timeout)
 {
     Session session;
     std::vector<std::unique_ptr<TlsClient>> clients;
     while (clients.size() < 32) {
         clients.push_back(session.orvaneClient());
-        if (!clients.back() || !comesRound(*clients.back()))
+        if (!clients.back() || !runRounds(*clients.back()))
             return false;
     }
     OrvaneInterface::OrvaneLimits limits;
@@ -393,7 +393,7 @@ static bool isServedThoughHeld(std::chrono::milliseconds timeout)
         late.loginAsOrvane();
         late.send(LastCommand);
         waitFor([&] { return late.isEncrypted() || isEnded(); });
-        runEventsFor(timeout + timeout / 2); // in which it would have been ended
+        runEventsFor(timeout + timeout / 2); // without the hold it would time out
         isOver = true;
     };
     for (const auto& client : clients)
@@ -402,16 +402,16 @@ static bool isServedThoughHeld(std::chrono::milliseconds timeout)
     return nested == 32 && late.received == LastReply;
 }
 
-/// A time in which this machine makes no handshake shows nothing, so longer ones are tried.
-void tst_server_events::countsNoTimeWhileAClientIsHeld()
+/// If this machine makes no handshake in the time, it proves nothing. So longer times are tried.
+void tst_server_events::stopsTimeoutWhileClientIsHeld()
 {
     bool isServed = false;
     for (auto timeout = 500ms; !isServed && timeout < 10s; timeout *= 2)
-        isServed = isServedThoughHeld(timeout);
+        isServed = isServedAfterHold(timeout);
     QVERIFY(isServed);
 }
 
-void tst_server_events::carriesOutWhatCameThoughALineRunsEvents()
+void tst_server_events::carriesOutReceivedCommandsIfLogLineRunsEvents()
 {
     constexpr int commands = 20;
     const Session session;

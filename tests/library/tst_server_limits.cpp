@@ -16,33 +16,32 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using OrvaneInterface::OrvaneLimits;
 
-/// Who exceeds a limit is disconnected, with a line in the log; whoever is at the limit, or was there before, is
-/// served.
+/// A client that exceeds a limit is disconnected, with a log line. Clients at the limit, and earlier ones, are served.
 class tst_server_limits : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void letsInSoManyClients();
-    void letsInWhoComesWhenAnotherHasLeft();
-    void letsInWhoComesWhileAnotherLeavesInItsCall();
-    void letsInWhoWaitsWhenThereAreMorePlaces();
-    void letsInWhoHasWaitedBeforeWhoComesNow();
-    void letsInNobodyInsideTheLineOfAnother();
-    void takesMessagesOfALength_data();
-    void takesMessagesOfALength();
-    void boundsWhatComesInsideACall();
-    void endsWhoDoesNotReadItsReplies();
-    void servesWhoAsksForMuchAtOnce();
-    void endsWhoDoesNotMakeTheHandshake();
-    void endsInTenSteps();
-    void endsWhoDoesNotLogIn();
-    void countsNoTimeInWhichTheHostStandsStill_data();
-    void countsNoTimeInWhichTheHostStandsStill();
+    void acceptsUpToMaxClients();
+    void acceptsClientAfterAnotherLeft();
+    void acceptsClientAfterAnotherLeftInItsCall();
+    void acceptsWaitingClientIfLimitIsRaised();
+    void acceptsWaitingClientBeforeNewOne();
+    void givesNoPlaceTwiceDuringLogLine();
+    void limitsMessageLength_data();
+    void limitsMessageLength();
+    void limitsInputDuringCall();
+    void disconnectsClientThatDoesNotReadReplies();
+    void servesClientThatAsksForMuchAtOnce();
+    void disconnectsClientWithoutHandshake();
+    void timesOutInTenSteps();
+    void disconnectsClientWithoutLogin();
+    void stopsTimeoutsWhileHostIsBlocked_data();
+    void stopsTimeoutsWhileHostIsBlocked();
 };
 
 namespace {
 
-/// A host with limits, and a client that keeps to them and is served through all of it.
+/// A host with limits, and a client that keeps to them and is served throughout.
 class LimitedSession : public Session {
 public:
     explicit LimitedSession(const OrvaneLimits& limits)
@@ -63,7 +62,7 @@ public:
     std::unique_ptr<TlsClient> witness;
 };
 
-/// Whether the client has gone, and the log has one line about it: the limit, and where the client came from.
+/// Whether the client was disconnected, with one log line: the limit, and where the client came from.
 bool isEnded(const QAbstractSocket& client, const QString& limit, quint16 clientPort)
 {
     if (!waitFor([&] { return client.state() == QAbstractSocket::UnconnectedState; }))
@@ -89,20 +88,20 @@ QByteArray showLiveReply()
 
 } // namespace
 
-void tst_server_limits::letsInSoManyClients()
+void tst_server_limits::acceptsUpToMaxClients()
 {
     const LogCapture log;
     LimitedSession session({.maxClients = 2});
     auto second = session.connectedClient();
     QVERIFY(second);
 
-    // A hundred wait for a place in vain, the last ones.
+    // The last hundred wait for a place in vain.
     std::array<std::unique_ptr<TlsClient>, 103> further;
     QStringList expected;
     QElapsedTimer sinceTheFirst;
     sinceTheFirst.start();
     for (auto& client : further) {
-        client = session.comer();
+        client = session.tcpClient();
         QCoreApplication::processEvents(); // the system's own queue is shorter
         expected += u"OrvaneConnection exceeded a limit: maxClients 127.0.0.1:%1"_s.arg(client->localPort());
     }
@@ -115,9 +114,9 @@ void tst_server_limits::letsInSoManyClients()
     QVERIFY(session.isServed());
 }
 
-/// While the host is in a call, one client leaves and another one comes: both are seen in the same turn of the event
-/// loop, and perhaps the new one first. Others have come and gone in vain meanwhile.
-void tst_server_limits::letsInWhoComesWhenAnotherHasLeft()
+/// During a host call one client leaves and another one comes. The server sees both in the same round of the event
+/// loop, perhaps the new one first. Meanwhile others have come in vain.
+void tst_server_limits::acceptsClientAfterAnotherLeft()
 {
     const LogCapture log;
     LimitedSession session({.maxClients = 2});
@@ -128,7 +127,7 @@ void tst_server_limits::letsInWhoComesWhenAnotherHasLeft()
         if (second->state() != QAbstractSocket::UnconnectedState)
             QVERIFY(second->waitForDisconnected()); // without the server's event loop
         for (int inVain = 0; inVain < 5; ++inVain) {
-            const auto client = session.comer();
+            const auto client = session.tcpClient();
             if (inVain == 0)
                 client->abort();
         }
@@ -143,7 +142,7 @@ void tst_server_limits::letsInWhoComesWhenAnotherHasLeft()
     QVERIFY(session.isServed());
 }
 
-void tst_server_limits::letsInWhoComesWhileAnotherLeavesInItsCall()
+void tst_server_limits::acceptsClientAfterAnotherLeftInItsCall()
 {
     const LogCapture log;
     Session session;
@@ -162,13 +161,13 @@ void tst_server_limits::letsInWhoComesWhileAnotherLeavesInItsCall()
     QTRY_VERIFY(isServed);
 }
 
-void tst_server_limits::letsInWhoWaitsWhenThereAreMorePlaces()
+void tst_server_limits::acceptsWaitingClientIfLimitIsRaised()
 {
     const LimitedSession session({.maxClients = 1});
     TlsClient second;
     second.connectToPort(session.server->serverPort());
     QTRY_COMPARE(session.acceptedCount(), 2);
-    int steps = 0; // half of those that it waits
+    int steps = 0; // of the ten that it waits
     QTimer timer;
     timer.callOnTimeout([&] { ++steps; });
     timer.start(10ms);
@@ -185,13 +184,13 @@ void tst_server_limits::letsInWhoWaitsWhenThereAreMorePlaces()
     session.server->resumeAccepting();
     QTRY_VERIFY(third.isEncrypted());
 
-    runEventsFor(20ms); // longer than a step of those who wait, of whom there are none
+    runEventsFor(20ms); // longer than a waiting step, but no client waits
     const auto children = session.server->findChildren<QObject*>();
     for (QObject* child : children)
         QVERIFY(QAbstractEventDispatcher::instance()->registeredTimers(child).isEmpty());
 }
 
-void tst_server_limits::letsInWhoHasWaitedBeforeWhoComesNow()
+void tst_server_limits::acceptsWaitingClientBeforeNewOne()
 {
     OrvaneLimits limits {.maxClients = 1};
     const LimitedSession session(limits);
@@ -203,14 +202,14 @@ void tst_server_limits::letsInWhoHasWaitedBeforeWhoComesNow()
     late.connectToPort(session.server->serverPort());
     QVERIFY(late.waitForConnected()); // by the system, not yet by the server
     limits.maxClients = 2;
-    limits.maxMessageLength = 1; // of those who come from now on
+    limits.maxMessageLength = 1; // for clients that connect from now on
     session.server->setLimits(limits);
     QTRY_COMPARE(late.state(), QAbstractSocket::UnconnectedState);
     QVERIFY(second.isEncrypted() && session.isServed());
 }
 
-/// The place is taken before the host can run anything.
-void tst_server_limits::letsInNobodyInsideTheLineOfAnother()
+/// The place is taken before the host can run any code.
+void tst_server_limits::givesNoPlaceTwiceDuringLogLine()
 {
     const Session session;
     session.server->setLimits({.maxClients = 1});
@@ -228,7 +227,7 @@ void tst_server_limits::letsInNobodyInsideTheLineOfAnother()
     QTRY_COMPARE(second.state(), QAbstractSocket::UnconnectedState);
 }
 
-void tst_server_limits::takesMessagesOfALength_data()
+void tst_server_limits::limitsMessageLength_data()
 {
     QTest::addColumn<int>("maxLength");
     QTest::addColumn<int>("maxLengthBeforeLogin");
@@ -246,16 +245,16 @@ void tst_server_limits::takesMessagesOfALength_data()
     const QString limitBeforeLogin = u"maxMessageLengthBeforeLogin"_s;
 
     QTest::newRow("as long as allowed") << length << 0 << true << fits + fits << 2 << QString();
-    QTest::newRow("one too long, behind others")
+    QTest::newRow("one too long, after others")
         << length << 0 << true << showLive(100) + end + fits + isTooLong + fits << 2 << limit;
-    QTest::newRow("without an end") << length << 0 << true << fits + QByteArray(length + 100, 'x') << 1 << limit;
-    QTest::newRow("before the login, without an end")
+    QTest::newRow("without a terminator") << length << 0 << true << fits + QByteArray(length + 100, 'x') << 1 << limit;
+    QTest::newRow("before the login, without a terminator")
         << 0 << beforeLogin << false << QByteArray(beforeLogin, 'x') + QByteArray(100, ' ') << 0 << limitBeforeLogin;
-    QTest::newRow("behind the login, in the same write") << length << beforeLogin << true << fits << 1 << QString();
-    QTest::newRow("one too long behind the login") << length << beforeLogin << true << isTooLong << 0 << limit;
+    QTest::newRow("after the login, in the same write") << length << beforeLogin << true << fits << 1 << QString();
+    QTest::newRow("one too long after the login") << length << beforeLogin << true << isTooLong << 0 << limit;
 }
 
-void tst_server_limits::takesMessagesOfALength()
+void tst_server_limits::limitsMessageLength()
 {
     QFETCH(const int, maxLength);
     QFETCH(const int, maxLengthBeforeLogin);
@@ -282,8 +281,8 @@ void tst_server_limits::takesMessagesOfALength()
     QVERIFY(session.isServed());
 }
 
-/// While the host is in a call that runs an event loop, little of this client is read, and it could send on and on.
-void tst_server_limits::boundsWhatComesInsideACall()
+/// During a host call that runs an event loop, little of this client's input is read, but it could send endlessly.
+void tst_server_limits::limitsInputDuringCall()
 {
     const LogCapture log;
     LimitedSession session({.maxMessageLength = 1000});
@@ -313,7 +312,7 @@ void tst_server_limits::boundsWhatComesInsideACall()
     QVERIFY(session.isServed());
 }
 
-void tst_server_limits::endsWhoDoesNotReadItsReplies()
+void tst_server_limits::disconnectsClientThatDoesNotReadReplies()
 {
     int exceeded = 0;
     const LogCapture log([&](const QString& line) { exceeded += line.contains(u"maxUnsentBytes"_s) ? 1 : 0; });
@@ -341,8 +340,8 @@ void tst_server_limits::endsWhoDoesNotReadItsReplies()
     QVERIFY(session.isServed());
 }
 
-/// What the system takes at once does not wait for the client.
-void tst_server_limits::servesWhoAsksForMuchAtOnce()
+/// Replies that the system takes at once do not count.
+void tst_server_limits::servesClientThatAsksForMuchAtOnce()
 {
     const LogCapture log;
     LimitedSession session({.maxUnsentBytes = 30'000});
@@ -354,8 +353,8 @@ void tst_server_limits::servesWhoAsksForMuchAtOnce()
     QTRY_COMPARE(client->received, list.repeated(5));
 }
 
-/// Also where the host does nothing but call after call, each longer than a step of the time.
-void tst_server_limits::endsWhoDoesNotMakeTheHandshake()
+/// Even if the host is always busy, each time for longer than a step of the time-out.
+void tst_server_limits::disconnectsClientWithoutHandshake()
 {
     const LogCapture log;
     const LimitedSession session({});
@@ -365,23 +364,23 @@ void tst_server_limits::endsWhoDoesNotMakeTheHandshake()
     for (const bool isBusy : {false, true}) {
         if (isBusy)
             busy.start(0ms);
-        const auto silent = session.comer();
+        const auto silent = session.tcpClient();
         const quint16 port = silent->localPort();
         QVERIFY(isEnded(*silent, u"handshakeTimeout"_s, port));
     }
     busy.stop();
-    QVERIFY(session.isServed()); // who was there before
+    QVERIFY(session.isServed()); // it was there before the limit
 }
 
-/// A time runs in ten steps, and twice as many where these are late. A machine on which they always are shows nothing.
-void tst_server_limits::endsInTenSteps()
+/// A time-out has ten steps, or twice as many if they are late. A machine on which they always are proves nothing.
+void tst_server_limits::timesOutInTenSteps()
 {
     const LogCapture log;
     const LimitedSession session({});
     session.server->setLimits({.handshakeTimeout = 200ms});
     bool isLate = true;
     for (int attempt = 0; attempt < 10 && isLate; ++attempt) {
-        const auto silent = session.comer();
+        const auto silent = session.tcpClient();
         QTRY_COMPARE(session.acceptedCount(), 2);
         int steps = 0;
         isLate = false;
@@ -399,12 +398,12 @@ void tst_server_limits::endsInTenSteps()
     }
 }
 
-void tst_server_limits::endsWhoDoesNotLogIn()
+void tst_server_limits::disconnectsClientWithoutLogin()
 {
     const LogCapture log;
     const LimitedSession session({});
     session.server->setLimits({.loginTimeout = 100ms});
-    const auto client = session.comer();
+    const auto client = session.tcpClient();
     const quint16 port = client->localPort(); // which the socket forgets
     client->startClientEncryption();
     client->login("operator", "wrong");
@@ -412,8 +411,8 @@ void tst_server_limits::endsWhoDoesNotLogIn()
     QVERIFY(session.isServed());
 }
 
-/// \return whether a client is served whose host stands still for longer than a time of its limits, \a silent before it
-static bool isServedBesideAHostThatStandsStill(std::chrono::milliseconds silent, const OrvaneLimits& limits)
+/// \return whether a client is served whose host is blocked for longer than a time-out, after \a silent
+static bool isServedAfterHostWasBlocked(std::chrono::milliseconds silent, const OrvaneLimits& limits)
 {
     const Session session;
     session.server->setLimits(limits);
@@ -424,7 +423,7 @@ static bool isServedBesideAHostThatStandsStill(std::chrono::milliseconds silent,
         if (line == "OrvaneConnection received command:"_L1 && isLoginLate && !std::exchange(isKnown, true))
             runEventsFor(longerThanAllowed); // before the login is carried out
     });
-    const auto client = session.comer();
+    const auto client = session.tcpClient();
     if (!waitFor([&] { return session.acceptedCount() == 1; }))
         return false;
     runEventsFor(silent);
@@ -439,23 +438,23 @@ static bool isServedBesideAHostThatStandsStill(std::chrono::milliseconds silent,
     return waitFor([&] { return client->received == LastReply || isEnded(); }) && client->received == LastReply;
 }
 
-void tst_server_limits::countsNoTimeInWhichTheHostStandsStill_data()
+void tst_server_limits::stopsTimeoutsWhileHostIsBlocked_data()
 {
-    QTest::addColumn<int>("silentPercent"); // of the time, before the host stands still
+    QTest::addColumn<int>("silentPercent"); // of the time-out, before the host is blocked
     QTest::addColumn<bool>("isLoginLimited");
     QTest::newRow("at once") << 0 << true;
     QTest::newRow("in the last tenth") << 95 << false;
 }
 
-/// A time in which this machine makes no handshake shows nothing, so longer ones are tried.
-void tst_server_limits::countsNoTimeInWhichTheHostStandsStill()
+/// If this machine makes no handshake in the time, it proves nothing. So longer times are tried.
+void tst_server_limits::stopsTimeoutsWhileHostIsBlocked()
 {
     QFETCH(const int, silentPercent);
     QFETCH(const bool, isLoginLimited);
     bool isServed = false;
     for (auto time = 500ms; !isServed && time < 20s; time *= 2) {
         const OrvaneLimits limits {.handshakeTimeout = time, .loginTimeout = isLoginLimited ? time : 0ms};
-        isServed = isServedBesideAHostThatStandsStill(time * silentPercent / 100, limits);
+        isServed = isServedAfterHostWasBlocked(time * silentPercent / 100, limits);
     }
     QVERIFY(isServed);
 }

@@ -14,7 +14,7 @@
 
 using namespace Qt::StringLiterals;
 
-/// A host that sets key, certificate and more by itself. All of them are made at run time.
+/// A host that sets its own TLS configuration. Keys and certificates are made at run time.
 class tst_server_tls : public QObject {
     Q_OBJECT
 
@@ -23,13 +23,13 @@ private Q_SLOTS:
 
     void servesWithAnyKey_data();
     void servesWithAnyKey();
-    void saysWhatIsWrong_data();
-    void saysWhatIsWrong();
-    void saysWhatElseIsWrong();
-    void saysWhetherAClientIsServed();
-    void renewsACertificateWithoutDroppingAnybody();
-    void asksForClientCertificates();
-    void takesNothingElseFromTheDefaultConfiguration();
+    void reportsUnusablePair_data();
+    void reportsUnusablePair();
+    void reportsOtherErrors();
+    void predictsWhetherClientIsServed();
+    void renewsCertificateWithoutDisconnecting();
+    void requestsClientCertificates();
+    void ignoresRestOfDefaultConfiguration();
 
 private:
     void openssl(const QString& arguments) const;
@@ -83,7 +83,7 @@ void tst_server_tls::initTestCase()
     // A chain: a host's certificate, issued by "rsa".
     openssl(u"req -new -batch -subj /CN=issued -newkey rsa:2048 -nodes -keyout issued.key -out issued.csr"_s);
     openssl(u"x509 -req -in issued.csr -CA rsa.pem -CAkey rsa.key -CAcreateserial -days 30 -out issued.pem"_s);
-    // Valid in other times only.
+    // Not valid now.
     write(u"ca.cnf"_s,
         "[ca]\ndefault_ca=a\n[a]\ndatabase=index\nnew_certs_dir=.\nserial=serial\ndefault_md=sha256\npolicy=p\n"
         "unique_subject=no\n[p]\ncommonName=supplied\n");
@@ -127,7 +127,7 @@ void tst_server_tls::servesWithAnyKey()
     QCOMPARE(client->sessionProtocol(), QSsl::TlsV1_3);
 }
 
-void tst_server_tls::saysWhatIsWrong_data()
+void tst_server_tls::reportsUnusablePair_data()
 {
     QTest::addColumn<QSslKey>("key");
     QTest::addColumn<QSslCertificate>("certificate");
@@ -139,21 +139,22 @@ void tst_server_tls::saysWhatIsWrong_data()
     QTest::newRow("pass phrase") << key(u"locked.key"_s, QSsl::Rsa, "wrong") << certificate(u"locked.pem"_s)
                                  << u"pass phrase"_s;
     QTest::newRow("no certificate") << rsa << certificate(u"rsa.key"_s) << u"There is no certificate"_s;
-    QTest::newRow("another's key") << rsa << certificate(u"other.pem"_s) << u"is not that of the certificate"_s;
+    QTest::newRow("the key of another certificate")
+        << rsa << certificate(u"other.pem"_s) << u"is not that of the certificate"_s;
     QTest::newRow("a key of another kind") << rsa << certificate(u"ec.pem"_s) << u"is not that of the certificate"_s;
     QTest::newRow("weak") << key(u"weak.key"_s, QSsl::Rsa) << certificate(u"weak.pem"_s) << u"1024 bits"_s;
     QTest::newRow("a public key") << QSslKey(certificate(u"rsa.pem"_s).publicKey()) << rsaCertificate
                                   << u"is a public one"_s;
-    QTest::newRow("for signatures alone")
-        << key(u"dsa.key"_s, QSsl::Dsa) << certificate(u"dsa.pem"_s) << u"TLS has no use for"_s;
-    QTest::newRow("for agreements alone") << key(u"dh.key"_s, QSsl::Dh) << rsaCertificate << u"TLS has no use for"_s;
+    QTest::newRow("only for signatures") << key(u"dsa.key"_s, QSsl::Dsa) << certificate(u"dsa.pem"_s)
+                                         << u"TLS has no use for"_s;
+    QTest::newRow("only for key agreement") << key(u"dh.key"_s, QSsl::Dh) << rsaCertificate << u"TLS has no use for"_s;
     QTest::newRow("too early") << key(u"issued.key"_s, QSsl::Rsa) << certificate(u"early.pem"_s)
                                << u"not valid before 2049-01-01T00:00:00Z"_s;
     QTest::newRow("expired") << key(u"issued.key"_s, QSsl::Rsa) << certificate(u"expired.pem"_s)
                              << u"not valid any more"_s;
 }
 
-void tst_server_tls::saysWhatIsWrong()
+void tst_server_tls::reportsUnusablePair()
 {
     QFETCH(const QSslKey, key);
     QFETCH(const QSslCertificate, certificate);
@@ -166,12 +167,12 @@ void tst_server_tls::saysWhatIsWrong()
     configuration.setLocalCertificate(certificate);
     QString error = OrvaneInterface::OrvaneServer::sslErrorString(configuration);
     QVERIFY2(error.contains(expected), qPrintable(error));
-    QVERIFY(error.data_ptr().d_ptr() != nullptr); // no literal of the library, which the host may unload before
+    QVERIFY(error.data_ptr().d_ptr() != nullptr); // not a literal of the library, which the host may unload
     session.server->setSslConfiguration(configuration);
     QCOMPARE(session.server->sslErrorString(), error);
 }
 
-void tst_server_tls::saysWhatElseIsWrong()
+void tst_server_tls::reportsOtherErrors()
 {
     const Session session;
     QSslConfiguration configuration = session.server->sslConfiguration();
@@ -195,8 +196,8 @@ void tst_server_tls::saysWhatElseIsWrong()
     QVERIFY(session.server->sslErrorString().startsWith(u"Key and certificate are usable"_s));
 }
 
-/// Whatever a host puts together: what is found wrong beforehand, and what a client with a certificate meets.
-void tst_server_tls::saysWhetherAClientIsServed()
+/// For many configurations: whether an error is reported, and whether a client with a certificate is served.
+void tst_server_tls::predictsWhetherClientIsServed()
 {
     const LogCapture log;
     const Session session;
@@ -222,7 +223,7 @@ void tst_server_tls::saysWhetherAClientIsServed()
                     configuration.setPeerVerifyMode(mode);
                     configuration.setCaCertificates(issuers);
                     QString error = OrvaneInterface::OrvaneServer::sslErrorString(configuration);
-                    if (error.startsWith(u"The certificate is not valid"_s)) // the client does not look at it
+                    if (error.startsWith(u"The certificate is not valid"_s)) // the client does not check it
                         error.clear();
                     QVERIFY2(error.isEmpty() == isServed(), qPrintable(error));
                 }
@@ -231,7 +232,7 @@ void tst_server_tls::saysWhetherAClientIsServed()
     }
 }
 
-void tst_server_tls::renewsACertificateWithoutDroppingAnybody()
+void tst_server_tls::renewsCertificateWithoutDisconnecting()
 {
     const Session session;
     const auto before = session.orvaneClient();
@@ -250,7 +251,7 @@ void tst_server_tls::renewsACertificateWithoutDroppingAnybody()
     QTRY_COMPARE(before->received, rejection("stillThere", "Unknown command"));
 }
 
-void tst_server_tls::asksForClientCertificates()
+void tst_server_tls::requestsClientCertificates()
 {
     const LogCapture log;
     const Session session;
@@ -278,8 +279,8 @@ void tst_server_tls::asksForClientCertificates()
     QCOMPARE(known.received, rejection("theLast", "Unknown command"));
 }
 
-/// Which a host may have changed for connections of its own.
-void tst_server_tls::takesNothingElseFromTheDefaultConfiguration()
+/// A host may have changed it for its own connections.
+void tst_server_tls::ignoresRestOfDefaultConfiguration()
 {
     const QSslConfiguration before = QSslConfiguration::defaultConfiguration();
     const auto restore = qScopeGuard([&] { QSslConfiguration::setDefaultConfiguration(before); });

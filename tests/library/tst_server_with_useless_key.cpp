@@ -10,13 +10,13 @@
 
 using namespace Qt::StringLiterals;
 
-/// A host without key and certificate, or with such as do not serve for TLS. The pairs are made at run time.
+/// A host without key and certificate, or with unusable ones. The pairs are made at run time.
 class tst_server_with_useless_key : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void endsEachClient_data();
-    void endsEachClient();
+    void disconnectsEachClient_data();
+    void disconnectsEachClient();
 };
 
 namespace {
@@ -34,15 +34,15 @@ bool run(const QString& program, const QString& arguments)
 
 } // namespace
 
-void tst_server_with_useless_key::endsEachClient_data()
+void tst_server_with_useless_key::disconnectsEachClient_data()
 {
     QTest::addColumn<QStringList>("commands"); // of openssl
-    QTest::addColumn<QString>("expected"); // empty: none, clients are served
+    QTest::addColumn<QString>("expected"); // empty: no error, clients are served
 
     const QString key = u":/Halden/Resources/hxkey.pem"_s;
     QTest::newRow("neither key nor certificate") << QStringList() << u"There is no resource "_s + key;
-    QTest::newRow("a usable pair, as a check on the others") << QStringList {NewRsaPair} << QString();
-    QTest::newRow("of an elliptic curve")
+    QTest::newRow("a usable pair, to check this test") << QStringList {NewRsaPair} << QString();
+    QTest::newRow("elliptic curve")
         << QStringList {QString(NewRsaPair).replace(u"rsa:2048"_s, u"ec -pkeyopt ec_paramgen_curve:prime256v1"_s)}
         << key + u" is not an RSA key in PEM"_s;
     QTest::newRow("the key of another certificate")
@@ -51,7 +51,7 @@ void tst_server_with_useless_key::endsEachClient_data()
     QTest::newRow("a key with a pass phrase")
         << QStringList {QString(NewRsaPair).replace(u"-nodes"_s, u"-passout pass:secret"_s)}
         << key + u" has a pass phrase"_s;
-    QTest::newRow("the same in the older form")
+    QTest::newRow("a key with a pass phrase, in the older form")
         << QStringList {NewRsaPair, u"rsa -in hxkey.pem -traditional -aes128 -passout pass:secret -out hxkey.pem"_s}
         << key + u" has a pass phrase"_s;
     QTest::newRow("an empty key") << QStringList {NewRsaPair, u"enc -base64 -in /dev/null -out hxkey.pem"_s}
@@ -62,7 +62,7 @@ void tst_server_with_useless_key::endsEachClient_data()
         u"rsa -in hxkey.pem -out hxcert.pem"_s} << u":/Halden/Resources/hxcert.pem is not a certificate in PEM"_s;
 }
 
-void tst_server_with_useless_key::endsEachClient()
+void tst_server_with_useless_key::disconnectsEachClient()
 {
     QFETCH(const QStringList, commands);
     QFETCH(const QString, expected);
@@ -99,7 +99,7 @@ void tst_server_with_useless_key::endsEachClient()
     const QStringList lines = LogCapture::take();
     QCOMPARE(lines.size(), 2);
     QVERIFY(lines.first().startsWith(u"New OrvaneConnection from "_s));
-    QVERIFY(lines.last().startsWith(u"OrvaneConnection socket error: "_s)); // which one is Qt's affair
+    QVERIFY(lines.last().startsWith(u"OrvaneConnection socket error: "_s)); // Qt decides which one
 }
 
 QTEST_GUILESS_MAIN(tst_server_with_useless_key)

@@ -16,7 +16,7 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-/// A host that runs out of descriptors, with the server in it, in every order of exhausting and freeing them.
+/// A host process that runs out of descriptors, in every order of exhausting and freeing them.
 class tst_server_without_descriptors : public QObject {
     Q_OBJECT
 
@@ -24,7 +24,7 @@ private Q_SLOTS:
     void initTestCase();
     void waitsWithoutSpinningAndAcceptsAgain_data();
     void waitsWithoutSpinningAndAcceptsAgain();
-    void acceptsAgainThoughTheHostAcceptsByHand();
+    void acceptsAgainAfterWaitForNewConnection();
 };
 
 namespace {
@@ -41,7 +41,7 @@ public:
     void allow(int count)
     {
         lift();
-        std::vector<int> free; // the limit is on the number of a new descriptor, which is the lowest that is free
+        std::vector<int> free; // the limit is on the number of a new descriptor, the lowest free one
         for (int number = 0; number <= count; ++number)
             free.push_back(dup(0));
         rlimit limit = before;
@@ -56,38 +56,38 @@ private:
 };
 
 enum class Shortage {
-    FindsFirstOfAll,
-    FindsSecondOfTwo,
+    HitsFirstClient,
+    HitsSecondOfTwo,
     ComesLater,
     ComesWhenAllHaveLeft,
-    ComesAtAnAddressOfTheHost,
-    ComesAfterTheHostListenedAnewInALogLine
+    ComesAtChosenAddress,
+    ComesAfterListeningAnewInLogLine
 };
 enum class Relief {
     HostFreesOne,
     ClientLeaves,
-    SilentClientTakesTheFirst,
+    SilentClientTakesFirst,
     HostPausesFreesAllAndResumes,
-    HostPausesInTheLineOfTheClient
+    HostPausesInLogLine
 };
 
-bool leavesAClient(Shortage shortage)
+bool leavesClientAccepted(Shortage shortage)
 {
-    return shortage != Shortage::FindsFirstOfAll && shortage != Shortage::ComesWhenAllHaveLeft;
+    return shortage != Shortage::HitsFirstClient && shortage != Shortage::ComesWhenAllHaveLeft;
 }
 
-/// How often the event loop of this thread turns meanwhile.
-qsizetype turnsDuring(std::chrono::milliseconds time)
+/// How many rounds the event loop of this thread makes in \a time.
+qsizetype roundsDuring(std::chrono::milliseconds time)
 {
-    const QSignalSpy turns(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake);
+    const QSignalSpy rounds(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake);
     runEventsFor(time);
-    return turns.count();
+    return rounds.count();
 }
 
-/// The timers that the server has set fire now instead of after a second.
+/// Lets the server's timers fire now instead of after a second.
 void retry(const QTcpServer& server)
 {
-    const auto children = server.findChildren<QObject*>(); // those from now on are not meant
+    const auto children = server.findChildren<QObject*>(); // not those added meanwhile
     for (QObject* child : children) {
         for (const auto& timer : QAbstractEventDispatcher::instance()->registeredTimers(child)) {
             QTimerEvent event(timer.timerId);
@@ -104,7 +104,7 @@ Q_DECLARE_METATYPE(Relief)
 void tst_server_without_descriptors::initTestCase()
 {
     if (qEnvironmentVariable("LD_PRELOAD").contains("vgpreload"_L1))
-        QSKIP("valgrind has the system accept the client all the same, and closes the descriptor");
+        QSKIP("under valgrind the system accepts the client anyway, and valgrind closes the descriptor");
 }
 
 void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain_data()
@@ -114,34 +114,34 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain_data()
 
     const auto rows = [](const char* name, Shortage shortage) {
         QTest::addRow("%s; the host frees one", name) << shortage << Relief::HostFreesOne;
-        QTest::addRow("%s; a silent client takes the first that is freed", name)
-            << shortage << Relief::SilentClientTakesTheFirst;
-        if (leavesAClient(shortage))
+        QTest::addRow("%s; a silent client takes the first freed one", name)
+            << shortage << Relief::SilentClientTakesFirst;
+        if (leavesClientAccepted(shortage))
             QTest::addRow("%s; a client leaves", name) << shortage << Relief::ClientLeaves;
     };
-    rows("the first client of all finds none", Shortage::FindsFirstOfAll);
-    rows("the second of the two that come first finds none", Shortage::FindsSecondOfTwo);
+    rows("the very first client finds none", Shortage::HitsFirstClient);
+    rows("the second of the first two clients finds none", Shortage::HitsSecondOfTwo);
     rows("others were accepted before", Shortage::ComesLater);
     rows("others were accepted before, and all have left", Shortage::ComesWhenAllHaveLeft);
-    rows("the server listens at an address that the host has chosen", Shortage::ComesAtAnAddressOfTheHost);
-    rows("the host has run events and listened anew inside the log line of the client before",
-        Shortage::ComesAfterTheHostListenedAnewInALogLine);
+    rows("the server listens on a chosen address", Shortage::ComesAtChosenAddress);
+    rows("the host ran events and listened anew inside the log line of the client before",
+        Shortage::ComesAfterListeningAnewInLogLine);
     QTest::newRow("the host pauses the server, frees all, and resumes it")
         << Shortage::ComesLater << Relief::HostPausesFreesAllAndResumes;
-    QTest::newRow("the host frees one, and pauses the server in the line of who takes it")
-        << Shortage::ComesLater << Relief::HostPausesInTheLineOfTheClient;
+    QTest::newRow("the host frees one, and pauses the server in the log line of the client that takes it")
+        << Shortage::ComesLater << Relief::HostPausesInLogLine;
 }
 
 void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
 {
     QFETCH(const Shortage, shortage);
     QFETCH(Relief, relief);
-    const auto time = shortage == Shortage::ComesLater ? 1500ms : 100ms; // in which it tries again, once
-    constexpr int mostTurns = 100; // a loop that spins makes tens of thousands
+    const auto time = shortage == Shortage::ComesLater ? 1500ms : 100ms; // the server tries again once in it
+    constexpr int mostRounds = 100; // a spinning loop makes tens of thousands
 
     const Session session;
-    std::unique_ptr<TlsClient> leaving; // accepted; null when there is none
-    std::unique_ptr<TlsClient> silent; // in front of the one that waits
+    std::unique_ptr<TlsClient> leaving; // accepted; null if there is none
+    std::unique_ptr<TlsClient> silent; // ahead of the waiting one
     std::unique_ptr<TlsClient> waiting;
     const auto listenAnew = [&] {
         session.server->close();
@@ -152,12 +152,12 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
             [&](const QSslSocket* socket) { return socket->peerPort() == client.localPort(); });
     };
     const LogCapture log([&](const QString& line) {
-        if (shortage == Shortage::ComesAfterTheHostListenedAnewInALogLine && line.startsWith(u"New OrvaneConnection"_s)
+        if (shortage == Shortage::ComesAfterListeningAnewInLogLine && line.startsWith(u"New OrvaneConnection"_s)
             && !waiting) {
             QCoreApplication::processEvents();
             listenAnew();
         }
-        if (relief == Relief::HostPausesInTheLineOfTheClient && waiting && line.startsWith(u"New OrvaneConnection"_s))
+        if (relief == Relief::HostPausesInLogLine && waiting && line.startsWith(u"New OrvaneConnection"_s))
             session.server->pauseAccepting();
     });
     QStringList lines;
@@ -166,24 +166,24 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
         return lines.filter(u"OrvaneConnection server error: QAbstractSocket::SocketResourceError"_s).size();
     };
 
-    if (shortage == Shortage::ComesAtAnAddressOfTheHost)
+    if (shortage == Shortage::ComesAtChosenAddress)
         listenAnew();
-    if (shortage != Shortage::FindsFirstOfAll)
-        leaving = session.comer();
-    if (shortage != Shortage::FindsFirstOfAll && shortage != Shortage::FindsSecondOfTwo)
+    if (shortage != Shortage::HitsFirstClient)
+        leaving = session.tcpClient();
+    if (shortage != Shortage::HitsFirstClient && shortage != Shortage::HitsSecondOfTwo)
         QTRY_VERIFY(isAccepted(*leaving));
     if (shortage == Shortage::ComesWhenAllHaveLeft) {
         leaving.reset();
         QTRY_VERIFY(session.server->findChild<QSslSocket*>() == nullptr);
     }
-    if (relief == Relief::SilentClientTakesTheFirst)
-        silent = session.comer();
-    waiting = session.comer();
+    if (relief == Relief::SilentClientTakesFirst)
+        silent = session.tcpClient();
+    waiting = session.tcpClient();
     DescriptorLimit limit;
-    limit.allow(shortage == Shortage::FindsSecondOfTwo ? 1 : 0);
+    limit.allow(shortage == Shortage::HitsSecondOfTwo ? 1 : 0);
     QTRY_COMPARE(timesLogged(), 1);
-    QCOMPARE(leaving && isAccepted(*leaving), leavesAClient(shortage));
-    QVERIFY(relief != Relief::HostFreesOne || turnsDuring(time) < mostTurns);
+    QCOMPARE(leaving && isAccepted(*leaving), leavesClientAccepted(shortage));
+    QVERIFY(relief != Relief::HostFreesOne || roundsDuring(time) < mostRounds);
     retry(*session.server);
     QVERIFY(!isAccepted(*waiting));
 
@@ -200,17 +200,17 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
         limit.allow(1);
     }
     retry(*session.server);
-    if (relief == Relief::SilentClientTakesTheFirst) {
+    if (relief == Relief::SilentClientTakesFirst) {
         QTRY_VERIFY(isAccepted(*silent));
-        QVERIFY(turnsDuring(time) < mostTurns);
+        QVERIFY(roundsDuring(time) < mostRounds);
         QVERIFY(!isAccepted(*waiting));
         limit.allow(1);
         retry(*session.server);
     }
     QTRY_VERIFY(isAccepted(*waiting));
     QCOMPARE(timesLogged(), 1);
-    if (relief == Relief::HostPausesInTheLineOfTheClient) {
-        QVERIFY(turnsDuring(time) < mostTurns);
+    if (relief == Relief::HostPausesInLogLine) {
+        QVERIFY(roundsDuring(time) < mostRounds);
         relief = Relief::HostFreesOne;
         session.server->resumeAccepting();
     }
@@ -220,16 +220,16 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
     waiting->loginAsOrvane();
     QVERIFY(isServed(*waiting));
 
-    // Whoever comes from here on meets no trace of the shortage.
+    // Later clients notice nothing of the shortage.
     const auto next = session.connectedClient();
     const auto nextButOne = session.connectedClient();
     QVERIFY(next && nextButOne);
     QCOMPARE(timesLogged(), 1);
 
-    // Another shortage is told of as well, and when it is over nobody waits for those before.
+    // Another shortage is logged as well. When it is over, no client waits for those before it.
     std::vector<std::unique_ptr<TlsClient>> many;
     while (many.size() < 5)
-        many.push_back(session.comer());
+        many.push_back(session.tcpClient());
     limit.allow(0);
     QTRY_COMPARE(timesLogged(), 2);
     limit.lift();
@@ -241,18 +241,18 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
     QVERIFY(sinceRelief.elapsed() < qint64(many.size() - 1) * 1000 / 2);
 }
 
-void tst_server_without_descriptors::acceptsAgainThoughTheHostAcceptsByHand()
+void tst_server_without_descriptors::acceptsAgainAfterWaitForNewConnection()
 {
     const Session session;
-    const auto client = session.comer();
+    const auto client = session.tcpClient();
     QVERIFY(client);
     const LogCapture log;
     DescriptorLimit limit;
     limit.allow(0);
-    session.server->waitForNewConnection(); // by which Qt pauses the server
+    session.server->waitForNewConnection(); // makes Qt pause the server
     const QString line = u"OrvaneConnection server error: QAbstractSocket::SocketResourceError"_s;
     QCOMPARE(LogCapture::take(), QStringList {line});
-    QVERIFY(turnsDuring(100ms) < 100);
+    QVERIFY(roundsDuring(100ms) < 100);
     retry(*session.server);
     QCOMPARE(LogCapture::take(), QStringList()); // it is the same shortage
     limit.lift();

@@ -8,21 +8,21 @@
 
 using namespace Qt::StringLiterals;
 
-/// What the reader offers beyond the parameters of a document, for which there is a model: see fuzz/command-reader.cpp.
+/// What the reader offers beyond a document's parameters. For these fuzz/command-reader.cpp has a model.
 class tst_xml_command_reader : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void writesAParamValueBack_data();
-    void writesAParamValueBack();
+    void writesParamValueBack_data();
+    void writesParamValueBack();
     void reservesNothingForText();
-    void refusesATooLongDocumentWithoutReadingIt();
-    void tellsAbsentFromEmpty();
-    void takesKeysOfEveryType();
-    void buildsTheLongAcceptance();
+    void refusesTooLongDocumentUnread();
+    void distinguishesAbsentFromEmpty();
+    void acceptsKeysOfEveryType();
+    void buildsLongAcceptance();
 };
 
-void tst_xml_command_reader::writesAParamValueBack_data()
+void tst_xml_command_reader::writesParamValueBack_data()
 {
     QTest::addColumn<QString>("document");
     QTest::addColumn<QString>("content");
@@ -39,33 +39,32 @@ void tst_xml_command_reader::writesAParamValueBack_data()
     captured("references and quotes", u"&lt;&#65;&amp;'\""_s, u"&lt;A&amp;'&quot;"_s);
     captured("a CDATA section", u"<a><![CDATA[<b>]]></a>"_s, u"<a>&lt;b&gt;</a>"_s);
     captured("an empty CDATA section ends the start tag", u"<a><![CDATA[]]></a>"_s, u"<a></a>"_s);
-    captured("a comment ends no start tag", u"<a><!-- 1 --></a>"_s, u"<a/>"_s);
+    captured("a comment does not end the start tag", u"<a><!-- 1 --></a>"_s, u"<a/>"_s);
     captured("a prefix", u"<p:a xmlns:p='u'><p:b p:c='1'/></p:a>"_s, u"<a><b xmlns:n1=\"u\" n1:c=\"1\"/></a>"_s);
     captured("a default namespace", u"<a xmlns='u'><b/></a>"_s, u"<a><b/></a>"_s);
     captured("another one, empty", u"<a/><paramvalue/><b/>"_s, u"<a/><paramvalue"_s);
     captured("another one with an attribute", u"1<paramvalue b='2'/>"_s, u"1<paramvalue b=\"2\""_s);
-    captured(
-        "another one with a content, which is skipped", u"<a><paramvalue>1</paramvalue></a>"_s, u"<a><paramvalue"_s);
+    captured("another one with content, which is skipped", u"<a><paramvalue>1</paramvalue></a>"_s, u"<a><paramvalue"_s);
     captured("two others", u"<paramvalue>1</paramvalue><paramvalue>2</paramvalue>"_s, u"2"_s);
-    row("another one behind a parameter is captured, too",
+    row("another one after a parameter is captured, too",
         u"<r><c/><paramvalue><a/><paramvalue>1</paramvalue></paramvalue></r>"_s, u"1"_s);
-    row("another one behind a parameter, empty", u"<r><c/><paramvalue><a/><paramvalue/></paramvalue></r>"_s,
+    row("another one after a parameter, empty", u"<r><c/><paramvalue><a/><paramvalue/></paramvalue></r>"_s,
         u"<a/><paramvalue"_s);
     row("another one, and a parameter in it",
         u"<r><paramvalue>1<paramvalue><a>2</a></paramvalue></paramvalue><a>3</a></r>"_s, u"1<paramvalue"_s);
     row("an entity", u"<!DOCTYPE r [<!ENTITY e '\"x'>]><r><paramvalue><a>&e;</a></paramvalue></r>"_s,
         u"<a>&quot;x</a>"_s);
     row("an empty entity", u"<!DOCTYPE r [<!ENTITY e ''>]><r><paramvalue><a>&e;</a></paramvalue></r>"_s, u"<a/>"_s);
-    row("an entity that is not known", u"<!DOCTYPE r SYSTEM 'x'><r><paramvalue>1&e;2</paramvalue></r>"_s, u"12"_s);
-    row("an entity of that name that is not known",
-        u"<!DOCTYPE r SYSTEM 'x'><r><paramvalue>1&paramvalue;2</paramvalue></r>"_s, u"1"_s);
-    row("an error behind a start tag", u"<r><paramvalue><a b='1'><"_s, u"<a b=\"1\""_s);
-    row("an error behind a text", u"<r><paramvalue><a>1</b></paramvalue></r>"_s, u"<a>1"_s);
-    row("the end of the document behind an empty CDATA section", u"<r><paramvalue><a><![CDATA[]]>"_s, u"<a>"_s);
+    row("an unknown entity", u"<!DOCTYPE r SYSTEM 'x'><r><paramvalue>1&e;2</paramvalue></r>"_s, u"12"_s);
+    row("an unknown entity of that name", u"<!DOCTYPE r SYSTEM 'x'><r><paramvalue>1&paramvalue;2</paramvalue></r>"_s,
+        u"1"_s);
+    row("an error after a start tag", u"<r><paramvalue><a b='1'><"_s, u"<a b=\"1\""_s);
+    row("an error after a text", u"<r><paramvalue><a>1</b></paramvalue></r>"_s, u"<a>1"_s);
+    row("the end of the document after an empty CDATA section", u"<r><paramvalue><a><![CDATA[]]>"_s, u"<a>"_s);
     row("the end of the document in a text, which is not read", u"<r><paramvalue><a/>12"_s, u"<a/>"_s);
 }
 
-void tst_xml_command_reader::writesAParamValueBack()
+void tst_xml_command_reader::writesParamValueBack()
 {
     QFETCH(const QString, document);
     QFETCH(const QString, content);
@@ -76,7 +75,7 @@ void tst_xml_command_reader::writesAParamValueBack()
     QCOMPARE(reader.allParameters(), ReferenceReading(document).parameters);
 }
 
-/// How much more address space is taken than ever before.
+/// How much the peak of the address space grows.
 template <typename Function> qsizetype newAddressSpaceFor(const Function& function)
 {
     const qsizetype before = statusOfProcess("VmPeak:");
@@ -95,7 +94,7 @@ void tst_xml_command_reader::reservesNothingForText()
     QCOMPARE(reader.stringParameter(u"a").size(), length - 14);
 }
 
-void tst_xml_command_reader::refusesATooLongDocumentWithoutReadingIt()
+void tst_xml_command_reader::refusesTooLongDocumentUnread()
 {
     constexpr qsizetype longest = 134'217'728;
     constexpr qsizetype few = 1'000'000;
@@ -105,7 +104,7 @@ void tst_xml_command_reader::refusesATooLongDocumentWithoutReadingIt()
     QCOMPARE(reader.refusalReason(), "The document is too long"_L1);
 }
 
-void tst_xml_command_reader::tellsAbsentFromEmpty()
+void tst_xml_command_reader::distinguishesAbsentFromEmpty()
 {
     XmlCommandReader reader;
     const QString key = u"key"_s;
@@ -118,7 +117,7 @@ void tst_xml_command_reader::tellsAbsentFromEmpty()
     QVERIFY(reader.hasParameter(key));
 }
 
-void tst_xml_command_reader::takesKeysOfEveryType()
+void tst_xml_command_reader::acceptsKeysOfEveryType()
 {
     XmlCommandReader reader;
     QVERIFY(reader.parseCommand(u"<r><\u00fc a='7'/></r>"_s));
@@ -139,8 +138,8 @@ void tst_xml_command_reader::takesKeysOfEveryType()
     QVERIFY(!reader.hasParameter("plain/"));
 }
 
-/// What no command makes use of: several texts that come back, one of them twice or absent, and a remark.
-void tst_xml_command_reader::buildsTheLongAcceptance()
+/// What no command uses: several texts that are echoed, one of them twice, one absent, and a remark.
+void tst_xml_command_reader::buildsLongAcceptance()
 {
     XmlCommandReader reader;
     QVERIFY(reader.parseCommand(u"<go><commandtag>abc</commandtag><b>1</b><splitid>%4%3%1</splitid></go>"_s));

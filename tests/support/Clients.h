@@ -11,9 +11,9 @@ bool isSent(const QSslSocket& socket);
 
 using Clients = std::vector<std::unique_ptr<TlsClient>>;
 
-/// Clients with their handshakes done, not yet logged in; fewer than \a count when that took too long.
+/// Clients after their handshakes, not yet logged in; fewer than \a count if that took too long.
 Clients connectClients(quint16 port, int count);
 
-/// Allows so many open files to this process and to those that it starts. \return false, with a message, when the
+/// Allows so many open files to this process and to those that it starts. \return false, with a message, if the
 /// system does not
 bool allowOpenFiles(int count);

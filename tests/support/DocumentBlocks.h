@@ -9,8 +9,8 @@ struct DocumentBlock {
     QStringList lines;
 };
 
-/// The blocks of a Markdown document that are fenced with \a language, in order; none when the file cannot be read.
+/// The blocks of a Markdown document that are fenced with \a language, in order; none if the file cannot be read.
 QList<DocumentBlock> documentBlocks(const QString& path, const QString& language);
 
-/// The lines of a text file; none when it cannot be read.
+/// The lines of a text file; none if it cannot be read.
 QStringList documentLines(const QString& path);

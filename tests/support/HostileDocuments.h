@@ -6,7 +6,7 @@
 #include <QFile>
 #include <QList>
 
-/// A document that is short for what it asks of its reader.
+/// A document that is expensive for its length.
 struct HostileDocument {
     QByteArray shape; ///< reads as a sentence about the document
     QString text;

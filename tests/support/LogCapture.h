@@ -9,8 +9,8 @@ class LogCapture {
     Q_DISABLE_COPY_MOVE(LogCapture)
 
 public:
-    /// \a whenLogged is run for each line, inside of it, as a log window of a host would. Lines that come meanwhile go
-    /// past it: Qt writes them to the standard error.
+    /// \a whenLogged runs inside each line, as a host's log window would. Lines that come meanwhile bypass it: Qt
+    /// writes them to standard error.
     explicit LogCapture(std::function<void(const QString& line)> whenLogged = {});
     ~LogCapture();
 

@@ -4,7 +4,7 @@
 
 #include <QtTest>
 
-// Qt's own macros look every 50 ms, and give up after 5 seconds, in which a machine under load makes no handshake.
+// Qt's own macros check every 50 ms and give up after 5 seconds: too early for a handshake on a loaded machine.
 #undef QTRY_VERIFY
 #undef QTRY_VERIFY2
 #undef QTRY_COMPARE

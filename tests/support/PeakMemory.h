@@ -5,7 +5,7 @@
 
 #include <malloc.h>
 
-/// A line of the kernel's account of a process, in bytes; 0 when there is none.
+/// The value of a line in /proc/PROCESS/status, in bytes; 0 if there is none.
 inline qsizetype statusOfProcess(const QByteArray& line, const QString& process = QStringLiteral("self"))
 {
     QFile file(QStringLiteral("/proc/%1/status").arg(process));
@@ -15,14 +15,14 @@ inline qsizetype statusOfProcess(const QByteArray& line, const QString& process 
     return status.mid(status.indexOf(line) + line.size()).trimmed().split(' ').first().toLongLong() * 1024;
 }
 
-/// The most memory that was held while something was done, in bytes. The sanitizers keep what was freed.
+/// How much the memory grows at most while \a function runs, in bytes. The sanitizers keep freed memory.
 template <typename Function> qsizetype peakMemoryDuring(const Function& function)
 {
     malloc_trim(0);
     const qsizetype before = statusOfProcess("VmRSS:");
     QFile reset(QStringLiteral("/proc/self/clear_refs"));
     if (reset.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
-        reset.write("5"); // the peak begins anew
+        reset.write("5"); // resets the peak
     function();
     return statusOfProcess("VmHWM:") - before;
 }

@@ -2,7 +2,7 @@
 
 #include <OrvaneInterface.h>
 
-/// A host that has nothing, answers at once, and keeps nothing.
+/// A host that has nothing, returns at once, and records nothing.
 class QuietHost final : public OrvaneInterface::OrvaneInterface {
 public:
     bool updateRecorderContents() override { return true; }

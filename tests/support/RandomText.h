@@ -7,9 +7,9 @@
 #include <QStringList>
 
 /**
- * Makes random texts by the rules of a file, one a line: name=alternative|alternative. In an alternative {name} stands
- * for what that rule makes, {5*name} for up to 5 of it, $1 for the first word behind the name of the rule, and ␍ for
- * that character. The same seed makes the same texts.
+ * Makes random texts by the rules of a file, one per line: name=alternative|alternative. In an alternative, {name} is a
+ * text of that rule, {5*name} up to 5 of them, $1 the first word after the name of the rule, and ␍ that control
+ * character. The same seed makes the same texts.
  */
 class RandomText {
 public:
@@ -28,7 +28,7 @@ public:
     bool isOneIn(int count) { return upTo(count - 1) == 0; }
     void setRule(const QString& name, const QString& text) { rules[name] = QStringList(text); }
 
-    /// \a rule: its name, and words for it
+    /// \a rule: its name and its words
     QString made(const QString& rule)
     {
         const QStringList words = rule.split(u' ');

@@ -10,17 +10,17 @@
 #include <string>
 #include <vector>
 
-/// A host that writes down every call, with its arguments in order, and answers as the test has told it to.
+/// A host that records every call, with its arguments in order, and answers as the test sets it up.
 class RecordingHost final : public OrvaneInterface::OrvaneInterface {
 public:
     QStringList calls; ///< such as `showLive("R1", 3, false, -1)`, oldest first
-    std::function<void()> duringCall; ///< run inside every call, after it was written down
+    std::function<void()> duringCall; ///< runs inside every call, after it was recorded
 
     bool refreshStarts = true; ///< the result of updateRecorderContents()
     std::vector<RecorderEntry> recorders;
     std::vector<PresetEntry> presets;
-    std::optional<int> usedSplit; ///< what the calls with a split id leave in it; nothing: what the client sent
-    std::optional<std::string> answer; ///< of getPertinentInfo(); nothing: false
+    std::optional<int> usedSplit; ///< what calls leave in their split id; empty: what the client sent
+    std::optional<std::string> answer; ///< of getPertinentInfo(); empty: false
 
     bool updateRecorderContents() override;
     void getRecorderList(std::vector<RecorderEntry>& list) override;

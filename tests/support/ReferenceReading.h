@@ -13,8 +13,8 @@
 #include <algorithm>
 
 /**
- * What a command document holds, read the slow and simple way: one walk over the tokens of QXmlStreamReader, with the
- * path as a text, a map of the values, and a map of how often each path has been met. Shares no code with the library.
+ * The content of a command document, read the slow and simple way: one walk over the tokens of QXmlStreamReader, with
+ * the path as a text, a map of the values, and a count of each path. Shares no code with the library.
  */
 class ReferenceReading {
 public:
@@ -39,8 +39,8 @@ public:
     QString commandName;
     QMap<QString, QString> parameters;
 
-    // How far the document goes.
-    qsizetype deepest = 0; ///< elements inside one another, below the root
+    // The dimensions of the document.
+    qsizetype deepest = 0; ///< nested elements below the root
     qsizetype mostAttributes = 0; ///< of one element, declarations of namespaces included
     qsizetype declarations = 0; ///< of namespaces
     qsizetype longestNamespace = 0;
@@ -60,7 +60,7 @@ private:
         deepest = std::max(deepest, depth++);
     }
 
-    /// Whatever ends a capture here is skipped.
+    /// Skips whatever ends a capture here.
     void readUpToFirstParameter()
     {
         while (!reader.atEnd() && (!reader.isStartElement() || isParamValue())) {
@@ -118,8 +118,8 @@ private:
         }
     }
 
-    /// Whatever has this name ends the capture: the element's end, the start of another one, which is begun in the
-    /// content, or a reference to an entity that is not known. The elements of the content add nothing to the path.
+    /// Anything with this name ends the capture: the element's end, the start of another one (its tag is begun in the
+    /// content), or a reference to an unknown entity. The elements of the content add nothing to the path.
     void readParamValue()
     {
         QString content;

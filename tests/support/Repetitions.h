@@ -2,8 +2,8 @@
 
 #include <QString>
 
-/// \a text with what its repetitions stand for: «3 text» for texttexttext, «/2 text» for as many as are half of \a size
-/// characters, with the number of the repetition for each $. They may stand inside one another.
+/// \a text with its repetitions expanded: «3 text» is texttexttext, «/2 text» as many as fill half of \a size
+/// characters. Each $ becomes the number of the repetition. Repetitions may be nested.
 inline QString expanded(const QString& text, qsizetype size = 0, const QString& number = QStringLiteral("$"))
 {
     QString all;

@@ -8,24 +8,24 @@
 
 class QTcpServer;
 
-/// What a clock of processor time shows, in nanoseconds.
+/// The reading of a clock of processor time, in nanoseconds.
 qint64 processorNs(clockid_t clock);
 
-/// Lets \a server serve until the standard input ends: what a ServerProcess has to do. \a handleLine is given what
-/// comes there, line by line. \return the exit status
+/// Lets \a server serve until standard input ends, as a ServerProcess must. \a handleLine gets each line of the input.
+/// \return the exit status
 int serveUntilInputEnds(QTcpServer& server, const std::function<void(const QByteArray& line)>& handleLine = {});
 
-/// This program once more, as a process with nothing but a server in it, and what Linux shows of it.
+/// This program again, as a process that contains only a server, and what Linux reports about it.
 class ServerProcess {
 public:
-    /// \a option is what makes the program such a process; its value is the port.
+    /// \a option makes the program such a process; its value is the port.
     explicit ServerProcess(QString option = QStringLiteral("--serve"));
     ~ServerProcess();
     Q_DISABLE_COPY_MOVE(ServerProcess)
 
-    /// \return false, with a message, when it did not listen in time
+    /// \return false, with a message, if it did not listen in time
     bool start();
-    /// Has the server destroyed and the process end. \return false when it ended otherwise than with status 0
+    /// Destroys the server and ends the process. \return false unless it ended with status 0
     bool stop();
     bool isRunning() const { return process.state() == QProcess::Running; }
 
@@ -34,13 +34,13 @@ public:
     int openDescriptors() const;
     qint64 residentBytes() const;
     qint64 peakResidentBytes() const;
-    /// The time that the process has computed, in nanoseconds.
+    /// The processor time that the process has used, in nanoseconds.
     qint64 processorNs() const;
-    /// Waits until the process has not computed for a while; it must not need this process for what it does.
+    /// Waits until the process has been idle for a while. Meanwhile it must not depend on this process.
     void waitUntilIdle() const;
-    /// Sends the process a line on its standard input. \return the line that it answers with; empty when none came
+    /// Sends a line to the process's standard input. \return the line that it answers; empty if none came
     QByteArray ask(const QByteArray& line);
-    /// What it has written to its standard error so far.
+    /// The lines that it has written to standard error so far.
     QStringList errorLines();
 
 private:

@@ -23,7 +23,7 @@ std::unique_ptr<TlsClient> Session::orvaneClient() const
     return client;
 }
 
-std::unique_ptr<TlsClient> Session::comer() const
+std::unique_ptr<TlsClient> Session::tcpClient() const
 {
     auto client = std::make_unique<TlsClient>();
     client->connectToHost(QHostAddress(QHostAddress::LocalHost), server->serverPort());

@@ -3,7 +3,7 @@
 #include <QByteArray>
 #include <QSslSocket>
 
-/// A client as the control system is one: it accepts any certificate and keeps every byte that it receives.
+/// A client like the control system: it accepts any certificate and keeps every byte that it receives.
 class TlsClient : public QSslSocket {
     Q_OBJECT
 
@@ -20,7 +20,7 @@ public:
     QByteArray received;
 };
 
-/// The login of the system account, when no other is given, with the terminator.
+/// A login with its terminator, by default of the system account.
 QByteArray loginMessage(
     const QByteArray& user = "Orvane", const QByteArray& password = "157b25b09a99c70fc75a6e79412a00b2");
 

@@ -9,13 +9,13 @@
 #include <chrono>
 #include <functional>
 
-/// How long a test or a measurement waits for what must come: so long that no machine is too slow for it.
+/// How long a test or a measurement waits for an event: long enough for any machine.
 inline constexpr int PatienceMs = 120'000;
 
-/// Runs the event loop until \a condition holds, looking at it after every event. \return false when that took too long
+/// Runs the event loop until \a condition holds, checking it after every event. \return false if it took too long
 inline bool waitFor(const std::function<bool()>& condition)
 {
-    constexpr int wakeUpMs = 50; // so that a condition is looked at that no event goes with
+    constexpr int wakeUpMs = 50; // for a condition that changes without an event
     QTimer wakeUp;
     wakeUp.start(wakeUpMs);
     const QDeadlineTimer deadline(PatienceMs);
@@ -28,7 +28,7 @@ inline bool waitFor(const std::function<bool()>& condition)
     return true;
 }
 
-/// Runs the event loop until a timer of this time has fired in it: after all timers that were due before.
+/// Runs the event loop until a timer of this time has fired, after all timers that were due before.
 inline void runEventsFor(std::chrono::milliseconds time)
 {
     QEventLoop loop;

@@ -12,7 +12,7 @@ start_host() {
     local attempt
     for attempt in 1 2 3; do # another program may have the port
         port=$((20000 + RANDOM % 20000))
-        : > "$directory/host" # before that of an earlier host is read
+        : > "$directory/host" # or the output of an earlier host is read
         ORVANE_USER=operator ORVANE_PASSWORD=only-for-this-test "$@" "$port" > "$directory/host" 2>&1 &
         host_pid=$!
         while kill -0 "$host_pid" 2> /dev/null; do
@@ -25,7 +25,7 @@ start_host() {
     return 1
 }
 
-# stop_host: as systemd does; ends with the status of the host.
+# stop_host: as systemd does, with SIGTERM; returns the status of the host.
 stop_host() {
     local ended=$host_pid
     host_pid=
@@ -33,13 +33,13 @@ stop_host() {
     wait "$ended"
 }
 
-# wait_until COMMAND...: until it succeeds, for a minute at least.
+# wait_until COMMAND...: until it succeeds, for at least a minute.
 wait_until() {
     for _ in {1..1200}; do
         ! "$@" > /dev/null 2>&1 || return 0
         sleep 0.05
     done
-    echo "This has never succeeded: $*" >&2
+    echo "Never succeeded: $*" >&2
     exit 1
 }
 
