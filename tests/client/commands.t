@@ -1,4 +1,4 @@
-What the client sends, what it prints, and how it ends. First at the example host:
+What the client sends, what it prints, and how it exits. First with the example host:
 
   $ . "$TESTDIR/setup.sh"
   $ orvane showLive 'recorder=Nörd & gate' camera=3 commandtag=x
@@ -57,7 +57,7 @@ What the client sends, what it prints, and how it ends. First at the example hos
   orvane-client: cannot write to standard output: Bad file descriptor
   [6]
 
-A document is well-formed whatever the values are, has the keys in their order, and the groups of a name in one place:
+A document is well-formed whatever the values are, keeps the order of the keys, and puts groups of one name together:
 
   $ sent setPreset presetname=$'a\r\n\r\n\tb'
   host got: <setPreset><presetname>a&#13;&#10;&#13;&#10;&#9;b</presetname></setPreset>
@@ -105,7 +105,7 @@ What it does not send:
   unknown command "shwLive" (use --force to send it anyway)
   duplicate key "camera": the host uses only the first (use --force to send it anyway)
 
-What the protocol does not have, or only as something else, is not sent unless it is forced:
+What is not in the protocol, or only as something else, is sent only with --force:
 
   $ printf '%s\n' 'showLive split=1' 'showLive cammera=1' 'showLive zzzzzzzz=1' 'showLive camera=3x' 'showLive camera=" 0x1F"' 'showLive camera=0x1F' \
   >     'showLive camera=0X10' 'showTrack track=a time=1e3' 'setDetailViews subsplit:id=1,x=2' 'showLive subsplit:id=1' \
@@ -167,7 +167,7 @@ For scripts:
   orvane-client: showTrack was rejected: showTrack command without valid track ID or track name
   [2]
 
-Lines of a pipe: all are sent, and the status is that of the first that failed.
+Lines from a pipe: all are sent, and the status is that of the first failure.
 
   $ printf '%b' "# first\n\nsetPreset presetname='A b'\r\nsetPreset oops\nsetPreset \"open\nsetPreset presetname=\xff\n" \
   >     'nope\nsetPreset presetname=C' | forced
@@ -183,7 +183,7 @@ Lines of a pipe: all are sent, and the status is that of the first that failed.
   setPreset A b
   setPreset C
 
-What is longer than the pieces in which hosts read is sent in ASCII:
+A message longer than what a host reads at once is sent in ASCII:
 
   $ long=$(printf 'ü%.0s' {1..5000})
   $ printf 'setPreset presetname=%s\n' "$long" "a$long" | orvane --quiet

@@ -1,4 +1,4 @@
-Which hosts the client trusts, and what it makes of those that misbehave.
+Which hosts the client trusts, and how it handles those that misbehave.
 
   $ . "$TESTDIR/setup.sh"
   $ trusting setPreset presetname=N
@@ -39,7 +39,7 @@ Without TLS:
   orvane-client: no TLS connection to 127.0.0.1:PORT within TIME
   [4]
 
-With TLS, and an answer that is late, of something else, cut short or no XML:
+With TLS, and an answer that is late, to something else, incomplete or not XML:
 
   $ accepted() { echo "<commandAccepted><commandname>$1</commandname></commandAccepted>\r\n\r\n"; }
   $ against tls '' c
@@ -88,7 +88,7 @@ With TLS, and an answer that is late, of something else, cut short or no XML:
   host got: <end-of-query-1/>
   [3]
 
-A host that does not answer a command says so by answering the next one, which is not shown; a notice is waited for:
+If a host does not answer a command, its answer to the next one, which is not shown, proves that. A notice is awaited:
 
   $ against second "$(rejected end-of-query-1)" getPertinentInfo
   orvane-client: the host sent no answer to getPertinentInfo
@@ -106,7 +106,7 @@ A host that does not answer a command says so by answering the next one, which i
   host got: <end-of-query-1/>
   [3]
 
-An answer that comes too late is not taken for that of the next command:
+A late answer is not taken for the answer to the next command:
 
   $ twice() { printf '%s\n' getPresetsList getPresetsList | against late '<getPresetsListResponse><preset name="COUNT"/></getPresetsListResponse>\r\n\r\n' --json; }
   $ in_vain '"2"' twice
@@ -120,7 +120,7 @@ Nor is a second answer to the same command:
   orvane-client: line 2: the host sent no answer to getPertinentInfo
   [3]
 
-An answer costs what its length says, and the time for it holds also where it never stops:
+An answer costs in proportion to its length, and the time-out applies even if the answer never stops:
 
   $ many() { head -c "$1" /dev/zero | sed "s|\x00|$2|g"; }
   $ against tls "$(many 10000 '<a>')\r\n\r\n" --pretty c | awk '{count = gsub(/<a>/, ""); print count ":" $0}'
@@ -189,14 +189,14 @@ A host is checked:
   $ against many 1 --json check | grep -o '^{"check":"getRecorderList","meaning":"North gate","ms":'
   {"check":"getRecorderList","meaning":"North gate","ms":
 
-Nothing that a host sends is obeyed by a terminal, and a problem may always be shown on one:
+A terminal obeys nothing that a host sends, so a problem can always be shown on one:
 
   $ against tls '<commandRejected><commandname>c</commandname><reason>\xc2\x9b2J\xe2\x80\xae</reason></commandRejected>\r\n\r\n' \
   >     c | grep orvane-client
   orvane-client: c was rejected: \x9b2J\u202e
 
-Indented it keeps its prefixes, or stays as it is; nothing in a trace reaches the terminal as a control character, nor
-does the password of a login that somebody wrote by hand:
+An indented answer keeps its prefixes, or is unchanged. A trace contains no control characters, and no password of a
+login that was written by hand:
 
   $ against tls '<p:list xmlns:p="u"> <r n="&lt;&quot;">a &amp; b</r><e></e></p:list>\r\n\r\n' --pretty c
   <p:list xmlns:p="u">

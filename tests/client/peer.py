@@ -1,14 +1,14 @@
-"""A host for the tests of the command-line client: it does what no good host does, and shows what it was sent.
+"""A misbehaving host for the tests of the command-line client. It prints what it was sent.
 
 Usage: peer.py KIND ANSWER CLIENT [ARGUMENT...] runs the client against it and ends with the client's status.
   tls     answers the first command after the login, and sends no more
-  second  answers what comes behind the first command, and prints what it gets
-  late    answers every command with its number as COUNT, but the first not before there is another one
-  more    answers the first command, and once more when it gets the next message; other commands get no answer
-  many    answers as a host with so many recorders
+  second  answers what comes after the first command, and prints what it gets
+  late    answers every command with its number as COUNT, but the first one only when there is another
+  more    answers the first command, and again when it gets the next message; other commands get no answer
+  many    answers like a host with ANSWER recorders
   drip    answers the first command with bytes that have no end
   endless answers the first command again and again
-  silent  answers nothing, and prints what it gets behind the login
+  silent  answers nothing, and prints what it gets after the login
   plain   greets without TLS, and closes when the client does
   shut    closes at once
 """
@@ -39,7 +39,7 @@ def rejection(command):
 
 
 def messages(connection, accepts_account=True):
-    """What the client sends, message by message, until it closes; but for its check of the login, which is answered."""
+    """Yields the client's messages until it closes, except for its check of the login, which is answered."""
     received = b""
     is_logged_in = False
     while piece := connection.recv(4096):
@@ -78,7 +78,7 @@ def serve(listener, kind, answer, documents):
     while True:
         try:
             connection = accept(listener)
-        except OSError:  # of main(), which ends it
+        except OSError:  # main() has closed the listener
             return
         with contextlib.suppress(OSError), connection:
             if kind == "late":
@@ -99,12 +99,12 @@ def answer_late(connection, answer, documents):
 
 
 def serve_message(connection, kind, answer, count, message, documents):
-    """The first one is the login."""
+    """The first message is the login."""
     if count > 0:
         documents.append(message)
     if count == 1 and kind == "tls":
         connection.sendall(answer)
-        connection.shutdown(socket.SHUT_WR)  # it reads on, or the system could drop what the client has not read yet
+        connection.shutdown(socket.SHUT_WR)  # keep reading, or the system could drop what the client has not read yet
     elif count == 2 and kind == "second":
         connection.sendall(answer)
     elif kind == "more":

@@ -1,18 +1,18 @@
-# To be sourced by the transcripts: the example host, and short names for the client.
+# To be sourced by the transcripts: starts the example host, and defines short names for the client.
 . "$TESTDIR/../support/host-process.sh"
 export LC_ALL=C.UTF-8
 unset "${!ORVANE_@}"
 export XDG_CONFIG_HOME=$PWD/config XDG_DATA_HOME=$PWD/data
 fingerprint=$(openssl x509 -in "$CERTIFICATE" -noout -fingerprint -sha256 | cut -d= -f2)
-patience=(--timeout 60) # for a machine that does much else; what must not answer is given less
+patience=(--timeout 60) # for a busy machine; shorter if no answer may come
 
-# trusting ARGUMENT...: the client with a trust of its own.
+# trusting ARGUMENT...: the client, with the trust that its arguments give.
 trusting() {
     timeout 300 "$CLIENT" --port "$port" "${patience[@]}" "$@" 2>&1 | hide
     return "${PIPESTATUS[0]}"
 }
 
-# calls NUMBER: what the host was asked last.
+# calls NUMBER: the host's last calls.
 calls() { sed -n 's/^Host was asked: //p' "$directory/host" | tail -n "$1"; }
 orvane() { trusting --insecure "$@"; }
 forced() { orvane --force "$@"; }
@@ -34,7 +34,7 @@ against() {
 sent() { against second "$(rejected end-of-query-1)" "$@" | grep '^host got: <[^e]'; }
 rejected() { echo "<commandRejected><commandname>$1</commandname><reason>Unknown command</reason></commandRejected>\r\n\r\n"; }
 
-# in_vain PATTERN COMMAND...: what ends by a timeout and says so, be it a longer one where connecting takes more.
+# in_vain PATTERN COMMAND...: a command that times out; again with more time if the output does not match yet.
 in_vain() {
     local patience seconds status output
     for seconds in 0.3 3 30; do
@@ -47,7 +47,7 @@ in_vain() {
     return "$status"
 }
 
-# at_ease COMMAND...: once more where it finds the host slow, on a machine that does much else.
+# at_ease COMMAND...: repeated while it finds the host slow, on a busy machine.
 at_ease() {
     local status output
     for _ in {1..20}; do
@@ -59,7 +59,7 @@ at_ease() {
     return "$status"
 }
 
-# without_reader COMMAND...: with a standard output that nobody reads any more.
+# without_reader COMMAND...: with a standard output whose reader has gone.
 without_reader() {
     "$PYTHON" -c 'import os, subprocess, sys
 end, output = os.pipe()

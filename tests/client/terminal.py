@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The command-line client as somebody at a terminal has it. Every wait is for a text or a document."""
+"""The command-line client at a terminal. Every wait is for a text or a document."""
 import contextlib
 import os
 import queue
@@ -25,7 +25,7 @@ LISTS = {
                          b'<recorder name="North yard"/><recorder name="South"/></getRecorderListResponse>',
     b"getPresetsList": b'<getPresetsListResponse><preset name="Night &amp; day"/></getPresetsListResponse>',
 }
-PATIENCE = 60  # seconds, for a machine that does much else
+PATIENCE = 60  # seconds, for a busy machine
 
 
 class Terminal(unittest.TestCase):
@@ -37,13 +37,13 @@ class Terminal(unittest.TestCase):
         self.lists = dict(LISTS)
         self.documents = queue.Queue()
         self.accepts_account = True
-        self.is_busy = False  # does not come to the end of a query
+        self.is_busy = False  # does not answer the end of a query
         self.client = None
         self.addCleanup(self.stop)
         threading.Thread(target=self.serve, daemon=True).start()
 
     def serve(self):
-        """Accepts every command but a refresh and a query, one client after the other."""
+        """Accepts every command except refreshes and queries, one client after the other."""
         while self.listener.fileno() >= 0:
             with contextlib.suppress(OSError), peer.accept(self.listener) as self.connection:
                 for message in peer.messages(self.connection, self.accepts_account):
@@ -80,7 +80,7 @@ class Terminal(unittest.TestCase):
             self.shows(until)
 
     def stop(self):
-        """Not by close() alone, which takes a client that does not end within a fixed time for an error."""
+        """Not only with close(), which raises an error if the client does not end within a fixed time."""
         if self.client:
             if self.client.isalive():
                 self.client.kill(signal.SIGKILL)
@@ -102,11 +102,11 @@ class Terminal(unittest.TestCase):
         self.assertEqual(self.client.exitstatus, status)
 
     def is_usual(self):
-        """Whether the terminal itself edits lines, shows keys and makes signals of some."""
+        """Whether the terminal itself edits lines, shows keys and turns some into signals."""
         usual = termios.ICANON | termios.ECHO | termios.ISIG
         return termios.tcgetattr(self.client.child_fd)[3] & usual == usual
 
-    def test_tabulator_completes(self):
+    def test_tab_completes(self):
         for keys, document in [
             ("setPr\tpre\tA\r", "<setPreset><presetname>A</presetname></setPreset>"),
             ("showL\tA\tsp\t3\r", "<showLiveAtSubsplit><splitid>3</splitid></showLiveAtSubsplit>"),
@@ -123,7 +123,7 @@ class Terminal(unittest.TestCase):
                 else:
                     self.shows('invalid parameter "s"')
 
-    def test_tabulator_twice_lists_what_fits(self):
+    def test_double_tab_lists_matches(self):
         for keys, fitting in [
             ("showLive", ["showLive ", "showLiveAtSubsplit"]),
             ("help showLive", ["showLive ", "showLiveAtSubsplit"]),
@@ -137,7 +137,7 @@ class Terminal(unittest.TestCase):
                 self.shows(fitting[1])
                 self.shows(PROMPT + keys)
 
-    def test_arrow_up_brings_lines_back(self):
+    def test_arrow_up_recalls_lines(self):
         kept = "<setPreset><presetname>A</presetname></setPreset>"
         self.start()
         self.type("setPreset presetname=A\r")
@@ -156,7 +156,7 @@ class Terminal(unittest.TestCase):
         self.type(ARROW_UP + "\r")
         self.host_gets(kept)
 
-    def test_notice_leaves_the_typed_text_standing(self):
+    def test_notice_keeps_typed_text(self):
         for preset, up_to_prompt in [("A-end", ""), ("A" * 100 + "-end", "\x1b[1A")]:
             with self.subTest(preset):
                 self.start()
@@ -167,13 +167,13 @@ class Terminal(unittest.TestCase):
                 self.type("setPreset presetname=" + preset)
                 self.shows("-end")
                 self.send(b"<updateRecorderContentsFinished/>")
-                self.shows(up_to_prompt + "\r\x1b[J<updateRecorderContentsFinished")  # where the prompt stood
+                self.shows(up_to_prompt + "\r\x1b[J<updateRecorderContentsFinished")  # where the prompt was
                 self.shows("\n" + PROMPT + "setPreset presetname=A")
                 self.shows("-end")
                 self.type("\r")
                 self.host_gets(f"<setPreset><presetname>{preset}</presetname></setPreset>")
 
-    def test_leaves_the_terminal_as_it_was(self):
+    def test_restores_terminal(self):
         for keys in ["quit\r", CTRL_D]:
             with self.subTest(keys):
                 self.start()
@@ -183,7 +183,7 @@ class Terminal(unittest.TestCase):
                 self.assertTrue(self.is_usual())
                 self.assertTrue(self.documents.empty())
 
-    def test_tabulator_completes_names_of_the_host(self):
+    def test_tab_completes_names_of_host(self):
         self.start()
         for keys, document in [
             ("showLive rec\tN\tg\t\r", "<showLive><recorder>North gate</recorder></showLive>"),
@@ -195,7 +195,7 @@ class Terminal(unittest.TestCase):
             self.shows(PROMPT)
         self.assertTrue(self.documents.empty())
 
-    def test_ctrl_c_drops_the_line_or_the_wait(self):
+    def test_ctrl_c_cancels_line_or_wait(self):
         self.start()
         self.type("setPreset presetname=A" + CTRL_C)
         self.shows("^C\r\n" + PROMPT)
@@ -210,7 +210,7 @@ class Terminal(unittest.TestCase):
         self.type("A" + CTRL_C + CTRL_D)  # in one write, as over a slow line
         self.ends()
 
-    def test_account_that_is_refused_gets_no_prompt(self):
+    def test_refused_account_gets_no_prompt(self):
         self.accepts_account = False
         self.start(until=None)
         self.ends(7)
@@ -226,14 +226,14 @@ class Terminal(unittest.TestCase):
             self.shows("</commandAccepted>")
             self.shows(PROMPT)
 
-    def test_lines_may_be_typed_before_they_are_asked_for(self):
+    def test_lines_may_be_typed_ahead(self):
         self.start()
         self.type("getPresetsList\rsetPreset presetname=A\r" + CTRL_D)
         self.host_gets("<getPresetsList></getPresetsList>")
         self.host_gets("<setPreset><presetname>A</presetname></setPreset>")
         self.ends()
 
-    def test_output_that_is_no_terminal(self):
+    def test_output_is_not_a_terminal(self):
         for command in ['"$0" "$@" | tee log', '"$0" "$@" > log; cat log']:
             with self.subTest(command):
                 self.start(until=None, command=command)
@@ -251,7 +251,7 @@ class Terminal(unittest.TestCase):
     def test_prompts_share_their_history(self):
         self.start()
         self.enter("first")
-        self.connection.shutdown(socket.SHUT_RDWR)  # the host takes one at a time
+        self.connection.shutdown(socket.SHUT_RDWR)  # the host serves one client at a time
         self.shows("closed the connection")
         other = self.client
         self.client = None
@@ -277,7 +277,7 @@ class Terminal(unittest.TestCase):
         self.shows("connected to")
         self.lists[b"getPresetsList"] = b'<getPresetsListResponse><preset name="Dusk"/></getPresetsListResponse>'
         self.shows('"Dusk"')
-        self.assertNotIn('"Dawn"', self.client.before)  # it is told once
+        self.assertNotIn('"Dawn"', self.client.before)  # it is shown once
         self.assertRegex(self.client.before, r"\n\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ ")
         self.lists[b"getPresetsList"] = b"<updateRecorderContentsFinished/>" + peer.END + self.lists[b"getPresetsList"]
         self.shows("<updateRecorderContentsFinished/>")
@@ -317,7 +317,7 @@ class Terminal(unittest.TestCase):
         self.type(CTRL_D)
         self.ends()
 
-    def test_nothing_of_the_host_is_obeyed(self):
+    def test_control_characters_of_host_are_escaped(self):
         for message, shown in [("<a><b>\x9b2J\u202e</b></a>", ["<a>", "\r\n  <b>\\x9b2J\\u202e</b>\r\n"]),
                                ("no <xml \x1b]0;x\x07", ["no <xml \\x1b]0;x\\x07\r\n"])]:
             with self.subTest(message):
