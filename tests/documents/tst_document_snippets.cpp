@@ -4,13 +4,13 @@
 
 using namespace Qt::StringLiterals;
 
-/// Every piece of code in the documents for writers of hosts stands in an example, but for the indentation.
+/// Every piece of code in the documents for host developers is in an example, except for its indentation.
 class tst_document_snippets : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void areThoseOfTheExamples_data();
-    void areThoseOfTheExamples();
+    void matchExamples_data();
+    void matchExamples();
 };
 
 namespace {
@@ -25,7 +25,7 @@ QString withoutIndentation(const QStringList& lines)
     return text;
 }
 
-/// What of the examples, and of the hosts outside the tree, is written in a language.
+/// The files in \a language of the examples, and of the host outside the tree.
 QStringList exampleFiles(const QString& language)
 {
     if (language == u"cmake"_s)
@@ -39,7 +39,7 @@ QStringList exampleFiles(const QString& language)
 
 } // namespace
 
-void tst_document_snippets::areThoseOfTheExamples_data()
+void tst_document_snippets::matchExamples_data()
 {
     QTest::addColumn<QString>("language");
     QTest::addColumn<QStringList>("lines");
@@ -51,7 +51,7 @@ void tst_document_snippets::areThoseOfTheExamples_data()
     }
 }
 
-void tst_document_snippets::areThoseOfTheExamples()
+void tst_document_snippets::matchExamples()
 {
     QFETCH(const QString, language);
     QFETCH(const QStringList, lines);
@@ -60,7 +60,7 @@ void tst_document_snippets::areThoseOfTheExamples()
         if (withoutIndentation(documentLines(SourceDirectory + file)).contains(snippet))
             return;
     }
-    QFAIL(qPrintable(u"In no example:"_s + snippet));
+    QFAIL(qPrintable(u"Not in any example:"_s + snippet));
 }
 
 QTEST_GUILESS_MAIN(tst_document_snippets)

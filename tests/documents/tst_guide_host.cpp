@@ -5,7 +5,7 @@
 #include <QThreadPool>
 #include <QtTest>
 
-/// What in the host of docs/hosting.md depends on the order of events.
+/// The parts of the host of docs/hosting.md that depend on the order of events.
 class tst_guide_host : public QObject {
     Q_OBJECT
 

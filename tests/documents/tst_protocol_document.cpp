@@ -10,15 +10,15 @@
 
 using namespace Qt::StringLiterals;
 
-/// Plays every exchange of docs/protocol.md against the library, in the notation that the document explains, and those
-/// that no client's author would want to read, in the notation of tests/library/commands.md.
+/// Plays every exchange of docs/protocol.md against the library, in the notation that the document explains, and more
+/// that client developers need not read, in the notation of tests/library/commands.md.
 class tst_protocol_document : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void describesTheCommandsOfTheTable();
-    void saysWhatHappens_data();
-    void saysWhatHappens();
+    void describesCommandsOfTable();
+    void matchesTheLibrary_data();
+    void matchesTheLibrary();
 };
 
 namespace {
@@ -27,7 +27,7 @@ const QString ProtocolDocument = u"" ORVANE_SOURCE_DIRECTORY "/docs/protocol.md"
 const QString LibraryTests = u"" ORVANE_SOURCE_DIRECTORY "/tests/library/"_s;
 const QString CommandTable = u"" ORVANE_SOURCE_DIRECTORY "/commands/CommandDispatch.cpp"_s;
 
-/// The cells of the table that begins with this heading, without the heading and the line under it.
+/// The cells of the table with this heading, without the heading and the line under it.
 QList<QStringList> tableRows(const QStringList& lines, const QString& heading)
 {
     QList<QStringList> rows;
@@ -69,7 +69,7 @@ std::vector<RecordingHost::PresetEntry> presetsOf(const QStringList& document)
     return presets;
 }
 
-/// The text with what its repetitions and control pictures stand for.
+/// The text with its repetitions expanded and its control pictures replaced.
 QString meant(const QString& text)
 {
     QString all = expanded(text);
@@ -102,7 +102,7 @@ public:
         for (line = 1; line < lines.size() && !QTest::currentTestFailed(); ++line)
             playLine(lines.at(line));
         if (QTest::currentTestFailed())
-            qWarning() << "in the line" << lines.at(line - 1);
+            qWarning() << "in line" << lines.at(line - 1);
         else
             expectNothingMore();
     }
@@ -139,7 +139,7 @@ private:
         else if (text == u"* host has nothing from now on"_s)
             session.host.recorders.clear(), session.host.presets.clear();
         else
-            QFAIL(qPrintable(u"A line that nobody understands: "_s + text));
+            QFAIL(qPrintable(u"Unknown notation: "_s + text));
     }
 
     void send(const QString& document)
@@ -153,7 +153,7 @@ private:
         client->send(document.toUtf8());
     }
 
-    /// What the host is going to answer; the call comes before the next line is played.
+    /// Sets what the host will answer. The call comes before the next line is played.
     void prepareAnswer(const QString& answer)
     {
         const QString split = u"split "_s;
@@ -189,7 +189,7 @@ private:
         QCOMPARE(logged.takeFirst(), text);
     }
 
-    /// Of a client without login nobody can tell before the next reply that comes.
+    /// Without a login this shows only when the next reply comes.
     void expectNothing()
     {
         if (lines.first().startsWith(u"(connected"_s))
@@ -225,7 +225,7 @@ private:
     std::unique_ptr<TlsClient> client;
 };
 
-/// What stands between \a quotes in the lines with \a marker.
+/// What is between \a quotes in the lines with \a marker.
 QStringList quotedNames(const QString& path, const QString& marker, QChar quotes)
 {
     QStringList names;
@@ -236,7 +236,7 @@ QStringList quotedNames(const QString& path, const QString& marker, QChar quotes
 
 } // namespace
 
-void tst_protocol_document::describesTheCommandsOfTheTable()
+void tst_protocol_document::describesCommandsOfTable()
 {
     const QStringList commands = quotedNames(CommandTable, u" Command {\""_s, u'"');
     const QStringList sections = quotedNames(ProtocolDocument, u"## `"_s, u'`');
@@ -246,7 +246,7 @@ void tst_protocol_document::describesTheCommandsOfTheTable()
         QVERIFY2(!documentLines(ProtocolDocument).filter(u"> <"_s + name).isEmpty(), qPrintable(name));
 }
 
-void tst_protocol_document::saysWhatHappens_data()
+void tst_protocol_document::matchesTheLibrary_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QStringList>("lines");
@@ -259,7 +259,7 @@ void tst_protocol_document::saysWhatHappens_data()
     }
 }
 
-void tst_protocol_document::saysWhatHappens()
+void tst_protocol_document::matchesTheLibrary()
 {
     QFETCH(const QString, path);
     QFETCH(const QStringList, lines);
