@@ -20,11 +20,11 @@ namespace {
 
 constexpr qint64 Day = 86'400'000; // in milliseconds
 
-/// A wall, and what a client and a person see of it.
+/// A wall, and what a client and a user see of it.
 struct Wall {
     Wall() { state.setRefreshDuration(std::chrono::milliseconds(0)); }
 
-    /// Makes host calls: verbs with their numbers, the split first, separated by "; ".
+    /// Makes host calls: verbs and their numbers, the split first, separated by "; ".
     void play(const QString& steps)
     {
         for (const QString& step : steps.split(u"; "_s)) {
@@ -59,8 +59,8 @@ struct Wall {
         }
     }
 
-    /// What getPertinentInfo answers, without its punctuation, times of now, free splits, and the recorder that most
-    /// pictures are from.
+    /// The answer of getPertinentInfo, without punctuation, current times, free splits, and the recorder of most
+    /// pictures.
     QString report()
     {
         static const QRegularExpression left(
@@ -77,11 +77,11 @@ struct Wall {
     QSignalSpy notes {&state, &WallState::noted};
     QSignalSpy calls {&host, &WallHost::called};
     QSignalSpy displayCalls {&host, &WallHost::displayCalled};
-    QList<int> chosen; ///< the splits of which clients are told that they are others than the wanted ones
+    QList<int> chosen; ///< the splits that clients are told instead of the wanted ones
     std::string recorder = "North gate";
 };
 
-/// The clients as the wall lists them: account, address, encrypted; separated by "; ".
+/// The wall's list of clients: account, address, encrypted; separated by "; ".
 QString listed(const ClientModel& clients)
 {
     QStringList rows;
@@ -99,14 +99,14 @@ class TestVideoWallState : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void showsWhatIsAskedFor_data();
-    void showsWhatIsAskedFor();
-    void reportsAwkwardNamesWellFormed();
-    void listsItsClientsAndWhoAsks();
-    void losesTheClientModelBeforeTheServer();
+    void showsWhatClientsAskFor_data();
+    void showsWhatClientsAskFor();
+    void reportsUnusualNamesWellFormed();
+    void listsClientsAndNamesAsker();
+    void survivesDestructionOfClientModel();
 };
 
-void TestVideoWallState::showsWhatIsAskedFor_data()
+void TestVideoWallState::showsWhatClientsAskFor_data()
 {
     QTest::addColumn<QString>("steps");
     QTest::addColumn<QList<int>>("chosen");
@@ -121,9 +121,9 @@ void TestVideoWallState::showsWhatIsAskedFor_data()
         "four | split 0 live 1 | split 1 live 2 | split 2 live 3 | split 3 live 4");
     row("the oldest picture of a full wall", "alarm 2 1; live 3 1; live 0 1; live 1 1; live -1 5; live -1 6; live -1 7",
         {3, 0, 1}, 3, "four | split 0 live 6 | split 1 live 7 | split 2 live 1 alarm=1 | split 3 live 5");
-    row("alarm, fault and playback go with the next picture", "alarm 0 17; monday 0; live 0 1", {}, 1,
+    row("the next picture ends alarm, fault and playback", "alarm 0 17; monday 0; live 0 1", {}, 1,
         "four | split 0 live 1");
-    row("cameras that are not there", "live 0 0; live 1 16; live 2 17; from Tower; live 3 1", {}, 3,
+    row("cameras that do not exist", "live 0 0; live 1 16; live 2 17; from Tower; live 3 1", {}, 3,
         "four | split 0 live 0 fault=Cameras are 1 to 16 | split 1 live 16 | split 2 live 17 fault=Cameras are 1 to 16 "
         "| split 3 live Tower 1 fault=Unknown recorder");
 
@@ -131,27 +131,27 @@ void TestVideoWallState::showsWhatIsAskedFor_data()
         "four | split 0 live Car park 1 | subsplit 2 Car park 8 | subsplit 3 Car park 9 fault=Cameras are 1 to 8");
     row("detail views follow", "live 0 1; cut 0 0 0 1 1; object 0 2 8; object 9 2 8; object 1 2 8; cut 1", {}, 2,
         "four | split 0 live 1 | subsplit 2 8");
-    row("cut-outs that no picture holds", "cut 0 inf 1 -inf 0; cut 1 2 2 3 3; cut 2 nan 0 1 1", {}, 2,
+    row("cut-outs outside any picture", "cut 0 inf 1 -inf 0; cut 1 2 2 3 3; cut 2 nan 0 1 1", {}, 2,
         "four | split 0 free | subsplit 1 ltx=0 lty=0 rbx=1 rby=1");
     row("another camera ends the views of the picture", "live 0 1; object 0 0 7; subsplit 0 4 1; live 0 2", {}, 0,
         "four | split 0 live 2 | subsplit 1 4");
 
     row("the last track by its number, from a limit", "track 0 4 20775", {}, 0,
         "four | split 0 playback 1 alarm=1 | playback Thursday (track 4) start=2026-11-18 end=2026-11-20");
-    row("no tracks -1, 0 and 5", "track 0 -1; track 0 0; track 0 5", {}, 3,
+    row("tracks that do not exist", "track 0 -1; track 0 0; track 0 5", {}, 3,
         "four | split 0 playback 1 fault=No track &quot;Track 5&quot; alarm=1 | playback Track 5 start=1970-01-01 "
         "end=1970-01-01");
 
-    row("no modes 0 and 5", "mode 0; mode 5", {}, 2, "four");
+    row("modes that do not exist", "mode 0; mode 5", {}, 2, "four");
     row("layout in a child", "document <c><windowid>1</windowid><layoutname> Nine </layoutname></c>", {}, 0, "nine");
     row("too deep", "document <c><d><layoutname>nine</layoutname></d></c>", {}, 1, "four");
-    row("no XML", "document layoutname nine", {}, 1, "four");
+    row("not XML", "document layoutname nine", {}, 1, "four");
 
     row("a preset replaces everything", "preset Overview; alarm 3 1; object 0 0 7; preset Gates", {}, 0,
         "four | split 0 live 1 | split 1 live 2 | split 2 live Car park 1 | split 3 live Harbour basin 7");
 }
 
-void TestVideoWallState::showsWhatIsAskedFor()
+void TestVideoWallState::showsWhatClientsAskFor()
 {
     QFETCH(QString, steps);
     Wall wall;
@@ -162,7 +162,7 @@ void TestVideoWallState::showsWhatIsAskedFor()
     QTEST(wall.report(), "report");
 }
 
-void TestVideoWallState::reportsAwkwardNamesWellFormed()
+void TestVideoWallState::reportsUnusualNamesWellFormed()
 {
     const QString name = u"<&>\"'\u00e9 "_s + QChar(0) + QChar(7) + QChar(0xffff);
     Wall wall;
@@ -177,10 +177,10 @@ void TestVideoWallState::reportsAwkwardNamesWellFormed()
     }
     QCOMPARE(reader.errorString(), QString());
     QCOMPARE(recorders.first(), u"<&>\"'\u00e9 \ufffd\ufffd\ufffd"_s);
-    QCOMPARE(recorders.at(1), QString(200, u'x')); // no name on the wall is longer
+    QCOMPARE(recorders.at(1), QString(200, u'x')); // the wall cuts longer names
 }
 
-void TestVideoWallState::listsItsClientsAndWhoAsks()
+void TestVideoWallState::listsClientsAndNamesAsker()
 {
     Wall wall;
     ClientModel clients;
@@ -214,7 +214,7 @@ void TestVideoWallState::listsItsClientsAndWhoAsks()
     QCOMPARE(clients.asker(), QString());
 }
 
-void TestVideoWallState::losesTheClientModelBeforeTheServer()
+void TestVideoWallState::survivesDestructionOfClientModel()
 {
     Wall wall;
     OrvaneInterface::OrvaneServer server(&wall.host, freePort(), u"operator"_s, u"secret"_s, nullptr);
