@@ -15,7 +15,7 @@ const QByteArray BadRecord = "\x17\x03\x03\1\1" + QByteArray(257, 'x');
 template <auto Begin> constexpr auto breakTls = [](Stranger& it) { return Begin(it) && it.sendRaw(BadRecord); };
 template <int Kind> constexpr auto updateKeys = [](Stranger& it) { return it.sendKeyUpdate(Kind); };
 
-/// Bytes that TLS never looks at, for the connection has ended for it.
+/// Bytes that TLS never reads: for it, the connection has ended.
 constexpr auto sendAnything = [](Stranger& it) { return it.sendRaw(QByteArray(MiB, 'x')); };
 
 constexpr auto sendCommands = [](Stranger& it) { return it.send(QByteArray("<a/>\r\n\r\n").repeated(MiB / 8)); };
@@ -33,9 +33,9 @@ constexpr auto sendEntities = [](Stranger& it) {
     return it.send(document.repeated(200));
 };
 
-/// For some seconds one comes, does \a Begin, and \a More again and again; when one fails, it comes anew. Also over
-/// when they have sent so much that the machine may not have the memory for more, or that a server with sanitizers,
-/// which a short run is for, would take too long for it.
+/// For some seconds, one client connects, does \a Begin, then repeats \a More; after a failure it reconnects. A byte
+/// limit ends it early: the machine may not have the memory for more. In a short run, a server with sanitizers would
+/// take too long for more.
 template <auto Begin, auto More> void flood(Crowd& crowd)
 {
     crowd.deadline.setRemainingTime(crowd.share(5000));
@@ -54,7 +54,7 @@ void beginHandshakesAtOnce(Crowd& crowd)
     for (int round = 0; round < crowd.share(10); ++round) {
         crowd.strangers.clear();
         crowd.come(200);
-        std::this_thread::sleep_for(200ms); // the server has accepted them all
+        std::this_thread::sleep_for(200ms); // time for the server to accept them all
         for (const auto& stranger : crowd.strangers)
             stranger->beginHandshake();
         for (const auto& stranger : crowd.strangers)
@@ -62,7 +62,7 @@ void beginHandshakesAtOnce(Crowd& crowd)
     }
 }
 
-/// 20 send a message so often, and never read.
+/// 20 clients each send \a message \a times times, and never read.
 template <auto Begin> void sendBlindly(Crowd& crowd, const QByteArray& message, int times)
 {
     for (int client = 0; client < crowd.share(20); ++client) {
@@ -98,24 +98,24 @@ constexpr auto Audit = "default.debug=false;orvane.audit.info=true";
 
 const std::vector<Misuse> Misuses {
     Misuse {"20 clients never read their replies of 100 KiB", &askAndNeverRead, 2 * Room},
-    Misuse {"20 clients send 8 MiB without an end",
+    Misuse {"20 clients send 8 MiB of an unfinished message",
         [](Crowd& it) { sendBlindly<shakeHands>(it, QByteArray(8 * MiB, ' '), 1); }},
     Misuse {"3,000 connections without a handshake", [](Crowd& it) { it.come(it.share(3000)); }, Room, true},
     Misuse {"100 invalid logins a second", &tryPasswords, Room, true},
-    Misuse {"close_notify, then any bytes", &flood<endTls<shakeHands>, sendAnything>},
-    Misuse {"a bad TLS record, then any bytes", &flood<breakTls<shakeHands>, sendAnything>},
-    Misuse {"a login, close_notify, then any bytes", &flood<endTls<logIn>, sendAnything>},
-    Misuse {"a login, a bad TLS record, then any bytes", &flood<breakTls<logIn>, sendAnything>},
+    Misuse {"close_notify, then arbitrary bytes", &flood<endTls<shakeHands>, sendAnything>},
+    Misuse {"a bad TLS record, then arbitrary bytes", &flood<breakTls<shakeHands>, sendAnything>},
+    Misuse {"a login, close_notify, then arbitrary bytes", &flood<endTls<logIn>, sendAnything>},
+    Misuse {"a login, a bad TLS record, then arbitrary bytes", &flood<breakTls<logIn>, sendAnything>},
     Misuse {"documents of 956 characters with an entity", &flood<shakeHands, sendEntities>},
     Misuse {"commands before a login", &flood<shakeHands, sendCommands>, Room, false, "default.debug=false"},
     Misuse {"commands before a login, with the audit trail", &flood<shakeHands, sendCommands>, Room, false, Audit},
     Misuse {"commands before a login, with debug lines", &flood<shakeHands, sendCommands>},
     Misuse {"KeyUpdate", &flood<shakeHands, updateKeys<SSL_KEY_UPDATE_NOT_REQUESTED>>},
-    Misuse {"KeyUpdate that requests another", &flood<shakeHands, updateKeys<SSL_KEY_UPDATE_REQUESTED>>},
+    Misuse {"KeyUpdate that requests one in return", &flood<shakeHands, updateKeys<SSL_KEY_UPDATE_REQUESTED>>},
     Misuse {"connections and resets", &flood<leave, leave>, Room, true},
     Misuse {"connections and resets, with 4,096 descriptors", &flood<leave, leave>, Room, true, "", 4096},
-    Misuse {"silent connections up to 20,000", [](Crowd& it) { it.come(it.share(19'900)); }, Room, true},
-    Misuse {"200 handshakes begun at once", &beginHandshakesAtOnce, Room, true},
-    Misuse {"20,000 unknown commands at once, logged in", &flood<logIn, sendBurst>},
-    Misuse {"unknown commands, logged in, and never reads", &flood<logIn, sendCommands>},
+    Misuse {"up to 20,000 silent connections", [](Crowd& it) { it.come(it.share(19'900)); }, Room, true},
+    Misuse {"200 handshakes started at once", &beginHandshakesAtOnce, Room, true},
+    Misuse {"20,000 unknown commands at once, after a login", &flood<logIn, sendBurst>},
+    Misuse {"unknown commands after a login, replies never read", &flood<logIn, sendCommands>},
 };

@@ -35,7 +35,7 @@ Stranger::~Stranger()
     ::close(descriptor);
 }
 
-/// While the server's queue is full the system would try again after a second; a new socket gets in sooner.
+/// While the server's queue is full, the system would retry only after a second; a new socket gets in sooner.
 bool Stranger::connect()
 {
     if (descriptor >= 0)

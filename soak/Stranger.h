@@ -5,15 +5,16 @@
 
 #include <openssl/types.h>
 
-/// A server, and what strangers have done to it so far.
+/// A server, and how much strangers have sent to it so far.
 struct Target {
     quint16 port;
-    QDeadlineTimer deadline {60000}; ///< for connecting; all else may wait a little longer
-    qint64 bytes = 0; ///< that the system has taken from them
+    QDeadlineTimer deadline {60000}; ///< for connecting; other steps may take a little longer
+    qint64 bytes = 0; ///< that the system has accepted from them
     qint64 connections = 0;
 };
 
-/// A client that does to TLS what QSslSocket cannot. It reads nothing by itself, and leaves by a reset. For one thread.
+/// A client that does with TLS what QSslSocket cannot. Reads only when told to, and leaves with a reset. For one
+/// thread.
 class Stranger {
     Q_DISABLE_COPY_MOVE(Stranger)
 
@@ -21,19 +22,19 @@ public:
     explicit Stranger(Target& target);
     ~Stranger();
 
-    /// Sends the first message of a handshake, to be gone on with by shakeHands().
+    /// Sends the first message of a handshake; shakeHands() continues it.
     void beginHandshake();
 
-    // Each \return false when the server has left, or when it takes too long.
+    // Each \return false if the server has disconnected or takes too long.
     bool shakeHands();
     bool send(const QByteArray& bytes);
     bool sendKeyUpdate(int kind);
     bool sendCloseNotify();
-    /// Bytes past TLS.
+    /// Bypasses TLS.
     bool sendRaw(const QByteArray& bytes);
-    /// \return whether the server sends just this next
+    /// \return whether exactly these bytes come next
     bool receive(const QByteArray& expected);
-    /// Leaves without a reset, and waits for the server to close the connection, too.
+    /// Closes the connection without a reset, and waits for the server to close it, too.
     bool close() const;
 
 private:

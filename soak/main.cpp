@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool MemoryTells = false; // the sanitizers keep what was freed
+constexpr bool MemoryTells = false; // the sanitizers keep freed memory
 #else
 constexpr bool MemoryTells = true;
 #endif
@@ -32,7 +32,7 @@ constexpr int VisitsAtOnce = 20;
 
 bool hasPassed = true; ///< every check so far
 
-/// What ServerProcess starts. It makes log lines as for any host, and drops them.
+/// The process that ServerProcess starts. Log lines are made as for any host, then dropped.
 int serve(quint16 port, bool limited)
 {
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
@@ -55,7 +55,7 @@ void check(bool holds, const QString& line)
     print((holds ? u"  ok  "_s : u" FAIL "_s) + line);
 }
 
-/// Runs \a stage with a server process of its own, of which nothing may be left afterwards.
+/// Runs \a stage with its own server process, which must then end cleanly.
 template <typename Stage> void runStage(const QString& title, const QString& option, const Stage& stage)
 {
     print(u"== "_s + title);
@@ -66,10 +66,10 @@ template <typename Stage> void runStage(const QString& title, const QString& opt
     const bool ends = server.stop();
     check(ends, u"the server is destroyed and its process ends with status 0"_s);
     if (!ends)
-        print(server.errorLines().join(u'\n')); // what a sanitizer has found
+        print(server.errorLines().join(u'\n')); // sanitizer reports
 }
 
-/// Steps that say whether they went well.
+/// Steps; each returns whether it succeeded.
 constexpr auto ask = [](Stranger& it) { return it.send("<setPreset/>\r\n\r\n"); };
 constexpr auto isAnswered = [](Stranger& it) { return it.receive(shortAcceptance("setPreset")); };
 constexpr auto logInAndAsk = [](Stranger& it) { return logIn(it) && ask(it); };
@@ -79,8 +79,8 @@ constexpr auto close = [](Stranger& it) { return it.close(); };
 constexpr auto closeTls = [](Stranger& it) { return it.sendCloseNotify() && it.close(); };
 constexpr auto doNothing = [](Stranger&) { return true; };
 
-/// One way of coming and going again: by a close, of which the server does the same when it has released the
-/// connection, or by a reset.
+/// One way to come and leave: with a reset, or with a close. The server answers a close with its own once it has
+/// released the connection.
 struct Visit {
     bool (*come)(Stranger& stranger);
     bool (*leave)(Stranger& stranger);
@@ -95,7 +95,7 @@ constexpr std::array InEveryWay {
     Visit {breakOffHello, doNothing},
 };
 
-/// \a count visits, in turn of all \a ways. \return how many went wrong
+/// Pays \a count visits, taking \a ways in turn. \return the number of failed steps
 int payVisits(const ServerProcess& server, std::span<const Visit> ways, int count)
 {
     int failures = 0;
@@ -111,7 +111,7 @@ int payVisits(const ServerProcess& server, std::span<const Visit> ways, int coun
     return failures;
 }
 
-/// What remains of each visit, and what the next ones cost.
+/// Measures what each visit leaves in the server, and what the first and the last ones cost.
 void runVisits(const ServerProcess& server, std::span<const Visit> ways, int count, qint64 mostGrowth)
 {
     const int descriptors = server.openDescriptors();
@@ -127,23 +127,23 @@ void runVisits(const ServerProcess& server, std::span<const Visit> ways, int cou
     const qint64 memory = server.residentBytes();
     costOf(count);
     const qint64 growth = (server.residentBytes() - memory) / count;
-    print(u"processor time of the server for each: %1 us at first, %2 us at last"_s.arg(first).arg(costOf(sample)));
-    check(failures == 0, u"%1 went wrong"_s.arg(failures));
+    print(u"server processor time per visit: %1 us at the start, %2 us at the end"_s.arg(first).arg(costOf(sample)));
+    check(failures == 0, u"%1 steps failed"_s.arg(failures));
     check(server.openDescriptors() == descriptors,
         u"%1 descriptors before, %2 after"_s.arg(descriptors).arg(server.openDescriptors()));
-    if (MemoryTells && count >= 5000) // with fewer the allocator's pages outweigh what a visit leaves
-        check(growth < mostGrowth, u"the memory grew by %1 bytes for each"_s.arg(growth));
+    if (MemoryTells && count >= 5000) // with fewer, the allocator's pages outweigh what visits leave
+        check(growth < mostGrowth, u"memory grew by %1 bytes per visit"_s.arg(growth));
 }
 
-/// Another client, which sends one command after the other and waits for each reply, until the misuse is over.
+/// Another client: sends one command at a time and waits for the reply, until the misuse is over.
 struct Witness {
     Target target;
     Stranger client {target};
     std::atomic<bool> isOver = false;
-    std::atomic<bool> strangersAct = true; ///< the server may have much of it before it afterwards
+    std::atomic<bool> strangersAct = true; ///< the server may still have a backlog afterwards
     std::vector<double> waitsMs {}; ///< while they acted
-    double longestMs = 0; ///< then and afterwards
-    bool isRight = logInAndAsk(client) && isAnswered(client); ///< every answer
+    double longestMs = 0; ///< during the misuse and afterwards
+    bool isRight = logInAndAsk(client) && isAnswered(client); ///< every reply so far
 };
 
 void observe(Witness& witness)
@@ -160,11 +160,11 @@ void observe(Witness& witness)
     }
 }
 
-/// The server has come to the end of what the strangers did, which leaves it with the witness.
+/// Waits until the server has processed what the strangers sent, and serves only the witness.
 void waitUntilThrough(const ServerProcess& server, int scale)
 {
     const std::chrono::nanoseconds window = 500ms / std::min(scale, 5);
-    const qint64 little = window.count() / 3; // a server that shares its processor has more while it is busy
+    const qint64 little = window.count() / 3; // a busy server takes more, even of a shared processor
     for (int windows = 0; windows < 20; ++windows) {
         const qint64 before = server.processorNs();
         std::this_thread::sleep_for(window);
@@ -173,7 +173,7 @@ void waitUntilThrough(const ServerProcess& server, int scale)
     }
 }
 
-/// What strangers do to a server costs it less with limits, and a client that keeps to them is served all the same.
+/// With limits, misuse costs a server less, and a client that respects them is still served.
 /// \return a line for a table
 QString runMisuse(const ServerProcess& server, const Misuse& misuse, int scale, bool limited, bool checksWaits)
 {
@@ -199,28 +199,28 @@ QString runMisuse(const ServerProcess& server, const Misuse& misuse, int scale, 
     QString line = QString::asprintf("%.1f MB, %lld connections | %.2f ms, %.1f ms | %.1f MiB | %.0f us%s |", megabytes,
         crowd.connections, medianMs, witness.longestMs, growth, each, misuse.countsConnections ? " each" : "/MB");
     print(line);
-    check(witness.isRight, u"every answer to another client was right"_s);
+    check(witness.isRight, u"every reply to the other client was right"_s);
     if (limited && checksWaits)
-        check(witness.longestMs < 100, u"another client waited less than 100 ms"_s);
+        check(witness.longestMs < 100, u"the other client waited less than 100 ms"_s);
     if (limited && MemoryTells)
-        check(growth < misuse.mostGrowthMiB, u"the memory grew by less than %1 MiB"_s.arg(misuse.mostGrowthMiB));
+        check(growth < misuse.mostGrowthMiB, u"memory grew by less than %1 MiB"_s.arg(misuse.mostGrowthMiB));
     return line;
 }
 
-/// \a only: the number of a misuse, from 1 on; 0: each
+/// \a only: the number of a misuse, from 1; 0 runs all
 void runMisuses(int only, int scale, bool checksWaits)
 {
-    QString table = u"\n| | sent | the witness waited: median, longest | memory grew at most | processor |\n"
+    QString table = u"\n| | sent | the other client waited: median, longest | peak memory growth | processor time |\n"
                     "|---|---|---|---|---|"_s;
     int number = 0;
     for (const Misuse& misuse : Misuses) {
         ++number;
-        qputenv("QT_LOGGING_RULES", misuse.logRules); // of the servers
+        qputenv("QT_LOGGING_RULES", misuse.logRules); // inherited by the servers
         for (const bool limited : {false, true}) {
             if ((only != 0 && only != number) || (scale > 1 && !limited))
                 continue;
-            const QString title =
-                u"%1. %2, %3"_s.arg(number).arg(QLatin1String(misuse.title), limited ? u"with limits"_s : u"without"_s);
+            const QString title = u"%1. %2, %3"_s.arg(number).arg(
+                QLatin1String(misuse.title), limited ? u"with limits"_s : u"without limits"_s);
             runStage(title, limited ? u"--serve-with-limits"_s : u"--serve"_s, [&](const ServerProcess& server) {
                 table += u"\n| "_s + title + u" | "_s + runMisuse(server, misuse, scale, limited, checksWaits);
             });
@@ -247,20 +247,20 @@ int main(int argc, char* argv[])
     const int connections = sizes.value(1, u"100000"_s).toInt();
     if (!isParsed || QString::number(only) != row || only < 0 || only > std::ssize(Misuses) || visits <= 0
         || connections <= 0) {
-        static_cast<void>(std::fputs("soak/run --help says how this is used.\n", stderr));
+        static_cast<void>(std::fputs("Invalid arguments: see soak/run --help\n", stderr));
         return 2;
     }
-    const int scale = std::max(1, 10'000 / connections); // of a run with few connections strangers do less, too
-    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // of a server that has left
+    const int scale = std::max(1, 10'000 / connections); // with few connections, the strangers also do less
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // from writing after the server has disconnected
     if (!allowOpenFiles(std::max(2000, 20'000 / scale)))
         return 1;
     if (only == 0) {
-        runStage(u"%1 clients come and go"_s.arg(visits), u"--serve"_s,
+        runStage(u"%1 clients connect and leave"_s.arg(visits), u"--serve"_s,
             [&](const ServerProcess& server) { runVisits(server, InEveryWay, visits, 1024); });
-        runStage(u"%1 connections come and go without a word"_s.arg(connections), u"--serve"_s,
+        runStage(u"%1 clients connect and leave, sending nothing"_s.arg(connections), u"--serve"_s,
             [&](const ServerProcess& server) {
                 runVisits(server, WithoutAWord, connections, 512);
-            }); // 300 or so are the object that stays
+            }); // about 300 are the object that remains
     }
     runMisuses(only, scale, !parser.isSet(u"no-wait-check"_s));
     return hasPassed ? 0 : 1;
