@@ -21,12 +21,12 @@ void requireSameReading(const Reply& reply, const QString& document)
     XmlCommandReader reader;
     const bool isWellFormed = reader.parseCommand(document);
     const bool isTooMuch = !reader.refusalReason().isNull();
-    require((reply.kind == Reply::Kind::TooMuch) == isTooMuch || reply.isTextList,
-        u"it is too much for one reader alone"_s);
+    require(
+        (reply.kind == Reply::Kind::TooMuch) == isTooMuch || reply.isTextList, u"only one of the readers refuses it"_s);
     if (isTooMuch || reply.isTextList)
         return;
-    require((reply.kind != Reply::Kind::NotXml) == isWellFormed, u"it is well-formed for one reader alone"_s);
-    require(!isWellFormed || reply.root == reader.commandName(), u"another root"_s);
+    require((reply.kind != Reply::Kind::NotXml) == isWellFormed, u"only one of the readers finds it well-formed"_s);
+    require(!isWellFormed || reply.root == reader.commandName(), u"the readers find different roots"_s);
 }
 
 /// An entity may be longer than its reference; that has a limit of its own.
@@ -34,7 +34,8 @@ void requireAboutAsLong(const QByteArray& printed, const QByteArray& message)
 {
     constexpr qsizetype most = 64;
     constexpr qsizetype some = 1024;
-    require(message.contains("<!ENTITY") || printed.size() <= most * message.size() + some, u"far more is printed"_s);
+    require(message.contains("<!ENTITY") || printed.size() <= most * message.size() + some,
+        u"far more is printed than was received"_s);
 }
 
 void requireHarmless(const QString& text)
@@ -42,7 +43,7 @@ void requireHarmless(const QString& text)
     const QString shown = visibleText(text);
     require(std::none_of(shown.begin(), shown.end(),
                 [](QChar character) { return character != u'\n' && character != u'\t' && isHarmful(character); }),
-        u"a terminal obeys"_s);
+        u"the output would control a terminal"_s);
 }
 
 void requireSameWhenIndented(const Reply& reply)
@@ -50,7 +51,7 @@ void requireSameWhenIndented(const Reply& reply)
     if (reply.kind == Reply::Kind::NotXml || reply.kind == Reply::Kind::TooMuch || reply.isTextList)
         return;
     const Reply again(reply.lines(true));
-    require(again.kind == reply.kind && again.root == reply.root, u"indented it is another one"_s);
+    require(again.kind == reply.kind && again.root == reply.root, u"the indented reply reads differently"_s);
 }
 
 void requireSameInPieces(const QByteArray& bytes)
@@ -61,7 +62,8 @@ void requireSameInPieces(const QByteArray& bytes)
     QList<QByteArray> pieces;
     for (const char byte : bytes)
         pieces += cutter.add(QByteArray(1, byte));
-    require(pieces == messages && cutter.incompleteLength() == whole.incompleteLength(), u"other messages in pieces"_s);
+    require(pieces == messages && cutter.incompleteLength() == whole.incompleteLength(),
+        u"received byte by byte, the messages differ"_s);
 }
 
 } // namespace
@@ -79,7 +81,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         requireHarmless(textOfBytes(printed));
     }
     requireSameWhenIndented(reply);
-    require(reply.json().contains("reply"_L1) && !json.contains('\n'), u"no line of JSON"_s);
-    require(reply.names().isEmpty() || reply.kind == Reply::Kind::Other, u"names of what is no list"_s);
+    require(reply.json().contains("reply"_L1) && !json.contains('\n'), u"the JSON is not one line with a reply"_s);
+    require(reply.names().isEmpty() || reply.kind == Reply::Kind::Other, u"a reply that is not a list has names"_s);
     return 0;
 }

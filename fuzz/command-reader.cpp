@@ -45,20 +45,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     XmlCommandReader reader;
     const bool accepted = reader.parseCommand(document);
     const QMap<QString, QString> parameters = reader.allParameters();
-    require(reader.documentText() == document, u"the document is not kept as it is"_s);
+    require(reader.documentText() == document, u"the document text was changed"_s);
     if (!reader.refusalReason().isNull()) {
-        require(!accepted, u"a document is refused and accepted"_s);
+        require(!accepted, u"a document is both refused and accepted"_s);
         require(isExtraordinary(document), u"an ordinary document is refused"_s);
-        require(parameters.isEmpty(), u"a document that is refused has parameters"_s);
-        require(document.contains(reader.commandName()), u"the name is not of the document"_s);
+        require(parameters.isEmpty(), u"a refused document has parameters"_s);
+        require(document.contains(reader.commandName()), u"the command name is not in the document"_s);
         return 0;
     }
     const ReferenceReading reference(document);
-    require(reference.isWellFormed == accepted, u"it is well-formed for one reader alone"_s);
-    require(reader.commandName() == reference.commandName, u"another command"_s);
-    require(parameters == reference.parameters, u"other parameters"_s);
+    require(reference.isWellFormed == accepted, u"only one of the readers finds it well-formed"_s);
+    require(reader.commandName() == reference.commandName, u"the readers find different command names"_s);
+    require(parameters == reference.parameters, u"the readers find different parameters"_s);
     for (auto it = parameters.constKeyValueBegin(); it != parameters.constKeyValueEnd(); ++it)
         require(reader.hasParameter(it->first) && reader.stringParameter(it->first) == it->second,
-            u"the parameter %1 is not found as it is"_s.arg(it->first));
+            u"parameter %1 is missing or has another value"_s.arg(it->first));
     return 0;
 }

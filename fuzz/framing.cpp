@@ -22,14 +22,14 @@ void requireFraming(const QList<QByteArray>& reads)
         socket.put(read);
         framing.readMessages(socket.bytesAvailable());
         const QStringList messages = std::exchange(framing.messages, {});
-        require(messages == model.take(read), u"other messages than the definition gives"_s);
+        require(messages == model.take(read), u"the messages differ from the definition"_s);
         for (const QString& message : messages) {
             for (const char* end : {"", "\r\n\r\n", "\r\n", "\n\r\n"}) {
                 framing.writeMessage(message + QLatin1String(end));
                 const QByteArray bytes = message.toUtf8() + end;
                 require(
                     std::exchange(socket.writes, {}) == QList {bytes.endsWith(terminator) ? bytes : bytes + terminator},
-                    u"the message is not written in one write, with one terminator"_s);
+                    u"the message is not one write with one terminator"_s);
             }
         }
     }

@@ -17,7 +17,7 @@ namespace {
 
 /// How many the plain reader has read; printed at the end.
 struct Share {
-    ~Share() { static_cast<void>(std::fprintf(stderr, "plain: %ld of %ld documents\n", plain, all)); }
+    ~Share() { static_cast<void>(std::fprintf(stderr, "%ld of %ld documents were plain\n", plain, all)); }
     long all = 0;
     long plain = 0;
 };
@@ -147,14 +147,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const bool plain = isPlain(document);
     share.plain += plain ? 1 : 0;
     if (!reference.isWellFormed) {
-        require(!plain, u"what is not well-formed is plain: "_s + document);
+        require(!plain, u"a malformed document is plain: "_s + document);
         return 0;
     }
     XmlCommandReader reader;
     reader.parseCommand(document);
     if (reader.refusalReason().isNull()) {
-        require(reader.commandName() == reference.commandName, u"another command: "_s + document);
-        require(reader.allParameters() == reference.parameters, u"other parameters: "_s + document);
+        require(
+            reader.commandName() == reference.commandName, u"the readers find different command names: "_s + document);
+        require(
+            reader.allParameters() == reference.parameters, u"the readers find different parameters: "_s + document);
     }
     return 0;
 }

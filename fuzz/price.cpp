@@ -131,7 +131,8 @@ double limitFor(qsizetype length)
 
 QString inWords(double price)
 {
-    return countsInstructions() ? u"%1 instructions"_s.arg(price, 0, 'f', 0) : u"%1 bytes"_s.arg(price, 0, 'f', 1);
+    return countsInstructions() ? u"%1 instructions per character"_s.arg(price, 0, 'f', 0)
+                                : u"%1 bytes per character"_s.arg(price, 0, 'f', 1);
 }
 
 /// The genes of the most expensive documents so far, by cost per character.
@@ -167,7 +168,7 @@ bool isTooDear(const QString& what, double price, double limit)
 {
     print(u"%1: %2"_s.arg(what, inWords(price)));
     if (price > limit)
-        print(u"A FINDING: %1 are allowed"_s.arg(inWords(limit)));
+        print(u"FINDING: the limit is %1"_s.arg(inWords(limit)));
     return price > limit;
 }
 
@@ -185,15 +186,14 @@ bool findDearDocument(qsizetype length, int seconds)
         if (dearest.size() > kept)
             dearest.erase(dearest.begin());
         if (!isDearest
-            || !isTooDear(
-                u"The dearest character of %1 documents"_s.arg(documents + 1), price, limitFor(document.size())))
+            || !isTooDear(u"The most expensive of %1 documents"_s.arg(documents + 1), price, limitFor(document.size())))
             continue;
         const QByteArray bytes = document.toUtf8();
         const QByteArray hash = QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex().first(12);
         QFile file(u"findings/price-"_s + QString::fromLatin1(hash));
         if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
             fail(u"Cannot write %1: %2"_s.arg(file.fileName(), file.errorString()));
-        print(u"It is in "_s + file.fileName());
+        print(u"Saved as "_s + file.fileName());
         return true;
     }
     print(u"%1 documents, no finding"_s.arg(documents));
@@ -215,7 +215,7 @@ bool measureShapes(qsizetype length)
             limitFor(document.size()));
         const double factor = longer.isEmpty() ? 0 : costOf(longer[index].text) / cost;
         if (factor > MostForFourTimes)
-            print(u"A FINDING: four times the length costs %1 times as much"_s.arg(factor, 0, 'f', 1));
+            print(u"FINDING: four times the length costs %1 times as much"_s.arg(factor, 0, 'f', 1));
         found |= factor > MostForFourTimes;
     }
     return found;

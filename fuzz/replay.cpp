@@ -115,11 +115,11 @@ int main(int argc, char* argv[])
 try {
     const QCoreApplication application(argc, argv);
     QCommandLineParser parser;
-    parser.setApplicationDescription(u"Looks for a finding, without the fuzz engine."_s);
+    parser.setApplicationDescription(u"Runs a fuzz target without the fuzz engine."_s);
     parser.addHelpOption();
-    parser.addOptions({{u"random"_s, u"Then run so many inputs made of the files."_s, u"number"_s, u"0"_s},
-        {u"dictionary"_s, u"Words for these inputs, as the fuzz engine takes them."_s, u"file"_s}});
-    parser.addPositionalArgument(u"paths"_s, u"Files, and directories of files."_s);
+    parser.addOptions({{u"random"_s, u"Then run this many random inputs made from the files."_s, u"number"_s, u"0"_s},
+        {u"dictionary"_s, u"Words for these inputs, in the format of the fuzz engine."_s, u"file"_s}});
+    parser.addPositionalArgument(u"paths"_s, u"Input files, and directories of them."_s);
     parser.process(application);
 
     QByteArrayList seeds;
@@ -142,7 +142,7 @@ try {
         for (int count = 0; count < number; ++count)
             run(inputs.next());
     }
-    static_cast<void>(std::printf("%d inputs without a finding\n", static_cast<int>(seeds.size()) + number));
+    static_cast<void>(std::printf("%d inputs, no finding\n", static_cast<int>(seeds.size()) + number));
     return 0;
 } catch (const std::exception& error) {
     static_cast<void>(std::fprintf(stderr, "%s\n", error.what()));
