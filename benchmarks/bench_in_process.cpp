@@ -64,7 +64,7 @@ void parseWithXmlReader(State& state, const QString& document)
 
 Comparison parsing(const std::string& what, const QString& document, double atMost)
 {
-    return {"parse " + what, "QXmlStreamReader that only reads the tokens", atMost,
+    return {"parse " + what, "QXmlStreamReader, reading only the tokens", atMost,
         [document](State& state) { parseWithCommandReader(state, document); },
         [document](State& state) { parseWithXmlReader(state, document); }};
 }
@@ -75,7 +75,7 @@ Comparison parsingLinearly(const std::string& what, int factor, double atMost)
     constexpr int shortList = 1000;
     const QString document = detailViewsDocument(factor * shortList);
     const QString shortDocument = detailViewsDocument(shortList);
-    return {"parse " + what, "as many lists of 1,000 as make up the same number", atMost,
+    return {"parse " + what, "the same number of subsplits in lists of 1,000", atMost,
         [document](State& state) { parseWithCommandReader(state, document); },
         [shortDocument, factor](State& state) {
             for ([[maybe_unused]] auto _ : state) {
@@ -216,7 +216,7 @@ std::vector<Comparison> comparisons()
 {
     return {
         parsing("showLive with five parameters", showLiveDocument(), 0.2),
-        parsing("showLive with five parameters and a comment at its end", showLiveDocument() + "<!-- -->"_L1, 1.45),
+        parsing("showLive with five parameters and a final comment", showLiveDocument() + "<!-- -->"_L1, 1.45),
         parsing("setDetailViews with 8 subsplits", detailViewsDocument(8), 0.35),
         parsing("setDetailViews with 1,000 subsplits", detailViewsDocument(1000), 0.4),
         parsingLinearly("setDetailViews with 100,000 subsplits", 100, 2),
@@ -226,7 +226,7 @@ std::vector<Comparison> comparisons()
         receiving(64 * MiB, 1.5),
         {"build the list of 1,000 recorders with 16 tracks each", "converting and joining the same texts", 2,
             buildRecorderList, joinRecorderTexts},
-        {"ask whether the audit trail or an observer is on", "the bare parse of a showLive", 0.01,
+        {"ask whether the audit trail or an observer is on", "reading only the tokens of a showLive", 0.01,
             askWhetherEventsAreWanted,
             [document = showLiveDocument()](State& state) { parseWithXmlReader(state, document); }},
     };

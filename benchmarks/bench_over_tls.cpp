@@ -59,7 +59,7 @@ void measureCommands(ComparisonTable& table)
         }
     }
     for (const Costs& costs : all)
-        table.add({costs.what, median(costs.measured), u"a server of fixed replies"_s, median(costs.limit), u"us"_s,
+        table.add({costs.what, median(costs.measured), u"a server with fixed replies"_s, median(costs.limit), u"us"_s,
             costs.atMost});
 }
 
@@ -117,10 +117,10 @@ void measureNotice(ServerProcess& server, const Clients& clients, ComparisonTabl
             measure("notice", notice);
     }
     const QString limitedBy = u"writing the same bytes to the same sockets"_s;
-    table.add({u"notice to 1,000 waiting clients, the call"_s, median(notice.call), limitedBy, median(writes.call),
+    table.add({u"notice to 1,000 waiting clients, only the call"_s, median(notice.call), limitedBy, median(writes.call),
         u"us"_s, 1.3});
-    table.add({u"notice to 1,000 waiting clients, until it is sent"_s, median(notice.sent), limitedBy,
-        median(writes.sent), u"us"_s, 1.3});
+    table.add({u"notice to 1,000 waiting clients, until sent"_s, median(notice.sent), limitedBy, median(writes.sent),
+        u"us"_s, 1.3});
 }
 
 void measureClients(ComparisonTable& table)
@@ -130,8 +130,8 @@ void measureClients(ComparisonTable& table)
     require(library.start() && fixed.start(), "a server did not start");
     const Crowd bare = gatherClients(fixed, false);
     const Crowd loggedIn = gatherClients(library, true);
-    table.add({u"memory of an idle logged-in client, of 1,000"_s, loggedIn.memory,
-        u"a QSslSocket with its handshake done"_s, bare.memory, u"KiB"_s, 1.1});
+    table.add({u"memory of each of 1,000 idle logged-in clients"_s, loggedIn.memory,
+        u"a QSslSocket after its handshake"_s, bare.memory, u"KiB"_s, 1.1});
     measureNotice(library, loggedIn.clients, table);
 }
 
@@ -162,8 +162,8 @@ void measureWhatClientsLeave(ComparisonTable& table)
     server.waitUntilIdle();
     require(server.openDescriptors() == descriptors, "clients have left descriptors behind");
     const double each = static_cast<double>(server.residentBytes() - memory) / CycleCount;
-    table.add({u"memory left by a client that has come and gone, of 10,000"_s, each, u"1 KiB, and no descriptor"_s,
-        1024, u"B"_s, 1});
+    table.add(
+        {u"memory left by each of 10,000 past clients"_s, each, u"1 KiB, and no file descriptor"_s, 1024, u"B"_s, 1});
 }
 
 } // namespace

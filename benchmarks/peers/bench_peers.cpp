@@ -52,7 +52,7 @@ Contenders allContenders()
             ofPeer},
         {u"websocketpp and nlohmann/json"_s, u"serve-websocketpp"_s, serveWithWebSocketpp, upgrade, showLiveAsJson(),
             ofPeer},
-        {u"a server of fixed replies"_s, u"serve-fixed-replies"_s, serveFixedReplies, [](TlsClient&) {}, asXml,
+        {u"a server with fixed replies"_s, u"serve-fixed-replies"_s, serveFixedReplies, [](TlsClient&) {}, asXml,
             ofFloor}};
 }
 
@@ -181,7 +181,7 @@ void printTable(const Contenders& contenders)
     };
     addRows(u"showLive over TLS, %1 at a time"_s.arg(Pipelined), u"us"_s, &Contender::pipelined);
     addRows(u"showLive over TLS, one at a time"_s, u"us"_s, &Contender::oneAtATime);
-    addRows(u"memory of an idle client, of %1"_s.arg(ClientCount), u"KiB"_s, &Contender::memory);
+    addRows(u"memory of each of %1 idle clients"_s.arg(ClientCount), u"KiB"_s, &Contender::memory);
     ComparisonTable::printHeading();
     table.print();
 }
