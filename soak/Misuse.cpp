@@ -26,7 +26,7 @@ constexpr auto sendBurst = [](Stranger& it) {
     return it.send(QByteArray("<a/>\r\n\r\n").repeated(commands)) && it.receive(answers);
 };
 
-/// Each is allowed before a login, and stands for 400,000 characters.
+/// Each is short enough to be sent before a login. Expanded, it would have 400,000 characters, so it is refused.
 constexpr auto sendEntities = [](Stranger& it) {
     static const QByteArray document = "<!DOCTYPE a [<!ENTITY q '" + QByteArray(460, '"') + "'>]><a><paramvalue>"
         + QByteArray("&q;").repeated(145) + "</paramvalue></a>\r\n\r\n";
