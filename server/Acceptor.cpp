@@ -40,8 +40,8 @@ void enterEventLoop(QSocketNotifier* notifier)
 
 } // namespace
 
-Acceptor::Acceptor(QTcpServer& server, const Admission& admission, std::shared_ptr<const ClientObservation> observation,
-    QObject* parent)
+Acceptor::Acceptor(
+    QTcpServer& server, const Admission& admission, std::shared_ptr<ClientObservation> observation, QObject* parent)
     : QObject(parent)
     , server(server)
     , admission(admission)

@@ -66,7 +66,7 @@ public:
     static constexpr qint64 BytesOfClient = 8192;
 
     /// \a server and \a admission must outlive this object.
-    Acceptor(QTcpServer& server, const Admission& admission, std::shared_ptr<const ClientObservation> observation,
+    Acceptor(QTcpServer& server, const Admission& admission, std::shared_ptr<ClientObservation> observation,
         QObject* parent);
 
     /// Returns the next client that has a slot, connected but not encrypted; null if there is none. Takes at most one
@@ -100,7 +100,7 @@ private:
 
     QTcpServer& server;
     const Admission& admission;
-    const std::shared_ptr<const ClientObservation> observation;
+    const std::shared_ptr<ClientObservation> observation;
     QPointer<QSocketNotifier>
         listening; ///< of the listening socket, owned by Qt; null if not found yet, or if the server does not listen
     bool isTurnTaken = false;

@@ -24,7 +24,7 @@ QHostAddress plainAddress(const QHostAddress& address)
 
 } // namespace
 
-ClientEvents::ClientEvents(OrvaneClient client, std::shared_ptr<const ClientObservation> observation)
+ClientEvents::ClientEvents(OrvaneClient client, std::shared_ptr<ClientObservation> observation)
     : who(std::move(client))
     , observation(std::move(observation))
 {
@@ -67,18 +67,21 @@ void ClientEvents::tell(OrvaneClientEvent event)
 {
     if (!isWanted())
         return;
-    tellObserver(); // of the previous event, if the host is running events in its log line
+    tellObserver(); // of the previous event, of this or another client, if the host is running events in its log line
     event.client = who;
-    untold = event;
+    if (observation)
+        observation->untold = event;
     audit.write(event);
     tellObserver();
 }
 
 void ClientEvents::tellObserver()
 {
-    const auto event = std::exchange(untold, std::nullopt);
+    if (!observation)
+        return;
+    const auto event = std::exchange(observation->untold, std::nullopt);
     // Copied: the observer may set another one or destroy the server.
-    const auto observer = observation ? observation->observer : nullptr;
+    const auto observer = observation->observer;
     if (event && observer)
         (*observer)(*event);
 }

@@ -13,6 +13,7 @@ namespace OrvaneInterface {
 /// The observer set by the host; shared by all clients of the server. Empty once the server is being destroyed.
 struct ClientObservation {
     std::shared_ptr<OrvaneClientObserver> observer;
+    std::optional<OrvaneClientEvent> untold; ///< its line in the audit trail is being written
     bool isOver = false; ///< the server is being destroyed and accepts no further observer
 };
 
@@ -24,7 +25,7 @@ struct ClientObservation {
 class ClientEvents {
 public:
     ClientEvents() = default; ///< for no client
-    ClientEvents(OrvaneClient client, std::shared_ptr<const ClientObservation> observation);
+    ClientEvents(OrvaneClient client, std::shared_ptr<ClientObservation> observation);
 
     /// The client of \a socket, as recorded when it was accepted: a socket forgets its peer when the client leaves.
     static OrvaneClient clientOf(const QAbstractSocket& socket);
@@ -46,8 +47,7 @@ private:
 
     OrvaneClient who;
     AuditTrail audit;
-    std::optional<OrvaneClientEvent> untold; ///< its line in the audit trail is being written
-    std::shared_ptr<const ClientObservation> observation;
+    std::shared_ptr<ClientObservation> observation;
 };
 
 } // namespace OrvaneInterface

@@ -111,7 +111,7 @@ public:
      * server. As in an operation, the server must not be moved to another thread. The server's destructor removes the
      * observer first, so the clients that it disconnects are not reported: if you keep a list of clients(), clear it
      * then. The list changes with every event except Command, InvalidLogin and RefusedDocument. It has already changed
-     * when the audit trail writes its line. The observer is called after that, and before the client's next event.
+     * when the audit trail writes its line. The observer is called after that, and before the next event.
      *
      * \param observer called on the server's thread. It replaces the previous one; an empty function removes it.
      * \param context the observer is no longer called once this object is destroyed. If null, nothing ends it.

@@ -199,6 +199,14 @@ void tst_audit_log::keepsEventsInOrderIfLineRunsEvents()
     runEventsInNextLine([&] { return countClients() == 0; });
     stranger->write("no TLS");
     QTRY_COMPARE(types, QList({Type::Connected, Type::HandshakeFailed, Type::Disconnected}));
+
+    QList<quint64> ids;
+    session.server->setClientObserver([&](const auto& event) { ids.append(event.client.id()); });
+    runEventsInNextLine([&] { return countClients() == 2; });
+    const auto first = session.tcpClient();
+    const auto second = session.tcpClient();
+    QTRY_COMPARE(ids.size(), 2);
+    QVERIFY(ids.at(0) < ids.at(1));
 }
 
 void tst_audit_log::namesIpv6PeerIfServerIsDestroyedInLine()
