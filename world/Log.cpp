@@ -5,6 +5,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -26,6 +27,10 @@ int64_t nowMs()
 
 void setUpLog()
 {
+    // Qt writes lines that come inside the handler of another one through this stream. In one piece, or the lines of
+    // other threads end up in the middle.
+    static std::array<char, 1 << 20> buffer;
+    static_cast<void>(setvbuf(stderr, buffer.data(), _IOFBF, buffer.size())); // Qt flushes it after each line
     qputenv("QT_FORCE_STDERR_LOGGING", "1");
     qSetMessagePattern(QStringLiteral("%{time boot} %{type} %{category} %{message}"));
 }
