@@ -30,7 +30,7 @@ void setUpLog()
     // Qt writes lines that come inside the handler of another one through this stream. In one piece, or the lines of
     // other threads end up in the middle.
     static std::array<char, 1 << 20> buffer;
-    static_cast<void>(setvbuf(stderr, buffer.data(), _IOFBF, buffer.size())); // Qt flushes it after each line
+    static_cast<void>(setvbuf(stderr, buffer.data(), _IOLBF, buffer.size()));
     qputenv("QT_FORCE_STDERR_LOGGING", "1");
     qSetMessagePattern(QStringLiteral("%{time boot} %{type} %{category} %{message}"));
 }
