@@ -40,6 +40,7 @@ public:
         : peers(peers)
         , seesLines(valueOf(acts.at(0), "lines") == "on")
         , seesAudit(valueOf(acts.at(0), "audit") == "on")
+        , observes(valueOf(acts.at(0), "observer") == "on")
     {
         for (const std::string& each : acts)
             takeAct(each);
@@ -131,7 +132,8 @@ private:
     {
         static const std::regex Exceeded("OrvaneConnection exceeded a limit: (\\w+) (.*)");
         std::smatch found;
-        if (!seesAudit && line.text.starts_with("New OrvaneConnection"))
+        // The observer is told earlier, and may begin the pause.
+        if (!seesAudit && !observes && line.text.starts_with("New OrvaneConnection"))
             accept();
         invalidLines += line.text.starts_with("3rd Party") ? 1 : 0;
         if (std::regex_match(line.text, found, Exceeded))
@@ -286,6 +288,7 @@ private:
     const std::vector<std::unique_ptr<Peer>>& peers;
     const bool seesLines;
     const bool seesAudit;
+    const bool observes;
     std::vector<std::string> breaches;
     std::set<std::string> limits; ///< all that the server ever had
     std::set<std::string> endings; ///< addresses of clients that a limit disconnected
