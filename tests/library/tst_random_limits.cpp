@@ -465,7 +465,8 @@ private:
         QVERIFY(waitFor([&] {
             return std::all_of(clients.begin(), clients.end(), [](const Client& each) { return each.isAccepted; });
         }));
-        whenAudited = [this](const QJsonObject& entry) {
+        whenAudited = [this, going = server.get()](const QJsonObject& entry) {
+            check(!going->isListening(), u"it listens while it goes"_s);
             const auto port = entry["peer"_L1].toString().section(u':', -1).toUShort();
             check(std::any_of(clients.begin(), clients.end(),
                       [port](const Client& each) { return each.port == port && each.isServed; }),
