@@ -95,6 +95,11 @@ private:
     QString attributes()
     {
         QString attributes;
+        const int all = take() % 32 == 0 ? take() % 18 : 0; // and perhaps one of them again
+        for (int number = 0; number < all; ++number)
+            attributes += u" n%1=''"_s.arg(number);
+        if (all > 0 && take() % 2 == 0)
+            attributes += u" n%1=''"_s.arg(take() % all);
         for (int count = take() % 5; count > 0; --count) {
             const QString quote = take() % 2 == 0 ? u"\""_s : u"'"_s;
             attributes += u' ' + one(Names) + u'=' + quote + one(Texts) + quote;
