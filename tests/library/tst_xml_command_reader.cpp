@@ -35,33 +35,21 @@ void tst_xml_command_reader::writesParamValueBack_data()
     captured("nothing", u""_s, u""_s);
     captured("an element in another", u"<a>1<b>2</b>3</a>4"_s, u"<a>1<b>2</b>3</a>4"_s);
     captured("attributes", u"<a b='1' c='\"&lt;&amp;>'/>"_s, u"<a b=\"1\" c=\"&quot;&lt;&amp;&gt;\"/>"_s);
-    captured("white space in an attribute", u"<a b='&#9;&#10;&#13; \n'/>"_s, u"<a b=\"&#9;&#10;&#13;  \"/>"_s);
     captured("references and quotes", u"&lt;&#65;&amp;'\""_s, u"&lt;A&amp;'&quot;"_s);
     captured("a CDATA section", u"<a><![CDATA[<b>]]></a>"_s, u"<a>&lt;b&gt;</a>"_s);
-    captured("an empty CDATA section ends the start tag", u"<a><![CDATA[]]></a>"_s, u"<a></a>"_s);
-    captured("a comment does not end the start tag", u"<a><!-- 1 --></a>"_s, u"<a/>"_s);
     captured("a prefix", u"<p:a xmlns:p='u'><p:b p:c='1'/></p:a>"_s, u"<a><b xmlns:n1=\"u\" n1:c=\"1\"/></a>"_s);
     captured("a default namespace", u"<a xmlns='u'><b/></a>"_s, u"<a><b/></a>"_s);
-    captured("another one, empty", u"<a/><paramvalue/><b/>"_s, u"<a/><paramvalue"_s);
     captured("another one with an attribute", u"1<paramvalue b='2'/>"_s, u"1<paramvalue b=\"2\""_s);
-    captured("another one with content, which is skipped", u"<a><paramvalue>1</paramvalue></a>"_s, u"<a><paramvalue"_s);
-    captured("two others", u"<paramvalue>1</paramvalue><paramvalue>2</paramvalue>"_s, u"2"_s);
     row("another one after a parameter is captured, too",
         u"<r><c/><paramvalue><a/><paramvalue>1</paramvalue></paramvalue></r>"_s, u"1"_s);
-    row("another one after a parameter, empty", u"<r><c/><paramvalue><a/><paramvalue/></paramvalue></r>"_s,
-        u"<a/><paramvalue"_s);
     row("another one, and a parameter in it",
         u"<r><paramvalue>1<paramvalue><a>2</a></paramvalue></paramvalue><a>3</a></r>"_s, u"1<paramvalue"_s);
     row("an entity", u"<!DOCTYPE r [<!ENTITY e '\"x'>]><r><paramvalue><a>&e;</a></paramvalue></r>"_s,
         u"<a>&quot;x</a>"_s);
     row("an empty entity", u"<!DOCTYPE r [<!ENTITY e ''>]><r><paramvalue><a>&e;</a></paramvalue></r>"_s, u"<a/>"_s);
     row("an unknown entity", u"<!DOCTYPE r SYSTEM 'x'><r><paramvalue>1&e;2</paramvalue></r>"_s, u"12"_s);
-    row("an unknown entity of that name", u"<!DOCTYPE r SYSTEM 'x'><r><paramvalue>1&paramvalue;2</paramvalue></r>"_s,
-        u"1"_s);
-    row("an error after a start tag", u"<r><paramvalue><a b='1'><"_s, u"<a b=\"1\""_s);
     row("an error after a text", u"<r><paramvalue><a>1</b></paramvalue></r>"_s, u"<a>1"_s);
     row("the end of the document after an empty CDATA section", u"<r><paramvalue><a><![CDATA[]]>"_s, u"<a>"_s);
-    row("the end of the document in a text, which is not read", u"<r><paramvalue><a/>12"_s, u"<a/>"_s);
 }
 
 void tst_xml_command_reader::writesParamValueBack()
