@@ -169,11 +169,15 @@ void tst_server::sendsReadyRepliesBeforeNextLongCall()
     int waiting = 0; // replies to short calls, also after a long one
     session.host.duringCall = [&] {
         waiting += socket->bytesToWrite() > 0 ? 1 : 0;
-        QThread::msleep(session.host.calls.size() == commands + 1 ? longCallMs : 0);
+        QThread::msleep(session.host.calls.size() == 1 ? longCallMs : 0);
     };
-    client->received.clear();
-    client->write(QByteArray("<setPreset/>\r\n\r\n").repeated(shortCommands));
-    QTRY_COMPARE(client->received, shortAcceptance("setPreset").repeated(shortCommands));
+    constexpr int attempts = 100; // on a slow machine the short calls can be long, too
+    for (int attempt = 0; attempt < attempts && waiting == 0; ++attempt) {
+        session.host.calls.clear();
+        client->received.clear();
+        client->write(QByteArray("<setPreset/>\r\n\r\n").repeated(shortCommands));
+        QTRY_COMPARE(client->received, shortAcceptance("setPreset").repeated(shortCommands));
+    }
     QVERIFY(waiting > 0);
 }
 
