@@ -2,13 +2,13 @@
 
 #include "ClientLimits.h"
 #include "DebugLog.h"
+#include "NetworkSocket.h"
 #include "OrvaneServerPrivate.h"
 #include "Replies.h"
 
 #include <QElapsedTimer>
 #include <QHostAddress>
 #include <QScopeGuard>
-#include <QSocketNotifier>
 #include <QSslSocket>
 #include <QTimerEvent>
 
@@ -74,6 +74,7 @@ void OrvaneConnection::takeUpSocket(OrvaneServerPrivate& server)
     if (auto* sslSocket = qobject_cast<QSslSocket*>(socket))
         connect(sslSocket, &QSslSocket::encrypted, this, [this, sslSocket] {
             encrypted = true;
+            watchSending();
             events.setEncrypted(sslSocket->peerCertificate());
             // Queued: Qt's handshake could not cope with a nested event loop of the host.
             QMetaObject::invokeMethod(this, &OrvaneConnection::tellEncrypted, Qt::QueuedConnection);
@@ -87,7 +88,8 @@ void OrvaneConnection::takeUpSocket(OrvaneServerPrivate& server)
         return;
 
     connect(socket, &QTcpSocket::readyRead, this, &OrvaneConnection::handleReadyRead);
-    connect(&network(), &QIODevice::readyRead, this, &OrvaneConnection::checkUnsent); // after Qt has read
+    connect(
+        &NetworkSocket::of(*socket), &QIODevice::readyRead, this, &OrvaneConnection::checkUnsent); // after Qt has read
     connect(socket, &QTcpSocket::errorOccurred, this, &OrvaneConnection::handleSocketError, Qt::QueuedConnection);
     connect(socket, &QTcpSocket::disconnected, this, &OrvaneConnection::handleDisconnected, Qt::QueuedConnection);
     limits->start(this);
@@ -196,8 +198,8 @@ void OrvaneConnection::carryOutReads()
 
 void OrvaneConnection::endTurn()
 {
-    isTurnOver = true;
-    QMetaObject::invokeMethod(this, &OrvaneConnection::beginTurn, Qt::QueuedConnection);
+    if (!std::exchange(isTurnOver, true))
+        QMetaObject::invokeMethod(this, &OrvaneConnection::beginTurn, Qt::QueuedConnection);
 }
 
 /// The next round of the event loop has begun.
@@ -221,11 +223,9 @@ void OrvaneConnection::updateReading()
     const bool mayRead = !isTurnOver && !(isSilent && (dispatching || isHeld || unsentBytes() > 0));
     if (std::exchange(isReading, mayRead) == mayRead)
         return;
-    const auto notifiers = socket->findChildren<QSocketNotifier*>();
-    for (QSocketNotifier* notifier : notifiers) {
-        if (notifier->type() == QSocketNotifier::Read)
-            notifier->setEnabled(mayRead);
-    }
+    const auto notifiers = NetworkSocket::notifiers(*socket, QSocketNotifier::Read);
+    for (QSocketNotifier* notifier : notifiers)
+        notifier->setEnabled(mayRead);
 }
 
 qint64 OrvaneConnection::bytesOfTurn() const
@@ -248,7 +248,7 @@ void OrvaneConnection::carryOutMessages()
         if (!socketAttached)
             return;
         if (xmlSocket->messages.isEmpty() || sinceFlush.nsecsElapsed() >= LongestWaitNs) {
-            xmlSocket->flush();
+            flush();
             sinceFlush.start();
         }
     }
@@ -259,12 +259,50 @@ bool OrvaneConnection::isAllowed(const QString& message)
 {
     // Before the message, not after the reply: a client that reads each reply first cannot exceed the limit.
     if (!limits->exceededByUnsent(unsentBytes(), true).isNull()) {
-        xmlSocket->flush(); // what the system can take is not waiting for the client
+        flush(); // what the system can take is not waiting for the client
         endIfExceeded(limits->exceededByUnsent(unsentBytes(), true));
     }
     if (socketAttached)
         endIfExceeded(limits->exceededByMessage(message.size(), isLoggedIn()));
     return socketAttached;
+}
+
+/// Passes the replies to the system now.
+void OrvaneConnection::flush()
+{
+    if (isSilent) {
+        socket->flush();
+        return;
+    }
+    NetworkSocket::transmit(*socket);
+    receiveRest(); // last: in what follows, a reset would be found too late
+    NetworkSocket::of(*socket).flush();
+}
+
+/// Qt itself sends what the system could not take at once.
+void OrvaneConnection::watchSending()
+{
+    const auto notifiers = NetworkSocket::notifiers(*socket, QSocketNotifier::Write);
+    for (QSocketNotifier* notifier : notifiers)
+        notifier->installEventFilter(this);
+}
+
+bool OrvaneConnection::eventFilter(QObject* /*watched*/, QEvent* event)
+{
+    if (event->type() == QEvent::SockAct)
+        receiveRest();
+    return false;
+}
+
+/// Sending to a client that has closed without reading its replies makes Qt close the socket, and discard what the
+/// client had sent. So receive that first. It is no more than the system had room for.
+void OrvaneConnection::receiveRest()
+{
+    if (!socketAttached || isSilent || !NetworkSocket::isReset(*socket))
+        return;
+    endTurn(); // nothing is carried out in here
+    acceptor->setStranger(*socket, false); // which would have to wait for the strangers' turn
+    NetworkSocket::receiveAll(*socket);
 }
 
 /// After a TLS error or the end of its TLS session, the client can send no more messages. Qt would pass any further
@@ -274,24 +312,18 @@ void OrvaneConnection::discardFurtherInput(QAbstractSocket::SocketError error)
     if (isSilent || !encrypted || !isConnected() || socket->error() != error)
         return;
     isSilent = true;
-    disconnect(&network(), &QIODevice::readyRead, nullptr, nullptr);
-    connect(&network(), &QIODevice::readyRead, this, [this] { network().skip(network().bytesAvailable()); });
-    connect(&network(), &QIODevice::bytesWritten, this, &OrvaneConnection::updateReading);
+    QTcpSocket& network = NetworkSocket::of(*socket);
+    disconnect(&network, &QIODevice::readyRead, nullptr, nullptr);
+    connect(&network, &QIODevice::readyRead, this, [&network] { network.skip(network.bytesAvailable()); });
+    connect(&network, &QIODevice::bytesWritten, this, &OrvaneConnection::updateReading);
     updateReading();
 }
 
 /// Responses of TLS itself, such as a refusal to renegotiate, wait for the client like replies.
 void OrvaneConnection::checkUnsent()
 {
-    if (!std::exchange(isHeard, false) && !dispatching && socketAttached && limits)
+    if (!dispatching && socketAttached && limits && !std::exchange(isHeard, false))
         endIfExceeded(limits->exceededByUnsent(unsentBytes(), isLoggedIn()));
-}
-
-/// The plain socket that Qt's TLS socket uses; the socket itself if there is none.
-QTcpSocket& OrvaneConnection::network() const
-{
-    auto* inner = socket->findChild<QTcpSocket*>(QString(), Qt::FindDirectChildrenOnly);
-    return inner != nullptr ? *inner : *socket;
 }
 
 /// An error alone ends nothing: the client remains until the socket emits disconnected().

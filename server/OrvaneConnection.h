@@ -79,6 +79,7 @@ public:
     void leaveServer();
 
 protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void timerEvent(QTimerEvent* event) override;
 
 private:
@@ -107,7 +108,9 @@ private:
     void carryOutReads();
     void resume();
     void checkUnsent();
-    QTcpSocket& network() const;
+    void flush();
+    void watchSending();
+    void receiveRest();
     qint64 bytesOfTurn() const;
     void carryOutMessages();
     void forget();

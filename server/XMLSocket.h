@@ -40,9 +40,6 @@ public:
     /// Writes the result of frame(): for a message to many clients, whose sockets then share the bytes.
     void writeFrame(const QByteArray& bytes);
 
-    /// Passes written bytes to the system now. The socket may emit any signal meanwhile; no lock is held.
-    void flush() { socket->flush(); }
-
 private:
     /// Held while a message is written; locked after the server's registry mutex. There is only one thread, but
     /// messages stay whole even if a host reports the end of a refresh from another one.

@@ -12,6 +12,7 @@
 #include <map>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
@@ -400,8 +401,23 @@ bool Peer::storm()
     return now - stepSince >= std::stoi(argument);
 }
 
+/// Otherwise its system may discard what it has sent.
+bool Peer::isAllReceived() const
+{
+    int unreceived = 0;
+    return !sentNonTls && outbox.empty() && ioctl(fd, TIOCOUTQ, &unreceived) == 0 && unreceived == 0;
+}
+
+bool Peer::leave()
+{
+    sendCloseNotify();
+    delivered = isAllReceived();
+    return finish();
+}
+
 bool Peer::reset()
 {
+    delivered = isAllReceived();
     closeWithReset(std::exchange(fd, -1));
     return finish();
 }

@@ -62,6 +62,7 @@ public:
     int64_t doneAt = 0; ///< 0: not yet
     bool handshakeDone = false;
     bool orderly = false; ///< it sent everything, ended in order before the host did, and read until the end
+    bool delivered = false; ///< it closed before the host did, whose system had received everything
     bool sentCloseNotify = false;
     bool endedByHost = false;
     bool gotStuck = false;
@@ -83,7 +84,7 @@ private:
     bool storm();
     bool notified() { return sentNonTls = sendCloseNotify(); }
     bool reset();
-    bool leave() { return sendCloseNotify() && finish(); }
+    bool leave();
     bool close() { return sendCloseNotify() && fin(); }
     bool notify() { return sendCloseNotify() && (hasAllReplies() || now - stepSince >= NotifyPatienceMs) && fin(); }
     bool fin();
@@ -96,6 +97,7 @@ private:
     bool connectAgain();
     void hasProgressed();
     bool isStuck() const;
+    bool isAllReceived() const;
     bool finish(); ///< always false: no step follows
     void read();
     size_t put(const char* bytes, size_t size);
