@@ -11,8 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <unistd.h>
-
 using namespace Qt::StringLiterals;
 
 namespace OrvaneClient {
@@ -78,7 +76,7 @@ QString Console::time() const
 
 void Console::print(const QByteArray& bytes)
 {
-    const int error = write(stdout, isatty(STDOUT_FILENO) != 0 ? visibleText(textOfBytes(bytes)).toUtf8() : bytes);
+    const int error = write(stdout, isTerminal ? visibleText(textOfBytes(bytes)).toUtf8() : bytes);
     if (error == 0)
         return;
     if (error != EPIPE) // it is not an error that the reader has closed the pipe

@@ -26,6 +26,12 @@ QString visibleText(const QString& text, QStringView kept = u"\n\t");
  */
 class Console {
 public:
+    /// \a isTerminal: where standard output leads.
+    explicit Console(bool isTerminal)
+        : isTerminal(isTerminal)
+    {
+    }
+
     ReplyFormat format() const { return replyFormat; }
     void setFormat(ReplyFormat format) { replyFormat = format; }
     /// From now on replies and problems include the time.
@@ -53,6 +59,7 @@ private:
     /// \return the errno of the failure; 0 on success
     int write(std::FILE* stream, const QByteArray& bytes);
 
+    const bool isTerminal;
     std::function<void()> hidePrompt = [] {};
     std::function<void()> restorePrompt = [] {};
     ReplyFormat replyFormat = ReplyFormat::Raw;

@@ -3,20 +3,15 @@
 #include "Console.h"
 #include "Protocol.h"
 #include "Settings.h"
+#include "System.h"
 
 #include <QCoreApplication>
 #include <QRegularExpression>
 #include <QScopeGuard>
-#include <QSocketNotifier>
 #include <QTimer>
 
 #include <algorithm>
-#include <csignal>
 #include <utility>
-
-#include <sys/signalfd.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -34,22 +29,6 @@ constexpr QLatin1String FenceCommand("end-of-query-");
 constexpr qsizetype LongestMessage = qsizetype(1) << 27; ///< more than any host sends, and fits in memory
 
 } // namespace
-
-void catchSignals()
-{
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        sigaddset(&signals, signal);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-    auto* const notifier = new QSocketNotifier(descriptor, QSocketNotifier::Read, QCoreApplication::instance());
-    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [descriptor] {
-        signalfd_siginfo signal = {};
-        if (read(descriptor, &signal, sizeof signal) == sizeof signal)
-            caughtSignal = static_cast<int>(signal.ssi_signo);
-    });
-}
 
 Host::Host(const Settings& settings, Console& console, std::optional<CommandRequest> login)
     : settings(settings)
@@ -253,7 +232,7 @@ void Host::endSending(QDeadlineTimer deadline)
 {
     waitUntil(
         [this] { return !isOpen || (socket.bytesToWrite() == 0 && socket.encryptedBytesToWrite() == 0); }, deadline);
-    ::shutdown(static_cast<int>(socket.socketDescriptor()), SHUT_WR);
+    OrvaneClient::endSending(socket.socketDescriptor());
 }
 
 void Host::receive()

@@ -15,12 +15,6 @@ namespace OrvaneClient {
 class Console;
 class Settings;
 
-/// From now on SIGINT, SIGTERM and SIGHUP end the waits of hosts instead of the program.
-void catchSignals();
-
-/// The last signal caught; 0: none.
-inline int caughtSignal = 0;
-
 /**
  * A host and the connection to it. An operation blocks until it has finished, times out, or a signal is caught. On
  * failure it throws.

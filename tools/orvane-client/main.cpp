@@ -2,20 +2,14 @@
 #include "Host.h"
 #include "Loops.h"
 #include "Settings.h"
+#include "System.h"
 #include "Trust.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
 
-#include <array>
-#include <csignal>
 #include <utility>
-
-#include <bsd/readpassphrase.h>
-#include <fcntl.h>
-#include <pwd.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -23,26 +17,6 @@ using namespace OrvaneClient;
 using namespace std::chrono_literals;
 
 namespace {
-
-/// If the program starts with one of the first three descriptors closed, the next file that it opens would get that
-/// number. Reads from the replacement get nothing, and writes to it fail.
-void occupyClosedDescriptors()
-{
-    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(descriptor, F_GETFD) == -1)
-            static_cast<void>(open("/dev/null", O_RDONLY)); // gets this number, the lowest free one
-    }
-}
-
-/// Makes text UTF-8 whatever the environment says, as in cron jobs and containers. Makes the program store its data in
-/// the home directory, never in the root directory.
-void completeEnvironment()
-{
-    qputenv("LC_ALL", "C.UTF-8");
-    const passwd* const user = getpwuid(getuid());
-    if (qEnvironmentVariableIsEmpty("HOME"))
-        qputenv("HOME", user ? user->pw_dir : "/nonexistent");
-}
 
 /// Opens a file that the user has named; - is standard input.
 void openInput(QFile& file, const QString& what, QIODevice::OpenMode mode = QIODevice::ReadOnly)
@@ -61,12 +35,11 @@ QString passwordOf(const QString& user, const Settings& settings)
     }
     if (qEnvironmentVariableIsSet("ORVANE_PASSWORD"))
         return qEnvironmentVariable("ORVANE_PASSWORD");
-    std::array<char, longest> typed = {};
-    const QByteArray question = u"Password for %1: "_s.arg(user).toUtf8();
-    if (!readpassphrase(question.constData(), typed.data(), typed.size(), RPP_REQUIRE_TTY))
+    const std::optional<QString> typed = typedPassword(u"Password for %1: "_s.arg(user));
+    if (!typed)
         refuse(
             u"no password for \"%1\": set ORVANE_PASSWORD, use --password-file, or enter it at a terminal"_s.arg(user));
-    return QString::fromUtf8(typed.data());
+    return *typed;
 }
 
 std::optional<CommandRequest> makeLogin(const Settings& settings)
@@ -93,7 +66,7 @@ ReplyFormat formatOf(const Settings& settings)
 {
     if (settings.has("json") || settings.has("quiet"))
         return settings.has("json") ? ReplyFormat::Json : ReplyFormat::Nothing;
-    const bool isIndented = settings.has("pretty") || (isatty(STDOUT_FILENO) != 0 && !settings.has("raw"));
+    const bool isIndented = settings.has("pretty") || (isTerminal(stdout) && !settings.has("raw"));
     return isIndented ? ReplyFormat::Indented : ReplyFormat::Raw;
 }
 
@@ -196,12 +169,10 @@ ExitStatus run(const Settings& settings, Console& console)
 
 int main(int argc, char** argv)
 {
-    occupyClosedDescriptors();
-    completeEnvironment();
-    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // a closed pipe becomes a write error like any other
+    prepareProcess();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(u"orvane-client"_s);
-    Console console;
+    Console console(isTerminal(stdout));
     try {
         return static_cast<int>(run(Settings(QCoreApplication::arguments().mid(1)), console));
     } catch (const Outcome& outcome) {
