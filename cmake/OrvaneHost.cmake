@@ -1,5 +1,9 @@
 # orvane_set_up_host(<target>): what every host application in this tree needs besides its own code.
-find_program(OPENSSL_EXECUTABLE openssl REQUIRED)
+find_program(OPENSSL_EXECUTABLE openssl PATHS "$ENV{ProgramFiles}/Git/usr/bin" "$ENV{ProgramFiles}/Git/mingw64/bin")
+if(NOT OPENSSL_EXECUTABLE)
+    message(FATAL_ERROR "The examples and the tests take keys that openssl makes. Name it with "
+        "-DOPENSSL_EXECUTABLE=..., or build neither: -DORVANE_BUILD_EXAMPLES=OFF -DORVANE_BUILD_TESTS=OFF")
+endif()
 
 function(orvane_set_up_host target)
     orvane_set_up_target(${target})

@@ -1,9 +1,14 @@
 # cpack -G DEB: one package with the library, one for building hosts, and one with the command-line client.
+# On Windows, cpack makes one ZIP of them.
 set(CPACK_PACKAGE_NAME orvaneinterface)
 set(CPACK_PACKAGE_VENDOR "OrvaneInterface developers")
 set(CPACK_PACKAGE_CONTACT "OrvaneInterface developers <orvaneinterface@halden.example>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+if(WIN32)
+    set(CPACK_GENERATOR ZIP)
+else()
+    set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+endif()
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL runtime development)
 if(ORVANE_BUILD_TOOLS)
@@ -48,6 +53,9 @@ set(CPACK_DEBIAN_CLIENT_DESCRIPTION
 
 # In the folders to which README.md links.
 set(documents_directory "${CMAKE_INSTALL_DATADIR}/doc/${ORVANE_DEVELOPMENT_PACKAGE}")
+if(WIN32)
+    set(documents_directory .)
+endif()
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
     DESTINATION "${documents_directory}" COMPONENT development)
 install(DIRECTORY docs DESTINATION "${documents_directory}" COMPONENT development)

@@ -77,6 +77,9 @@ using ObjectIds = std::map<int, qint64>;
 
 void tst_binary_compatibility::operationsKeepTheirSlots()
 {
+#ifdef _MSC_VER
+    QSKIP("only in the Itanium C++ ABI does a pointer to an operation contain its slot");
+#else
     const std::array slots {
         slotOf<Operation<bool>>(&HostInterface::updateRecorderContents),
         slotOf<Operation<void, std::vector<RecorderEntry>&>>(&HostInterface::getRecorderList),
@@ -94,6 +97,7 @@ void tst_binary_compatibility::operationsKeepTheirSlots()
     };
     const std::array expected {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
     QVERIFY2(slots == expected, "a compiled host would get calls for the wrong operations");
+#endif
 }
 
 void tst_binary_compatibility::recordsKeepTheirLayout()

@@ -1,5 +1,6 @@
 #include "LogCapture.h"
 #include "Session.h"
+#include "Wine.h"
 
 #include <QAbstractEventDispatcher>
 #include <QSignalSpy>
@@ -118,6 +119,8 @@ void tst_server_limits::acceptsUpToMaxClients()
 /// loop, perhaps the new one first. Meanwhile others have come in vain.
 void tst_server_limits::acceptsClientAfterAnotherLeft()
 {
+    if (isWine())
+        QSKIP("wine does not tell that a client has left to which an answer was sent after that");
     const LogCapture log;
     LimitedSession session({.maxClients = 2});
     std::unique_ptr<TlsClient> second = session.orvaneClient();

@@ -74,7 +74,7 @@ void tst_server_tls::initTestCase()
     const QString pair = u"req -x509 -batch -days 30 -subj /CN=%1 -keyout %1.key -out %1.pem "_s;
     openssl(pair.arg(u"rsa"_s) + u"-newkey rsa:2048 -nodes"_s);
     openssl(pair.arg(u"other"_s) + u"-newkey rsa:2048 -nodes"_s);
-    openssl(pair.arg(u"weak"_s) + u"-newkey rsa:1024 -nodes"_s);
+    openssl(pair.arg(u"weak"_s) + u"-newkey rsa:512 -nodes"_s);
     openssl(pair.arg(u"ec"_s) + u"-newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes"_s);
     openssl(pair.arg(u"locked"_s) + u"-newkey rsa:2048 -passout pass:open-sesame"_s);
     openssl(u"genpkey -genparam -algorithm DSA -pkeyopt dsa_paramgen_bits:1024 -out dsa.parameters"_s);
@@ -142,7 +142,7 @@ void tst_server_tls::reportsUnusablePair_data()
     QTest::newRow("the key of another certificate")
         << rsa << certificate(u"other.pem"_s) << u"is not that of the certificate"_s;
     QTest::newRow("a key of another kind") << rsa << certificate(u"ec.pem"_s) << u"is not that of the certificate"_s;
-    QTest::newRow("weak") << key(u"weak.key"_s, QSsl::Rsa) << certificate(u"weak.pem"_s) << u"1024 bits"_s;
+    QTest::newRow("weak") << key(u"weak.key"_s, QSsl::Rsa) << certificate(u"weak.pem"_s) << u"512 bits"_s;
     QTest::newRow("a public key") << QSslKey(certificate(u"rsa.pem"_s).publicKey()) << rsaCertificate
                                   << u"is a public one"_s;
     QTest::newRow("only for signatures") << key(u"dsa.key"_s, QSsl::Dsa) << certificate(u"dsa.pem"_s)

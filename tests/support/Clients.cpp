@@ -1,8 +1,6 @@
 #include "Clients.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <sys/resource.h>
 
 bool isSent(const QSslSocket& socket)
 {
@@ -26,20 +24,4 @@ Clients connectClients(quint16 port, int count)
     }
     std::erase_if(clients, [](const auto& client) { return !client->isEncrypted(); });
     return clients;
-}
-
-bool allowOpenFiles(int count)
-{
-    const auto needed = static_cast<rlim_t>(count);
-    rlimit limit {};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    if (limit.rlim_cur >= needed)
-        return true;
-    limit.rlim_cur = needed;
-    if (needed <= limit.rlim_max && setrlimit(RLIMIT_NOFILE, &limit) == 0)
-        return true;
-    static_cast<void>(std::fprintf(stderr,
-        "%d open files are needed, but only %llu are allowed: raise the limit (ulimit -Hn %d, as root).\n", count,
-        static_cast<unsigned long long>(limit.rlim_max), count));
-    return false;
 }

@@ -15,5 +15,3 @@ using Clients = std::vector<std::unique_ptr<TlsClient>>;
 Clients connectClients(quint16 port, int count);
 
 /// Allows so many open files to this process and to those that it starts. \return false, with a message, if the
-/// system does not
-bool allowOpenFiles(int count);

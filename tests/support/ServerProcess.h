@@ -8,6 +8,9 @@
 
 class QTcpServer;
 
+/// system does not
+bool allowOpenFiles(int count);
+
 /// The reading of a clock of processor time, in nanoseconds.
 qint64 processorNs(clockid_t clock);
 
