@@ -37,6 +37,8 @@ QString keyError(const QSslKey& key, const QSslCertificate& certificate)
         return u"The private key is a public one"_s;
     if (key.algorithm() == QSsl::Dsa || key.algorithm() == QSsl::Dh)
         return u"The private key is of a kind that TLS has no use for"_s;
+    if (key.algorithm() == QSsl::Ec && QSslSocket::activeBackend() == "schannel"_L1) // of which Qt says nothing
+        return u"Schannel cannot use a key of an elliptic curve: the DLLs of OpenSSL are missing"_s;
 
     QSslConfiguration justThese;
     justThese.setPrivateKey(key);
