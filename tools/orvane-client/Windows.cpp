@@ -56,8 +56,10 @@ public:
         while (!received.contains('\n') && !isAtEnd) {
             if (!std::exchange(isReading, true))
                 startReading();
-            if (!host.waitUntil([this] { return !isReading; }, QDeadlineTimer(QDeadlineTimer::Forever)))
-                return std::nullopt; // at a signal
+            while (isReading && caughtSignal == 0) // now and then: the event of another thread may wake nobody
+                host.waitUntil([this] { return !isReading; }, QDeadlineTimer(100));
+            if (isReading)
+                return std::nullopt;
         }
         if (received.isEmpty())
             return std::nullopt;

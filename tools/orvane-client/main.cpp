@@ -21,7 +21,8 @@ namespace {
 /// Opens a file that the user has named; - is standard input.
 void openInput(QFile& file, const QString& what, QIODevice::OpenMode mode = QIODevice::ReadOnly)
 {
-    if (!(file.fileName() == "-"_L1 ? file.open(STDIN_FILENO, mode) : file.open(mode)))
+    constexpr int standardInput = 0;
+    if (!(file.fileName() == "-"_L1 ? file.open(standardInput, mode) : file.open(mode)))
         refuse(u"cannot read %1\"%2\": %3"_s.arg(what, file.fileName(), file.errorString()));
 }
 
