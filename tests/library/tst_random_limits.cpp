@@ -1,4 +1,5 @@
 #include "Session.h"
+#include "Wine.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -514,6 +515,8 @@ void tst_random_limits::init()
 
 void tst_random_limits::servesAndDisconnectsClientsByRandomLimits()
 {
+    if (isWine())
+        QSKIP("wine does not always tell that a client has left");
     Session session;
     QRandomGenerator random(1);
     for (int number = 0; number < 300; ++number) {

@@ -54,7 +54,8 @@ void tst_server_with_useless_key::disconnectsEachClient_data()
     QTest::newRow("a key with a pass phrase, in the older form")
         << QStringList {NewRsaPair, u"rsa -in hxkey.pem -traditional -aes128 -passout pass:secret -out hxkey.pem"_s}
         << key + u" has a pass phrase"_s;
-    QTest::newRow("an empty key") << QStringList {NewRsaPair, u"enc -base64 -in /dev/null -out hxkey.pem"_s}
+    QTest::newRow("an empty key") << QStringList {NewRsaPair,
+        u"enc -base64 -in %1 -out hxkey.pem"_s.arg(QProcess::nullDevice())}
                                   << key + u" is empty"_s;
     QTest::newRow("a certificate where the key should be")
         << QStringList {NewRsaPair, u"x509 -in hxcert.pem -out hxkey.pem"_s} << key + u" is not an RSA key in PEM"_s;

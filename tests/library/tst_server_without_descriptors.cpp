@@ -148,7 +148,8 @@ void tst_server_without_descriptors::waitsWithoutSpinningAndAcceptsAgain()
         session.server->listen(QHostAddress::LocalHost);
     };
     const auto isAccepted = [&](const TlsClient& client) {
-        return std::ranges::any_of(session.server->findChildren<QSslSocket*>(),
+        const QList<QSslSocket*> sockets = session.server->findChildren<QSslSocket*>();
+        return std::any_of(sockets.begin(), sockets.end(),
             [&](const QSslSocket* socket) { return socket->peerPort() == client.localPort(); });
     };
     const LogCapture log([&](const QString& line) {

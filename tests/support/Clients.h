@@ -13,5 +13,3 @@ using Clients = std::vector<std::unique_ptr<TlsClient>>;
 
 /// Clients after their handshakes, not yet logged in; fewer than \a count if that took too long.
 Clients connectClients(quint16 port, int count);
-
-/// Allows so many open files to this process and to those that it starts. \return false, with a message, if the

@@ -3,7 +3,9 @@
 #include <QByteArray>
 #include <QFile>
 
+#ifdef Q_OS_LINUX
 #include <malloc.h>
+#endif
 
 /// The value of a line in /proc/PROCESS/status, in bytes; 0 if there is none.
 inline qsizetype statusOfProcess(const QByteArray& line, const QString& process = QStringLiteral("self"))
@@ -18,7 +20,9 @@ inline qsizetype statusOfProcess(const QByteArray& line, const QString& process 
 /// How much the memory grows at most while \a function runs, in bytes. The sanitizers keep freed memory.
 template <typename Function> qsizetype peakMemoryDuring(const Function& function)
 {
+#ifdef Q_OS_LINUX
     malloc_trim(0);
+#endif
     const qsizetype before = statusOfProcess("VmRSS:");
     QFile reset(QStringLiteral("/proc/self/clear_refs"));
     if (reset.open(QIODevice::WriteOnly | QIODevice::Unbuffered))

@@ -8,6 +8,7 @@
 
 class QTcpServer;
 
+/// Allows so many open files to this process and to those that it starts. \return false, with a message, if the
 /// system does not
 bool allowOpenFiles(int count);
 
