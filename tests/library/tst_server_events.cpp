@@ -1,6 +1,7 @@
 #include "LogCapture.h"
 #include "PeakMemory.h"
 #include "Session.h"
+#include "Wine.h"
 
 #include <QAbstractEventDispatcher>
 #include <QThread>
@@ -452,6 +453,8 @@ void tst_server_events::stopsTimeoutWhileClientIsHeld()
 
 void tst_server_events::carriesOutReceivedCommandsIfLogLineRunsEvents()
 {
+    if (isWine())
+        QSKIP("wine does not always tell that a client has left to which an answer was sent after that");
     constexpr int commands = 400; // more than a turn, and more than Qt reads ahead
     const Session session;
     TlsClient client;
