@@ -5,6 +5,7 @@
 #include "Settings.h"
 #include "System.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QRegularExpression>
 #include <QScopeGuard>
@@ -48,16 +49,22 @@ bool Host::waitUntil(const std::function<bool()>& condition, QDeadlineTimer dead
 {
     QTimer alarm; // ends the wait for events
     alarm.setTimerType(Qt::PreciseTimer);
-    while (true) {
+    const auto isOver = [&] {
         receive();
-        if (condition())
-            return true;
-        if (deadline.hasExpired() || caughtSignal != 0)
-            return false;
+        return condition() || deadline.hasExpired() || caughtSignal != 0;
+    };
+    // On Windows the wait begins even if it would be over, because of an event that another thread has posted.
+    QAbstractEventDispatcher* const dispatcher = QAbstractEventDispatcher::instance();
+    QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, &alarm, [&] {
+        if (isOver())
+            dispatcher->wakeUp();
+    });
+    while (!isOver()) {
         if (!deadline.isForever())
             alarm.start(std::chrono::milliseconds(deadline.remainingTime() + 1));
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
+    return condition();
 }
 
 QSslCertificate Host::connect()

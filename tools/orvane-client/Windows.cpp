@@ -56,16 +56,14 @@ public:
         while (!received.contains('\n') && !isAtEnd) {
             if (!std::exchange(isReading, true))
                 startReading();
-            while (isReading && caughtSignal == 0) // now and then: the event of another thread may wake nobody
-                host.waitUntil([this] { return !isReading; }, QDeadlineTimer(100));
-            if (isReading)
+            if (!host.waitUntil([this] { return !isReading; }, QDeadlineTimer(QDeadlineTimer::Forever)))
                 return std::nullopt;
         }
         if (received.isEmpty())
             return std::nullopt;
-        const qsizetype length = received.indexOf('\n');
-        const QByteArray line = received.left(length);
-        received.remove(0, length < 0 ? received.size() : length + 1);
+        const qsizetype end = received.indexOf('\n');
+        const QByteArray line = received.first(end < 0 ? received.size() : end);
+        received.remove(0, line.size() + 1);
         return line;
     }
 
