@@ -13,6 +13,7 @@
 
 #include <winsock2.h> // before windows.h
 
+#include <conio.h>
 #include <fcntl.h>
 #include <io.h>
 #include <windows.h>
@@ -148,25 +149,18 @@ void catchSignals()
 
 std::optional<QString> typedPassword(const QString& question)
 {
-    const auto open = [](const wchar_t* name) {
-        return CreateFileW(
-            name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
-    };
-    void* const input = open(L"CONIN$");
-    void* const output = open(L"CONOUT$");
-    DWORD mode = 0;
-    if (GetConsoleMode(input, &mode) == 0)
-        return std::nullopt;
-    const std::wstring shown = question.toStdWString();
-    std::array<wchar_t, 4096> typed = {};
-    DWORD length = 0;
-    WriteConsoleW(output, shown.data(), static_cast<DWORD>(shown.size()), &length, nullptr);
-    SetConsoleMode(input, mode & ~DWORD {ENABLE_ECHO_INPUT});
-    const bool isRead = ReadConsoleW(input, typed.data(), DWORD {typed.size()}, &length, nullptr) != 0 && length > 0;
-    SetConsoleMode(input, mode);
-    WriteConsoleW(output, L"\r\n", 2, &length, nullptr);
-    const QString text = QString::fromWCharArray(typed.data());
-    return isRead ? std::optional(text.section(u'\r', 0, 0)) : std::nullopt;
+    constexpr wint_t interrupt = L'\x03'; // Ctrl-C
+    static_cast<void>(_cputws(question.toStdWString().c_str()));
+    QString typed;
+    wint_t key = 0;
+    while ((key = _getwch()) != L'\r' && key != WEOF && key != interrupt) {
+        if (key == L'\b')
+            typed.chop(1);
+        else
+            typed += QChar(key);
+    }
+    static_cast<void>(_cputws(L"\r\n"));
+    return key == L'\r' ? std::optional(typed) : std::nullopt;
 }
 
 void endSending(qintptr socket)
