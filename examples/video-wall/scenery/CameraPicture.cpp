@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numbers>
 
 using namespace Qt::StringLiterals;
 
@@ -17,7 +18,7 @@ namespace {
 constexpr QRectF Whole {0, 0, 160, 90};
 constexpr int Movers = 3;
 constexpr int Colors = 4; // of each thing
-constexpr qreal FullTurn = 2 * M_PI;
+constexpr qreal FullTurn = 2 * std::numbers::pi;
 
 /// Draws an element of scenery.svg by its id, with its point 0,0 at \a origin.
 void draw(QPainter& painter, const QString& element, const QPointF& origin = {}, qreal size = 1)

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <optional>
 
 using namespace Qt::StringLiterals;
@@ -246,7 +247,7 @@ private:
     {
         const qreal pulse = static_cast<qreal>(now % AlarmPulseMilliseconds) / AlarmPulseMilliseconds;
         QColor color = WallColors::Alarm;
-        color.setAlphaF(static_cast<float>(0.2 + 0.08 * std::cos(2 * M_PI * pulse)));
+        color.setAlphaF(static_cast<float>(0.2 + 0.08 * std::cos(2 * std::numbers::pi * pulse)));
         paintFrame(tile, color, alarmFrameWidth() * 3.4);
     }
 
