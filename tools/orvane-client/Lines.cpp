@@ -26,7 +26,7 @@ QStringList wordsOfLine(const QByteArray& line)
     for (qsizetype i = 0; i < line.size(); ++i) {
         const char character = line[i];
         const bool isEscape = character == '\\' && quote != '\'';
-        if (!quote && (character == ' ' || character == '\t')) {
+        if (quote == 0 && (character == ' ' || character == '\t')) {
             isInWord = false;
             continue;
         }
@@ -36,17 +36,17 @@ QStringList wordsOfLine(const QByteArray& line)
             break; // nothing becomes of it
         if (isEscape) {
             const char next = line[++i];
-            if (quote && !QByteArrayView("\"'\\").contains(next))
+            if (quote != 0 && !QByteArrayView("\"'\\").contains(next))
                 words.last() += character;
             words.last() += next;
         } else if (character == quote)
             quote = 0;
-        else if (!quote && (character == '"' || character == '\''))
+        else if (quote == 0 && (character == '"' || character == '\''))
             quote = character;
         else
             words.last() += character;
     }
-    if (quote)
+    if (quote != 0)
         refuse(u"unclosed quote, or backslash at the end of the line"_s);
     QStringList texts;
     for (const QByteArray& word : words)

@@ -272,7 +272,7 @@ void catchSignals()
 std::optional<QString> typedPassword(const QString& question)
 {
     std::array<char, 4096> typed = {};
-    if (!readpassphrase(question.toUtf8().constData(), typed.data(), typed.size(), RPP_REQUIRE_TTY))
+    if (readpassphrase(question.toUtf8().constData(), typed.data(), typed.size(), RPP_REQUIRE_TTY) == nullptr)
         return std::nullopt;
     return QString::fromUtf8(typed.data());
 }
