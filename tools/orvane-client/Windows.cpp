@@ -38,7 +38,7 @@ QByteArray readPiece()
     constexpr wchar_t endOfInput = L'\x1a'; // Ctrl-Z
     do { // nothing comes of Ctrl-C, which catchSignals() has told
         SetLastError(ERROR_SUCCESS);
-        if (!ReadConsoleW(input, typed.data(), DWORD {typed.size()}, &length, nullptr))
+        if (ReadConsoleW(input, typed.data(), DWORD {typed.size()}, &length, nullptr) == 0)
             return {};
     } while (length == 0 && GetLastError() == ERROR_OPERATION_ABORTED);
     return typed[0] == endOfInput ? QByteArray() : QString::fromWCharArray(typed.data(), qsizetype {length}).toUtf8();
