@@ -19,6 +19,8 @@ namespace world {
 ///   send:HOW:LETTERS  messages; HOW: one (one write, records as long as possible), pieces (records and writes cut
 ///                     anywhere), held (in one write with the end after it)
 ///   wait              for all expected replies         sleep:MS
+///   keys:N            N changes of the TLS keys, each of which asks for an answer; stops reading
+///   doomed            goes on with changes of the keys until the host has ended it
 ///   surplus:MB        junk, while the host takes it    mute      stops reading
 ///   witness           command after command, measures the wait for each reply, until the others are done
 ///   storm:MS          connects other sockets and resets them at once, again and again
@@ -54,12 +56,13 @@ public:
     std::vector<std::string> logins; ///< as the audit trail should have them
     std::string predicted; ///< all expected replies
     int64_t longest = 0; ///< length of the longest message
-    int64_t unsent = 0; ///< length of the replies, if it were logged in from the start
+    int64_t unsent = 0; ///< length of the replies, if it were logged in from the start, and of TLS's answers
     int updates = 0; ///< times that it sent updateRecorderContents
     std::string received; ///< without the replies of updateRecorderContents
     int updateReplies = 0;
     int64_t connectedAt = 0; ///< 0: never
     int64_t doneAt = 0; ///< 0: not yet
+    bool admitted = false; ///< it has sent a valid login
     bool handshakeDone = false;
     bool orderly = false; ///< it sent everything, ended in order before the host did, and read until the end
     bool delivered = false; ///< it closed before the host did, whose system had received everything
@@ -79,6 +82,8 @@ private:
     bool wait() { return hasAllReplies(); }
     bool sleep() { return now - stepSince >= std::stoi(argument); }
     bool mute() { return muted = true; }
+    bool changeKeys();
+    bool doomed();
     bool sendSurplus();
     bool witness();
     bool storm();
@@ -119,9 +124,9 @@ private:
     int progress = 0; ///< the turn of its last progress
     int64_t stepSince;
     int messages = 0;
-    bool admitted = false; ///< it has sent a valid login
     bool hasSystemAccount = false;
     size_t surplus = 0;
+    int keys = 0; ///< changes that the step has made
     int64_t askedAtUs = 0; ///< by a witness; 0: it is not waiting
     bool inPieces = false;
     bool muted = false;

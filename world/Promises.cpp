@@ -19,6 +19,7 @@ namespace {
 
 constexpr int64_t SlackMs = 5; // of times in the log
 constexpr int64_t StormClients = 1'000;
+constexpr qint64 UnsentBeforeLogin = 65'536;
 
 std::string joined(const std::vector<std::string>& words)
 {
@@ -172,11 +173,13 @@ private:
         const int64_t clients = storms ? StormClients : std::ssize(peers);
         const bool isServed = !peer.received.empty(); // then no time-out runs any more
         const int64_t waited = isServed ? 0 : (ms - peer.connectedAt + SlackMs) * 10 / 9;
+        const int64_t mostUnsent =
+            peer.admitted ? most.maxUnsentBytes : std::min(most.maxUnsentBytes, UnsentBeforeLogin);
         const std::map<std::string, std::pair<int64_t, int64_t>> figures {{"maxClients", {clients, most.maxClients}},
             {"maxInvalidLogins", {invalid, most.maxInvalidLogins}},
             {"maxMessageLength", {peer.longest, most.maxMessageLength}},
             {"maxMessageLengthBeforeLogin", {peer.longest, most.maxMessageLengthBeforeLogin}},
-            {"maxUnsentBytes", {peer.unsent, most.maxUnsentBytes}},
+            {"maxUnsentBytes", {peer.unsent, mostUnsent}},
             {"handshakeTimeout", {waited, most.handshakeTimeout.count()}},
             {"loginTimeout", {waited, most.loginTimeout.count()}}};
         const auto& [figure, limitsFigure] = figures.at(limit);

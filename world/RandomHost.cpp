@@ -9,6 +9,7 @@
 
 #include <limits>
 #include <regex>
+#include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
 
@@ -22,6 +23,7 @@ constexpr int CareMs = 40;
 constexpr int MostPending = 7;
 constexpr int64_t TroubleMs = 250; // for which it leaves a server that accepts no clients
 constexpr int AcceptMs = 20;
+constexpr int SendBuffer = 32'768;
 constexpr int MostLoops = 12; // nested, without a crowd
 
 QByteArray contentOf(const char* file)
@@ -115,8 +117,11 @@ void RandomHost::create()
 void RandomHost::listen()
 {
     paused = false;
-    if (!server->isListening() && server->listen(QHostAddress::LocalHost, shared.port))
-        shared.port = server->serverPort();
+    if (server->isListening() || !server->listen(QHostAddress::LocalHost, shared.port))
+        return;
+    shared.port = server->serverPort();
+    const int size = SendBuffer; // its clients' sockets take it over, so that replies wait in the library
+    setsockopt(static_cast<int>(server->socketDescriptor()), SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
 }
 
 void RandomHost::configure()
