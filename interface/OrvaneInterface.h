@@ -184,8 +184,8 @@ public:
      * Answer a free-form query.
      *
      * \param commandDocument the whole command as received; the client may send anything
-     * \param answer empty at the call. To reply, set it to the complete reply document, which is sent unchanged up to
-     *        its first NUL byte.
+     * \param answer empty at the call. To reply, set it to the complete reply document in UTF-8. It is sent as it is,
+     *        up to its first NUL byte.
      * \return true to send the answer, false to send no reply
      */
     virtual bool getPertinentInfo(const std::string& commandDocument, std::string& answer) = 0;

@@ -93,7 +93,7 @@ struct OrvaneClientEvent {
 
     /// What happened.
     Type type = Type::Connected;
-    /// The client as of after the event.
+    /// The client just after the event.
     OrvaneClient client {};
     /// Name of the limit, reason for refusing the document, or a message of Qt or the TLS library.
     QString reason {};

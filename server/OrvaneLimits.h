@@ -29,8 +29,8 @@ struct OrvaneLimits {
     /// advance can exceed it, however fast it reads: replies to commands that arrive in one read are built before the
     /// network takes them. Responses of TLS itself also count. Before the login, at most 64 KiB are allowed.
     qint64 maxUnsentBytes = 0;
-    /// From the connection to the end of the TLS handshake, accurate to a tenth. Time during which the host's thread is
-    /// blocked does not count.
+    /// From the connection to the end of the TLS handshake, accurate to a tenth. However long a call blocks the host's
+    /// thread, it counts as at most a tenth.
     std::chrono::milliseconds handshakeTimeout {0};
     /// From the connection to a valid login, measured in the same way.
     std::chrono::milliseconds loginTimeout {0};

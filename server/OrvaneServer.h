@@ -75,14 +75,11 @@ public:
     QSslConfiguration sslConfiguration() const;
 
     /**
-     * Returns a human-readable reason why no client can be served with the current configuration; empty if none was
-     * found.
+     * Returns a human-readable reason why the current configuration serves no client, or only clients that ignore the
+     * dates of the certificate; empty if none was found.
      *
-     * It detects a missing or unreadable key or certificate, a pass phrase, a key that is too weak or does not match
-     * the certificate, a certificate that is not valid yet or has expired, required client certificates without a
-     * trusted issuer, and anything else that the TLS library rejects. It performs no handshake: an untrusted
-     * certificate, weak issuers in its chain, and mismatched protocols or ciphers show only with the first client.
-     * Takes a few milliseconds.
+     * docs/hosting.md lists what it detects. It performs no handshake: an untrusted certificate, weak issuers in its
+     * chain, and mismatched protocols or ciphers show only with the first client. Takes a few milliseconds.
      */
     QString sslErrorString() const;
 
@@ -110,8 +107,10 @@ public:
      * The observer may do whatever an operation may do: run a nested event loop, set another observer, destroy the
      * server. As in an operation, the server must not be moved to another thread. The server's destructor removes the
      * observer first, so the clients that it disconnects are not reported: if you keep a list of clients(), clear it
-     * then. The list changes with every event except Command, InvalidLogin and RefusedDocument. It has already changed
-     * when the audit trail writes its line. The observer is called after that, and before the next event.
+     * then.
+     *
+     * Connected, Encrypted, LoggedIn, ExceededLimit and Disconnected can change clients(). For each event, in this
+     * order: clients() changes, the audit trail writes its line, the observer is called. Then comes the next event.
      *
      * \param observer called on the server's thread. It replaces the previous one; an empty function removes it.
      * \param context the observer is no longer called once this object is destroyed. If null, nothing ends it.
