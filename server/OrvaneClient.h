@@ -18,7 +18,8 @@ namespace OrvaneInterface {
 class OrvaneClientData;
 
 /**
- * A snapshot of a client, taken when the server was asked for it. It never changes, and outlives client and server.
+ * A snapshot of a client, as returned by the server or as part of an event. It never changes, and outlives client and
+ * server.
  *
  * Copies share their data, so copying is cheap. All data is behind one pointer, so a later version can add properties
  * without breaking compiled hosts. Thread: any, one at a time.
@@ -105,7 +106,7 @@ struct OrvaneClientEvent {
     Outcome outcome = Outcome::NoReply;
     /// Time from the start of the command until its reply was written.
     std::chrono::nanoseconds duration {0};
-    /// The first parameters of the document by their keys, at most 16. Keys and values of more than 200 characters are
+    /// The first parameters of the document, at most 16, each under its key. Keys and values of more than 200 characters are
     /// cut, and end in "...". Empty for unknown commands, since these may be misspelt logins, and if there was neither
     /// observer nor audit trail when the command started.
     QMap<QString, QString> parameters {};

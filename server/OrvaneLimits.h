@@ -24,10 +24,9 @@ struct OrvaneLimits {
     qint64 maxMessageLength = 0;
     /// The same for a client that is not logged in, if that limit is to be lower.
     qint64 maxMessageLengthBeforeLogin = 0;
-    /// Bytes of replies that the client has not read. Checked when its next command arrives, so a client that reads
-    /// each reply first never exceeds it, however long the reply and slow the network. A client that sends commands in
-    /// advance can exceed it, however fast it reads: replies to commands that arrive in one read are built before the
-    /// network takes them. Responses of TLS itself also count. Before the login, at most 64 KiB are allowed.
+    /// Bytes of replies that the client has not read, including responses of TLS itself. Checked when its next command
+    /// arrives, so a client that reads each reply first never exceeds it. One that sends commands in advance can, however
+    /// fast it reads: see docs/hosting.md. Before the login, at most 64 KiB are allowed.
     qint64 maxUnsentBytes = 0;
     /// From the connection to the end of the TLS handshake, accurate to a tenth. However long a call blocks the host's
     /// thread, it counts as at most a tenth.
