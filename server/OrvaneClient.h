@@ -106,7 +106,7 @@ struct OrvaneClientEvent {
     Outcome outcome = Outcome::NoReply;
     /// Time from the start of the command until its reply was written.
     std::chrono::nanoseconds duration {0};
-    /// The first parameters of the document, at most 16, each under its key. Keys and values of more than 200 characters are
+    /// The first 16 parameters of the document, each under its key. Keys and values of more than 200 characters are
     /// cut, and end in "...". Empty for unknown commands, since these may be misspelt logins, and if there was neither
     /// observer nor audit trail when the command started.
     QMap<QString, QString> parameters {};

@@ -25,8 +25,8 @@ struct OrvaneLimits {
     /// The same for a client that is not logged in, if that limit is to be lower.
     qint64 maxMessageLengthBeforeLogin = 0;
     /// Bytes of replies that the client has not read, including responses of TLS itself. Checked when its next command
-    /// arrives, so a client that reads each reply first never exceeds it. One that sends commands in advance can, however
-    /// fast it reads: see docs/hosting.md. Before the login, at most 64 KiB are allowed.
+    /// arrives, so a client that reads each reply first never exceeds it. One that sends commands in advance can,
+    /// however fast it reads: see docs/hosting.md. Before the login, at most 64 KiB are allowed.
     qint64 maxUnsentBytes = 0;
     /// From the connection to the end of the TLS handshake, accurate to a tenth. However long a call blocks the host's
     /// thread, it counts as at most a tenth.
