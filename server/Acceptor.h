@@ -59,7 +59,7 @@ class Acceptor : public QObject {
 
 public:
     /// Bytes read from a stranger in one turn; all messages in them are carried out at once. They take a few
-    /// milliseconds: a message can have only 6 bytes, a TLS key update 27, and the most expensive documents cost some
+    /// milliseconds: a message can have only 4 bytes, a TLS key update 27, and the most expensive documents cost some
     /// thousand instructions per character.
     static constexpr qint64 BytesOfStranger = 4096;
     /// For a logged-in client. More, so that many commands need fewer turns.

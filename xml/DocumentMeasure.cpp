@@ -35,7 +35,8 @@ constexpr qsizetype GrowthPerCharacter = 40;
 /// takes less than a third of the time of the slowest document of that length without growth.
 constexpr qsizetype ShortestLength = 2048;
 
-/// Bytes per character by which an entity is longer than its reference. Entities can thus at most double a document.
+/// Bytes per character by which an entity is longer than its reference. Entities can thus at most double a document
+/// of ShortestLength or more.
 constexpr qsizetype EntityGrowth = GrowthPerCharacter;
 /// Bytes per quote in an entity: when captured, it becomes six characters, and the writer copies them twice.
 constexpr qsizetype QuoteGrowth = 32;
