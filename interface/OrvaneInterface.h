@@ -25,9 +25,8 @@ namespace OrvaneInterface {
  * outlive the server. Make the derived class `final`, since this class has no virtual destructor.
  *
  * Every operation is called synchronously, on the thread that owns the server (the host's Qt event loop thread). Two
- * operations never run at the same time for one client. An operation may run a nested event loop: commands of other
- * clients may then be called inside it, while further commands of the same client wait until it returns. It may also
- * destroy the server. It must not throw.
+ * operations never run at the same time for one client. An operation may run a nested event loop, with the effects
+ * that docs/hosting.md lists, and it may destroy the server. It must not throw.
  *
  * All strings are UTF-8. The host may modify arguments passed by value, or move from them.
  *

@@ -9,27 +9,25 @@ namespace OrvaneInterface {
 /**
  * Limits on what a client may take of the host; see OrvaneServer::setLimits().
  *
- * 0, the default, means no limit. A client that exceeds a limit is disconnected, with one line in the log. Its earlier
- * commands have been carried out, but their replies may be lost with the connection. No member will ever be added:
- * compiled hosts contain this record.
+ * 0, the default, means no limit. A client that exceeds a limit is disconnected. docs/hosting.md says what becomes of
+ * its commands and replies, and when a limit can affect an honest client. No member will ever be added: compiled hosts
+ * contain this record.
  */
 struct OrvaneLimits {
-    /// Connected clients. Up to 100 more wait up to 100 ms for a slot, then are disconnected before their TLS
-    /// handshake. The slot of a client that has left becomes free once the event loop has noticed.
+    /// Connected clients. Further ones wait a moment for a slot, then are disconnected before their TLS handshake. The
+    /// slot of a client that has left becomes free once the event loop has noticed.
     int maxClients = 0;
     /// Invalid logins per connection; the next one exceeds the limit.
     int maxInvalidLogins = 0;
-    /// Length of a message in UTF-16 code units, without its terminator. A non-ASCII character that arrives in parts
-    /// can count as up to four: leave some room.
+    /// Length of a message in UTF-16 code units, without its terminator. Leave some room for non-ASCII characters.
     qint64 maxMessageLength = 0;
     /// The same for a client that is not logged in, if that limit is to be lower.
     qint64 maxMessageLengthBeforeLogin = 0;
-    /// Bytes of replies that the client has not read, including responses of TLS itself. Checked when its next command
-    /// arrives, so a client that reads each reply first never exceeds it. One that sends commands in advance can,
-    /// however fast it reads: see docs/hosting.md. Before the login, at most 64 KiB are allowed.
+    /// Bytes of replies that the client has not read, including responses of TLS itself. docs/hosting.md says when it
+    /// is checked, and how many are allowed before the login.
     qint64 maxUnsentBytes = 0;
-    /// From the connection to the end of the TLS handshake, accurate to a tenth. However long a call blocks the host's
-    /// thread, it counts as at most a tenth.
+    /// From the connection to the end of the TLS handshake, accurate to a tenth. Long calls of the host extend the
+    /// time.
     std::chrono::milliseconds handshakeTimeout {0};
     /// From the connection to a valid login, measured in the same way.
     std::chrono::milliseconds loginTimeout {0};

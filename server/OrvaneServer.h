@@ -27,10 +27,9 @@ class OrvaneInterface;
  * any number of times, destroy the server. All this, and every call to the host's OrvaneInterface, happens on the
  * thread that owns the server. That thread needs a running Qt event loop.
  *
- * By default, TLS key and certificate are Qt resources of the host: ":/Halden/Resources/hxkey.pem" (an RSA private key
- * in PEM format, without pass phrase) and ":/Halden/Resources/hxcert.pem" (the certificate in PEM format). The
- * constructor reads them once. If one is missing, the server still listens, but no client completes the TLS handshake:
- * check sslErrorString(). To use another configuration, call setSslConfiguration().
+ * By default, TLS key and certificate are Qt resources of the host, which the constructor reads once; docs/hosting.md
+ * lists them. If one is missing, the server still listens, but no client completes the TLS handshake: check
+ * sslErrorString(). To use another configuration, call setSslConfiguration().
  *
  * The server owns the sockets and connections of its clients. It may be destroyed at any time, even while clients are
  * connected and inside a call to the host's OrvaneInterface.
@@ -45,9 +44,8 @@ public:
      * \param hostInterface the host's implementation. Not owned; must outlive the server. If null, all messages of
      *        clients are ignored.
      * \param port the TCP port to listen on; 0 for the default, 5679
-     * \param userName user name of the account that the host grants, in addition to the fixed system account. If user
-     *        name and password are both empty, a login with neither is accepted.
-     * \param password password of that account
+     * \param userName user name of the account that the host grants, in addition to the fixed system account
+     * \param password password of that account. If it and the user name are both empty, anybody can log in.
      * \param parent the Qt parent, which deletes the server; may be null
      */
     OrvaneServer(OrvaneInterface* hostInterface, quint16 port, QString userName, QString password, QObject* parent);
@@ -78,8 +76,8 @@ public:
      * Returns a human-readable reason why the current configuration serves no client, or only clients that ignore the
      * dates of the certificate; empty if none was found.
      *
-     * docs/hosting.md lists what it detects. It performs no handshake: an untrusted certificate, weak issuers in its
-     * chain, and mismatched protocols or ciphers show only with the first client. Takes a few milliseconds.
+     * It performs no handshake, so it cannot know whether a client trusts the certificate. docs/hosting.md lists what
+     * it detects, and what else shows only with the first client. Takes a few milliseconds.
      */
     QString sslErrorString() const;
 
