@@ -64,7 +64,7 @@ public:
      * Sets the TLS configuration of clients that connect from now on. It replaces key and certificate from the
      * resources. Connected clients keep theirs.
      *
-     * It is used unchanged, even as to whether clients are asked for a certificate: start from sslConfiguration().
+     * It is used unchanged. A new QSslConfiguration asks clients for a certificate, so start from sslConfiguration().
      */
     void setSslConfiguration(const QSslConfiguration& configuration);
 

@@ -151,8 +151,7 @@ bool GuideHost::updateRecorderContents()
 void GuideHost::finishRefresh(const std::vector<RecorderEntry>& read)
 {
     recorders = read;
-    // Only here. QThread::isRunning() becomes false earlier: a client that asked in between would start a refresh of
-    // its own, and mistake this notice for its end.
+    // Not earlier: a client that asked before this notice would start another refresh, and take the notice for its end.
     isRefreshing = false;
     Q_EMIT refreshFinished();
 }
