@@ -220,7 +220,8 @@ void OrvaneConnection::updateReading()
 {
     if (!socketAttached)
         return;
-    const bool mayRead = !isTurnOver && !(isSilent && (dispatching || isHeld || unsentBytes() > 0));
+    const bool mustAnswerFirst = isSilent && (dispatching || isHeld || sendableBytes() > 0);
+    const bool mayRead = !isTurnOver && !mustAnswerFirst;
     if (std::exchange(isReading, mayRead) == mayRead)
         return;
     const auto notifiers = NetworkSocket::notifiers(*socket, QSocketNotifier::Read);
@@ -312,6 +313,7 @@ void OrvaneConnection::discardFurtherInput(QAbstractSocket::SocketError error)
     if (isSilent || !encrypted || !isConnected() || socket->error() != error)
         return;
     isSilent = true;
+    hasTlsFailed = error != QAbstractSocket::RemoteHostClosedError;
     QTcpSocket& network = NetworkSocket::of(*socket);
     disconnect(&network, &QIODevice::readyRead, nullptr, nullptr);
     connect(&network, &QIODevice::readyRead, this, [&network] { network.skip(network.bytesAvailable()); });
@@ -385,6 +387,13 @@ qint64 OrvaneConnection::unsentBytes() const
         return 0;
     const auto* sslSocket = qobject_cast<const QSslSocket*>(socket);
     return socket->bytesToWrite() + (sslSocket != nullptr ? sslSocket->encryptedBytesToWrite() : 0);
+}
+
+/// Those of unsentBytes() that can still be sent: after a TLS error, nothing more is encrypted.
+qint64 OrvaneConnection::sendableBytes() const
+{
+    const auto* sslSocket = qobject_cast<const QSslSocket*>(socket);
+    return hasTlsFailed && sslSocket != nullptr ? sslSocket->encryptedBytesToWrite() : unsentBytes();
 }
 
 /// Completes the release. Before, the socket may be inside one of its own signals, and a nested event loop of the host

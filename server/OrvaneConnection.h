@@ -102,6 +102,7 @@ private:
     bool isAllowed(const QString& message);
     void endIfExceeded(QLatin1String limit);
     qint64 unsentBytes() const;
+    qint64 sendableBytes() const;
     void endTurn();
     void beginTurn();
     void updateReading();
@@ -158,6 +159,7 @@ private:
     bool isReading = true; ///< as set by updateReading(): finding the notifiers for each read would be expensive
     bool isHeld = false; ///< waits until one of the nested calls returns
     bool isSilent = false; ///< the client can send no more messages, but may still read
+    bool hasTlsFailed = false; ///< more than the end of the client's TLS session
     bool isHeard = false; ///< the client has sent something since checkUnsent()
     bool isInCall = false; ///< a host call is running
     int uses = 0; ///< number of live InUse objects

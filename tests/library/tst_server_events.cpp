@@ -30,6 +30,7 @@ private Q_SLOTS:
     void servesAllLoggedInClientsInOneRound_data();
     void servesAllLoggedInClientsInOneRound();
     void discardsInputAfterTlsError();
+    void releasesClientThatClosesAfterTlsError();
     void carriesOutOneReadPerTurn_data();
     void carriesOutOneReadPerTurn();
     void splitsNoCharacterAtEndOfTurn();
@@ -118,6 +119,24 @@ void tst_server_events::discardsInputAfterTlsError()
     QCOMPARE(session.acceptedCount(), 1);
     network->abort();
     QTRY_COMPARE(session.acceptedCount(), 0);
+}
+
+/// Its replies can no longer be encrypted, and must not keep the server from seeing its end.
+void tst_server_events::releasesClientThatClosesAfterTlsError()
+{
+    const Session session;
+    const auto client = session.orvaneClient();
+    QVERIFY(client && runRounds(*client));
+    auto* network = client->findChild<QTcpSocket*>();
+    for (int record = 0; record < 3; ++record) { // with the first reply, Qt meets the error
+        client->send("<setPreset/>");
+        client->flush();
+    }
+    network->write(QByteArray::fromHex("1703030037") + QByteArray(0x37, 'q'));
+    network->flush();
+    network->abort();
+    QTRY_COMPARE(session.acceptedCount(), 0);
+    QCOMPARE(session.host.calls.last(), u"setPreset(\"\")"_s);
 }
 
 void tst_server_events::carriesOutOneReadPerTurn_data()
