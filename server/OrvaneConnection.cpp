@@ -280,9 +280,16 @@ void OrvaneConnection::flush()
     NetworkSocket::of(*socket).flush();
 }
 
-/// Qt itself sends what the system could not take at once.
+/// Qt itself sends what the system could not take at once, what was written before a nested event loop, and a large
+/// reply in several pieces. A reset must be found before each of these.
 void OrvaneConnection::watchSending()
 {
+    QTcpSocket& network = NetworkSocket::of(*socket);
+    connect(&network, &QIODevice::bytesWritten, this, [this, &network] {
+        if (network.bytesToWrite() > 0)
+            receiveRest();
+    });
+    socket->installEventFilter(this);
     const auto notifiers = NetworkSocket::notifiers(*socket, QSocketNotifier::Write);
     for (QSocketNotifier* notifier : notifiers)
         notifier->installEventFilter(this);
@@ -292,6 +299,10 @@ bool OrvaneConnection::eventFilter(QObject* /*watched*/, QEvent* event)
 {
     if (event->type() == QEvent::SockAct)
         receiveRest();
+    if (event->type() == QEvent::MetaCall && socketAttached && socket->bytesToWrite() > 0) {
+        const InUse inUse(*this);
+        flush(); // as Qt is about to do
+    }
     return false;
 }
 
