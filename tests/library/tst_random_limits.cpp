@@ -516,7 +516,7 @@ void tst_random_limits::init()
 void tst_random_limits::servesAndDisconnectsClientsByRandomLimits()
 {
     if (isWine())
-        QSKIP("wine does not always tell that a client has left to which an answer was sent after that");
+        QSKIP(WineMissesEnds);
     Session session;
     QRandomGenerator random(1);
     for (int number = 0; number < 300; ++number) {
