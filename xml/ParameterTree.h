@@ -16,8 +16,8 @@ namespace OrvaneInterface {
  * The parameters of one document by key, and how often each key has occurred as an element.
  *
  * A key is a string of segments joined by "/". Segments contain no "/", so a key is a path in a tree: each leading part
- * of a key is a node, found by its parent and its segment. A key is therefore never built, compared or stored as a
- * whole, and the cost of a node does not depend on its depth.
+ * of a key is a node, found by its parent and its segment. So no key is built, compared or stored as a whole while a
+ * document is read, and the cost of a node does not depend on its depth.
  *
  * Texts that occur in the document are kept as positions in it; all others share one buffer. A child is searched among
  * its siblings; the few attributes of an element are adjacent in memory. Only the children of a parent with many are in
