@@ -106,9 +106,9 @@ struct OrvaneClientEvent {
     Outcome outcome = Outcome::NoReply;
     /// Time from the start of the command until its reply was written.
     std::chrono::nanoseconds duration {0};
-    /// The first 16 parameters of the document, each under its key. Keys and values of more than 200 characters are
-    /// cut, and end in "...". Empty for unknown commands, since these may be misspelt logins, and if there was neither
-    /// observer nor audit trail when the command started.
+    /// The first parameters of the document, each under its key; docs/hosting.md says in the section on the audit trail
+    /// how many, and how they are cut. Empty for unknown commands, since these may be misspelt logins, and if there was
+    /// neither observer nor audit trail when the command started.
     QMap<QString, QString> parameters {};
     /// The split that the host used for a showLive or showTrack.
     std::optional<int> split {};
