@@ -21,13 +21,13 @@ struct OrvaneLimits {
     int maxInvalidLogins = 0;
     /// Length of a message in UTF-16 code units, without its terminator. Leave some room for non-ASCII characters.
     qint64 maxMessageLength = 0;
-    /// The same for a client that is not logged in, if that limit is to be lower.
+    /// The same before the login. maxMessageLength applies there, too, so only a lower value has an effect.
     qint64 maxMessageLengthBeforeLogin = 0;
     /// Bytes of replies that the client has not read, including responses of TLS itself. docs/hosting.md says when it
     /// is checked, and how many are allowed before the login.
     qint64 maxUnsentBytes = 0;
-    /// From the connection to the end of the TLS handshake, accurate to a tenth. Long calls of the host extend the
-    /// time.
+    /// From the connection to the end of the TLS handshake, accurate to a tenth of the limit. Long calls of the host
+    /// extend the time.
     std::chrono::milliseconds handshakeTimeout {0};
     /// From the connection to a valid login, measured in the same way.
     std::chrono::milliseconds loginTimeout {0};
