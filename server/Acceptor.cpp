@@ -153,7 +153,7 @@ bool Acceptor::acceptOne()
     const int pendingOfHost = server.maxPendingConnections();
     server.setMaxPendingConnections(1);
     bool isNobodyLeft = false;
-    // Twice: a class derived from the server may have refused the first client.
+    // Twice: a class derived from the server may have turned the first client away.
     for (int attempt = 0; attempt < 2 && !isNobodyLeft && !server.hasPendingConnections(); ++attempt)
         server.waitForNewConnection(0, &isNobodyLeft);
     server.setMaxPendingConnections(pendingOfHost);

@@ -37,7 +37,7 @@ private:
  *      |     ^                             |                 ^
  *      |     | no client is left           | yes             | a slot is free
  *      v     |                             v                 |
- *     out of file descriptors           waiting (100 clients, 100 ms) --> refused
+ *     out of file descriptors           waiting (100 clients, 100 ms) --> turned away
  *     (tries every second)
  *
  * - Turns. Strangers, clients that have not logged in, share one turn per round of the event loop: one of them is

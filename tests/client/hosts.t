@@ -171,7 +171,7 @@ A host is checked:
   setPreset Night
   updateRecorderContents
   $ at_ease orvane check | grep -v ^ok | uniq -cw 8 | sed 's/^ *//'
-  7 skipped  showLive                not sent                                changes the display; use --apply
+  7 skipped  showLive                not sent                                sent only with --apply
   1 All results are right.
   $ ORVANE_PASSWORD=wrong orvane --user operator check
   ok       certificate             localhost                               valid until DATE

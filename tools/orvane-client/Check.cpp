@@ -86,7 +86,7 @@ public:
         for (qsizetype i = 0; i < steps.size(); ++i) {
             if (i >= HarmlessSteps && !host.settings.has("apply"))
                 tell(steps[i].command.section(u' ', 0, 0),
-                    {Skipped, u"not sent"_s, u"changes the display; use --apply"_s});
+                    {Skipped, u"not sent"_s, u"sent only with --apply"_s});
             else if (!play(steps[i]))
                 return ExitStatus::NotAsItShouldBe;
         }

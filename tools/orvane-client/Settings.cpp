@@ -38,7 +38,7 @@ QList<QCommandLineOption> programOptions()
         {u"wait"_s, u"Wait for a message with this root element instead of the answer."_s, u"NAME"_s},
         {u"retry"_s, u"Try again every second until the host can be reached."_s},
         {u"interval"_s, u"With watch: time between queries (default: 5)."_s, u"SECONDS"_s},
-        {u"apply"_s, u"With check: also send commands that change the display."_s},
+        {u"apply"_s, u"With check: also send commands that change the display, and refresh the recorder list."_s},
         {u"pretty"_s, u"Print answers indented (default on a terminal)."_s},
         {u"raw"_s, u"Print answers as received (default elsewhere)."_s},
         {u"json"_s, u"Print answers as JSON, one object per line."_s},
