@@ -151,7 +151,7 @@ bool GuideHost::updateRecorderContents()
 void GuideHost::finishRefresh(const std::vector<RecorderEntry>& read)
 {
     recorders = read;
-    // Not earlier: a client that asked before this notice would start another refresh, and take the notice for its end.
+    // Only now: a client that asked earlier would start a second refresh, and take the notice of this one for its own.
     isRefreshing = false;
     Q_EMIT refreshFinished();
 }
