@@ -184,10 +184,9 @@ void TestVideoWallState::listsClientsAndNamesAsker()
 {
     Wall wall;
     ClientModel clients;
-    auto server =
-        std::make_unique<OrvaneInterface::OrvaneServer>(&wall.host, freePort(), u"<b>A\nB"_s, u"secret"_s, nullptr);
+    auto server = std::make_unique<OrvaneInterface::OrvaneServer>(&wall.host, 0, u"<b>A\nB"_s, u"secret"_s, nullptr);
     clients.follow(*server);
-    server->startListeningForConnection();
+    server->listen();
     QString asker;
     connect(&wall.host, &WallHost::called, &clients, [&] { asker = clients.asker(); });
     const auto becomes = [&clients](const QString& list) { return waitFor([&] { return listed(clients) == list; }); };
@@ -217,9 +216,9 @@ void TestVideoWallState::listsClientsAndNamesAsker()
 void TestVideoWallState::survivesDestructionOfClientModel()
 {
     Wall wall;
-    OrvaneInterface::OrvaneServer server(&wall.host, freePort(), u"operator"_s, u"secret"_s, nullptr);
+    OrvaneInterface::OrvaneServer server(&wall.host, 0, u"operator"_s, u"secret"_s, nullptr);
     std::make_unique<ClientModel>()->follow(server);
-    server.startListeningForConnection();
+    server.listen();
     TlsClient client;
     client.connectToPort(server.serverPort());
     client.loginAsOrvane();

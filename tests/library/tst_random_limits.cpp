@@ -316,10 +316,10 @@ class Places {
 public:
     explicit Places(QRandomGenerator& random)
         : random(random)
-        , server(std::make_unique<PickyServer>(&host, freePort(), QString(), QString(), nullptr))
+        , server(std::make_unique<PickyServer>(&host, 0, QString(), QString(), nullptr))
     {
         server->isWelcome = [this] { return isWelcome(); };
-        server->startListeningForConnection();
+        server->listen();
         setPlaces(1);
         whenAudited = [this](const QJsonObject& entry) {
             if (entry["event"_L1] != "handshakeFailed"_L1)

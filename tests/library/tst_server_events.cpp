@@ -244,7 +244,7 @@ void tst_server_events::acceptsOneClientPerTurn()
     std::vector<std::unique_ptr<TlsClient>> clients;
     const auto listenAndConnect = [&] {
         session.server->close();
-        session.server->startListeningForConnection();
+        session.server->listen();
         while (clients.size() < count)
             clients.push_back(session.tcpClient());
     };

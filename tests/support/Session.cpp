@@ -1,9 +1,9 @@
 #include "Session.h"
 
 Session::Session(const QString& userName, const QString& password)
-    : server(std::make_unique<OrvaneInterface::OrvaneServer>(&host, freePort(), userName, password, nullptr))
+    : server(std::make_unique<OrvaneInterface::OrvaneServer>(&host, 0, userName, password, nullptr))
 {
-    server->startListeningForConnection();
+    server->listen(); // at a port that the system chooses: one found before could be taken meanwhile
 }
 
 std::unique_ptr<TlsClient> Session::connectedClient() const
