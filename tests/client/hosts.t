@@ -186,6 +186,8 @@ A host is checked:
 
   $ against many 50000 check | grep RecorderList
   ok       getRecorderList         50000 names  TIME  North gate
+  $ against many 1 check --apply | grep skipped
+  skipped  showTrack               not sent                                the host lists no such name
   $ against many 1 --json check | grep -o '^{"check":"getRecorderList","meaning":"North gate","ms":'
   {"check":"getRecorderList","meaning":"North gate","ms":
 

@@ -127,8 +127,10 @@ private:
         QStringList words = step.command.split(u' ');
         for (QString& word : words)
             word.replace("=?"_L1, u'=' + host.names().value(word.chopped(2)).value(0));
-        if (words.contains(u"track="_s) || words.contains(u"presetname="_s))
-            return true; // the host has no such name
+        if (words.contains(u"track="_s) || words.contains(u"presetname="_s)) {
+            tell(words.first(), {Skipped, u"not sent"_s, u"the host lists no such name"_s});
+            return true;
+        }
         const CommandRequest request = requestFromWords(words);
         const Outcome outcome = attempt([&] { host.exchange(request); });
         const bool hasAnswer = outcome.status != ExitStatus::NoAnswer;
