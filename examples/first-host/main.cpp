@@ -36,7 +36,7 @@ int main(int argc, char** argv)
     FirstHost host; // before the server, which must not outlive it
     OrvaneInterface::OrvaneServer server(&host, 0, user, password, nullptr); // 0: the default port, 5679
     if (const QString error = server.sslErrorString(); !error.isEmpty())
-        qWarning() << "Clients may not be served:" << error;
+        qWarning() << "Clients might not be served:" << error;
     server.startListeningForConnection();
     if (!server.isListening()) {
         qCritical() << "Cannot listen:" << server.errorString();

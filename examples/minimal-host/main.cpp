@@ -95,7 +95,7 @@ int main(int argc, char** argv)
     MinimalHost host; // outlives the server
     OrvaneInterface::OrvaneServer server(&host, port, user, password, nullptr);
     if (const QString error = server.sslErrorString(); !error.isEmpty())
-        std::cerr << "Clients may not be served: " << error.toStdString() << std::endl;
+        std::cerr << "Clients might not be served: " << error.toStdString() << std::endl;
     server.startListeningForConnection();
     if (!server.isListening()) {
         std::cerr << "Cannot listen: " << server.errorString().toStdString() << std::endl;
