@@ -85,8 +85,7 @@ public:
         const QList<Step> steps = allSteps();
         for (qsizetype i = 0; i < steps.size(); ++i) {
             if (i >= HarmlessSteps && !host.settings.has("apply"))
-                tell(steps[i].command.section(u' ', 0, 0),
-                    {Skipped, u"not sent"_s, u"sent only with --apply"_s});
+                tell(steps[i].command.section(u' ', 0, 0), {Skipped, u"not sent"_s, u"sent only with --apply"_s});
             else if (!play(steps[i]))
                 return ExitStatus::NotAsItShouldBe;
         }
