@@ -151,7 +151,7 @@ bool GuideHost::updateRecorderContents()
 void GuideHost::finishRefresh(const std::vector<RecorderEntry>& read)
 {
     recorders = read;
-    // Only now: a client that asked earlier would start a second refresh, and take the notice of this one for its own.
+    // Not before: a client could start a second refresh then, and be told the end of this one.
     isRefreshing = false;
     Q_EMIT refreshFinished();
 }
