@@ -151,7 +151,7 @@ bool GuideHost::updateRecorderContents()
 void GuideHost::finishRefresh(const std::vector<RecorderEntry>& read)
 {
     recorders = read;
-    // Not before: a client could start a second refresh then, and be told the end of this one.
+    // No earlier, or a client could start a second refresh, and get the notice of this one.
     isRefreshing = false;
     Q_EMIT refreshFinished();
 }
