@@ -31,7 +31,7 @@ public:
 
     using QObject::QObject;
 
-    bool mayBegin() const { return nested < MostNested; }
+    bool mayBegin() const { return nested < MostNested && !isOver; }
     void begin() { ++nested; }
     void end()
     {
@@ -52,6 +52,9 @@ public:
         }
     }
 
+    /// The server is being destroyed: no client begins any more.
+    void stop() { isOver = true; }
+
     /// The client whose command the innermost running call carries out; null outside all calls.
     OrvaneClient currentClient() const { return current ? *current : OrvaneClient(); }
     /// \a client must live until another one is set. \return the previous one; may be null
@@ -60,6 +63,7 @@ public:
 private:
     const OrvaneClient* current = nullptr;
     int nested = 0;
+    bool isOver = false;
     QList<std::pair<QPointer<QObject>, std::function<void()>>> waiting;
 };
 

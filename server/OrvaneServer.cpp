@@ -76,12 +76,14 @@ OrvaneServer::OrvaneServer(
 
 OrvaneServer::~OrvaneServer()
 {
-    ClientObservation& observation = *OrvaneServerPrivate::of(*this).observation;
-    observation.isOver = true; // first: destroying the observer may run code that sets another one
-    observation.observer.reset();
+    // In what follows, an observer that is destroyed and log lines about released clients may run events. Meanwhile the
+    // host, whose pointer to the server may already be null, gets no call, event or new client.
+    auto& d = OrvaneServerPrivate::of(*this);
+    d.hostCalls.stop();
+    d.observation->isOver = true;
+    d.observation->observer.reset();
     close();
-    // Otherwise waiting clients would be admitted while the log lines about released ones are written.
-    disconnect(&OrvaneServerPrivate::of(*this).acceptor, nullptr, this, nullptr);
+    disconnect(&d.acceptor, nullptr, this, nullptr);
     disconnect(this, &QTcpServer::newConnection, this, nullptr);
     // Not the registry: a connection dropped from it may still be inside a host call.
     const auto all = findChildren<OrvaneConnection*>(QString(), Qt::FindDirectChildrenOnly);

@@ -287,6 +287,8 @@ void RandomHost::checkCurrent()
 
 void RandomHost::handleCall(const std::string& call)
 {
+    if (server == nullptr)
+        return note("broken", "a call of a server that is being destroyed: " + call);
     std::string name = nameOf(call);
     const int count = ++counts[name];
     if (name.find('-') == std::string::npos)

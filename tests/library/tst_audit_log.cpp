@@ -25,6 +25,7 @@ private Q_SLOTS:
     void recordsWhyHandshakeFailed();
     void writesOneLineWhateverClientSends();
     void keepsEventsInOrderIfLineRunsEvents();
+    void callsNoOperationWhileServerIsDestroyed();
     void namesIpv6PeerIfServerIsDestroyedInLine();
 };
 
@@ -207,6 +208,24 @@ void tst_audit_log::keepsEventsInOrderIfLineRunsEvents()
     const auto second = session.tcpClient();
     QTRY_COMPARE(ids.size(), 2);
     QVERIFY(ids.at(0) < ids.at(1));
+}
+
+void tst_audit_log::callsNoOperationWhileServerIsDestroyed()
+{
+    Session session;
+    const auto first = session.orvaneClient();
+    const auto other = session.orvaneClient();
+    QVERIFY(other && isServed(*other));
+    session.host.calls.clear();
+    const auto* socket = session.server->findChildren<QSslSocket*>().last();
+    whenLogged = [&] { // the first client is released
+        whenLogged = nullptr;
+        other->send("<setPreset/>");
+        QTRY_VERIFY(socket->bytesAvailable() > 0 || !session.host.calls.isEmpty());
+    };
+    session.server.reset();
+    QVERIFY(!whenLogged);
+    QCOMPARE(session.host.calls, QStringList());
 }
 
 void tst_audit_log::namesIpv6PeerIfServerIsDestroyedInLine()
