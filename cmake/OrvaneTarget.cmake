@@ -6,7 +6,7 @@ function(orvane_set_up_target target)
         UNITY_BUILD ${ORVANE_UNITY_BUILD} # not a parent project's setting
         UNITY_BUILD_BATCH_SIZE 0
         AUTOMOC ON
-        AUTOMOC_COMPILER_PREDEFS OFF) # asking the compiler for them takes longer than everything else that moc does here
+        AUTOMOC_COMPILER_PREDEFINES OFF) # asking the compiler for them takes longer than everything else that moc does here
     target_compile_definitions(${target} PRIVATE
         QT_NO_CAST_FROM_ASCII
         QT_NO_CAST_TO_ASCII
