@@ -1,6 +1,7 @@
 #include "DocumentGrammar.h"
 #include "HostileDocuments.h"
 #include "PeakMemory.h"
+#include "Sanitizers.h"
 #include "XmlCommandReader.h"
 
 #include <QCoreApplication>
@@ -44,11 +45,7 @@ constexpr qsizetype HonestLength = 32768;
 /// that does not grow: with Qt 6.11 one takes 5.3 times, though 16 times take only 4.1 times as much again.
 constexpr double MostForFourTimes = 6;
 /// Bytes per character that a document may make its reader hold.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr double MostBytes = 1e9; // the sanitizers keep freed memory
-#else
-constexpr double MostBytes = 64;
-#endif
+constexpr double MostBytes = WithSanitizer ? 1e9 : 64;
 /// Bytes that any document may make its reader hold in addition, partly used memory pages included.
 constexpr double BytesForAny = 256 * 1024;
 

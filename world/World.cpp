@@ -4,6 +4,7 @@
 #include "Peer.h"
 #include "Promises.h"
 #include "RandomHost.h"
+#include "Sanitizers.h"
 
 #include <QCoreApplication>
 
@@ -27,11 +28,7 @@ namespace {
 constexpr int64_t MemoryThatMayStay = 3 << 20; // what Qt and TLS keep for reuse
 constexpr int64_t MemoryForAll = 48 << 20; // while clients are there, beside what each may take
 constexpr int64_t MemoryForEach = 400 << 10; // includes the client's own part in this process
-#if defined(__SANITIZE_ADDRESS__)
-constexpr rlim_t StackInCrowd = 8 << 20; // functions take more with the sanitizer
-#else
-constexpr rlim_t StackInCrowd = 3 << 20; // hundreds of nested calls must not need more
-#endif
+constexpr rlim_t StackInCrowd = (WithSanitizer ? 8 : 3) << 20; // hundreds of nested calls must not need more
 constexpr rlim_t Descriptors = 2'048; // enough for a crowd, few enough to run out of
 constexpr unsigned HangSeconds = 120; // without a round of the event loop
 
