@@ -7,6 +7,7 @@
 #include "Protocol.h"
 #include "Replies.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QHostAddress>
 #include <QNetworkProxy>
@@ -77,9 +78,12 @@ OrvaneServer::OrvaneServer(
 OrvaneServer::~OrvaneServer()
 {
     // In what follows, an observer that is destroyed and log lines about released clients may run events. Meanwhile the
-    // host, whose pointer to the server may already be null, gets no call, event or new client.
+    // host, whose pointer to the server may already be null, gets no call, event or new client. And neither an earlier
+    // deleteLater() nor the end of the parent may destroy the server a second time.
     auto& d = OrvaneServerPrivate::of(*this);
     d.hostCalls.stop();
+    QCoreApplication::removePostedEvents(this, QEvent::DeferredDelete);
+    setParent(nullptr);
     d.observation->isOver = true;
     d.observation->observer.reset();
     close();

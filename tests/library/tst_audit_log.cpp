@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -26,6 +27,7 @@ private Q_SLOTS:
     void writesOneLineWhateverClientSends();
     void keepsEventsInOrderIfLineRunsEvents();
     void callsNoOperationWhileServerIsDestroyed();
+    void lineOfDestructorDestroysServerNoSecondTime();
     void namesIpv6PeerIfServerIsDestroyedInLine();
 };
 
@@ -226,6 +228,24 @@ void tst_audit_log::callsNoOperationWhileServerIsDestroyed()
     session.server.reset();
     QVERIFY(!whenLogged);
     QCOMPARE(session.host.calls, QStringList());
+}
+
+void tst_audit_log::lineOfDestructorDestroysServerNoSecondTime()
+{
+    Session session;
+    const auto client = session.orvaneClient();
+    auto parent = std::make_unique<QObject>();
+    session.server->setParent(parent.get());
+    session.server->deleteLater();
+    whenLogged = [&] {
+        whenLogged = nullptr;
+        QEventLoop loop;
+        QTimer::singleShot(0, &loop, &QEventLoop::quit);
+        loop.exec(); // unlike processEvents(), with the deletions that were asked for outside of it
+        parent.reset();
+    };
+    session.server.reset();
+    QVERIFY(!whenLogged);
 }
 
 void tst_audit_log::namesIpv6PeerIfServerIsDestroyedInLine()

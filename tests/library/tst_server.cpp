@@ -32,6 +32,7 @@ private Q_SLOTS:
     void sendsNoGreetingAndLogsEachClient();
     void sendsReadyRepliesBeforeNextLongCall();
     void canBeDestroyedInsideAnyCallOrLogLine();
+    void canBeDestroyedInLineOfReleasedClient();
     void handlesWhatClientDidDuringItsFirstLogLine_data();
     void handlesWhatClientDidDuringItsFirstLogLine();
     void listensOnChosenAddress_data();
@@ -246,6 +247,24 @@ void tst_server::canBeDestroyedInsideAnyCallOrLogLine()
         QCOMPARE(session.host.calls, callsBefore); // and none since
         QVERIFY(allReplies.startsWith(client.received));
     }
+}
+
+void tst_server::canBeDestroyedInLineOfReleasedClient()
+{
+    Session session;
+    session.server->setLimits({.maxMessageLengthBeforeLogin = 1000});
+    const auto client = session.connectedClient();
+    QVERIFY(client);
+    auto* socket = session.server->findChild<QSslSocket*>();
+    connect(socket, &QIODevice::readyRead, socket, // after the library's slot, which has released the client
+        [socket] { Q_EMIT socket->errorOccurred(QAbstractSocket::NetworkError); });
+    const LogCapture log([&](const QString& line) {
+        if (line.contains(u"socket error"_s))
+            session.server.reset();
+    });
+    client->send(QByteArray(2000, 'x'));
+    QTRY_VERIFY(!session.server);
+    QTRY_COMPARE(client->state(), QAbstractSocket::UnconnectedState);
 }
 
 void tst_server::handlesWhatClientDidDuringItsFirstLogLine_data()
