@@ -12,6 +12,7 @@
 #include <QSslSocket>
 #include <QTimerEvent>
 
+#include <optional>
 #include <utility>
 
 namespace OrvaneInterface {
@@ -342,12 +343,10 @@ void OrvaneConnection::checkUnsent()
 /// An error alone ends nothing: the client remains until the socket emits disconnected().
 void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
 {
-    if (!socketAttached) { // the socket may already be waiting for its deletion, so nothing may be in use any more
-        qCDebug(defaultLog) << "OrvaneConnection socket error:" << error;
-        return;
-    }
-    const InUse inUse(*this);
-    if (!encrypted) // before the log line, in which the client may be released
+    std::optional<InUse> inUse;
+    if (socketAttached) // otherwise the socket may already be waiting for its deletion
+        inUse.emplace(*this);
+    if (!encrypted && socketAttached) // before the log line, in which the client may be released
         events.tell({.type = EventType::HandshakeFailed, .reason = socket->errorString()});
     qCDebug(defaultLog) << "OrvaneConnection socket error:" << error;
 }
