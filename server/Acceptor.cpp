@@ -1,6 +1,7 @@
 #include "Acceptor.h"
 
 #include "DebugLog.h"
+#include "Timers.h"
 
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
@@ -49,6 +50,11 @@ Acceptor::Acceptor(
 {
     connect(&server, &QTcpServer::acceptError, this, &Acceptor::handleAcceptError);
     server.installEventFilter(this);
+}
+
+Acceptor::~Acceptor()
+{
+    unregisterTimers(this);
 }
 
 bool Acceptor::eventFilter(QObject* watched, QEvent* event)

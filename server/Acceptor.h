@@ -68,6 +68,7 @@ public:
     /// \a server and \a admission must outlive this object.
     Acceptor(QTcpServer& server, const Admission& admission, std::shared_ptr<ClientObservation> observation,
         QObject* parent);
+    ~Acceptor() override;
 
     /// Returns the next client that has a slot, connected but not encrypted; null if there is none. Takes at most one
     /// of the clients that Qt has accepted. The host may destroy the server in this function.

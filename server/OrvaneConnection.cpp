@@ -5,6 +5,7 @@
 #include "NetworkSocket.h"
 #include "OrvaneServerPrivate.h"
 #include "Replies.h"
+#include "Timers.h"
 
 #include <QElapsedTimer>
 #include <QHostAddress>
@@ -64,6 +65,7 @@ OrvaneConnection::OrvaneConnection(
 OrvaneConnection::~OrvaneConnection()
 {
     release("the server was destroyed"_L1);
+    unregisterTimers(this);
 }
 
 void OrvaneConnection::takeUpSocket(OrvaneServerPrivate& server)

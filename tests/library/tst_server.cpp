@@ -1,6 +1,7 @@
 #include "LogCapture.h"
 #include "Session.h"
 
+#include <QAbstractEventDispatcher>
 #include <QEventLoop>
 #include <QPointer>
 #include <QRegularExpression>
@@ -9,6 +10,7 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
 #include <future>
 #include <memory>
 #include <thread>
@@ -38,6 +40,7 @@ private Q_SLOTS:
     void listensOnChosenAddress_data();
     void listensOnChosenAddress();
     void worksInItsOwnThread();
+    void leavesNoTimerBehindAfterMove();
 };
 
 namespace {
@@ -339,26 +342,34 @@ void tst_server::listensOnChosenAddress()
     QTRY_COMPARE(refused.error(), QAbstractSocket::ConnectionRefusedError);
 }
 
+/// Moves the server to a thread that serves until \a isOver, and then destroys it. The threads synchronise only through
+/// the standard library: the thread sanitizer cannot see what Qt does.
+static std::thread serveElsewhere(
+    Session& session, std::function<bool()> isOver, std::function<void()> afterwards = [] {})
+{
+    auto moved = std::make_shared<std::promise<void>>();
+    std::promise<QThread*> started;
+    std::thread thread([&session, &started, moved, isOver = std::move(isOver), afterwards = std::move(afterwards)] {
+        QEventLoop loop;
+        started.set_value(QThread::currentThread());
+        moved->get_future().wait();
+        while (!isOver())
+            loop.processEvents();
+        session.server.reset();
+        afterwards();
+    });
+    session.server->moveToThread(started.get_future().get());
+    moved->set_value();
+    return thread;
+}
+
 void tst_server::worksInItsOwnThread()
 {
     QTest::failOnWarning(QRegularExpression(u".*"_s)); // Qt warns if an object is in another thread
     Session session;
     const quint16 port = session.server->serverPort();
-
-    // The threads synchronise only through the standard library: the thread sanitizer cannot see what Qt does.
-    std::promise<QThread*> started;
-    std::promise<void> moved;
     std::atomic_bool finished = false;
-    std::thread thread([&] {
-        QEventLoop loop;
-        started.set_value(QThread::currentThread());
-        moved.get_future().wait();
-        while (!finished)
-            loop.processEvents();
-        session.server.reset();
-    });
-    session.server->moveToThread(started.get_future().get());
-    moved.set_value();
+    std::thread thread = serveElsewhere(session, [&] { return finished.load(); });
     TlsClient client;
     client.connectToPort(port);
     const bool connected = waitFor([&] { return client.isEncrypted(); });
@@ -369,6 +380,29 @@ void tst_server::worksInItsOwnThread()
     QVERIFY(connected && served);
     QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
     QCOMPARE(session.host.calls, QStringList(u"setPreset(\"\")"_s));
+}
+
+/// On a move, Qt registers timers anew in the other thread, later than it delivers what was posted before: also those
+/// that have been stopped meanwhile.
+void tst_server::leavesNoTimerBehindAfterMove()
+{
+    Session session;
+    OrvaneInterface::OrvaneLimits limits;
+    limits.handshakeTimeout = std::chrono::minutes(1);
+    session.server->setLimits(limits);
+    const auto client = session.tcpClient();
+    QTRY_COMPARE(session.server->clients().size(), 1);
+    const QObjectList receivers = session.server->findChildren<QObject*>();
+    session.server->findChild<QSslSocket*>()->abort();
+    qsizetype timers = 0;
+    serveElsewhere(
+        session, [&] { return session.server->clients().isEmpty(); },
+        [&] {
+            for (QObject* destroyed : receivers)
+                timers += QAbstractEventDispatcher::instance()->registeredTimers(destroyed).size();
+        })
+        .join();
+    QCOMPARE(timers, 0);
 }
 
 QTEST_GUILESS_MAIN(tst_server)
