@@ -1,7 +1,6 @@
 #include "Acceptor.h"
 
 #include "DebugLog.h"
-#include "Timers.h"
 
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
@@ -52,9 +51,21 @@ Acceptor::Acceptor(
     server.installEventFilter(this);
 }
 
-Acceptor::~Acceptor()
+bool Acceptor::event(QEvent* event)
 {
-    unregisterTimers(this);
+    if (event->type() == QEvent::ThreadChange) { // as in OrvaneConnection
+        const bool isShort = retryTimer.isActive();
+        retryTimer.stop();
+        waitingTimer.stop();
+        const auto startTimers = [this, isShort] {
+            if (isShort)
+                retryTimer.start(RetryMs, this);
+            if (!waiting.isEmpty())
+                waitingTimer.start(StepMs, this);
+        };
+        QMetaObject::invokeMethod(this, startTimers, Qt::QueuedConnection);
+    }
+    return QObject::event(event);
 }
 
 bool Acceptor::eventFilter(QObject* watched, QEvent* event)

@@ -68,7 +68,6 @@ public:
     /// \a server and \a admission must outlive this object.
     Acceptor(QTcpServer& server, const Admission& admission, std::shared_ptr<ClientObservation> observation,
         QObject* parent);
-    ~Acceptor() override;
 
     /// Returns the next client that has a slot, connected but not encrypted; null if there is none. Takes at most one
     /// of the clients that Qt has accepted. The host may destroy the server in this function.
@@ -81,6 +80,7 @@ Q_SIGNALS:
     void placeIsFree();
 
 protected:
+    bool event(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     void timerEvent(QTimerEvent* event) override;
 

@@ -39,7 +39,17 @@ public:
         sinceStep.start();
     }
 
-    void stop() { timer.stop(); }
+    void stop()
+    {
+        timer.stop();
+        steps = 0;
+    }
+    void pause() { timer.stop(); }
+    void resume(QObject* owner)
+    {
+        if (steps > 0)
+            timer.start(static_cast<int>(stepMs), owner);
+    }
     bool owns(int timerId) const { return timer.timerId() == timerId; }
     /// Call it for each timer event. \return true if the time is up
     bool isOverAfterStep()
@@ -82,6 +92,19 @@ public:
         handshake.start(limits->handshakeTimeout, owner);
         login.start(limits->loginTimeout, owner);
     }
+
+    /// While the owner is moved to another thread. \{
+    void pause()
+    {
+        handshake.pause();
+        login.pause();
+    }
+    void resume(QObject* owner)
+    {
+        handshake.resume(owner);
+        login.resume(owner);
+    }
+    /// \}
 
     QLatin1String exceededByMessage(qint64 length, bool isLoggedIn) const
     {

@@ -5,7 +5,6 @@
 #include "NetworkSocket.h"
 #include "OrvaneServerPrivate.h"
 #include "Replies.h"
-#include "Timers.h"
 
 #include <QElapsedTimer>
 #include <QHostAddress>
@@ -65,7 +64,6 @@ OrvaneConnection::OrvaneConnection(
 OrvaneConnection::~OrvaneConnection()
 {
     release("the server was destroyed"_L1);
-    unregisterTimers(this);
 }
 
 void OrvaneConnection::takeUpSocket(OrvaneServerPrivate& server)
@@ -378,6 +376,20 @@ void OrvaneConnection::release(QLatin1String reason, bool isLimit)
     if (isLimit)
         events.tell({.type = EventType::ExceededLimit, .reason = why});
     events.tell({.type = EventType::Disconnected, .reason = why});
+}
+
+bool OrvaneConnection::event(QEvent* event)
+{
+    if (event->type() == QEvent::ThreadChange && limits) {
+        // Qt would register the timers anew later than it delivers what was posted before, even if that stops them.
+        limits->pause();
+        const auto resumeLimits = [this] {
+            if (limits)
+                limits->resume(this);
+        };
+        QMetaObject::invokeMethod(this, resumeLimits, Qt::QueuedConnection);
+    }
+    return QObject::event(event);
 }
 
 void OrvaneConnection::timerEvent(QTimerEvent* event)

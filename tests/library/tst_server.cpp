@@ -40,7 +40,7 @@ private Q_SLOTS:
     void listensOnChosenAddress_data();
     void listensOnChosenAddress();
     void worksInItsOwnThread();
-    void leavesNoTimerBehindAfterMove();
+    void movesWithItsClientsAndTheirTimes();
 };
 
 namespace {
@@ -382,26 +382,35 @@ void tst_server::worksInItsOwnThread()
     QCOMPARE(session.host.calls, QStringList(u"setPreset(\"\")"_s));
 }
 
-/// On a move, Qt registers timers anew in the other thread, later than it delivers what was posted before: also those
-/// that have been stopped meanwhile.
-void tst_server::leavesNoTimerBehindAfterMove()
+/// Qt itself would register timers anew in the other thread later than it delivers the end of the first client, which
+/// stops them.
+void tst_server::movesWithItsClientsAndTheirTimes()
 {
+    QTest::failOnWarning(QRegularExpression(u".*"_s));
     Session session;
     OrvaneInterface::OrvaneLimits limits;
-    limits.handshakeTimeout = std::chrono::minutes(1);
+    limits.maxClients = 1;
+    limits.handshakeTimeout = std::chrono::milliseconds(50);
     session.server->setLimits(limits);
-    const auto client = session.tcpClient();
+    int ended = 0;
+    session.server->setClientObserver([&](const OrvaneInterface::OrvaneClientEvent& event) {
+        ended += event.type == OrvaneInterface::OrvaneClientEvent::Type::Disconnected ? 1 : 0;
+    });
+
+    const auto first = session.tcpClient();
     QTRY_COMPARE(session.server->clients().size(), 1);
+    const auto second = session.tcpClient();
+    QTRY_COMPARE(session.acceptedCount(), 2); // and waits for a place
     const QObjectList receivers = session.server->findChildren<QObject*>();
     session.server->findChild<QSslSocket*>()->abort();
     qsizetype timers = 0;
-    serveElsewhere(
-        session, [&] { return session.server->clients().isEmpty(); },
+    std::thread thread = serveElsewhere(
+        session, [&] { return ended == 2; },
         [&] {
             for (QObject* destroyed : receivers)
                 timers += QAbstractEventDispatcher::instance()->registeredTimers(destroyed).size();
-        })
-        .join();
+        });
+    thread.join();
     QCOMPARE(timers, 0);
 }
 
