@@ -249,3 +249,5 @@ void Acceptor::stepWaiting()
 }
 
 } // namespace OrvaneInterface
+
+#include "moc_Acceptor.cpp"

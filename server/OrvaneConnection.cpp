@@ -448,3 +448,5 @@ void OrvaneConnection::leaveServer()
 }
 
 } // namespace OrvaneInterface
+
+#include "moc_OrvaneConnection.cpp"

@@ -230,3 +230,7 @@ void OrvaneServer::sslErrors(const QList<QSslError>& errors)
 }
 
 } // namespace OrvaneInterface
+
+#include "moc_HostCalls.cpp"
+#include "moc_OrvaneServer.cpp"
+#include "moc_OrvaneServerPrivate.cpp"

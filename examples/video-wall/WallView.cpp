@@ -44,3 +44,5 @@ void WallView::paintEvent(QPaintEvent* /*event*/)
         paintTile(painter, tile, splitId, state.split(splitId), now);
     }
 }
+
+#include "moc_WallView.cpp"

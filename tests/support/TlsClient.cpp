@@ -58,3 +58,5 @@ QByteArray rejection(const QByteArray& commandName, const QByteArray& reason)
 {
     return reply("commandRejected", "<commandname>" + commandName + "</commandname><reason>" + reason + "</reason>");
 }
+
+#include "moc_TlsClient.cpp"

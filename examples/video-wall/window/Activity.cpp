@@ -126,3 +126,5 @@ void ActivityDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opti
     painter->drawText(room, Wrapped, text);
     painter->restore();
 }
+
+#include "moc_Activity.cpp"

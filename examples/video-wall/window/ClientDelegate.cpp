@@ -38,3 +38,5 @@ void ClientDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option
     paintLine(*painter, address, text(ClientModel::AddressRole), small, WallColors::MutedText.lighter(115));
     painter->restore();
 }
+
+#include "moc_ClientDelegate.cpp"

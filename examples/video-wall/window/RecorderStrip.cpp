@@ -97,3 +97,5 @@ void RecorderStrip::paintRecorder(QPainter& painter, const QRectF& card, int ind
         tracks.append(track.name);
     paintLine(painter, line.translated(0, smallHeight), tracks.join(u", "_s), small, WallColors::MutedText);
 }
+
+#include "moc_RecorderStrip.cpp"

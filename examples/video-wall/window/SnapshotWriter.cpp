@@ -61,3 +61,5 @@ void SnapshotWriter::writePending()
     if (!problem.isEmpty())
         qWarning("%s", qPrintable(problem));
 }
+
+#include "moc_SnapshotWriter.cpp"

@@ -197,3 +197,5 @@ void WallWindow::resizeEvent(QResizeEvent* event)
     titleLabel->setFont(title);
     sidePanel->setFixedWidth(std::clamp(event->size().width() / 5, 200, 520));
 }
+
+#include "moc_WallWindow.cpp"
