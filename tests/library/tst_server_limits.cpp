@@ -339,7 +339,7 @@ void tst_server_limits::disconnectsClientWithoutHandshake()
 {
     const LogCapture log;
     const LimitedSession session({});
-    session.server->setLimits({.handshakeTimeout = 100ms});
+    session.server->setLimits({.maxMessageLength = 1, .handshakeTimeout = 100ms});
     QTimer busy;
     busy.callOnTimeout([] { QThread::msleep(20); });
     for (const bool isBusy : {false, true}) {
@@ -350,7 +350,7 @@ void tst_server_limits::disconnectsClientWithoutHandshake()
         QVERIFY(isEnded(*silent, u"handshakeTimeout"_s, port));
     }
     busy.stop();
-    QVERIFY(session.isServed()); // it was there before the limit
+    QVERIFY(session.isServed()); // it was there before the limits
 }
 
 /// A time-out has ten steps, or twice as many if they are late. A machine on which they always are proves nothing.
