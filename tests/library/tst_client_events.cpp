@@ -1,3 +1,4 @@
+#include "LogCapture.h"
 #include "Session.h"
 
 #include <QLoggingCategory>
@@ -25,6 +26,7 @@ private Q_SLOTS:
     void reportsClientCertificate();
     void knowsCurrentClientOfEachServer();
     void reportsEvents();
+    void reportsFailedHandshakeBeforeItsLine();
     void truncatesLongTexts();
     void reportsNoPossiblePassword();
     void reportsNothingDuringDestruction();
@@ -182,6 +184,20 @@ void tst_client_events::reportsEvents()
     session.server->setClientObserver(nullptr);
     QVERIFY(session.orvaneClient());
     QCOMPARE(events.size(), 2U);
+}
+
+/// In the line, the host runs events until the client is released.
+void tst_client_events::reportsFailedHandshakeBeforeItsLine()
+{
+    const Session session;
+    session.server->setClientObserver(keepEvents());
+    const auto client = session.tcpClient();
+    QTRY_COMPARE(session.server->clients().size(), 1);
+    const LogCapture log(
+        [&](const QString& /*line*/) { waitFor([&] { return session.server->clients().isEmpty(); }); });
+    client->write("GET / HTTP/1.1\r\n\r\n");
+    QTRY_VERIFY(!events.empty() && events.back().type == Type::Disconnected);
+    QCOMPARE(types(), std::vector({Type::Connected, Type::HandshakeFailed, Type::Disconnected}));
 }
 
 void tst_client_events::truncatesLongTexts()

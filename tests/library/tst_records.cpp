@@ -2,6 +2,9 @@
 
 #include <QtTest>
 
+#include <array>
+#include <cstddef>
+#include <new>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -44,7 +47,10 @@ template <typename Record> void checkCopyAndMove(Record full)
     const auto isFull = [&](Record record) {
         return contentOf(record) == contentOf(full) && channelsOf(record) == channelsOf(original);
     };
-    Record none;
+    alignas(Record) std::array<std::byte, sizeof(Record)> memory {};
+    memory.fill(std::byte {0xFF}); // nothing in a new record is left to chance
+    Record& none = *new (memory.data()) Record;
+    const auto destroy = qScopeGuard([&] { none.~Record(); });
     const auto isEmpty = [&](Record& record) { return contentOf(record) == contentOf(none); };
     QVERIFY(isFull(original));
     QCOMPARE(channelsOf(none), 0);
