@@ -224,3 +224,5 @@ bool GuideHost::getPertinentInfo(const std::string& /*commandDocument*/, std::st
     answer = QStringLiteral("<info><shown>%1</shown></info>").arg(shown.toHtmlEscaped()).toStdString();
     return true;
 }
+
+#include "moc_GuideHost.cpp"

@@ -50,7 +50,7 @@ public:
 
 Q_SIGNALS:
     void refreshFinished();
-    void clientsChanged(const QList<HostClient>& clients);
+    void clientsChanged(const QList<HostClient>&);
 
 private:
     void observeClients();
