@@ -184,11 +184,11 @@ A host is checked:
   WRONG    no-such-command         wrong answer  TIME  not byte for byte as in the protocol: <getPresetsListResponse/>
   WRONG    showTrack               no answer  TIME  127.0.0.1:PORT closed the connection, no answer to showTrack
 
-  $ against many 50000 check | grep RecorderList
-  ok       getRecorderList         50000 names  TIME  North gate
+  $ against many 50000 check | grep -o 'getRecorderList *50000 names'
+  getRecorderList         50000 names
   $ against many 1 check --apply | grep skipped
   skipped  showTrack               not sent                                the host lists no such name
-  $ against many 1 --json check | grep -o '^{"check":"getRecorderList","meaning":"North gate","ms":'
+  $ at_ease against many 1 --json check | grep -o '^{"check":"getRecorderList","meaning":"North gate","ms":'
   {"check":"getRecorderList","meaning":"North gate","ms":
 
 A terminal obeys nothing that a host sends, so a problem can always be shown on one:
