@@ -67,7 +67,12 @@ void ClientEvents::tell(OrvaneClientEvent event)
 {
     if (!isWanted())
         return;
+    if (std::exchange(isBeginning, event.type == OrvaneClientEvent::Type::Connected))
+        return;
     tellObserver(); // of the previous event, of this or another client, if the host is running events in its log line
+    // There the host may destroy the server. Then the client has left before it was told of, and is not told of at all.
+    if (event.type == OrvaneClientEvent::Type::Connected && !std::exchange(isBeginning, false))
+        return;
     event.client = who;
     if (observation)
         observation->untold = event;

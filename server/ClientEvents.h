@@ -47,6 +47,7 @@ private:
 
     OrvaneClient who;
     AuditTrail audit;
+    bool isBeginning = false; ///< while an earlier event is told before that of the connection
     std::shared_ptr<ClientObservation> observation;
 };
 
