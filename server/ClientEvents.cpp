@@ -67,11 +67,13 @@ void ClientEvents::tell(OrvaneClientEvent event)
 {
     if (!isWanted())
         return;
-    if (std::exchange(isBeginning, event.type == OrvaneClientEvent::Type::Connected))
+    // While the previous event is told, the host may destroy the server. If this client's connection was to be told
+    // next, its end is met here first: then neither is told.
+    const bool begins = event.type == OrvaneClientEvent::Type::Connected;
+    if (std::exchange(isBeginning, begins))
         return;
     tellObserver(); // of the previous event, of this or another client, if the host is running events in its log line
-    // There the host may destroy the server. Then the client has left before it was told of, and is not told of at all.
-    if (event.type == OrvaneClientEvent::Type::Connected && !std::exchange(isBeginning, false))
+    if (begins && !std::exchange(isBeginning, false))
         return;
     event.client = who;
     if (observation)
