@@ -19,6 +19,17 @@ namespace {
 //   $[ $]  around the name of an element left open; $/  the end tag of the last of these; $.  all their end tags
 const auto RuleLines = uR"(
 D $X$Y$Y<r*n>$;$S$S$S$S$S+F$E
+P $B<$[$i$]$j>$p$p$p$p$p$p$p$p$p$p$.
+B |||||<?xml version="1.0"?>$l|<?xml version="1.0" encoding="UTF-8"?>|$G
+G  |$5|<?xml version='1.0'?>|<?xml version="1.1"?>|<?xml version="1.0" ?>|<!DOCTYPE r>
+i r|r|a|b|subsplit|camera|_x-.9|a1|$J
+J paramvalue|xmlns|p:a|xml:a|xml|$2|*m
+j |||||| $i="$s"| $i = '$s'$l| a='1' b='2'|$K
+K  xmlns:p="$s"| xmlns="u"| p:a='1'| a='1' a='2'|*o| xmlns:p='http://www.w3.org/XML/1998/namespace'
+o  n$#=''
+p <$[$i$]$j>|<$[$i$]$j>|<$i$j/>|$/|$/|$s|$s|$l
+s 1|-5|text|T$2r|a>b|$l$8|$O
+O $5|]]>|&amp;|$r|<![CDATA[x]]>|$8|"'|<!-- -->|<?p?>|$3|]|$6|$7|<|/>|</a>|www.w3.org
 X ||||<?xml version='1.0' encoding='UTF-8'?>
 Y ||$T
 T <!DOCTYPE r [$L$L$L$L$L$L]>
@@ -56,8 +67,9 @@ u u
 
 QMap<QChar, QStringList> readRules()
 {
-    QMap<QChar, QStringList> rules {
-        {u'r', {u"\r"_s}}, {u'l', {u"\n"_s}}, {u'2', {u"\u00fc"_s}}, {u'3', {u"\U0001F600"_s}}};
+    QMap<QChar, QStringList> rules {{u'r', {u"\r"_s}}, {u'l', {u"\n"_s}}, {u'2', {u"\u00fc"_s}},
+        {u'3', {u"\U0001F600"_s}}, {u'5', {u"\ufeff"_s}}, {u'6', {u"\u0085"_s}}, {u'7', {u"\ufffe"_s}},
+        {u'8', {u"\t"_s}}};
     const QStringList lines = RuleLines.split(u'\n', Qt::SkipEmptyParts);
     for (const QString& line : lines)
         rules[line.front()] += line.mid(2).split(u'|');
@@ -66,11 +78,11 @@ QMap<QChar, QStringList> readRules()
 
 class DocumentGrammar {
 public:
-    DocumentGrammar(const QByteArray& genes, qsizetype length)
+    DocumentGrammar(const QByteArray& genes, qsizetype length, QChar rule)
         : genes(genes)
         , length(length)
     {
-        expand(u'D');
+        expand(rule);
     }
 
     QString text;
@@ -175,5 +187,10 @@ private:
 
 QString documentOf(const QByteArray& genes, qsizetype length)
 {
-    return DocumentGrammar(genes, length).text;
+    return DocumentGrammar(genes, length, u'D').text;
+}
+
+QString plainDocumentOf(const QByteArray& genes)
+{
+    return DocumentGrammar(genes, 1000, u'P').text;
 }

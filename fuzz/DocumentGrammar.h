@@ -13,3 +13,7 @@
  * The document is well-formed unless the bytes choose otherwise. The same bytes give the same document at any length.
  */
 QString documentOf(const QByteArray& genes, qsizetype length);
+
+/// Makes a document of which most parts are plain, so that the library reads it without QXmlStreamReader, or nearly
+/// does.
+QString plainDocumentOf(const QByteArray& genes);

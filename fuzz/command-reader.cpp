@@ -31,10 +31,10 @@ bool isExtraordinary(const QString& document)
 QString documentOf(const QByteArray& input)
 {
     constexpr qsizetype shortLength = 300;
-    constexpr uchar firstOfNoText = 0xF0;
-    if (!input.isEmpty() && static_cast<uchar>(input.front()) >= firstOfNoText)
-        return documentOf(input.sliced(1), shortLength);
-    return QString::fromUtf8(input);
+    const uchar first = input.isEmpty() ? 0 : static_cast<uchar>(input.front());
+    if (first < 0x80 || first > 0xBF)
+        return QString::fromUtf8(input);
+    return first % 2 == 0 ? documentOf(input.sliced(1), shortLength) : plainDocumentOf(input.sliced(1));
 }
 
 } // namespace

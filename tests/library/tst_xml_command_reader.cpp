@@ -13,6 +13,8 @@ class tst_xml_command_reader : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void readsUsualDocumentsWithoutQt_data();
+    void readsUsualDocumentsWithoutQt();
     void writesParamValueBack_data();
     void writesParamValueBack();
     void reservesNothingForText();
@@ -21,6 +23,25 @@ private Q_SLOTS:
     void acceptsKeysOfEveryType();
     void buildsLongAcceptance();
 };
+
+void tst_xml_command_reader::readsUsualDocumentsWithoutQt_data()
+{
+    QTest::addColumn<QString>("document");
+    for (const QString& document :
+        {u"<r/>"_s, u" \n<r>\n <a>1</a> <a b='2'/>\t</r >\n"_s, u"<?xml version=\"1.0\"?><r xmlns=\"u\"><a/></r>"_s,
+            u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<p:r xmlns:p=\"u\"><a>\u00fc</a></p:r>"_s,
+            u"<r>"_s + u"<_A-z.0 x = \"]]>'\"\ny='\"'>"_s.repeated(63) + u"</_A-z.0>"_s.repeated(63) + u"</r>"_s,
+            u"<r><a b1='' b2='' b3='' b4='' b5='' b6='' b7='' b8='' b9='' ba='' bb='' bc='' bd='' be='' bf='' b=''/></r>"_s,
+            u"<r><a>"_s + u"text "_s.repeated(100000) + u"</a></r>"_s})
+        QTest::newRow(qPrintable(document.left(60))) << document;
+}
+
+/// That it reads the same, or declines, is shown by fuzz/command-reader.cpp.
+void tst_xml_command_reader::readsUsualDocumentsWithoutQt()
+{
+    QFETCH(const QString, document);
+    QVERIFY(isPlain(document));
+}
 
 void tst_xml_command_reader::writesParamValueBack_data()
 {
