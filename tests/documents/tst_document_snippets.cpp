@@ -1,4 +1,5 @@
 #include "DocumentBlocks.h"
+#include "TestClass.h"
 
 #include <QtTest>
 
@@ -63,5 +64,5 @@ void tst_document_snippets::matchExamples()
     QFAIL(qPrintable(u"Not in any example:"_s + snippet));
 }
 
-QTEST_GUILESS_MAIN(tst_document_snippets)
+ORVANE_TEST(tst_document_snippets)
 #include "tst_document_snippets.moc"

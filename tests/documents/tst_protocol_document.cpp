@@ -3,6 +3,7 @@
 #include "LogCapture.h"
 #include "Repetitions.h"
 #include "Session.h"
+#include "TestClass.h"
 
 #include <QtTest>
 
@@ -266,5 +267,5 @@ void tst_protocol_document::matchesTheLibrary()
     Exchange(path, lines).play();
 }
 
-QTEST_GUILESS_MAIN(tst_protocol_document)
+ORVANE_TEST(tst_protocol_document)
 #include "tst_protocol_document.moc"

@@ -1,4 +1,5 @@
 #include "Session.h"
+#include "TestClass.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -267,5 +268,5 @@ void tst_audit_log::namesIpv6PeerIfServerIsDestroyedInLine()
     QTRY_COMPARE(silent.state(), QAbstractSocket::UnconnectedState);
 }
 
-QTEST_GUILESS_MAIN(tst_audit_log)
+ORVANE_TEST(tst_audit_log)
 #include "tst_audit_log.moc"

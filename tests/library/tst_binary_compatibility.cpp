@@ -1,3 +1,5 @@
+#include "TestClass.h"
+
 #include <OrvaneInterface.h>
 #include <OrvaneServer.h>
 
@@ -111,5 +113,5 @@ void tst_binary_compatibility::serverKeepsItsMetaMethods()
     QVERIFY2(second.access() == QMetaMethod::Private, methods);
 }
 
-QTEST_APPLESS_MAIN(tst_binary_compatibility)
+ORVANE_TEST(tst_binary_compatibility)
 #include "tst_binary_compatibility.moc"

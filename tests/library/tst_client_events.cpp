@@ -1,5 +1,6 @@
 #include "LogCapture.h"
 #include "Session.h"
+#include "TestClass.h"
 
 #include <QLoggingCategory>
 #include <QtTest>
@@ -292,5 +293,5 @@ void tst_client_events::survivesAnyObserver()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_client_events)
+ORVANE_TEST(tst_client_events)
 #include "tst_client_events.moc"

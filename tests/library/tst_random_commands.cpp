@@ -2,6 +2,7 @@
 #include "LogCapture.h"
 #include "RandomText.h"
 #include "Session.h"
+#include "TestClass.h"
 
 #include <QtTest>
 
@@ -184,5 +185,5 @@ void tst_random_commands::carriesOutAndAnswersRandomCommands()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_random_commands)
+ORVANE_TEST(tst_random_commands)
 #include "tst_random_commands.moc"

@@ -1,4 +1,5 @@
 #include "Session.h"
+#include "TestClass.h"
 #include "Wine.h"
 
 #include <QJsonDocument>
@@ -42,7 +43,7 @@ QString printed(const QJsonObject& entry)
 std::function<void(const QJsonObject& entry)> whenAudited;
 
 /// Drops what differs from run to run.
-void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
+void keepMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
     if (type == QtDebugMsg && !message.contains(u"socket error"_s)) // Qt reports one or two of these
         lines += message.section(u" 127.0.0.1:"_s, 0, 0);
@@ -510,7 +511,7 @@ private:
 void tst_random_limits::init()
 {
     QLoggingCategory::setFilterRules(u"orvane.audit.info=true"_s);
-    qInstallMessageHandler(&handleMessage);
+    qInstallMessageHandler(&keepMessage);
 }
 
 void tst_random_limits::servesAndDisconnectsClientsByRandomLimits()
@@ -545,5 +546,5 @@ void tst_random_limits::givesPlacesInOrderOfArrival()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_random_limits)
+ORVANE_TEST(tst_random_limits)
 #include "tst_random_limits.moc"

@@ -1,3 +1,5 @@
+#include "TestClass.h"
+
 #include <OrvaneInterface.h>
 
 #include <QtTest>
@@ -99,5 +101,5 @@ void tst_records::presets()
     checkCopyAndMove(preset);
 }
 
-QTEST_APPLESS_MAIN(tst_records)
+ORVANE_TEST(tst_records)
 #include "tst_records.moc"

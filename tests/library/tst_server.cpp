@@ -1,5 +1,6 @@
 #include "LogCapture.h"
 #include "Session.h"
+#include "TestClass.h"
 
 #include <QAbstractEventDispatcher>
 #include <QEventLoop>
@@ -415,5 +416,5 @@ void tst_server::movesWithItsClientsAndTheirTimes()
     QCOMPARE(timers, 0);
 }
 
-QTEST_GUILESS_MAIN(tst_server)
+ORVANE_TEST(tst_server)
 #include "tst_server.moc"

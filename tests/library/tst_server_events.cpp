@@ -1,6 +1,7 @@
 #include "LogCapture.h"
 #include "PeakMemory.h"
 #include "Session.h"
+#include "TestClass.h"
 #include "Wine.h"
 
 #include <QAbstractEventDispatcher>
@@ -551,5 +552,5 @@ void tst_server_events::carriesOutCommandsOfClientThatResets()
     QCOMPARE(session.host.calls.size(), commands);
 }
 
-QTEST_GUILESS_MAIN(tst_server_events)
+ORVANE_TEST(tst_server_events)
 #include "tst_server_events.moc"

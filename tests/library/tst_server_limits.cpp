@@ -1,5 +1,6 @@
 #include "LogCapture.h"
 #include "Session.h"
+#include "TestClass.h"
 #include "Wine.h"
 
 #include <QAbstractEventDispatcher>
@@ -440,5 +441,5 @@ void tst_server_limits::stopsTimeoutsWhileHostIsBlocked()
     QVERIFY(isServed);
 }
 
-QTEST_GUILESS_MAIN(tst_server_limits)
+ORVANE_TEST(tst_server_limits)
 #include "tst_server_limits.moc"

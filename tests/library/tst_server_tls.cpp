@@ -1,5 +1,6 @@
 #include "LogCapture.h"
 #include "Session.h"
+#include "TestClass.h"
 
 #include <QDir>
 #include <QFile>
@@ -299,5 +300,5 @@ void tst_server_tls::ignoresRestOfDefaultConfiguration()
     QTRY_VERIFY(client.isEncrypted());
 }
 
-QTEST_GUILESS_MAIN(tst_server_tls)
+ORVANE_TEST(tst_server_tls)
 #include "tst_server_tls.moc"

@@ -1,5 +1,6 @@
 #include "LogCapture.h"
 #include "Session.h"
+#include "TestClass.h"
 
 #include <QAbstractEventDispatcher>
 #include <QSignalSpy>
@@ -262,5 +263,5 @@ void tst_server_without_descriptors::acceptsAgainAfterWaitForNewConnection()
     QCOMPARE(LogCapture::take().filter(line), QStringList());
 }
 
-QTEST_GUILESS_MAIN(tst_server_without_descriptors)
+ORVANE_TEST(tst_server_without_descriptors)
 #include "tst_server_without_descriptors.moc"
