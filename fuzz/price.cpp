@@ -40,10 +40,11 @@ namespace {
 constexpr double MostInstructions = 15;
 /// Characters of the honest document: enough to make the fixed cost of a document negligible.
 constexpr qsizetype HonestLength = 32768;
-/// Cost of a document of four times the length, if the shorter one is at least as long as the honest one. Shorter ones
-/// have no room for all the attributes and open elements that are allowed. Above four, because a shape can have a part
-/// that does not grow: with Qt 6.11 one takes 5.3 times, though 16 times take only 4.1 times as much again.
-constexpr double MostForFourTimes = 6;
+/// Cost of a document of twice the length, if the shorter one is at least as long as the honest one: six for four times
+/// the length. Shorter ones have no room for all the attributes and open elements that are allowed. Above two, because
+/// a shape can have a part that does not grow: with Qt 6.11 one takes 5.3 times for four times the length, though 16
+/// times take only 4.1 times as much again.
+constexpr double MostForTwice = 2.45;
 /// Bytes per character that a document may make its reader hold.
 constexpr double MostBytes = WithSanitizer ? 1e9 : 64;
 /// Bytes that any document may make its reader hold in addition, partly used memory pages included.
@@ -198,13 +199,13 @@ bool findDearDocument(qsizetype length, int seconds)
     return false;
 }
 
-/// Measures the known shapes; counts instructions of long ones also at four times the length. \return whether one is a
+/// Measures the known shapes; counts instructions of long ones also at twice the length. \return whether one is a
 /// finding
 bool measureShapes(qsizetype length)
 {
     const auto shorter = hostileDocuments(length);
     const bool comparesLengths = countsInstructions() && length >= HonestLength;
-    const auto longer = comparesLengths ? hostileDocuments(4 * length) : QList<HostileDocument>();
+    const auto longer = comparesLengths ? hostileDocuments(2 * length) : QList<HostileDocument>();
     bool found = false;
     for (qsizetype index = 0; index < shorter.size(); ++index) {
         const QString& document = shorter[index].text;
@@ -212,9 +213,9 @@ bool measureShapes(qsizetype length)
         found |= isTooDear(QLatin1String(shorter[index].shape), cost / static_cast<double>(document.size()),
             limitFor(document.size()));
         const double factor = longer.isEmpty() ? 0 : costOf(longer[index].text) / cost;
-        if (factor > MostForFourTimes)
-            print(u"FINDING: four times the length costs %1 times as much"_s.arg(factor, 0, 'f', 1));
-        found |= factor > MostForFourTimes;
+        if (factor > MostForTwice)
+            print(u"FINDING: twice the length costs %1 times as much"_s.arg(factor, 0, 'f', 1));
+        found |= factor > MostForTwice;
     }
     return found;
 }
