@@ -16,7 +16,8 @@
 #include <vector>
 
 using namespace Qt::StringLiterals;
-using namespace OrvaneInterface;
+using OrvaneInterface::OrvaneLimits;
+using OrvaneInterface::OrvaneServer;
 
 /// Compares clients at the edge of random limits with a model that predicts each log line, audit entry and reply. The
 /// audit trail is switched on and off at random.
