@@ -1,8 +1,6 @@
 #include "Stranger.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <netinet/in.h>
 #include <openssl/ssl.h>
 #include <sys/socket.h>
@@ -98,13 +96,4 @@ bool Stranger::receive(const QByteArray& expected)
     for (qsizetype done = 0; got > 0 && done < bytes.size(); done += got)
         got = SSL_read(tls, bytes.data() + done, static_cast<int>(bytes.size() - done));
     return bytes == expected;
-}
-
-bool Stranger::close() const
-{
-    std::array<char, 4096> unread {};
-    ssize_t got = shutdown(descriptor, SHUT_WR) == 0 ? 1 : -1;
-    while (got > 0)
-        got = recv(descriptor, unread.data(), unread.size(), 0);
-    return got == 0 || errno == ECONNRESET;
 }

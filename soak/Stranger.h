@@ -34,8 +34,6 @@ public:
     bool sendRaw(const QByteArray& bytes);
     /// \return whether exactly these bytes come next
     bool receive(const QByteArray& expected);
-    /// Closes the connection without a reset, and waits for the server to close it, too.
-    bool close() const;
 
 private:
     bool connect();

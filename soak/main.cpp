@@ -11,19 +11,15 @@
 #include <QElapsedTimer>
 #include <QTextStream>
 
-#include <array>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
-#include <span>
 #include <thread>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
-
-constexpr int VisitsAtOnce = 20;
 
 bool hasPassed = true; ///< every check so far
 
@@ -68,67 +64,6 @@ template <typename Stage> void runStage(const QString& title, const QString& opt
 constexpr auto ask = [](Stranger& it) { return it.send("<setPreset/>\r\n\r\n"); };
 constexpr auto isAnswered = [](Stranger& it) { return it.receive(shortAcceptance("setPreset")); };
 constexpr auto logInAndAsk = [](Stranger& it) { return logIn(it) && ask(it); };
-constexpr auto breakOff = [](Stranger& it) { return logIn(it) && it.send("<setPreset><presetn"); };
-constexpr auto breakOffHello = [](Stranger& it) { return it.sendRaw("\x16\x03\x01\x02"); };
-constexpr auto close = [](Stranger& it) { return it.close(); };
-constexpr auto closeTls = [](Stranger& it) { return it.sendCloseNotify() && it.close(); };
-constexpr auto doNothing = [](Stranger&) { return true; };
-
-/// One way to come and leave: with a reset, or with a close. The server answers a close with its own once it has
-/// released the connection.
-struct Visit {
-    bool (*come)(Stranger& stranger);
-    bool (*leave)(Stranger& stranger);
-};
-
-constexpr std::array WithoutAWord {Visit {doNothing, close}};
-constexpr std::array InEveryWay {
-    Visit {logInAndAsk, [](Stranger& it) { return isAnswered(it) && closeTls(it); }},
-    Visit {logInAndAsk, isAnswered},
-    Visit {breakOff, closeTls},
-    Visit {breakOffHello, close},
-    Visit {breakOffHello, doNothing},
-};
-
-/// Pays \a count visits, taking \a ways in turn. \return the number of failed steps
-int payVisits(const ServerProcess& server, std::span<const Visit> ways, int count)
-{
-    int failures = 0;
-    for (; count > 0; count -= VisitsAtOnce) {
-        Crowd crowd {{server.port()}};
-        crowd.come(std::min(count, VisitsAtOnce));
-        for (const auto step : {&Visit::come, &Visit::leave}) {
-            size_t number = 0;
-            for (const auto& stranger : crowd.strangers)
-                failures += (ways[number++ % ways.size()].*step)(*stranger) ? 0 : 1;
-        }
-    }
-    return failures;
-}
-
-/// Measures what each visit leaves in the server, and what the first and the last ones cost.
-void runVisits(const ServerProcess& server, std::span<const Visit> ways, int count, qint64 mostGrowth)
-{
-    const int descriptors = server.openDescriptors();
-    int failures = 0;
-    const auto costOf = [&](int visits) {
-        const qint64 before = server.processorNs();
-        failures += payVisits(server, ways, visits);
-        server.waitUntilIdle();
-        return static_cast<double>(server.processorNs() - before) / 1000 / visits;
-    };
-    const int sample = std::max(VisitsAtOnce, count / 100);
-    const double first = costOf(sample);
-    const qint64 memory = server.residentBytes();
-    costOf(count);
-    const qint64 growth = (server.residentBytes() - memory) / count;
-    print(u"server processor time per visit: %1 us at the start, %2 us at the end"_s.arg(first).arg(costOf(sample)));
-    check(failures == 0, u"%1 steps failed"_s.arg(failures));
-    check(server.openDescriptors() == descriptors,
-        u"%1 descriptors before, %2 after"_s.arg(descriptors).arg(server.openDescriptors()));
-    if (!WithSanitizer && count >= 5000) // with fewer, the allocator's pages outweigh what visits leave
-        check(growth < mostGrowth, u"memory grew by %1 bytes per visit"_s.arg(growth));
-}
 
 /// Another client: sends one command at a time and waits for the reply, until the misuse is over.
 struct Witness {
@@ -170,7 +105,7 @@ void waitUntilThrough(const ServerProcess& server, int scale)
 
 /// With limits, misuse costs a server less, and a client that respects them is still served.
 /// \return a line for a table
-QString runMisuse(const ServerProcess& server, const Misuse& misuse, int scale, bool limited, bool checksWaits)
+QString runMisuse(const ServerProcess& server, const Misuse& misuse, int scale, bool limited)
 {
     const rlimit descriptors {misuse.descriptors, misuse.descriptors};
     prlimit(server.processId(), RLIMIT_NOFILE, &descriptors, nullptr);
@@ -195,7 +130,7 @@ QString runMisuse(const ServerProcess& server, const Misuse& misuse, int scale, 
         crowd.connections, medianMs, witness.longestMs, growth, each, misuse.countsConnections ? " each" : "/MB");
     print(line);
     check(witness.isRight, u"every reply to the other client was right"_s);
-    if (limited && checksWaits)
+    if (limited && scale == 1) // with other tests beside it, a machine may be slow
         check(witness.longestMs < 100, u"the other client waited less than 100 ms"_s);
     if (limited && !WithSanitizer)
         check(growth < misuse.mostGrowthMiB, u"memory grew by less than %1 MiB"_s.arg(misuse.mostGrowthMiB));
@@ -203,7 +138,7 @@ QString runMisuse(const ServerProcess& server, const Misuse& misuse, int scale, 
 }
 
 /// \a only: the number of a misuse, from 1; 0 runs all
-void runMisuses(int only, int scale, bool checksWaits)
+void runMisuses(int only, int scale)
 {
     QString table = u"\n| | sent | the other client waited: median, longest | peak memory growth | processor time |\n"
                     "|---|---|---|---|---|"_s;
@@ -217,7 +152,7 @@ void runMisuses(int only, int scale, bool checksWaits)
             const QString title = u"%1. %2, %3"_s.arg(number).arg(
                 QLatin1String(misuse.title), limited ? u"with limits"_s : u"without limits"_s);
             runStage(title, limited ? u"--serve-with-limits"_s : u"--serve"_s, [&](const ServerProcess& server) {
-                table += u"\n| "_s + title + u" | "_s + runMisuse(server, misuse, scale, limited, checksWaits);
+                table += u"\n| "_s + title + u" | "_s + runMisuse(server, misuse, scale, limited);
             });
         }
     }
@@ -233,30 +168,19 @@ int main(int argc, char* argv[])
     if (arguments.value(1).startsWith("--serve"_L1))
         return serve(arguments.value(2).toUShort(), arguments.at(1) == "--serve-with-limits"_L1);
     QCommandLineParser parser;
-    parser.addOptions({{u"only"_s, {}, u"ROW"_s, u"0"_s}, {u"no-wait-check"_s, {}}});
+    parser.addOptions({{u"only"_s, {}, u"ROW"_s, u"0"_s}, {u"short"_s, {}}});
     const bool isParsed = parser.parse(arguments);
     const QString row = parser.value(u"only"_s);
     const int only = row.toInt();
-    const QStringList sizes = parser.positionalArguments();
-    const int visits = sizes.value(0, u"10000"_s).toInt();
-    const int connections = sizes.value(1, u"100000"_s).toInt();
-    if (!isParsed || QString::number(only) != row || only < 0 || only > std::ssize(Misuses) || visits <= 0
-        || connections <= 0) {
+    if (!isParsed || !parser.positionalArguments().isEmpty() || QString::number(only) != row || only < 0
+        || only > std::ssize(Misuses)) {
         static_cast<void>(std::fputs("Invalid arguments: see soak/run --help\n", stderr));
         return 2;
     }
-    const int scale = std::max(1, 10'000 / connections); // with few connections, the strangers also do less
+    const int scale = parser.isSet(u"short"_s) ? 20 : 1;
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // from writing after the server has disconnected
     if (!allowOpenFiles(std::max(2000, 20'000 / scale)))
         return 1;
-    if (only == 0) {
-        runStage(u"%1 clients connect and leave"_s.arg(visits), u"--serve"_s,
-            [&](const ServerProcess& server) { runVisits(server, InEveryWay, visits, 1024); });
-        runStage(u"%1 clients connect and leave, sending nothing"_s.arg(connections), u"--serve"_s,
-            [&](const ServerProcess& server) {
-                runVisits(server, WithoutAWord, connections, 512);
-            }); // about 300 are the object that remains
-    }
-    runMisuses(only, scale, !parser.isSet(u"no-wait-check"_s));
+    runMisuses(only, scale);
     return hasPassed ? 0 : 1;
 }
