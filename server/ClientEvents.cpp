@@ -67,30 +67,26 @@ void ClientEvents::tell(OrvaneClientEvent event)
 {
     if (!isWanted())
         return;
-    // While the previous event is told, the host may destroy the server. If this client's connection was to be told
-    // next, its end is met here first: then neither is told.
-    const bool begins = event.type == OrvaneClientEvent::Type::Connected;
-    if (std::exchange(isBeginning, begins))
-        return;
-    tellObserver(); // of the previous event, of this or another client, if the host is running events in its log line
-    if (begins && !std::exchange(isBeginning, false))
-        return;
     event.client = who;
-    if (observation)
-        observation->untold = event;
-    audit.write(event);
-    tellObserver();
+    if (!observation)
+        return audit.write(event);
+    const auto kept = observation; // the host may destroy the server
+    kept->untold.enqueue({std::move(event), &audit});
+    kept->tellAll();
 }
 
-void ClientEvents::tellObserver()
+void ClientObservation::tellAll()
 {
-    if (!observation)
-        return;
-    const auto event = std::exchange(observation->untold, std::nullopt);
-    // Copied: the observer may set another one or destroy the server.
-    const auto observer = observation->observer;
-    if (event && observer)
-        (*observer)(*event);
+    while (!untold.isEmpty()) {
+        if (auto* audit = std::exchange(untold.head().audit, nullptr)) {
+            audit->write(OrvaneClientEvent(untold.head().event)); // copied: the host may run events in the line
+            continue;
+        }
+        const OrvaneClientEvent event = untold.dequeue().event;
+        // Copied: the observer may set another one or destroy the server.
+        if (const auto keptObserver = observer)
+            (*keptObserver)(event);
+    }
 }
 
 } // namespace OrvaneInterface

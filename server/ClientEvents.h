@@ -3,17 +3,28 @@
 #include "AuditTrail.h"
 #include "OrvaneClient.h"
 
+#include <QQueue>
+
 #include <memory>
-#include <optional>
 
 class QAbstractSocket;
 
 namespace OrvaneInterface {
 
-/// The observer set by the host; shared by all clients of the server. Empty once the server is being destroyed.
+/// The observer set by the host, and the events to come; shared by all clients of the server. The observer is empty
+/// once the server is being destroyed.
 struct ClientObservation {
+    struct Untold {
+        OrvaneClientEvent event;
+        AuditTrail* audit; ///< null once it has been asked to write the event
+    };
+
+    /// Tells all events, in their order. What happens meanwhile, because the host runs events in a line of the audit
+    /// trail or in its observer, is told by the inner call, after what happened before.
+    void tellAll();
+
     std::shared_ptr<OrvaneClientObserver> observer;
-    std::optional<OrvaneClientEvent> untold; ///< its line in the audit trail is being written
+    QQueue<Untold> untold;
     bool isOver = false; ///< the server is being destroyed and accepts no further observer
 };
 
@@ -39,15 +50,12 @@ public:
     /// Whether anyone receives the events: check this before building data only for them.
     bool isWanted() const { return AuditTrail::isOn() || (observation && observation->observer); }
 
-    /// Reports \a event, after setting its client.
+    /// Reports \a event, after setting its client. This object must outlive the call.
     void tell(OrvaneClientEvent event);
 
 private:
-    void tellObserver();
-
     OrvaneClient who;
     AuditTrail audit;
-    bool isBeginning = false; ///< while an earlier event is told before that of the connection
     std::shared_ptr<ClientObservation> observation;
 };
 

@@ -211,6 +211,21 @@ void tst_audit_log::keepsEventsInOrderIfLineRunsEvents()
     const auto second = session.tcpClient();
     QTRY_COMPARE(ids.size(), 2);
     QVERIFY(ids.at(0) < ids.at(1));
+
+    // Its observer is told inside the next event, and waits until that client has left.
+    types.clear();
+    session.server->setClientObserver([&](const auto& event) {
+        types.append(event.type);
+        if (types.size() == 1)
+            QTRY_COMPARE(countClients(), 2);
+    });
+    runEventsInNextLine([&] {
+        first->write("no TLS");
+        first->flush();
+        return types.size() == 3;
+    });
+    const auto third = session.tcpClient();
+    QTRY_COMPARE(types, QList({Type::Connected, Type::HandshakeFailed, Type::Disconnected}));
 }
 
 void tst_audit_log::callsNoOperationWhileServerIsDestroyed()
