@@ -75,7 +75,7 @@ void OrvaneConnection::takeUpSocket(OrvaneServerPrivate& server)
     if (auto* sslSocket = qobject_cast<QSslSocket*>(socket))
         connect(sslSocket, &QSslSocket::encrypted, this, [this, sslSocket] {
             encrypted = true;
-            watchSending();
+            watchNetwork();
             events.setEncrypted(sslSocket->peerCertificate());
             // Queued: Qt's handshake could not cope with a nested event loop of the host.
             QMetaObject::invokeMethod(this, &OrvaneConnection::tellEncrypted, Qt::QueuedConnection);
@@ -216,13 +216,15 @@ void OrvaneConnection::beginTurn()
 }
 
 /// Stops reading while something is still to be carried out: on reading the end of the connection, Qt would close the
-/// socket, and the replies could not be sent. The same while a client that has ended its TLS session still reads.
+/// socket, and the replies could not be sent. The same while a client that has ended its TLS session still reads, and
+/// while it may have ended it, because Qt has not decrypted everything.
 void OrvaneConnection::updateReading()
 {
     if (!socketAttached)
         return;
     const bool mustAnswerFirst = isSilent && (dispatching || isHeld || sendableBytes() > 0);
-    const bool mayRead = !isTurnOver && !mustAnswerFirst;
+    const bool mayMissEnd = dispatching && NetworkSocket::of(*socket).bytesAvailable() > 0;
+    const bool mayRead = !isTurnOver && !mustAnswerFirst && !mayMissEnd;
     if (std::exchange(isReading, mayRead) == mayRead)
         return;
     const auto notifiers = NetworkSocket::notifiers(*socket, QSocketNotifier::Read);
@@ -283,7 +285,7 @@ void OrvaneConnection::flush()
 
 /// Qt itself sends what the system could not take at once, what was written before a nested event loop, and a large
 /// reply in several pieces. A reset must be found before each of these.
-void OrvaneConnection::watchSending()
+void OrvaneConnection::watchNetwork()
 {
     QTcpSocket& network = NetworkSocket::of(*socket);
     connect(&network, &QIODevice::bytesWritten, this, [this, &network] {
@@ -291,20 +293,39 @@ void OrvaneConnection::watchSending()
             receiveRest();
     });
     socket->installEventFilter(this);
-    const auto notifiers = NetworkSocket::notifiers(*socket, QSocketNotifier::Write);
-    for (QSocketNotifier* notifier : notifiers)
-        notifier->installEventFilter(this);
+    for (const auto type : {QSocketNotifier::Read, QSocketNotifier::Write}) {
+        const auto notifiers = NetworkSocket::notifiers(*socket, type);
+        for (QSocketNotifier* notifier : notifiers)
+            notifier->installEventFilter(this);
+    }
 }
 
-bool OrvaneConnection::eventFilter(QObject* /*watched*/, QEvent* event)
+bool OrvaneConnection::eventFilter(QObject* watched, QEvent* event)
 {
-    if (event->type() == QEvent::SockAct)
+    if (event->type() == QEvent::SockAct) {
+        auto* notifier = static_cast<QSocketNotifier*>(watched);
+        if (notifier->type() == QSocketNotifier::Read)
+            return isKeptFromReading(*notifier);
         receiveRest();
+    }
     if (event->type() == QEvent::MetaCall && socketAttached && socket->bytesToWrite() > 0) {
         const InUse inUse(*this);
         flush(); // as Qt is about to do
     }
     return false;
+}
+
+/// In a nested event loop Qt receives without decrypting, because it is already emitting readyRead(). It would find the
+/// end of the connection first, and then have no use for the end of the TLS session before it.
+bool OrvaneConnection::isKeptFromReading(QSocketNotifier& notifier)
+{
+    if (!dispatching || !socketAttached || NetworkSocket::isReset(*socket))
+        return false;
+    NetworkSocket::transmit(*socket);
+    updateReading();
+    if (!isReading)
+        notifier.setEnabled(false); // Qt may have enabled it again
+    return !isReading;
 }
 
 /// Sending to a client that has closed without reading its replies makes Qt close the socket, and discard what the

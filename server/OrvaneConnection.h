@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 
+class QSocketNotifier;
 class XmlCommandReader;
 
 namespace OrvaneInterface {
@@ -111,7 +112,8 @@ private:
     void resume();
     void checkUnsent();
     void flush();
-    void watchSending();
+    void watchNetwork();
+    bool isKeptFromReading(QSocketNotifier& notifier);
     void receiveRest();
     qint64 bytesOfTurn() const;
     void carryOutMessages();
