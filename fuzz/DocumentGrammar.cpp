@@ -21,7 +21,7 @@ const auto RuleLines = uR"(
 D $X$Y$Y<r*n>$;$S$S$S$S$S+F$E
 P $B<$[$i$]$j>$p$p$p$p$p$p$p$p$p$p$.
 B |||||<?xml version="1.0"?>$l|<?xml version="1.0" encoding="UTF-8"?>|$G
-G  |$5|<?xml version='1.0'?>|<?xml version="1.1"?>|<?xml version="1.0" ?>|<!DOCTYPE r>
+G  |$5|<?xml version='1.0'?>|<?xml version="1.1"?>|<?xml version="1.0" ?>|<?xml version="1.0" a="b"?>|<!DOCTYPE r>
 i r|r|a|b|subsplit|camera|_x-.9|a1|$J
 J paramvalue|xmlns|p:a|xml:a|xml|$2|*m
 j |||||| $i="$s"| $i = '$s'$l| a='1' b='2'|$K
