@@ -1,17 +1,25 @@
 #include "DocumentBlocks.h"
 #include "TestClass.h"
 
+#include <OrvaneLimits.h>
+
+#include <QLocale>
 #include <QtTest>
+
+#include <chrono>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
-/// Every piece of code in the documents for host developers is in an example, except for its indentation.
+/// Every piece of code in the documents for host developers is in an example, except for its indentation. The figures
+/// that they name are those of the code.
 class tst_document_snippets : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void matchExamples_data();
     void matchExamples();
+    void nameLimitsOfControlRoom();
 };
 
 namespace {
@@ -62,6 +70,24 @@ void tst_document_snippets::matchExamples()
             return;
     }
     QFAIL(qPrintable(u"Not in any example:"_s + snippet));
+}
+
+void tst_document_snippets::nameLimitsOfControlRoom()
+{
+    const auto limits = OrvaneInterface::OrvaneLimits::controlRoom();
+    const QLocale english(QLocale::English);
+    const auto seconds = [](std::chrono::milliseconds time) { return u"%1 s"_s.arg(time.count() / 1000); };
+    const QList<std::pair<const char*, QString>> expected {{"maxClients", QString::number(limits.maxClients)},
+        {"maxInvalidLogins", QString::number(limits.maxInvalidLogins)},
+        {"maxMessageLength", english.toString(limits.maxMessageLength)},
+        {"maxMessageLengthBeforeLogin", english.toString(limits.maxMessageLengthBeforeLogin)},
+        {"maxUnsentBytes", english.toString(limits.maxUnsentBytes)},
+        {"handshakeTimeout", seconds(limits.handshakeTimeout)}, {"loginTimeout", seconds(limits.loginTimeout)}};
+    const QString guide = documentLines(SourceDirectory + u"docs/hosting.md"_s).join(u'\n');
+    for (const auto& [name, value] : expected) {
+        const QString cells = u"| `%1` | %2 |"_s.arg(QLatin1String(name), value);
+        QVERIFY2(guide.contains(cells), qPrintable(cells));
+    }
 }
 
 ORVANE_TEST(tst_document_snippets)

@@ -52,8 +52,11 @@ private:
 
 void tst_client_events::listsConnectedClients()
 {
-    QVERIFY(OrvaneClient().isNull());
-    QCOMPARE(OrvaneClient().id(), 0U);
+    const OrvaneClient nobody;
+    QVERIFY(nobody.isNull() && nobody.address().isNull() && nobody.connectedSince().isNull());
+    QVERIFY(nobody.certificate().isNull() && nobody.accountName().isNull());
+    QVERIFY(nobody.id() == 0 && nobody.port() == 0 && !nobody.isEncrypted());
+    QCOMPARE(nobody.account(), OrvaneClient::Account::None);
     QList<OrvaneClient> kept;
     {
         const Session session;

@@ -48,6 +48,8 @@ void tst_server_with_useless_key::disconnectsEachClient_data()
     QTest::newRow("the key of another certificate")
         << QStringList {NewRsaPair, u"genrsa -out hxkey.pem 2048"_s}
         << u"The private key is not that of the certificate, or the TLS library finds one of them too weak (2048 bits)"_s;
+    QTest::newRow("a key of another length") << QStringList {NewRsaPair, u"genrsa -out hxkey.pem 3072"_s}
+                                             << u"The private key is not that of the certificate"_s;
     QTest::newRow("a key with a pass phrase")
         << QStringList {QString(NewRsaPair).replace(u"-nodes"_s, u"-passout pass:secret"_s)}
         << key + u" has a pass phrase"_s;
@@ -101,6 +103,13 @@ void tst_server_with_useless_key::disconnectsEachClient()
     QCOMPARE(lines.size(), 2);
     QVERIFY(lines.first().startsWith(u"New OrvaneConnection from "_s));
     QVERIFY(lines.last().startsWith(u"OrvaneConnection socket error: "_s)); // Qt decides which one
+
+    QSslConfiguration withoutCertificate;
+    withoutCertificate.setPrivateKey(session.server->sslConfiguration().privateKey());
+    for (const QSslConfiguration& own : {QSslConfiguration(), withoutCertificate}) {
+        session.server->setSslConfiguration(own);
+        QCOMPARE(session.server->sslErrorString(), OrvaneInterface::OrvaneServer::sslErrorString(own));
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_server_with_useless_key)
