@@ -390,7 +390,7 @@ void tst_server::movesWithItsClientsAndTheirTimes()
     QTest::failOnWarning(QRegularExpression(u".*"_s));
     Session session;
     OrvaneInterface::OrvaneLimits limits;
-    limits.maxClients = 2;
+    limits.maxClients = 3;
     limits.handshakeTimeout = std::chrono::seconds(2);
     session.server->setLimits(limits);
     int ended = 0;
@@ -401,13 +401,17 @@ void tst_server::movesWithItsClientsAndTheirTimes()
     const auto first = session.tcpClient();
     const auto second = session.tcpClient();
     QTRY_COMPARE(session.server->clients().size(), 2);
+    std::swap(limits.handshakeTimeout, limits.loginTimeout);
+    session.server->setLimits(limits);
     const auto third = session.tcpClient();
-    QVERIFY(waitFor([&] { return session.acceptedCount() == 3; })); // and waits for a place, ten steps long
+    QTRY_COMPARE(session.server->clients().size(), 3);
+    const auto fourth = session.tcpClient();
+    QVERIFY(waitFor([&] { return session.acceptedCount() == 4; })); // and waits for a place, ten steps long
     const QObjectList receivers = session.server->findChildren<QObject*>();
     session.server->findChild<QSslSocket*>()->abort();
     qsizetype timers = 0;
     std::thread thread = serveElsewhere(
-        session, [&] { return ended == 3; },
+        session, [&] { return ended == 4; },
         [&] {
             for (QObject* destroyed : receivers)
                 timers += QAbstractEventDispatcher::instance()->registeredTimers(destroyed).size();
