@@ -78,6 +78,7 @@ void tst_client_events::listsConnectedClients()
         QVERIFY(kept.at(0).account() == Account::None && kept.at(0).accountName().isEmpty());
         QVERIFY(kept.at(1).account() == Account::System && kept.at(1).accountName() == "Orvane"_L1);
         QVERIFY(kept.at(2).account() == Account::Host && kept.at(2).accountName() == "operator"_L1);
+        QCOMPARE(kept.at(0).connectedSince().timeSpec(), Qt::UTC);
         QVERIFY(kept.at(0).connectedSince() >= before && kept.at(2).connectedSince() >= kept.at(0).connectedSince());
         QVERIFY(kept.at(2).certificate().isNull());
 

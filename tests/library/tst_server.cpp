@@ -369,8 +369,14 @@ void tst_server::worksInItsOwnThread()
     QTest::failOnWarning(QRegularExpression(u".*"_s)); // Qt warns if an object is in another thread
     Session session;
     const quint16 port = session.server->serverPort();
+    const auto early = session.orvaneClient();
+    const quint64 earlyId = session.server->clients().at(0).id();
     std::atomic_bool finished = false;
-    std::thread thread = serveElsewhere(session, [&] { return finished.load(); });
+    quint64 lastId = 0;
+    std::thread thread = serveElsewhere(session, [&] {
+        lastId = session.server->clients().constLast().id();
+        return finished.load();
+    });
     TlsClient client;
     client.connectToPort(port);
     const bool connected = waitFor([&] { return client.isEncrypted(); });
@@ -378,7 +384,7 @@ void tst_server::worksInItsOwnThread()
     const bool served = isServed(client);
     finished = true;
     thread.join();
-    QVERIFY(connected && served);
+    QVERIFY(connected && served && lastId > earlyId);
     QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
     QCOMPARE(session.host.calls, QStringList(u"setPreset(\"\")"_s));
 }
@@ -390,7 +396,9 @@ void tst_server::movesWithItsClientsAndTheirTimes()
     QTest::failOnWarning(QRegularExpression(u".*"_s));
     Session session;
     OrvaneInterface::OrvaneLimits limits;
-    limits.maxClients = 3;
+    const auto unlimited = session.tcpClient();
+    QTRY_COMPARE(session.server->clients().size(), 1);
+    limits.maxClients = 4;
     limits.handshakeTimeout = std::chrono::seconds(2);
     session.server->setLimits(limits);
     int ended = 0;
@@ -400,23 +408,29 @@ void tst_server::movesWithItsClientsAndTheirTimes()
 
     const auto first = session.tcpClient();
     const auto second = session.tcpClient();
-    QTRY_COMPARE(session.server->clients().size(), 2);
+    QTRY_COMPARE(session.server->clients().size(), 3);
     std::swap(limits.handshakeTimeout, limits.loginTimeout);
     session.server->setLimits(limits);
     const auto third = session.tcpClient();
-    QTRY_COMPARE(session.server->clients().size(), 3);
+    QTRY_COMPARE(session.server->clients().size(), 4);
     const auto fourth = session.tcpClient();
-    QVERIFY(waitFor([&] { return session.acceptedCount() == 4; })); // and waits for a place, ten steps long
+    QVERIFY(waitFor([&] { return session.acceptedCount() == 5; })); // and waits for a place, ten steps long
     const QObjectList receivers = session.server->findChildren<QObject*>();
-    session.server->findChild<QSslSocket*>()->abort();
+    session.server->findChildren<QSslSocket*>().at(1)->abort();
     qsizetype timers = 0;
+    bool isUnlimitedKept = false;
     std::thread thread = serveElsewhere(
-        session, [&] { return ended == 4; },
+        session,
+        [&] {
+            isUnlimitedKept = session.server->clients().value(0).port() == unlimited->localPort();
+            return ended == 4;
+        },
         [&] {
             for (QObject* destroyed : receivers)
                 timers += QAbstractEventDispatcher::instance()->registeredTimers(destroyed).size();
         });
     thread.join();
+    QVERIFY(isUnlimitedKept);
     QCOMPARE(timers, 0);
 }
 
