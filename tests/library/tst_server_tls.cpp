@@ -152,7 +152,7 @@ void tst_server_tls::reportsUnusablePair_data()
     QTest::newRow("too early") << key(u"issued.key"_s, QSsl::Rsa) << certificate(u"early.pem"_s)
                                << u"not valid before 2049-01-01T00:00:00Z"_s;
     QTest::newRow("expired") << key(u"issued.key"_s, QSsl::Rsa) << certificate(u"expired.pem"_s)
-                             << u"not valid any more"_s;
+                             << u"not valid any more, since 2020-12-31T00:00:00Z"_s;
 }
 
 void tst_server_tls::reportsUnusablePair()
