@@ -288,6 +288,7 @@ void tst_server_tls::ignoresRestOfDefaultConfiguration()
     const auto restore = qScopeGuard([&] { QSslConfiguration::setDefaultConfiguration(before); });
     QSslConfiguration ofHost = before;
     ofHost.setAllowedNextProtocols({"h2"});
+    ofHost.setProtocol(QSsl::TlsV1_2);
     QSslConfiguration::setDefaultConfiguration(ofHost);
 
     const Session session;
@@ -295,6 +296,7 @@ void tst_server_tls::ignoresRestOfDefaultConfiguration()
     TlsClient client;
     QSslConfiguration configuration = client.sslConfiguration();
     configuration.setAllowedNextProtocols({"orvane"});
+    configuration.setProtocol(QSsl::TlsV1_3);
     client.setSslConfiguration(configuration);
     client.connectToPort(session.server->serverPort());
     QTRY_VERIFY(client.isEncrypted());
