@@ -33,6 +33,7 @@ public:
     /// Destroys the server, and stops looking after it.
     void end();
     bool hasCrowd() const { return acts.contains("each"); }
+    bool hasClients() const { return server != nullptr && !server->clients().isEmpty(); }
     /// Called for each line of the library.
     void handleLine(const std::string& category, const std::string& line);
 
