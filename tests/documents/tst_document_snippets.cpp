@@ -11,8 +11,8 @@
 
 using namespace Qt::StringLiterals;
 
-/// Every piece of code in the documents for host developers is in an example, except for its indentation. The figures
-/// that they name are those of the code.
+/// Every piece of code in the documents for host developers is in an example, except for its indentation. The
+/// limits that the guide names are those of the code.
 class tst_document_snippets : public QObject {
     Q_OBJECT
 

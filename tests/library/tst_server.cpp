@@ -396,7 +396,7 @@ void tst_server::movesWithItsClientsAndTheirTimes()
     QTest::failOnWarning(QRegularExpression(u".*"_s));
     Session session;
     OrvaneInterface::OrvaneLimits limits;
-    const auto unlimited = session.tcpClient();
+    const auto unlimited = session.tcpClient(); // which a move must not limit
     QTRY_COMPARE(session.server->clients().size(), 1);
     limits.maxClients = 4;
     limits.handshakeTimeout = std::chrono::seconds(2);

@@ -431,7 +431,7 @@ static bool isServedAfterHostWasBlocked(std::chrono::milliseconds silent, const 
     client->send(LastCommand);
     if (!waitFor([&] { return client->received == LastReply || isEnded(); }) || isEnded())
         return false;
-    const auto later = session.tcpClient();
+    const auto later = session.tcpClient(); // when its time is over, so is that of the other
     waitFor([&] { return later->state() == QAbstractSocket::UnconnectedState; });
     client->send(LastCommand);
     return waitFor([&] { return client->received == LastReply.repeated(2) || isEnded(); }) && !isEnded();
