@@ -52,3 +52,9 @@ expect() {
     echo "Expected status $1 and: $2; status was $status" >&2
     exit 1
 }
+
+# expect_first_host PROGRAM: the host of examples/first-host, with its key.
+expect_first_host() {
+    expect 1 'Set ORVANE_USER and ORVANE_PASSWORD' "$1"
+    nm "$1" | grep 'qInitResources_tls' > /dev/null || { echo "No key in $1" >&2; exit 1; }
+}
