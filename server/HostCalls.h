@@ -2,6 +2,7 @@
 
 #include "OrvaneClient.h"
 
+#include <QAbstractEventDispatcher>
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -10,6 +11,14 @@
 #include <utility>
 
 namespace OrvaneInterface {
+
+/// Comes first in each queued call. If the host runs an event loop in it, Qt would not deliver what is queued behind it
+/// until something else is queued, and clients would wait.
+inline void wakeNestedEventLoop()
+{
+    if (auto* dispatcher = QAbstractEventDispatcher::instance())
+        dispatcher->wakeUp();
+}
 
 /**
  * Counts the nested messages of clients that are being carried out, and knows the client of the innermost call.

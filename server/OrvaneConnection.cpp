@@ -169,6 +169,7 @@ void OrvaneConnection::tellEncrypted()
 {
     if (!encrypted || !socketAttached || std::exchange(isEncryptionTold, true))
         return;
+    wakeNestedEventLoop();
     const InUse inUse(*this);
     events.tell({.type = EventType::Encrypted});
 }
@@ -176,6 +177,7 @@ void OrvaneConnection::tellEncrypted()
 /// One of the nested calls has returned.
 void OrvaneConnection::resume()
 {
+    wakeNestedEventLoop();
     isHeld = false;
     const bool begins = !dispatching && socketAttached && !isTurnOver && hostCalls->mayBegin();
     handleReadyRead();
@@ -206,6 +208,7 @@ void OrvaneConnection::endTurn()
 /// The next round of the event loop has begun.
 void OrvaneConnection::beginTurn()
 {
+    wakeNestedEventLoop();
     turnBytes = 0;
     isTurnOver = false;
     if (!socketAttached)
@@ -364,6 +367,7 @@ void OrvaneConnection::checkUnsent()
 /// An error alone ends nothing: the client remains until the socket emits disconnected().
 void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
 {
+    wakeNestedEventLoop();
     std::optional<InUse> inUse;
     if (socketAttached) // otherwise the socket may already be waiting for its deletion
         inUse.emplace(*this);
@@ -375,6 +379,7 @@ void OrvaneConnection::handleSocketError(QAbstractSocket::SocketError error)
 /// Earlier messages are carried out first. If the end is met while a host call runs events, they are discarded.
 void OrvaneConnection::handleDisconnected()
 {
+    wakeNestedEventLoop();
     hasEnded = true;
     if (isInCall)
         release();

@@ -225,6 +225,7 @@ void OrvaneServer::handleUpdateAllTreeDevicesFinished()
 
 void OrvaneServer::sslErrors(const QList<QSslError>& errors)
 {
+    wakeNestedEventLoop();
     for (const QSslError& error : errors)
         qCDebug(defaultLog) << error.errorString();
 }

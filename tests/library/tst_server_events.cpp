@@ -44,6 +44,7 @@ private Q_SLOTS:
     void staysPausedAfterWaitForNewConnection();
     void limitsNestedCalls();
     void carriesOutCommandThatNestedCallsWaitFor();
+    void carriesOutNextTurnsInNestedLoop();
     void stopsTimeoutWhileClientIsHeld();
     void carriesOutReceivedCommandsIfLogLineRunsEvents_data();
     void carriesOutReceivedCommandsIfLogLineRunsEvents();
@@ -86,6 +87,21 @@ bool runRounds(TlsClient& loggedIn)
     while (rounds < 3 && isServed(loggedIn))
         ++rounds;
     return rounds == 3;
+}
+
+/// In one event loop, as a host's dialog does. waitFor() would deliver what Qt leaves lying in it.
+bool runLoopUntil(const std::function<bool()>& condition)
+{
+    QEventLoop loop;
+    QTimer timer;
+    const QDeadlineTimer deadline(PatienceMs);
+    timer.callOnTimeout([&] {
+        if (condition() || deadline.hasExpired())
+            loop.quit();
+    });
+    timer.start(10ms);
+    loop.exec();
+    return condition();
 }
 
 /// Waits until the server's system has received everything: otherwise the client's could discard the rest.
@@ -355,12 +371,16 @@ void tst_server_events::limitsNestedCalls()
     size_t nested = 0;
     size_t most = 0;
     bool isOver = false;
-    size_t mostWhenWoken = 0; // by the end of another call
+    size_t woken = 0; // by the end of another call
+    size_t mostWhenWoken = 0;
     session.host.calls.clear();
     session.host.duringCall = [&] {
         most = std::max(most, ++nested);
-        if (isOver)
+        if (isOver) {
             mostWhenWoken = std::max(mostWhenWoken, nested);
+            ++woken;
+            QVERIFY(runLoopUntil([&] { return woken == clientCount - mostNested; }));
+        }
         for (size_t number = mostNested; nested == mostNested && number < clientCount && !isOver; ++number) {
             setPreset(number); // each waits for those before
             QVERIFY(waitFor([&] { return size_t(unread()) == number - mostNested + 1; }));
@@ -415,6 +435,29 @@ void tst_server_events::carriesOutCommandThatNestedCallsWaitFor()
     setPreset(*clients.back(), "last");
     for (size_t count = 0; count < waitingCalls; ++count)
         QTRY_COMPARE(clients[count]->received, shortAcceptance("setPreset"));
+}
+
+/// The next turns of both clients are queued at the same time. No reply wakes the event loop.
+void tst_server_events::carriesOutNextTurnsInNestedLoop()
+{
+    Session session;
+    const auto first = session.orvaneClient();
+    const auto second = session.orvaneClient();
+    QVERIFY(first && second);
+    session.host.answer.reset();
+    int lasts = 0;
+    session.host.duringCall = [&] {
+        if (!session.host.calls.last().contains(u"last"_s))
+            return;
+        ++lasts;
+        QVERIFY(runLoopUntil([&] { return lasts == 2; }));
+    };
+    for (TlsClient* client : {first.get(), second.get()}) {
+        client->write(QByteArray("<getPertinentInfo/>\r\n\r\n").repeated(500)
+            + "<setPreset><presetname>last</presetname></setPreset>\r\n\r\n");
+        client->flush();
+    }
+    QTRY_COMPARE(lasts, 2);
 }
 
 void tst_server_events::servesAllLoggedInClientsInOneRound_data()
