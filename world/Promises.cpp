@@ -115,8 +115,8 @@ private:
         const std::string verb = words[0].substr(0, words[0].find(':'));
         const bool ends = is(verb, {"destroy", "renew", "close", "relisten"});
         hasEnded = hasEnded || ends;
-        accepts = verb == "accepting" || (accepts && verb != "accepted");
-        const bool isOver = ends || is(verb, {"listen", "resume"}) || (accepts && verb == "shortage");
+        accepting += verb == "accepting" ? 1 : verb == "accepted" ? -1 : 0;
+        const bool isOver = ends || is(verb, {"listen", "resume"}) || (accepting > 0 && verb == "shortage");
         paused = verb == "paused" || (paused && !isOver);
         if (verb != "loop")
             return;
@@ -145,7 +145,10 @@ private:
 
     /// At a client's first line, in which the next pause may begin. A client that waited for a place was accepted
     /// earlier.
-    void accept() { check(!paused || accepts || !limits.empty(), "pause", "a client was accepted during a pause"); }
+    void accept()
+    {
+        check(!paused || accepting > 0 || !limits.empty(), "pause", "a client was accepted during a pause");
+    }
 
     bool isWhole(const std::string& address)
     {
@@ -310,7 +313,7 @@ private:
     std::map<QString, int> entriesBeforeLogin;
     std::string lost; ///< clients whose messages had all been received when they closed, but were carried out in part
     int deliveredInPart = 0; ///< their number
-    bool accepts = false; ///< the host, with waitForNewConnection()
+    int accepting = 0; ///< nested calls of waitForNewConnection() by the host
     int invalidLines = 0;
     int invalidEntries = 0;
     bool asksForCertificate = false; ///< at some time, or had no usable key

@@ -24,6 +24,9 @@ constexpr int MostPending = 7;
 constexpr int64_t TroubleMs = 250; // for which it leaves a server that accepts no clients
 constexpr int AcceptMs = 20;
 constexpr int SendBuffer = 32'768;
+/// The system gives these to nobody else while the server does not listen.
+constexpr int FirstHostPort = 10'000;
+constexpr int HostPorts = 10'000;
 constexpr int MostLoops = 12; // nested, without a crowd
 
 QByteArray contentOf(const char* file)
@@ -117,8 +120,12 @@ void RandomHost::create()
 void RandomHost::listen()
 {
     paused = false;
-    if (server->isListening() || !server->listen(QHostAddress::LocalHost, shared.port))
+    if (server->isListening())
         return;
+    const int first = shared.port > 0 ? int {shared.port} : FirstHostPort + getpid() % HostPorts;
+    for (int port = first; !server->listen(QHostAddress::LocalHost, static_cast<quint16>(port)); ++port)
+        if (shared.port > 0)
+            return;
     shared.port = server->serverPort();
     const int size = SendBuffer; // its clients' sockets take it over, so that replies wait in the library
     setsockopt(static_cast<int>(server->socketDescriptor()), SOL_SOCKET, SO_SNDBUF, &size, sizeof size);

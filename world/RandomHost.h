@@ -33,7 +33,7 @@ public:
     /// Destroys the server, and stops looking after it.
     void end();
     bool hasCrowd() const { return acts.contains("each"); }
-    bool hasClients() const { return server != nullptr && !server->clients().isEmpty(); }
+    qsizetype clientCount() const { return server == nullptr ? 0 : server->clients().size(); }
     /// Called for each line of the library.
     void handleLine(const std::string& category, const std::string& line);
 

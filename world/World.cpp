@@ -30,7 +30,7 @@ constexpr int64_t MemoryForAll = 48 << 20; // while clients are there, beside wh
 constexpr int64_t MemoryForEach = 400 << 10; // includes the client's own part in this process
 constexpr rlim_t StackInCrowd = (WithSanitizer ? 8 : 3) << 20; // hundreds of nested calls must not need more
 constexpr rlim_t Descriptors = 2'048; // enough for a crowd, few enough to run out of
-constexpr int LastRounds = 100; // of the host, for clients that have left
+constexpr int LastRounds = 100; // of the host, for one of the clients that have left
 constexpr unsigned HangSeconds = 120; // without a round of the event loop
 
 int64_t memoryInUse()
@@ -86,12 +86,15 @@ void playAll(const std::vector<std::string>& acts, Figures& figures)
     });
     int64_t highest = 0;
     int roundsLeft = LastRounds;
+    qsizetype clientsLeft = 0;
     QTimer watch;
     QObject::connect(&watch, &QTimer::timeout, [&] {
         highest = std::max(highest, memoryInUse());
         ++shared.rounds;
         // What clients have sent before they left is carried out before they are released.
-        if (done && (!randomHost.hasClients() || --roundsLeft == 0))
+        if (std::exchange(clientsLeft, randomHost.clientCount()) != clientsLeft)
+            roundsLeft = LastRounds;
+        if (done && (clientsLeft == 0 || --roundsLeft == 0))
             QCoreApplication::quit();
         else
             alarm(HangSeconds);
