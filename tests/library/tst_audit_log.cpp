@@ -99,6 +99,9 @@ void tst_audit_log::recordsWhoDidWhat()
     session.server->setLimits({.maxClients = 1, .maxMessageLength = 5000});
     auto client = session.connectedClient();
     QVERIFY(client);
+    QElapsedTimer sinceLogin;
+    sinceLogin.start();
+    session.host.duringCall = [] { QThread::msleep(2); };
     client->login("operator", "secret");
     client->send("<showLive><camera>7</camera></showLive>");
     client->send("<getPresetsList/>");
@@ -109,6 +112,8 @@ void tst_audit_log::recordsWhoDidWhat()
     client->send('<' + QByteArray(300, 'x') + '>' + QByteArray("<y>").repeated(1030));
     client->send(QByteArray(6000, ' '));
     QTRY_COMPARE(client->state(), QAbstractSocket::UnconnectedState);
+    const qint64 microseconds = QJsonDocument::fromJson(lines.at(2)).object()["microseconds"_L1].toInteger();
+    QVERIFY(microseconds >= 2000 && microseconds <= sinceLogin.nsecsElapsed() / 1000);
 
     auto other = session.orvaneClient();
     session.host.duringCall = [&] {
@@ -270,7 +275,8 @@ void tst_audit_log::namesIpv6PeerIfServerIsDestroyedInLine()
     Session session;
     session.server->setLimits({.handshakeTimeout = std::chrono::milliseconds(50)});
     session.server->close();
-    QVERIFY(session.server->listen(QHostAddress::LocalHostIPv6));
+    if (!session.server->listen(QHostAddress::LocalHostIPv6))
+        QSKIP("the machine has no such address");
     whenLogged = [&] {
         if (lines.last().contains("exceededLimit"))
             session.server.reset();

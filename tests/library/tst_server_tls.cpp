@@ -279,6 +279,16 @@ void tst_server_tls::requestsClientCertificates()
     known.setLocalCertificate(certificate(u"issued.pem"_s));
     QVERIFY(attempt(known));
     QCOMPARE(known.received, rejection("theLast", "Unknown command"));
+
+    configuration.setCaCertificates({certificate(u"other.pem"_s)});
+    session.server->setSslConfiguration(configuration);
+    TlsClient foreign;
+    foreign.setPrivateKey(key(u"issued.key"_s, QSsl::Rsa));
+    foreign.setLocalCertificate(certificate(u"issued.pem"_s));
+    QVERIFY(attempt(foreign));
+    for (const auto* error : {"The issuer certificate of a locally looked up certificate could not be found",
+             "No certificates could be verified"})
+        QTRY_VERIFY2((lines += LogCapture::take()).contains(u"\"%1\""_s.arg(QLatin1String(error))), error);
 }
 
 /// A host may have changed it for its own connections.
