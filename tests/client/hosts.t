@@ -82,7 +82,7 @@ With TLS, and an answer that is late, to something else, incomplete or not XML:
   <commandAccepted><commandname>c</commandname></commandAccept>
   orvane-client: the answer is not well-formed XML: REASON
   [5]
-  $ in_vain 'no answer' against silent '' getPertinentInfo
+  $ in_vain 'end-of-query-1' against silent '' getPertinentInfo
   orvane-client: no answer to getPertinentInfo within TIME
   host got: <getPertinentInfo></getPertinentInfo>
   host got: <end-of-query-1/>
@@ -137,7 +137,7 @@ An answer costs in proportion to its length, and the time-out applies even if th
   > }
   $ in_vain 'No reply' python_client
   No reply (REASON). Is the password right? Some commands are never answered.
-  $ in_vain 'no answer' against endless "$(accepted b)" c | sort -u
+  $ in_vain 'commandAccepted*no answer' against endless "$(accepted b)" c | sort -u
   <commandAccepted><commandname>b</commandname></commandAccepted>
   orvane-client: no answer to c within TIME
 

@@ -65,7 +65,6 @@ int serveUntilInputEnds(QTcpServer& server, const std::function<void(const QByte
 
 ServerProcess::ServerProcess(QString option)
     : option(std::move(option))
-    , serverPort(freePort())
 {
 }
 
@@ -77,9 +76,12 @@ ServerProcess::~ServerProcess()
 
 bool ServerProcess::start()
 {
-    process.start(QCoreApplication::applicationFilePath(), {option, QString::number(serverPort)});
-    if (process.waitForReadyRead(PatienceMs) && process.readAllStandardOutput().startsWith("listening"))
-        return true;
+    for (int attempt = 0; attempt < 3 && !isRunning(); ++attempt) { // another program may take the port
+        serverPort = freePort();
+        process.start(QCoreApplication::applicationFilePath(), {option, QString::number(serverPort)});
+        if (process.waitForReadyRead(PatienceMs) && process.readAllStandardOutput().startsWith("listening"))
+            return true;
+    }
     static_cast<void>(
         std::fprintf(stderr, "The server did not start: %s\n", process.readAllStandardError().constData()));
     return false;

@@ -50,6 +50,6 @@ public:
 private:
     QString option;
     QProcess process;
-    quint16 serverPort;
+    quint16 serverPort = 0;
     QByteArray errors;
 };
