@@ -240,8 +240,10 @@ void Acceptor::stepWaiting()
 {
     ++step;
     const QPointer<Acceptor> self(this);
-    while (self && admission.isFull() && !waiting.isEmpty() && waiting.first().lastStep <= step)
+    while (self && admission.isFull() && !waiting.isEmpty() && waiting.first().lastStep <= step) {
+        waitingTimer.start(StepMs, this); // anew: in an event loop of the host, Qt would not deliver the present one
         turnAwayFirst();
+    }
     if (self && waiting.isEmpty())
         waitingTimer.stop();
     else if (self && !admission.isFull() && !isTurnTaken)

@@ -28,6 +28,7 @@ private Q_SLOTS:
     void acceptsClientAfterAnotherLeftInItsCall();
     void acceptsWaitingClientIfLimitIsRaised();
     void givesNoPlaceTwiceDuringLogLine();
+    void turnsClientsAwayDuringLogLine();
     void limitsMessageLength_data();
     void limitsMessageLength();
     void limitsInputDuringCall();
@@ -212,6 +213,25 @@ void tst_server_limits::givesNoPlaceTwiceDuringLogLine()
     first.connectToPort(session.server->serverPort());
     QTRY_VERIFY(first.isEncrypted());
     QTRY_COMPARE(second.state(), QAbstractSocket::UnconnectedState);
+}
+
+/// Qt would not deliver the timer in whose function the line is logged.
+void tst_server_limits::turnsClientsAwayDuringLogLine()
+{
+    const LimitedSession session({.maxClients = 1});
+    TlsClient first;
+    TlsClient second;
+    const auto isRefused = [&] { return second.state() == QAbstractSocket::UnconnectedState; };
+    bool isInTime = true;
+    const LogCapture log([&](const QString& line) {
+        if (line.contains(u"exceeded"_s) && !isRefused())
+            isInTime = waitFor(isRefused) && isInTime;
+    });
+    first.connectToPort(session.server->serverPort());
+    QVERIFY(first.waitForConnected());
+    second.connectToPort(session.server->serverPort());
+    QTRY_VERIFY(isRefused());
+    QVERIFY(isInTime);
 }
 
 void tst_server_limits::limitsMessageLength_data()
