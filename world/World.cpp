@@ -92,7 +92,8 @@ void playAll(const std::vector<std::string>& acts, Figures& figures)
         highest = std::max(highest, memoryInUse());
         ++shared.rounds;
         // What clients have sent before they left is carried out before they are released.
-        if (std::exchange(clientsLeft, randomHost.clientCount()) != clientsLeft)
+        const qsizetype clientsBefore = std::exchange(clientsLeft, randomHost.clientCount());
+        if (clientsLeft != clientsBefore)
             roundsLeft = LastRounds;
         if (done && (clientsLeft == 0 || --roundsLeft == 0))
             QCoreApplication::quit();
