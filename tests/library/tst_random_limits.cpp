@@ -10,14 +10,9 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
-#include <memory>
-#include <utility>
-#include <vector>
 
 using namespace Qt::StringLiterals;
 using OrvaneInterface::OrvaneLimits;
-using OrvaneInterface::OrvaneServer;
 
 /// Compares clients at the edge of random limits with a model that predicts each log line, audit entry and reply. The
 /// audit trail is switched on and off at random.
@@ -29,7 +24,6 @@ private Q_SLOTS:
     void cleanup() { qInstallMessageHandler(nullptr); }
 
     void servesAndDisconnectsClientsByRandomLimits();
-    void givesPlacesInOrderOfArrival();
 };
 
 namespace {
@@ -41,8 +35,6 @@ QString printed(const QJsonObject& entry)
     return QString::fromUtf8(QJsonDocument(entry).toJson(QJsonDocument::Compact));
 }
 
-std::function<void(const QJsonObject& entry)> whenAudited;
-
 /// Drops what differs from run to run.
 void keepMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
@@ -51,8 +43,6 @@ void keepMessage(QtMsgType type, const QMessageLogContext& context, const QStrin
     if (std::strcmp(context.category, "orvane.audit") != 0)
         return;
     QJsonObject entry = QJsonDocument::fromJson(message.toUtf8()).object();
-    if (whenAudited)
-        whenAudited(entry);
     entry.remove("peer"_L1);
     if (entry.contains("microseconds"_L1))
         entry["microseconds"_L1] = 0;
@@ -297,216 +287,6 @@ private:
     const bool isStranger = random.bounded(3) == 0; ///< never logs in
 };
 
-/// A host that turns some clients away, as it may by address.
-class PickyServer : public OrvaneServer {
-public:
-    using OrvaneServer::OrvaneServer;
-    std::function<bool()> isWelcome;
-
-protected:
-    void incomingConnection(qintptr socketDescriptor) override
-    {
-        if (isWelcome())
-            OrvaneServer::incomingConnection(socketDescriptor);
-        else
-            QTcpSocket().setSocketDescriptor(socketDescriptor); // closed by its destructor
-    }
-};
-
-/// Clients that come and go where places are few. Each audit entry is compared with what they did.
-class Places {
-public:
-    explicit Places(QRandomGenerator& random)
-        : random(random)
-        , server(std::make_unique<PickyServer>(&host, 0, QString(), QString(), nullptr))
-    {
-        server->isWelcome = [this] { return isWelcome(); };
-        server->listen();
-        setPlaces(1);
-        whenAudited = [this](const QJsonObject& entry) {
-            if (entry["event"_L1] != "handshakeFailed"_L1)
-                take(entry["event"_L1].toString(), entry["peer"_L1].toString().section(u':', -1).toUShort());
-        };
-        timer.callOnTimeout([this] { ++steps; });
-        timer.start(std::chrono::milliseconds(StepMs));
-    }
-    ~Places() { whenAudited = nullptr; }
-
-    /// \return the first fault; empty if there was none
-    QString play()
-    {
-        for (int act = 0; act < 40 && fault.isEmpty(); ++act) {
-            const int kind = random.bounded(8);
-            if (kind < 3)
-                connectClient();
-            else if (kind == 3)
-                connectManyClients();
-            else if (kind < 6)
-                disconnectRandomClient();
-            else if (kind == 6)
-                setPlaces(1 + random.bounded(3));
-            else
-                runEventsFor(std::chrono::milliseconds(random.bounded(40)));
-            settle();
-        }
-        end();
-        return fault;
-    }
-
-private:
-    /// The server's time step while a client waits.
-    static constexpr int StepMs = 10;
-    static constexpr int StepsToSee = 4; ///< until the server notices that a client has left
-    static constexpr int FewestSteps = 5;
-    static constexpr int MostSteps = 25; // the server counts 10 of its own, from another moment on
-
-    struct Client {
-        std::unique_ptr<TlsClient> socket;
-        quint16 port = 0;
-        int since = 0; ///< step
-        int leftSince = 0; ///< step
-        bool isAccepted = false;
-        bool isServed = false;
-        bool hasLeft = false;
-    };
-
-    void check(bool isRight, const QString& what)
-    {
-        if (!isRight && fault.isEmpty())
-            fault = what;
-    }
-
-    void setPlaces(int count)
-    {
-        places = count;
-        server->setLimits({.maxClients = count});
-    }
-
-    void connectClient()
-    {
-        Client client;
-        client.socket = std::make_unique<TlsClient>();
-        client.socket->connectToHost(QHostAddress(QHostAddress::LocalHost), server->serverPort());
-        client.socket->waitForConnected(); // to the system, not yet to the server
-        client.port = client.socket->localPort();
-        client.since = steps;
-        clients.push_back(std::move(client));
-    }
-
-    /// New clients come within each step. They must not prolong the wait of the earlier ones.
-    void connectManyClients()
-    {
-        const int begin = steps;
-        while (steps < begin + MostSteps && clients.size() < 80 && fault.isEmpty()) {
-            connectClient();
-            runEventsFor(std::chrono::milliseconds(StepMs / 3));
-        }
-    }
-
-    void disconnectRandomClient()
-    {
-        const auto isAccepted = [](const Client& each) { return each.isAccepted; };
-        check(waitFor([&] { return std::all_of(clients.begin(), clients.end(), isAccepted); }),
-            u"a client was not accepted"_s);
-        if (clients.empty())
-            return;
-        Client& client = clients[size_t(random.bounded(int(clients.size())))];
-        if (!std::exchange(client.hasLeft, true))
-            client.leftSince = steps;
-        client.socket->abort();
-        if (random.bounded(2) == 0) { // until the server notices; then there may be a place
-            runEventsFor(std::chrono::milliseconds((StepsToSee + 1) * StepMs));
-            setPlaces(1 + random.bounded(4));
-        }
-    }
-
-    bool isWelcome()
-    {
-        const auto next =
-            std::find_if(clients.begin(), clients.end(), [](const Client& each) { return !each.isAccepted; });
-        check(next != clients.end(), u"no client was expected"_s);
-        if (next == clients.end())
-            return false;
-        const bool isWelcome = random.bounded(8) > 0;
-        next->isAccepted = isWelcome;
-        if (!isWelcome)
-            clients.erase(next);
-        return isWelcome;
-    }
-
-    void take(const QString& event, quint16 port)
-    {
-        const auto found =
-            std::find_if(clients.begin(), clients.end(), [port](const Client& each) { return each.port == port; });
-        if (found == clients.end())
-            return check(false, u"no client has port "_s + QString::number(port));
-        const auto firstWaiting =
-            std::find_if(clients.begin(), clients.end(), [](const Client& each) { return !each.isServed; });
-        if (event == u"connected") {
-            check(servedCount() < places, u"a client got a place that did not exist"_s);
-            check(found == firstWaiting, u"a client got a place out of turn"_s);
-            check(!found->hasLeft || steps - found->leftSince < StepsToSee,
-                u"a client got a place long after it had left"_s);
-            found->isServed = true;
-        } else if (event == u"exceededLimit") {
-            check(found == firstWaiting, u"a client was refused before an older one"_s);
-            check(found->hasLeft || servedCount() >= places, u"a client was refused in spite of a place"_s);
-            check(found->hasLeft || steps - found->since >= FewestSteps, u"a client was refused too early"_s);
-            clients.erase(found);
-        } else {
-            check(found->hasLeft && found->isServed, u"a client was disconnected that had not left"_s);
-            clients.erase(found);
-        }
-    }
-
-    /// A waiting client gets no place during destruction, although the entries about disconnected clients run events.
-    void end()
-    {
-        setPlaces(1);
-        connectClient();
-        connectClient();
-        QVERIFY(waitFor([&] {
-            return std::all_of(clients.begin(), clients.end(), [](const Client& each) { return each.isAccepted; });
-        }));
-        whenAudited = [this, going = server.get()](const QJsonObject& entry) {
-            check(!going->isListening(), u"it listens while it goes"_s);
-            const auto port = entry["peer"_L1].toString().section(u':', -1).toUShort();
-            check(std::any_of(clients.begin(), clients.end(),
-                      [port](const Client& each) { return each.port == port && each.isServed; }),
-                u"a client got a place during the server's destruction"_s);
-            runEventsFor(std::chrono::milliseconds(2 * StepMs));
-        };
-        server.reset();
-    }
-
-    int servedCount() const
-    {
-        return int(std::count_if(clients.begin(), clients.end(), [](const Client& each) { return each.isServed; }));
-    }
-
-    void settle()
-    {
-        const auto isSettled = [this] {
-            const bool isFull = servedCount() >= places;
-            return std::all_of(clients.begin(), clients.end(),
-                [&](const Client& each) { return each.isServed ? !each.hasLeft : isFull; });
-        };
-        check(lines.filter(u"server error"_s).isEmpty(), u"the server logged an error"_s);
-        check(waitFor([&] { return !fault.isEmpty() || isSettled(); }), u"a client waits in spite of a place"_s);
-        for (const Client& each : clients)
-            check(each.isServed || steps - each.since < MostSteps, u"a client waits too long"_s);
-    }
-
-    QRandomGenerator& random;
-    RecordingHost host;
-    std::unique_ptr<PickyServer> server;
-    QTimer timer;
-    int steps = 0;
-    int places = 0;
-    std::vector<Client> clients; ///< in order of arrival
-    QString fault;
-};
-
 } // namespace
 
 void tst_random_limits::init()
@@ -534,16 +314,6 @@ void tst_random_limits::servesAndDisconnectsClientsByRandomLimits()
             QCOMPARE(lines.value(line), client.model.lines.value(line));
         QVERIFY2(isInTime, qPrintable(QString::number(number)));
         QCOMPARE(session.host.calls.size(), client.model.calls);
-    }
-}
-
-void tst_random_limits::givesPlacesInOrderOfArrival()
-{
-    QRandomGenerator random(1);
-    for (int number = 0; number < 6; ++number) {
-        Places places(random);
-        if (const QString fault = places.play(); !fault.isEmpty())
-            QFAIL(qPrintable(u"%1: %2"_s.arg(number).arg(fault)));
     }
 }
 

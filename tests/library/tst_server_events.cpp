@@ -38,10 +38,6 @@ private Q_SLOTS:
     void readsOneStrangerPerTurn();
     void acceptsOneClientPerTurn_data();
     void acceptsOneClientPerTurn();
-    void sendsOneNoticePerRefresh_data();
-    void sendsOneNoticePerRefresh();
-    void staysPausedIfPausedInLogLine();
-    void staysPausedAfterWaitForNewConnection();
     void limitsNestedCalls();
     void carriesOutCommandThatNestedCallsWaitFor();
     void carriesOutNextTurnsInNestedLoop();
@@ -87,6 +83,32 @@ bool runRounds(TlsClient& loggedIn)
     while (rounds < 3 && isServed(loggedIn))
         ++rounds;
     return rounds == 3;
+}
+
+/// Logged in, and nothing of them is left to be carried out.
+std::vector<std::unique_ptr<TlsClient>> orvaneClients(const Session& session, size_t count)
+{
+    std::vector<std::unique_ptr<TlsClient>> clients;
+    while (clients.size() < count) {
+        clients.push_back(session.orvaneClient());
+        if (!clients.back() || !runRounds(*clients.back()))
+            qFatal("a client is not served");
+        clients.back()->received.clear();
+    }
+    return clients;
+}
+
+void setPreset(TlsClient& client, const QByteArray& name)
+{
+    client.send("<setPreset><presetname>" + name + "</presetname></setPreset>");
+}
+
+/// How many of the server's sockets have something that the server leaves there.
+size_t unreadSockets(const Session& session)
+{
+    const auto sockets = session.server->findChildren<QSslSocket*>();
+    return size_t(std::count_if(
+        sockets.begin(), sockets.end(), [](const QSslSocket* socket) { return socket->bytesAvailable() > 0; }));
 }
 
 /// In one event loop, as a host's dialog does. waitFor() would deliver what Qt leaves lying in it.
@@ -276,100 +298,12 @@ void tst_server_events::acceptsOneClientPerTurn()
     QCOMPARE(counter.most, 1);
 }
 
-void tst_server_events::sendsOneNoticePerRefresh_data()
-{
-    QTest::addColumn<bool>("inTheCall");
-    QTest::addColumn<bool>("inALine");
-    QTest::newRow("inside the call") << true << false;
-    QTest::newRow("inside log lines of the waiting client") << false << true;
-    QTest::newRow("twice, after a waiting client has left") << false << false;
-}
-
-void tst_server_events::sendsOneNoticePerRefresh()
-{
-    QFETCH(const bool, inTheCall);
-    QFETCH(const bool, inALine);
-    Session session;
-    auto leaving = session.orvaneClient();
-    const auto client = session.orvaneClient();
-    QVERIFY(leaving && client);
-    leaving->send("<updateRecorderContents/>");
-    QTRY_COMPARE(session.host.calls.size(), 1);
-    leaving->disconnectFromHost();
-    QTRY_COMPARE(session.acceptedCount(), 1);
-
-    const auto finish = [&] { session.server->handleUpdateAllTreeDevicesFinished(); };
-    const LogCapture log([&](const QString& line) {
-        if (inALine && line.contains(u"theLast"_s))
-            finish();
-    });
-    session.host.duringCall = [&] {
-        if (inTheCall)
-            finish();
-    };
-    client->send("<updateRecorderContents/>");
-    QTRY_COMPARE(session.host.calls.size(), 2);
-    for (int time = 0; time < 2 && !inTheCall && !inALine; ++time)
-        finish();
-    client->send(LastCommand);
-    const QByteArray notice = "<p:updateRecorderContentsFinished xmlns:p=\"http://www.halden.example/ravo_1_0/\" />";
-    QTRY_COMPARE(client->received, notice + "\r\n\r\n" + LastReply);
-}
-
-void tst_server_events::staysPausedIfPausedInLogLine()
-{
-    const Session session;
-    const auto witness = session.orvaneClient();
-    QVERIFY(witness && runRounds(*witness));
-    const LogCapture log([&](const QString& line) {
-        if (line.startsWith(u"New OrvaneConnection"_s))
-            session.server->pauseAccepting();
-    });
-    const auto first = session.tcpClient();
-    const auto second = session.tcpClient();
-    QTRY_COMPARE(session.acceptedCount(), 2);
-    QVERIFY(runRounds(*witness));
-    QCOMPARE(session.acceptedCount(), 2);
-    session.server->resumeAccepting();
-    QTRY_COMPARE(session.acceptedCount(), 3);
-}
-
-void tst_server_events::staysPausedAfterWaitForNewConnection()
-{
-    const Session session;
-    const auto witness = session.orvaneClient();
-    QVERIFY(witness && runRounds(*witness));
-    session.server->pauseAccepting();
-    const auto first = session.tcpClient();
-    QVERIFY(session.server->waitForNewConnection());
-    QCOMPARE(session.acceptedCount(), 2);
-    const auto second = session.tcpClient();
-    QVERIFY(runRounds(*witness));
-    QCOMPARE(session.acceptedCount(), 2);
-    session.server->resumeAccepting();
-    QTRY_COMPARE(session.acceptedCount(), 3);
-}
-
 void tst_server_events::limitsNestedCalls()
 {
     constexpr size_t mostNested = 32;
     constexpr size_t clientCount = 40;
     Session session;
-    std::vector<std::unique_ptr<TlsClient>> clients;
-    while (clients.size() < clientCount) {
-        clients.push_back(session.orvaneClient());
-        QVERIFY(clients.back() && runRounds(*clients.back()));
-    }
-    const auto unread = [&] {
-        const auto sockets = session.server->findChildren<QSslSocket*>();
-        return std::count_if(
-            sockets.begin(), sockets.end(), [](const QSslSocket* socket) { return socket->bytesAvailable() > 0; });
-    };
-    const auto setPreset = [&](size_t number) {
-        clients[number]->received.clear();
-        clients[number]->send(
-            "<setPreset><presetname>" + QByteArray::number(qulonglong(number)) + "</presetname></setPreset>");
-    };
+    const auto clients = orvaneClients(session, clientCount);
     size_t nested = 0;
     size_t most = 0;
     bool isOver = false;
@@ -384,15 +318,15 @@ void tst_server_events::limitsNestedCalls()
             QVERIFY(runLoopUntil([&] { return woken == clientCount - mostNested; }));
         }
         for (size_t number = mostNested; nested == mostNested && number < clientCount && !isOver; ++number) {
-            setPreset(number); // each waits for those before
-            QVERIFY(waitFor([&] { return size_t(unread()) == number - mostNested + 1; }));
+            setPreset(*clients[number], QByteArray::number(int(number))); // each waits for those before
+            QVERIFY(waitFor([&] { return unreadSockets(session) == number - mostNested + 1; }));
         }
         isOver = isOver || nested == mostNested;
         QVERIFY(waitFor([&] { return isOver || nested > mostNested; }));
         --nested;
     };
     for (size_t number = 0; number < mostNested; ++number)
-        setPreset(number);
+        setPreset(*clients[number], QByteArray::number(int(number)));
     for (const auto& client : clients)
         QTRY_COMPARE(client->received, shortAcceptance("setPreset"));
     QCOMPARE(most, mostNested);
@@ -406,21 +340,7 @@ void tst_server_events::carriesOutCommandThatNestedCallsWaitFor()
 {
     constexpr size_t waitingCalls = 31;
     Session session;
-    std::vector<std::unique_ptr<TlsClient>> clients;
-    while (clients.size() < waitingCalls + 2) {
-        clients.push_back(session.orvaneClient());
-        QVERIFY(clients.back() && runRounds(*clients.back()));
-    }
-    const auto setPreset = [](TlsClient& client, const QByteArray& name) {
-        client.received.clear();
-        client.send("<setPreset><presetname>" + name + "</presetname></setPreset>");
-    };
-    const auto isUnread = [&](const TlsClient& client) {
-        const auto sockets = session.server->findChildren<QSslSocket*>();
-        return std::any_of(sockets.begin(), sockets.end(), [&](const QSslSocket* socket) {
-            return socket->peerPort() == client.localPort() && socket->bytesAvailable() > 0;
-        });
-    };
+    const auto clients = orvaneClients(session, waitingCalls + 2);
     int lasts = 0;
     session.host.duringCall = [&] {
         if (session.host.calls.last().contains(u"last"_s))
@@ -428,7 +348,7 @@ void tst_server_events::carriesOutCommandThatNestedCallsWaitFor()
         else if (session.host.calls.last().contains(u"waits"_s))
             QVERIFY(waitFor([&] { return lasts == 2; }));
         else // the limit of nested calls is reached
-            QVERIFY(waitFor([&] { return isUnread(*clients.back()); }));
+            QVERIFY(waitFor([&] { return unreadSockets(session) == 1; }));
     };
     for (size_t count = 0; count < waitingCalls; ++count)
         setPreset(*clients[count], "waits");
@@ -502,12 +422,7 @@ void tst_server_events::servesAllLoggedInClientsInOneRound()
 static bool isServedAfterHold(std::chrono::milliseconds timeout)
 {
     Session session;
-    std::vector<std::unique_ptr<TlsClient>> clients;
-    while (clients.size() < 32) {
-        clients.push_back(session.orvaneClient());
-        if (!clients.back() || !runRounds(*clients.back()))
-            return false;
-    }
+    const auto clients = orvaneClients(session, 32);
     OrvaneInterface::OrvaneLimits limits;
     limits.loginTimeout = timeout;
     session.server->setLimits(limits);
