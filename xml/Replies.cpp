@@ -74,7 +74,7 @@ QString XmlCommandReader::acceptedReply(
     QString reply = replyStart(Acceptance, namespaceUri);
     appendElement(reply, u"command", commandName());
     const auto echo = [&](QStringView name) {
-        if (const auto parameter = find(name))
+        if (const auto parameter = parameters.find(name))
             appendElement(reply, name, parameters.value(*parameter));
     };
     for (const QString& name : echoNames)

@@ -4,8 +4,6 @@
 #include "ParameterWalk.h"
 #include "PlainXmlReader.h"
 
-#include <type_traits>
-
 using namespace Qt::StringLiterals;
 using OrvaneInterface::ParameterTree;
 
@@ -48,26 +46,15 @@ bool XmlCommandReader::readDocument()
     return refusal.isNull() && !reader.hasError();
 }
 
-/// Keys in UTF-16, such as all of the library's own, are not copied.
-std::optional<ParameterTree::Node> XmlCommandReader::find(QAnyStringView key) const
+QString XmlCommandReader::stringParameter(QStringView key, const QString& defaultValue) const
 {
-    return key.visit([this](auto text) {
-        if constexpr (std::is_same_v<decltype(text), QStringView>)
-            return parameters.find(text);
-        else
-            return parameters.find(text.toString());
-    });
-}
-
-QString XmlCommandReader::stringParameter(QAnyStringView key, const QString& defaultValue) const
-{
-    const auto parameter = find(key);
+    const auto parameter = parameters.find(key);
     return parameter ? parameters.value(*parameter).toString() : defaultValue;
 }
 
-int XmlCommandReader::intParameter(QAnyStringView key, int defaultValue) const
+int XmlCommandReader::intParameter(QStringView key, int defaultValue) const
 {
-    const auto parameter = find(key);
+    const auto parameter = parameters.find(key);
     if (!parameter)
         return defaultValue;
     const QStringView value = parameters.value(*parameter);
@@ -76,7 +63,7 @@ int XmlCommandReader::intParameter(QAnyStringView key, int defaultValue) const
     return value.toInt();
 }
 
-void XmlCommandReader::setParameter(QAnyStringView key, const QString& value)
+void XmlCommandReader::setParameter(QStringView key, const QString& value)
 {
-    parameters.setValue(parameters.findOrAdd(key.toString()), value);
+    parameters.setValue(parameters.findOrAdd(key), value);
 }

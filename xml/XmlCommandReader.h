@@ -2,7 +2,6 @@
 
 #include "ParameterTree.h"
 
-#include <QAnyStringView>
 #include <QLatin1String>
 #include <QMap>
 #include <QString>
@@ -56,15 +55,15 @@ public:
     /// The text given to parseCommand(), unchanged.
     QString documentText() const { return document; }
 
-    bool hasParameter(QAnyStringView key) const { return find(key).has_value(); }
+    bool hasParameter(QStringView key) const { return parameters.find(key).has_value(); }
     /// The value, which may be empty, or \a defaultValue if there is none.
-    QString stringParameter(QAnyStringView key, const QString& defaultValue = QString()) const;
+    QString stringParameter(QStringView key, const QString& defaultValue = QString()) const;
     /// The value in UTF-8, as hosts take it; empty if there is none.
-    std::string utf8Parameter(QAnyStringView key) const { return stringParameter(key).toStdString(); }
+    std::string utf8Parameter(QStringView key) const { return stringParameter(key).toStdString(); }
     /// The value as decimal, or hexadecimal after "0x"; 0 if it is not a number, \a defaultValue if there is none.
-    int intParameter(QAnyStringView key, int defaultValue) const;
+    int intParameter(QStringView key, int defaultValue) const;
     /// Adds the parameter, or replaces its value.
-    void setParameter(QAnyStringView key, const QString& value);
+    void setParameter(QStringView key, const QString& value);
 
     /**
      * The long acceptance of the command; defined in Replies.cpp, like all acknowledgements.
@@ -86,7 +85,6 @@ public:
 private:
     bool readPlainDocument();
     bool readDocument();
-    std::optional<OrvaneInterface::ParameterTree::Node> find(QAnyStringView key) const;
 
     QString rootName;
     QString document;
