@@ -42,6 +42,7 @@ public:
     {
         random.setRule(u"user"_s, account.first().toHtmlEscaped());
         random.setRule(u"password"_s, account.last().toHtmlEscaped());
+        const auto leaving = session.connectedClient(); // the notices skip it
         for (Client& client : model.clients)
             client.socket = session.connectedClient();
     }

@@ -264,7 +264,7 @@ void tst_server::listensOnChosenAddress()
         const Session session;
         session.server->close();
         if (!session.server->listen(QHostAddress(QLatin1String(address))))
-            QSKIP("the machine has no such address");
+            continue; // the machine has no such address
         TlsClient client;
         client.connectToHostEncrypted(QLatin1String(address), session.server->serverPort());
         QTRY_VERIFY(client.isEncrypted());

@@ -39,7 +39,7 @@ QByteArray loginMessage(const QByteArray& user, const QByteArray& password)
 quint16 freePort()
 {
     QTcpServer server;
-    server.listen(QHostAddress::LocalHost);
+    server.listen();
     return server.serverPort();
 }
 
