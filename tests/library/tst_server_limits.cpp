@@ -172,18 +172,18 @@ void tst_server_limits::givesPlacesInOrderOfArrival()
         clients.push_back(session.tcpClient());
         ports += clients.back()->localPort();
     };
-    QStringList taken; // or not
+    QStringList outcomes;
     session.server->setClientObserver([&](const OrvaneInterface::OrvaneClientEvent& event) {
         if (event.type != Type::Connected && event.type != Type::ExceededLimit)
             return;
-        taken +=
+        outcomes +=
             u"%1 %2"_s.arg(ports.indexOf(event.client.port())).arg(event.type == Type::Connected ? u"+"_s : u"-"_s);
-        if (taken.size() == 1) {
+        if (outcomes.size() == 1) {
             session.server->setLimits({.maxClients = 3});
             if (anotherComes)
                 connectClient();
         }
-        if (anotherComes || taken.size() > 1)
+        if (anotherComes || outcomes.size() > 1)
             runEventsFor(20ms); // longer than a waiting step: another place would be given now
     });
     for (int number = 0; number < (anotherComes ? 4 : 3); ++number)
@@ -192,8 +192,8 @@ void tst_server_limits::givesPlacesInOrderOfArrival()
     QStringList expected {u"0 -"_s, u"1 +"_s, u"2 -"_s};
     if (anotherComes)
         expected += {u"3 +"_s, u"4 -"_s};
-    QTRY_COMPARE(taken.size(), expected.size());
-    QCOMPARE(taken, expected);
+    QTRY_COMPARE(outcomes.size(), expected.size());
+    QCOMPARE(outcomes, expected);
 }
 
 /// Each waits for ten steps, and those that come later prolong nothing.
@@ -212,6 +212,7 @@ void tst_server_limits::turnsEachClientAwayInTime()
     });
     std::vector<std::unique_ptr<TlsClient>> clients;
     while (waited.size() < 20) {
+        QVERIFY(clients.size() < 200);
         clients.push_back(session.tcpClient());
         since[QString::number(clients.back()->localPort())] = step;
         runEventsFor(3ms); // less than a step
