@@ -2,7 +2,7 @@
 #include "WaitFor.h"
 
 #include <QProcess>
-#include <QtTest>
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 

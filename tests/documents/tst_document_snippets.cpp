@@ -4,7 +4,7 @@
 #include <OrvaneLimits.h>
 
 #include <QLocale>
-#include <QtTest>
+#include <QTest>
 
 #include <chrono>
 #include <utility>

@@ -2,8 +2,8 @@
 #include "WaitFor.h"
 
 #include <QSignalSpy>
+#include <QTest>
 #include <QThreadPool>
-#include <QtTest>
 
 /// The parts of the host of docs/hosting.md that depend on the order of events.
 class tst_guide_host : public QObject {

@@ -5,7 +5,7 @@
 #include "Session.h"
 #include "TestClass.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <utility>
 

@@ -4,7 +4,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLoggingCategory>
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 #include <cstring>

@@ -8,7 +8,7 @@
 #include <QMetaMethod>
 #include <QSslCertificate>
 #include <QSslConfiguration>
-#include <QtTest>
+#include <QTest>
 
 #include <chrono>
 #include <optional>

@@ -3,7 +3,7 @@
 #include "TestClass.h"
 
 #include <QLoggingCategory>
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 #include <utility>

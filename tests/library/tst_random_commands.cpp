@@ -4,7 +4,7 @@
 #include "Session.h"
 #include "TestClass.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 #include <memory>

@@ -6,7 +6,7 @@
 #include <QJsonObject>
 #include <QLoggingCategory>
 #include <QRandomGenerator>
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 #include <cstring>

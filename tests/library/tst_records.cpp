@@ -2,7 +2,7 @@
 
 #include <OrvaneInterface.h>
 
-#include <QtTest>
+#include <QTest>
 
 #include <array>
 #include <cstddef>

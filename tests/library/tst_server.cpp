@@ -6,8 +6,8 @@
 #include <QEventLoop>
 #include <QPointer>
 #include <QRegularExpression>
+#include <QTest>
 #include <QThread>
-#include <QtTest>
 
 #include <atomic>
 #include <functional>

@@ -5,8 +5,8 @@
 #include "Wine.h"
 
 #include <QAbstractEventDispatcher>
+#include <QTest>
 #include <QThread>
-#include <QtTest>
 
 #ifdef Q_OS_UNIX
 #include <sys/ioctl.h>

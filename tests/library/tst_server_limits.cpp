@@ -3,8 +3,8 @@
 #include "TestClass.h"
 
 #include <QAbstractEventDispatcher>
+#include <QTest>
 #include <QThread>
-#include <QtTest>
 
 #include <algorithm>
 #include <array>

@@ -9,7 +9,7 @@
 #include <QSslConfiguration>
 #include <QSslKey>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 

@@ -5,7 +5,7 @@
 #include <QProcess>
 #include <QSslKey>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 

@@ -6,7 +6,7 @@
 #include <QProcess>
 #include <QResource>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 

@@ -4,8 +4,8 @@
 
 #include <QAbstractEventDispatcher>
 #include <QSignalSpy>
+#include <QTest>
 #include <QTimerEvent>
-#include <QtTest>
 
 #include <algorithm>
 #include <chrono>

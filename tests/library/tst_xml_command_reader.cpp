@@ -2,7 +2,7 @@
 #include "ReferenceReading.h"
 #include "XmlCommandReader.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 

@@ -2,7 +2,7 @@
 
 #include "WaitFor.h"
 
-#include <QtTest>
+#include <QTest>
 
 // Qt's own macros check every 50 ms and give up after 5 seconds: too early for a handshake on a loaded machine.
 #undef QTRY_VERIFY
