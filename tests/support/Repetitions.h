@@ -7,20 +7,20 @@
 inline QString expanded(const QString& text, qsizetype size = 0, const QString& number = QStringLiteral("$"))
 {
     QString all;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        if (text.at(i) != u'«') {
-            all += text.at(i) == u'$' ? number : QString(text.at(i));
-            continue;
-        }
+    qsizetype end = 0;
+    for (qsizetype i = text.indexOf(u'«'); i >= 0; i = text.indexOf(u'«', end)) {
+        all += text.mid(end, i - end).replace(u'$', number);
         const qsizetype begin = text.indexOf(u' ', i) + 1;
         const QString times = text.mid(i + 1, begin - i - 2);
-        i = begin;
-        for (int open = 1; (open += int(text.at(i) == u'«') - int(text.at(i) == u'»')) > 0; ++i) { }
+        end = begin;
+        for (int open = 1; open > 0; ++end)
+            open += int(text.at(end) == u'«') - int(text.at(end) == u'»');
+        const QString repeated = text.mid(begin, end - 1 - begin);
         const bool isShare = times.startsWith(u'/');
         const qsizetype count = isShare ? size / times.mid(1).toInt() : times.toInt();
         const qsizetype before = all.size();
         for (int done = 0; (isShare ? all.size() - before : done) < count; ++done)
-            all += expanded(text.mid(begin, i - begin), size, QString::number(done));
+            all += expanded(repeated, size, QString::number(done));
     }
-    return all;
+    return all + text.mid(end).replace(u'$', number);
 }
