@@ -23,5 +23,7 @@ inline QList<HostileDocument> hostileDocuments(qsizetype size)
         const qsizetype colon = line.indexOf(": ");
         documents += {line.first(colon), expanded(QString::fromUtf8(line.sliced(colon + 2).trimmed()), size)};
     }
+    if (documents.isEmpty())
+        qFatal("No documents in %s", ORVANE_HOSTILE_DOCUMENTS);
     return documents;
 }
