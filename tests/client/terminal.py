@@ -65,10 +65,10 @@ class Terminal(unittest.TestCase):
     def send(self, message):
         self.connection.sendall(message + peer.END)
 
-    def start(self, *arguments, until=PROMPT, port=None, command='exec "$0" "$@"'):
+    def start(self, *arguments, until=PROMPT, command='exec "$0" "$@"'):
         environment = {"HOME": self.home.name, "TERM": "xterm", "LC_ALL": "C.UTF-8",
                        **{name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}}
-        port = str(port or self.listener.getsockname()[1])
+        port = str(self.listener.getsockname()[1])
         self.stop()
         self.client = pexpect.spawn(
             "/bin/sh", ["-c", command, os.environ["CLIENT"],
@@ -285,14 +285,14 @@ class Terminal(unittest.TestCase):
         self.ends()
 
     def test_retry_waits_for_the_host(self):
-        with peer.listen() as other:
-            port = other.getsockname()[1]
-        self.start("--retry", until="trying again", port=port)
+        self.listener = socket.socket()
+        self.listener.bind(("127.0.0.1", 0))  # refuses connections until it listens
+        self.start("--retry", until="trying again")
         self.type(CTRL_C)
         self.shows("orvane-client: interrupted\r\n")
         self.ends(4)
-        self.start("--retry", "getPresetsList", until="trying again", port=port)
-        self.listener = socket.create_server(("127.0.0.1", port))
+        self.start("--retry", "getPresetsList", until="trying again")
+        self.listener.listen()
         threading.Thread(target=self.serve, daemon=True).start()
         self.shows("<getPresetsListResponse>")
         self.ends()

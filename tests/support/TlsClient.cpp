@@ -1,5 +1,6 @@
 #include "TlsClient.h"
 
+#include <QRandomGenerator>
 #include <QTcpServer>
 
 using namespace Qt::StringLiterals;
@@ -39,7 +40,9 @@ QByteArray loginMessage(const QByteArray& user, const QByteArray& password)
 quint16 freePort()
 {
     QTcpServer server;
-    server.listen();
+    // None that the system gives to whoever asks for any, or somebody else might have it soon.
+    while (!server.listen(QHostAddress::Any, static_cast<quint16>(QRandomGenerator::global()->bounded(20000, 32768)))) {
+    }
     return server.serverPort();
 }
 
