@@ -128,7 +128,7 @@ An answer costs in proportion to its length, and the time-out applies even if th
   0:orvane-client: the answer is too expensive to read: Its elements are nested too deep
   $ against tls "$(many 1000 '<a>')$(many 1000 '</a>')\r\n\r\n" --pretty c | wc -c
   7001
-  $ in_vain 'no answer' against drip '' c
+  $ in_vain 'no answer to c' against drip '' c
   orvane-client: no answer to c within TIME
   [3]
   $ python_client() {
