@@ -8,14 +8,14 @@ int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     QStringList arguments = QCoreApplication::arguments();
-    const auto known = TestClass::all().find(arguments.value(1));
-    if (known != TestClass::all().end()) {
+    const auto known = TestClasses.find(arguments.value(1));
+    if (known != TestClasses.end()) {
         arguments.removeAt(1);
         return known->second(arguments);
     }
     QTextStream error(stderr);
     error << "Usage: orvane-tests CLASS [OPTION]... [FUNCTION[:ROW]]...\nClasses:\n";
-    for (const auto& [name, run] : TestClass::all())
+    for (const auto& [name, run] : TestClasses)
         error << "  " << name << '\n';
     return 2;
 }

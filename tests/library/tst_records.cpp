@@ -33,13 +33,10 @@ auto contentOf(PresetEntry& preset)
     return std::tie(preset.name);
 }
 
-int channelsOf(const RecorderEntry& recorder)
+template <typename Record> int channelsOf(const Record& record)
 {
-    return recorder.maxNumChannels;
-}
-
-int channelsOf(const PresetEntry&)
-{
+    if constexpr (requires { record.maxNumChannels; })
+        return record.maxNumChannels;
     return 0;
 }
 

@@ -4,27 +4,15 @@
 
 #include <map>
 
-/// A test class of orvane-tests, by its name.
-class TestClass {
-public:
-    template <typename Test> static TestClass of()
-    {
-        return TestClass(Test::staticMetaObject.className(), [](const QStringList& arguments) {
-            Test test;
-            return QTest::qExec(&test, arguments);
-        });
-    }
+/// The test classes of orvane-tests, by name.
+inline std::map<QString, int (*)(const QStringList& arguments)> TestClasses;
 
-    using Run = int (*)(const QStringList& arguments);
-    static std::map<QString, Run>& all()
-    {
-        static std::map<QString, Run> classes;
-        return classes;
-    }
-
-private:
-    TestClass(const char* name, Run run) { all()[QString::fromLatin1(name)] = run; }
-};
+template <typename Test> int runTestClass(const QStringList& arguments)
+{
+    Test test;
+    return QTest::qExec(&test, arguments);
+}
 
 /// Instead of QTEST_MAIN.
-#define ORVANE_TEST(Test) static const TestClass Test##_class = TestClass::of<Test>();
+#define ORVANE_TEST(Test)                                                                                              \
+    static const auto Test##_class = TestClasses.emplace(QStringLiteral(#Test), runTestClass<Test>);
