@@ -71,7 +71,7 @@ void print(const QString& line)
 double instructionsOf(const std::function<void()>& function)
 {
     static int dump = 0;
-    CALLGRIND_START_INSTRUMENTATION; // with --instr-atstart=no, the documents made before do not cost most of the time
+    CALLGRIND_START_INSTRUMENTATION; // with --instr-atstart=no, making the documents before is not slowed down
     CALLGRIND_ZERO_STATS;
     function();
     CALLGRIND_DUMP_STATS;
